@@ -1,0 +1,36 @@
+# Helpers shared by every subsystem's CMakeLists.
+
+# Adds each listed folder that has a CMakeLists.txt, so that subsystems can
+# come and go without touching the top level.
+function(zl_add_subdirectories)
+  foreach(dir IN LISTS ARGN)
+    if(EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${dir}/CMakeLists.txt")
+      add_subdirectory(${dir})
+    endif()
+  endforeach()
+endfunction()
+
+# Warnings every target of ours gets.
+function(zl_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wno-unused-parameter)
+endfunction()
+
+# zl_add_gtest(NAME name SOURCES ... LIBS ... [GUI] [LABELS ...])
+# One GoogleTest executable, registered with CTest test by test. The
+# executable gets a main that builds a QCoreApplication (or, with GUI, an
+# offscreen QGuiApplication) so that signals, timers and threads work.
+function(zl_add_gtest)
+  cmake_parse_arguments(T "GUI" "NAME" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${T_NAME} ${T_SOURCES})
+  if(T_GUI)
+    target_link_libraries(${T_NAME} PRIVATE zl_test_main_gui)
+  else()
+    target_link_libraries(${T_NAME} PRIVATE zl_test_main_core)
+  endif()
+  target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gmock)
+  zl_warnings(${T_NAME})
+  gtest_discover_tests(${T_NAME}
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ZENLOFT_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
+               LABELS "${T_LABELS}" TIMEOUT 120)
+endfunction()

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QtGlobal>
+
+#include <functional>
+
+namespace zltest {
+
+// Collects every message Qt logs while it lives, so that a test can check
+// that nothing unexpected was reported (or that an expected warning came).
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    QStringList messages() const;
+    QStringList warnings() const;  // warnings, criticals and fatals only
+    bool contains(const QString& text) const;
+    void clear();
+};
+
+// Path of a file in the source tree (tests/data/..., resources/...).
+QString sourcePath(const QString& relative);
+
+// Spins the event loop until pred() is true or timeoutMs has passed.
+bool waitFor(const std::function<bool()>& pred, int timeoutMs = 5000);
+
+}  // namespace zltest
