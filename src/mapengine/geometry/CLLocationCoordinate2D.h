@@ -18,3 +18,7 @@ inline CLLocationCoordinate2D CLLocationCoordinate2DMake(double latitude, double
 inline bool CLLocationCoordinate2DIsValid(const CLLocationCoordinate2D& c) {
     return c.latitude >= -90.0 && c.latitude <= 90.0 && c.longitude >= -180.0 && c.longitude <= 180.0;
 }
+
+// The coordinate that stands for "no coordinate": both values at -180, so
+// that it fails the validity test above.
+inline constexpr CLLocationCoordinate2D kCLLocationCoordinate2DInvalid{-180.0, -180.0};
