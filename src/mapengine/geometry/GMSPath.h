@@ -117,10 +117,13 @@ public:
     void addLatitude(double latitude, double longitude);
     // Inserts before `index` when index < count, otherwise behaves as
     // replaceCoordinateAtIndex (which pads).
-    void insertCoordinate(CLLocationCoordinate2D coordinate, std::size_t index);
+    bool insertCoordinate(CLLocationCoordinate2D coordinate, std::size_t index);
     // Overwrites when index < count; otherwise appends (0, 0) until count
-    // equals index, then appends the coordinate.
-    void replaceCoordinateAtIndex(std::size_t index, CLLocationCoordinate2D coordinate);
+    // equals index, then appends the coordinate. Padding that would take the
+    // path beyond kMaxPaddedCount coordinates is refused (returns false, the
+    // path stays as it was) instead of exhausting memory.
+    bool replaceCoordinateAtIndex(std::size_t index, CLLocationCoordinate2D coordinate);
+    static constexpr std::size_t kMaxPaddedCount = std::size_t(1) << 26;
     // Out of range does nothing and keeps the cache.
     void removeCoordinateAtIndex(std::size_t index);
     void removeLastCoordinate();
