@@ -1,0 +1,3 @@
+#include "GMSCacheLog.h"
+
+Q_LOGGING_CATEGORY(lcMapCache, "zenloft.mapengine.cache")

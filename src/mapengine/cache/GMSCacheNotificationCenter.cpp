@@ -1,0 +1,6 @@
+#include "GMSCacheNotificationCenter.h"
+
+GMSCacheNotificationCenter* GMSCacheNotificationCenter::instance() {
+    static GMSCacheNotificationCenter center;
+    return &center;
+}

@@ -1,0 +1,158 @@
+#include "SqliteConnection.h"
+
+#include <sqlite3.h>
+
+namespace zl::sqlite {
+
+Statement::~Statement() { sqlite3_finalize(m_stmt); }
+
+void Statement::bind(int index, qint64 value) { sqlite3_bind_int64(m_stmt, index, value); }
+void Statement::bind(int index, double value) { sqlite3_bind_double(m_stmt, index, value); }
+
+void Statement::bind(int index, const QString& value) {
+    const QByteArray utf8 = value.toUtf8();
+    sqlite3_bind_text(m_stmt, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
+}
+
+void Statement::bindBlob(int index, const QByteArray& value) {
+    // A zero-length blob, not NULL: an empty tile is still a stored tile.
+    sqlite3_bind_blob(m_stmt, index, value.isEmpty() ? "" : value.constData(), int(value.size()),
+                      SQLITE_TRANSIENT);
+}
+
+void Statement::bindNull(int index) { sqlite3_bind_null(m_stmt, index); }
+
+bool Statement::step() {
+    const int rc = sqlite3_step(m_stmt);
+    if (rc == SQLITE_ROW) return true;
+    if (rc == SQLITE_DONE) return false;
+    m_failed = true;
+    m_errorCode = rc;
+    m_error = QString::fromUtf8(sqlite3_errmsg(m_db));
+    return false;
+}
+
+void Statement::reset() {
+    sqlite3_reset(m_stmt);
+    sqlite3_clear_bindings(m_stmt);
+    m_failed = false;
+    m_errorCode = 0;
+    m_error.clear();
+}
+
+qint64 Statement::int64(int column) const { return sqlite3_column_int64(m_stmt, column); }
+double Statement::real(int column) const { return sqlite3_column_double(m_stmt, column); }
+
+QString Statement::text(int column) const {
+    const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, column));
+    return p ? QString::fromUtf8(p, sqlite3_column_bytes(m_stmt, column)) : QString();
+}
+
+QByteArray Statement::blob(int column) const {
+    const void* p = sqlite3_column_blob(m_stmt, column);
+    const int n = sqlite3_column_bytes(m_stmt, column);
+    return p && n > 0 ? QByteArray(static_cast<const char*>(p), n) : QByteArray();
+}
+
+bool Statement::isNull(int column) const { return sqlite3_column_type(m_stmt, column) == SQLITE_NULL; }
+int Statement::columnType(int column) const { return sqlite3_column_type(m_stmt, column); }
+
+Connection::~Connection() { close(); }
+
+bool Connection::open(const QString& path) {
+    close();
+    const int rc = sqlite3_open_v2(path.toUtf8().constData(), &m_db,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    if (rc != SQLITE_OK) {
+        noteError();
+        if (m_errorCode == 0) m_errorCode = rc;
+        close();
+        return false;
+    }
+    sqlite3_extended_result_codes(m_db, 1);
+    // Several caches share one store file, each with its own connection.
+    sqlite3_busy_timeout(m_db, 10000);
+    return true;
+}
+
+void Connection::close() {
+    qDeleteAll(m_statements);
+    m_statements.clear();
+    if (m_db) {
+        sqlite3_close_v2(m_db);
+        m_db = nullptr;
+    }
+}
+
+bool Connection::exec(const QString& sql) {
+    if (!m_db) {
+        m_error = QStringLiteral("not open");
+        return false;
+    }
+    char* msg = nullptr;
+    const int rc = sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, &msg);
+    if (rc != SQLITE_OK) {
+        m_errorCode = rc;
+        m_error = msg ? QString::fromUtf8(msg) : QString::fromUtf8(sqlite3_errstr(rc));
+        sqlite3_free(msg);
+        return false;
+    }
+    return true;
+}
+
+Statement* Connection::statement(const char* sql) {
+    if (!m_db) {
+        m_error = QStringLiteral("not open");
+        return nullptr;
+    }
+    if (Statement* s = m_statements.value(sql)) return s;
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
+        noteError();
+        sqlite3_finalize(stmt);
+        return nullptr;
+    }
+    auto* s = new Statement(m_db, stmt);
+    m_statements.insert(sql, s);
+    return s;
+}
+
+int Connection::userVersion() {
+    Statement* s = statement("PRAGMA user_version");
+    if (!s) return -1;
+    Reset r(*s);
+    if (!s->step()) return -1;
+    return int(s->int64(0));
+}
+
+bool Connection::setUserVersion(int version) {
+    return exec(QStringLiteral("PRAGMA user_version = %1").arg(version));
+}
+
+qint64 Connection::lastInsertRowId() const { return m_db ? sqlite3_last_insert_rowid(m_db) : 0; }
+bool Connection::inTransaction() const { return m_db && sqlite3_get_autocommit(m_db) == 0; }
+int Connection::changes() const { return m_db ? sqlite3_changes(m_db) : 0; }
+
+void Connection::noteError() {
+    m_errorCode = m_db ? sqlite3_extended_errcode(m_db) : 0;
+    m_error = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("out of memory");
+}
+
+Transaction::Transaction(Connection& c) : m_c(c) { m_active = m_c.exec(QStringLiteral("BEGIN IMMEDIATE")); }
+
+Transaction::~Transaction() {
+    if (m_active) m_c.exec(QStringLiteral("ROLLBACK"));
+}
+
+bool Transaction::commit() {
+    if (!m_active) return false;
+    if (!m_c.exec(QStringLiteral("COMMIT"))) {
+        // A failed COMMIT may leave the transaction open; the destructor
+        // rolls it back.
+        return false;
+    }
+    m_active = false;
+    return true;
+}
+
+}  // namespace zl::sqlite

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QString>
+#include <QtGlobal>
+
+#include <memory>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace zl::sqlite {
+
+// One prepared statement. Kept by its connection and reused: bind, step,
+// read, then reset() before the next use (Reset does that by scope).
+class Statement {
+public:
+    Statement(sqlite3* db, sqlite3_stmt* stmt) : m_db(db), m_stmt(stmt) {}
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    void bind(int index, qint64 value);
+    void bind(int index, int value) { bind(index, qint64(value)); }
+    void bind(int index, double value);
+    void bind(int index, const QString& value);
+    void bindBlob(int index, const QByteArray& value);
+    void bindNull(int index);
+
+    // SQLITE_ROW: true; SQLITE_DONE: false; anything else: false and
+    // failed() is set with the connection's message in error().
+    bool step();
+    void reset();
+
+    qint64 int64(int column) const;
+    double real(int column) const;
+    QString text(int column) const;
+    QByteArray blob(int column) const;
+    bool isNull(int column) const;
+    int columnType(int column) const;
+
+    bool failed() const { return m_failed; }
+    int errorCode() const { return m_errorCode; }
+    QString error() const { return m_error; }
+
+private:
+    sqlite3* m_db;
+    sqlite3_stmt* m_stmt;
+    bool m_failed = false;
+    int m_errorCode = 0;
+    QString m_error;
+};
+
+// Resets a kept statement when the scope ends, so that no read cursor stays
+// open across a transaction boundary.
+class Reset {
+public:
+    explicit Reset(Statement& s) : m_s(s) { m_s.reset(); }
+    ~Reset() { m_s.reset(); }
+    Reset(const Reset&) = delete;
+    Reset& operator=(const Reset&) = delete;
+
+private:
+    Statement& m_s;
+};
+
+// One SQLite connection, used by one thread only. Statements made by
+// statement() are prepared once and kept until the connection closes.
+class Connection {
+public:
+    Connection() = default;
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    bool open(const QString& path);
+    void close();
+    bool isOpen() const { return m_db != nullptr; }
+
+    // Runs one or more statements without results.
+    bool exec(const QString& sql);
+    // The kept statement for this text, prepared on first use; nullptr
+    // (with error() set) when the text does not prepare.
+    Statement* statement(const char* sql);
+
+    // PRAGMA user_version
+    int userVersion();
+    bool setUserVersion(int version);
+
+    qint64 lastInsertRowId() const;
+    // Whether a transaction is open on this connection.
+    bool inTransaction() const;
+    int changes() const;
+
+    QString error() const { return m_error; }
+    int errorCode() const { return m_errorCode; }
+    sqlite3* handle() const { return m_db; }
+
+private:
+    void noteError();
+
+    sqlite3* m_db = nullptr;
+    QHash<const char*, Statement*> m_statements;
+    QString m_error;
+    int m_errorCode = 0;
+};
+
+// A write transaction that rolls back unless committed. BEGIN IMMEDIATE
+// takes the write lock at once, so two connections to one store wait on the
+// busy timeout instead of failing half-way through a batch.
+class Transaction {
+public:
+    explicit Transaction(Connection& c);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    bool isActive() const { return m_active; }
+    bool commit();
+
+private:
+    Connection& m_c;
+    bool m_active = false;
+};
+
+}  // namespace zl::sqlite
