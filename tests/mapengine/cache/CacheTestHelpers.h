@@ -1,0 +1,69 @@
+#pragma once
+
+#include "GMSTileDataCache.h"
+#include "testsupport.h"
+
+#include <QDir>
+#include <QObject>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+namespace cachetest {
+
+// Calls an asynchronous cache operation with a context on this thread and
+// spins the event loop until its handler ran.
+template <class T, class Call>
+T await(Call call) {
+    std::optional<T> result;
+    QObject context;
+    call(&context, [&](T v) { result = std::move(v); });
+    EXPECT_TRUE(zltest::waitFor([&] { return result.has_value(); })) << "handler never ran";
+    return result.value_or(T{});
+}
+
+// A clock that tests move by hand; read on the cache's thread.
+struct FakeClock {
+    std::shared_ptr<std::atomic<qint64>> now = std::make_shared<std::atomic<qint64>>(0);
+    GMSTimingClock clock() const {
+        auto n = now;
+        return [n] { return n->load(); };
+    }
+    void set(qint64 ms) { now->store(ms); }
+};
+
+inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {
+    GMSCacheStorageDescriptor d;
+    d.name = kGMSTilesCacheName;
+    d.boundaryVersion = kGMSTilesCacheBoundaryVersion;
+    d.cachesDir = root;
+    return d;
+}
+
+inline GMSCacheableTileData tile(int zoom, int x, int y, const QByteArray& data, qint64 validationTime = 0,
+                                 const QString& versionID = {}) {
+    GMSCacheableTileData t;
+    t.coords = {zoom, x, y};
+    t.data = data;
+    t.validationTime = validationTime;
+    t.versionID = versionID;
+    return t;
+}
+
+inline bool startCache(GMSTileDataCache& cache) {
+    return await<bool>([&](QObject* c, auto fn) { cache.startWithCompletionHandler(c, fn); });
+}
+
+inline bool store(GMSTileDataCache& cache, QList<GMSCacheableTileData> items) {
+    return await<bool>([&](QObject* c, auto fn) { cache.storeCacheableTileDatas(items, c, fn); });
+}
+
+inline GMSCachedTileData load(GMSTileDataCache& cache, GMSCacheTileKey key) {
+    return await<GMSCachedTileData>([&](QObject* c, auto fn) { cache.loadTileForTileCoords(key, c, fn); });
+}
+
+}  // namespace cachetest

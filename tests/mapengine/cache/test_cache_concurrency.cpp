@@ -1,0 +1,126 @@
+#include "CacheTestHelpers.h"
+
+#include <QRandomGenerator>
+#include <QThread>
+
+#include <thread>
+#include <vector>
+
+using namespace cachetest;
+
+namespace {
+// Tile bytes that say which key and which version they are.
+QByteArray payload(const GMSCacheTileKey& k, int version) {
+    QByteArray b = QStringLiteral("%1/%2/%3#%4|").arg(k.zoom).arg(k.x).arg(k.y).arg(version).toLatin1();
+    return b + QByteArray(int(64 + (k.x * 37 + version * 11) % 900), char('a' + version % 26));
+}
+
+int versionOf(const QByteArray& data, const GMSCacheTileKey& k) {
+    const QByteArray head = data.left(data.indexOf('|'));
+    const QByteArray prefix = QStringLiteral("%1/%2/%3#").arg(k.zoom).arg(k.x).arg(k.y).toLatin1();
+    if (!head.startsWith(prefix)) return -2;  // someone else's bytes
+    return head.mid(prefix.size()).toInt();
+}
+}  // namespace
+
+// Several threads store and load at once, on two caches (two tile types)
+// over one store file. Each thread owns its keys, and its calls reach the
+// cache in order, so a load must see the last version stored before it.
+TEST(GMSTileDataCacheConcurrency, ManyThreadsGetConsistentResults) {
+    QTemporaryDir root;
+    auto pa = std::make_unique<GMSTileDataCache>(tilesDescriptor(root.path()), 1, 0, 0);
+    GMSTileDataCache b(tilesDescriptor(root.path()), 2, 0, 0);
+    GMSTileDataCache& a = *pa;
+    ASSERT_TRUE(startCache(a));
+    ASSERT_TRUE(startCache(b));
+
+    constexpr int kThreads = 6;
+    constexpr int kOps = 300;
+    constexpr int kKeysPerThread = 12;
+    std::atomic<int> pending{0};
+    std::atomic<int> wrong{0};
+    std::atomic<int> failedStores{0};
+    // Last version stored, per thread and key; written only by its thread.
+    std::vector<std::vector<int>> last(kThreads, std::vector<int>(kKeysPerThread, -1));
+
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            GMSTileDataCache& cache = (t % 2) ? b : a;
+            QRandomGenerator rng(1000 + t);
+            for (int op = 0; op < kOps; ++op) {
+                const int keyIndex = int(rng.bounded(kKeysPerThread));
+                const GMSCacheTileKey k{t, keyIndex, 0};
+                if (rng.bounded(2) == 0) {
+                    const int version = op;
+                    QList<GMSCacheableTileData> batch{tile(k.zoom, k.x, k.y, payload(k, version), op)};
+                    last[t][keyIndex] = version;
+                    ++pending;
+                    cache.storeCacheableTileDatas(batch, nullptr, [&](bool ok) {
+                        if (!ok) ++failedStores;
+                        --pending;
+                    });
+                } else {
+                    const int expected = last[t][keyIndex];
+                    ++pending;
+                    cache.loadTileForTileCoords(k, nullptr, [&, k, expected](GMSCachedTileData d) {
+                        const int got = d.found ? versionOf(d.data, k) : -1;
+                        if (got != expected) ++wrong;
+                        --pending;
+                    });
+                }
+            }
+        });
+    }
+    for (auto& th : threads) th.join();
+    ASSERT_TRUE(zltest::waitFor([&] { return pending.load() == 0; }, 60000));
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(failedStores.load(), 0);
+
+    // The index agrees with what was stored, and with the store itself.
+    for (GMSTileDataCache* cache : {&a, &b}) {
+        qint64 expectedCount = 0;
+        qint64 expectedSize = 0;
+        for (int t = cache == &a ? 0 : 1; t < kThreads; t += 2)
+            for (int k = 0; k < kKeysPerThread; ++k)
+                if (last[t][k] >= 0) {
+                    ++expectedCount;
+                    expectedSize += payload({t, k, 0}, last[t][k]).size();
+                    EXPECT_EQ(load(*cache, {t, k, 0}).data, payload({t, k, 0}, last[t][k]));
+                }
+        const auto s = cache->stats();
+        EXPECT_EQ(s.count, expectedCount);
+        EXPECT_EQ(s.cacheSize, expectedSize);
+    }
+    const auto before = a.stats();
+    pa.reset();
+    GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(reopened));
+    EXPECT_EQ(reopened.stats().count, before.count);
+    EXPECT_EQ(reopened.stats().cacheSize, before.cacheSize);
+}
+
+// Handlers with a context arrive on the context's thread, whatever thread
+// asked.
+TEST(GMSTileDataCacheConcurrency, HandlersArriveOnTheContextThread) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    QObject context;  // lives on this (the main) thread
+    std::atomic<int> onMain{0};
+    std::atomic<int> elsewhere{0};
+    QThread* main = QThread::currentThread();
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 20; ++i) {
+                cache.storeTileCoords({t, i, 0}, 0, {}, "x", &context, [&](bool) {
+                    (QThread::currentThread() == main ? onMain : elsewhere)++;
+                });
+            }
+        });
+    }
+    for (auto& th : threads) th.join();
+    EXPECT_TRUE(zltest::waitFor([&] { return onMain.load() + elsewhere.load() == 60; }));
+    EXPECT_EQ(elsewhere.load(), 0);
+}

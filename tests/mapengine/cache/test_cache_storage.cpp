@@ -1,0 +1,214 @@
+#include "CacheTestHelpers.h"
+#include "GMSCacheStorage.h"
+#include "GMSTileDataCacheLimits.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+
+using namespace cachetest;
+
+namespace {
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(bytes);
+}
+
+// Leaves a closed store with `n` tiles of 3000 bytes each.
+void fillStore(const QString& root, int n) {
+    GMSTileDataCache cache(tilesDescriptor(root), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    QList<GMSCacheableTileData> batch;
+    for (int i = 0; i < n; ++i) batch.append(tile(12, i, 7, QByteArray(3000, char('a' + i % 26)), 1000 + i));
+    ASSERT_TRUE(store(cache, batch));
+}
+}  // namespace
+
+TEST(GMSCacheStorage, LayoutAndVersionComparison) {
+    const auto d = tilesDescriptor(QStringLiteral("/caches"));
+    EXPECT_EQ(d.directoryPath(), QStringLiteral("/caches/GMSCacheStorage-Tiles"));
+    EXPECT_EQ(d.storePath(), QStringLiteral("/caches/GMSCacheStorage-Tiles/Tiles.sqlite"));
+    EXPECT_EQ(GMSCacheStorageDescriptor::compareVersions("3", "3.0.0.0"), 0);
+    EXPECT_LT(GMSCacheStorageDescriptor::compareVersions("2.9.9.9", "3.0.0.0"), 0);
+    EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("3.0.0.1", "3.0.0.0"), 0);
+    EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("10.0", "9.9"), 0);
+}
+
+TEST(GMSCacheStorage, StoreOlderThanItsBoundaryIsDeleted) {
+    QTemporaryDir root;
+    fillStore(root.path(), 3);
+    const QString file = tilesDescriptor(root.path()).storePath();
+
+    auto keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "3.0.0.0");
+    EXPECT_TRUE(QFile::exists(file));
+    keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "4.1");
+    EXPECT_TRUE(QFile::exists(file));
+    auto drop = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "2.99");
+    EXPECT_FALSE(QFile::exists(file));
+    EXPECT_EQ(drop.storePath(), file);
+
+    fillStore(root.path(), 1);
+    GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), QString());
+    EXPECT_FALSE(QFile::exists(file)) << "an unknown previous engine counts as older";
+}
+
+TEST(GMSCacheStorage, FreshStoreHasTheSchemaAndItsVersion) {
+    QTemporaryDir root;
+    bool didReset = true;
+    auto s = GMSCacheStorage::open(tilesDescriptor(root.path()), &didReset);
+    ASSERT_TRUE(s);
+    EXPECT_FALSE(didReset);
+    EXPECT_EQ(s->db().userVersion(), GMSCacheStorage::kSchemaVersion);
+    for (const char* table : {"GMSCachedTile", "GMSCachedTileBlob", "GMSCachedTileProtoBlob", "GMSCacheProperty",
+                              "GMSCachedObject", "GMSCachedObjectBlob"}) {
+        EXPECT_TRUE(s->db().exec(QStringLiteral("SELECT count(*) FROM %1").arg(table))) << table;
+    }
+    auto* mode = s->db().statement("PRAGMA journal_mode");
+    ASSERT_TRUE(mode && mode->step());
+    EXPECT_EQ(mode->text(0), QStringLiteral("wal"));
+    mode->reset();
+}
+
+TEST(GMSCacheStorage, TransactionRollsBackUnlessCommitted) {
+    QTemporaryDir root;
+    auto s = GMSCacheStorage::open(tilesDescriptor(root.path()));
+    ASSERT_TRUE(s);
+    auto& db = s->db();
+    {
+        zl::sqlite::Transaction t(db);
+        ASSERT_TRUE(t.isActive());
+        ASSERT_TRUE(db.exec("INSERT INTO GMSCacheProperty (key, value) VALUES ('a', 1)"));
+    }
+    {
+        zl::sqlite::Transaction t(db);
+        ASSERT_TRUE(db.exec("INSERT INTO GMSCacheProperty (key, value) VALUES ('b', 2)"));
+        EXPECT_TRUE(t.commit());
+        EXPECT_FALSE(t.commit());
+    }
+    auto* q = db.statement("SELECT group_concat(key) FROM GMSCacheProperty");
+    ASSERT_TRUE(q && q->step());
+    EXPECT_EQ(q->text(0), QStringLiteral("b"));
+    q->reset();
+    EXPECT_FALSE(db.inTransaction());
+    EXPECT_EQ(db.statement("SELECT nonsense FROM nowhere"), nullptr);
+    EXPECT_FALSE(db.error().isEmpty());
+}
+
+TEST(GMSCacheStorage, StoreThatWontOpenIsRebuiltQuietly) {
+    struct Case {
+        const char* what;
+        std::function<void(const QString& file)> damage;
+    };
+    const QList<Case> cases = {
+        {"garbage", [](const QString& f) { writeFile(f, QByteArray(8192, 'x')); }},
+        {"truncated header", [](const QString& f) { writeFile(f, QByteArray("SQLite format 3\0\x10", 18)); }},
+        {"newer schema",
+         [](const QString& f) {
+             zl::sqlite::Connection c;
+             ASSERT_TRUE(c.open(f));
+             ASSERT_TRUE(c.setUserVersion(GMSCacheStorage::kSchemaVersion + 5));
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        QTemporaryDir root;
+        fillStore(root.path(), 2);
+        auto d = tilesDescriptor(root.path());
+        c.damage(d.storePath());
+        QFile::remove(d.storePath() + "-wal");
+        QFile::remove(d.storePath() + "-shm");
+        int resets = 0;
+        d.resetHandler = [&] { ++resets; };
+        zltest::LogCapture log;
+        bool didReset = false;
+        auto s = GMSCacheStorage::open(d, &didReset);
+        ASSERT_TRUE(s);
+        EXPECT_TRUE(didReset);
+        EXPECT_EQ(resets, 1);
+        EXPECT_EQ(s->db().userVersion(), GMSCacheStorage::kSchemaVersion);
+        EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
+    }
+}
+
+TEST(GMSCacheStorage, FolderThatCannotBeMadeMeansNoStore) {
+    QTemporaryDir root;
+    writeFile(root.filePath("notadir"), "file");
+    zltest::LogCapture log;
+    EXPECT_EQ(GMSCacheStorage::open(tilesDescriptor(root.filePath("notadir"))), nullptr);
+    EXPECT_TRUE(log.contains("GMSCacheStorage failed to create directory"));
+    EXPECT_TRUE(log.contains("Failed to create persistent store for"));
+
+    // The tile cache then runs without a disk: every load is a miss.
+    GMSTileDataCache cache(tilesDescriptor(root.filePath("notadir")), 1, 0, 0);
+    EXPECT_FALSE(startCache(cache));
+    EXPECT_TRUE(log.contains("Failed to initialize tile cache storage, can't use disk caching."));
+    EXPECT_FALSE(store(cache, {tile(1, 0, 0, "x")}));
+    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+}
+
+// Damage at random places: the cache must open (maybe rebuilt), answer every
+// load with a hit or a miss, and accept new tiles.
+TEST(GMSCacheStorage, RandomDamageNeverBreaksTheCache) {
+    for (quint32 seed = 1; seed <= 12; ++seed) {
+        SCOPED_TRACE(seed);
+        QTemporaryDir root;
+        fillStore(root.path(), 40);
+        const QString file = tilesDescriptor(root.path()).storePath();
+        {
+            QFile f(file);
+            ASSERT_TRUE(f.open(QIODevice::ReadWrite));
+            QByteArray bytes = f.readAll();
+            QRandomGenerator rng(seed);
+            const int flips = 1 + int(rng.bounded(200));
+            for (int i = 0; i < flips; ++i) bytes[rng.bounded(int(bytes.size()))] = char(rng.bounded(256));
+            if (seed % 3 == 0) bytes.truncate(rng.bounded(int(bytes.size())));
+            f.seek(0);
+            f.resize(0);
+            f.write(bytes);
+        }
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        startCache(cache);
+        for (int i = 0; i < 40; ++i) {
+            const auto r = load(cache, {12, i, 7});
+            if (r.found) {
+                EXPECT_LE(r.data.size(), 3000);
+            }
+        }
+        if (cache.stats().hasStorage) {
+            EXPECT_TRUE(store(cache, {tile(3, 3, 3, "fresh")}));
+            EXPECT_EQ(load(cache, {3, 3, 3}).data, QByteArray("fresh"));
+        }
+    }
+}
+
+TEST(GMSTileDataCacheLimits, SizesByTileType) {
+    GMSCacheTileTypeTraits t;
+    EXPECT_FALSE(cacheSizeForTileType(t, true, 0));  // not storable
+    t.isStorable = true;
+    t.dataType = 0;
+    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 2048);
+    t.dataType = 3;
+    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 4096);
+    t.dataType = 5;
+    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 4096);
+    t.isAuxiliary = true;
+    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 256);
+    t.isAuxiliary = false;
+    t.isMainVector = true;
+    const auto main = cacheSizeForTileType(t, true, qint64(5) << 30);
+    EXPECT_EQ(main->maxCount, 81800);
+    EXPECT_EQ(main->maxSize, qint64(5) * 1073741824 / 10);
+    t.isMainVector = false;
+    t.dataType = 6;
+    t.name = "roads";
+    zltest::LogCapture log;
+    EXPECT_FALSE(cacheSizeForTileType(t, true, 0));
+    EXPECT_TRUE(log.contains("Shouldn't be using roads in the SDK"));
+
+    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(0), 41943040);
+    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(100LL << 20), 41943040);
+    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(1000LL << 20), (1000LL << 20) / 10);
+    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(100LL << 30), 1073741824);
+    const qint64 first = vectorCacheMaxSize(QDir::tempPath());
+    EXPECT_EQ(vectorCacheMaxSize(QStringLiteral("/")), first) << "computed once and kept";
+}

@@ -1,0 +1,95 @@
+#include "CacheTestHelpers.h"
+#include "GMSCacheNotificationCenter.h"
+#include "GMSObjectDataCache.h"
+
+using namespace cachetest;
+
+namespace {
+GMSCacheStorageDescriptor objectsDescriptor(const QString& root) {
+    GMSCacheStorageDescriptor d;
+    d.name = kGMSObjectsCacheName;
+    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
+    d.cachesDir = root;
+    return d;
+}
+
+GMSCachedObjectData loadObject(GMSObjectDataCache& cache, const QString& name) {
+    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
+}
+
+bool storeObject(GMSObjectDataCache& cache, const QString& name, const QByteArray& data, const QString& version = "0") {
+    return await<bool>([&](QObject* c, auto fn) { cache.storeObjectDataWithName(name, version, data, c, fn); });
+}
+}  // namespace
+
+TEST(GMSObjectDataCache, StoresLoadsAndKeepsAcrossRuns) {
+    QTemporaryDir root;
+    {
+        GMSObjectDataCache cache(objectsDescriptor(root.path()));
+        ASSERT_TRUE(cache.hasStorage());
+        EXPECT_TRUE(QFile::exists(root.filePath("GMSCacheStorage-Objects/Objects.sqlite")));
+        ASSERT_TRUE(storeObject(cache, "https://x/style/1", QByteArray("\x00\x01table", 7), "3"));
+        ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
+            cache.storeObjectNamesAndData({{"a", "A"}, {"b", "B"}}, "9", c, fn);
+        }));
+    }
+    GMSObjectDataCache cache(objectsDescriptor(root.path()));
+    const auto r = loadObject(cache, "https://x/style/1");
+    EXPECT_TRUE(r.found);
+    EXPECT_EQ(r.data, QByteArray("\x00\x01table", 7));
+    EXPECT_EQ(r.version, "3");
+    EXPECT_TRUE(r.updatedDate.isValid());
+    EXPECT_EQ(loadObject(cache, "b").version, "9");
+    EXPECT_FALSE(loadObject(cache, "missing").found);
+
+    const auto found = await<QHash<QString, QByteArray>>([&](QObject* c, auto fn) {
+        cache.findObjectDataPassingTest([](const QString&, const GMSCachedObjectInfo& i) { return i.version == "9"; },
+                                        c, fn);
+    });
+    EXPECT_EQ(found, (QHash<QString, QByteArray>{{"a", "A"}, {"b", "B"}}));
+
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.deleteObjectDataWithNames({"a", "nope"}, c, fn); }));
+    EXPECT_FALSE(loadObject(cache, "a").found);
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.deleteObjectDataWithName("b", c, fn); }));
+    EXPECT_EQ(cache.lruOrder(), QStringList{"https://x/style/1"});
+}
+
+TEST(GMSObjectDataCache, PrunesTheLeastRecentlyUsedWhenLimited) {
+    QTemporaryDir root;
+    GMSObjectDataCache cache(objectsDescriptor(root.path()), 2);
+    ASSERT_TRUE(storeObject(cache, "one", "1"));
+    ASSERT_TRUE(storeObject(cache, "two", "2"));
+    EXPECT_TRUE(loadObject(cache, "one").found);  // "two" is now the oldest
+    ASSERT_TRUE(storeObject(cache, "three", "3"));
+    EXPECT_EQ(cache.lruOrder(), (QStringList{"three", "one"}));
+    ASSERT_TRUE(storeObject(cache, "one", "1b"));  // replacing doesn't prune
+    EXPECT_EQ(cache.lruOrder(), (QStringList{"one", "three"}));
+    EXPECT_EQ(loadObject(cache, "one").data, "1b");
+}
+
+TEST(GMSObjectDataCache, DeleteCachesNotificationEmptiesIt) {
+    QTemporaryDir root;
+    GMSObjectDataCache cache(objectsDescriptor(root.path()));
+    ASSERT_TRUE(storeObject(cache, "x", "y"));
+    GMSCacheNotificationCenter::instance()->post(kGMSObjectDataCacheDeleteCaches);
+    EXPECT_FALSE(loadObject(cache, "x").found);
+    ASSERT_TRUE(storeObject(cache, "z", "w"));
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.deleteObjectDataCacheWithCompletionHandler(c, fn); }));
+    EXPECT_TRUE(cache.lruOrder().isEmpty());
+}
+
+TEST(GMSObjectDataCache, CorruptStoreIsRebuilt) {
+    QTemporaryDir root;
+    { GMSObjectDataCache cache(objectsDescriptor(root.path())); ASSERT_TRUE(storeObject(cache, "x", "y")); }
+    {
+        QFile f(objectsDescriptor(root.path()).storePath());
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write("not a store at all");
+    }
+    zltest::LogCapture log;
+    GMSObjectDataCache cache(objectsDescriptor(root.path()));
+    EXPECT_TRUE(cache.hasStorage());
+    EXPECT_FALSE(loadObject(cache, "x").found);
+    EXPECT_TRUE(storeObject(cache, "x", "again"));
+    EXPECT_TRUE(log.warnings().isEmpty());
+}

@@ -1,0 +1,99 @@
+#include "CacheTestHelpers.h"
+
+using namespace cachetest;
+
+TEST(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
+    QTemporaryDir root;
+    FakeClock clock;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
+    ASSERT_TRUE(startCache(cache));
+    clock.set(900);
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 1000), tile(1, 1, 0, "b", 2000)}));
+    EXPECT_EQ(cache.stats().expirationScans, 0) << "no period known yet";
+
+    cache.setExpirationPeriodMS(500);
+    clock.set(1400);  // t = 900: nothing older, the bound becomes 1000
+    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+    auto s = cache.stats();
+    EXPECT_EQ(s.expirationScans, 1);
+    EXPECT_EQ(s.nextValidationTimeMS, 1000);
+
+    clock.set(1499);  // t = 999 < 1000: skipped
+    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+    clock.set(1500);  // t = 1000, the bound is not above it: scan, but 1000 is not below t
+    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+    EXPECT_EQ(cache.stats().expirationScans, 2);
+
+    clock.set(1501);  // t = 1001: the tile of 1000 goes, the bound moves to 2000
+    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+    s = cache.stats();
+    EXPECT_EQ(s.expirationScans, 3);
+    EXPECT_EQ(s.nextValidationTimeMS, 2000);
+    EXPECT_EQ(s.count, 1);
+    EXPECT_EQ(s.cacheSize, 1);
+
+    clock.set(2400);
+    EXPECT_TRUE(load(cache, {1, 1, 0}).found);
+    EXPECT_EQ(cache.stats().expirationScans, 3);
+
+    clock.set(10000);
+    EXPECT_FALSE(load(cache, {1, 1, 0}).found);
+    s = cache.stats();
+    EXPECT_EQ(s.nextValidationTimeMS, -1) << "no tile left";
+    EXPECT_EQ(s.count, 0);
+}
+
+TEST(GMSTileDataCacheExpiry, NegativePeriodDisablesTheScan) {
+    QTemporaryDir root;
+    FakeClock clock;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
+    ASSERT_TRUE(startCache(cache));
+    cache.setExpirationPeriodMS(-1);
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
+    clock.set(1LL << 40);
+    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+    EXPECT_EQ(cache.stats().expirationScans, 0);
+}
+
+TEST(GMSTileDataCacheExpiry, WithoutAClockNothingExpires) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    cache.setExpirationPeriodMS(1);
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
+    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+    EXPECT_EQ(cache.stats().expirationScans, 0);
+}
+
+TEST(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
+    QTemporaryDir root;
+    FakeClock clock;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
+    ASSERT_TRUE(startCache(cache));
+    cache.setExpirationPeriodMS(100);
+    clock.set(500);
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "new", 450)}));
+    EXPECT_EQ(cache.stats().nextValidationTimeMS, 450);
+    ASSERT_TRUE(store(cache, {tile(1, 1, 0, "old", 300)}));  // expired when it comes: removed in the same save
+    EXPECT_FALSE(load(cache, {1, 1, 0}).found);
+    ASSERT_TRUE(store(cache, {tile(1, 2, 0, "older", 420)}));
+    EXPECT_EQ(cache.stats().nextValidationTimeMS, 420);
+    clock.set(521);  // t = 421: the bound is below t, so the scan runs
+    EXPECT_FALSE(load(cache, {1, 2, 0}).found);
+    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+}
+
+TEST(GMSTileDataCacheExpiry, ExpiredTilesGoAtStart) {
+    QTemporaryDir root;
+    FakeClock clock;
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 100), tile(1, 1, 0, "b", 900)}));
+    }
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
+    cache.setExpirationPeriodMS(500);
+    clock.set(1000);
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_EQ(cache.lruOrder(), (QList<GMSCacheTileKey>{{1, 1, 0}}));
+}

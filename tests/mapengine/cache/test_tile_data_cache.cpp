@@ -1,0 +1,306 @@
+#include "CacheTestHelpers.h"
+#include "GMSCacheNotificationCenter.h"
+#include "SqliteConnection.h"
+
+#include <QThread>
+
+#include <QFile>
+
+using namespace cachetest;
+
+namespace {
+QList<GMSCacheTileKey> keys(std::initializer_list<GMSCacheTileKey> k) { return QList<GMSCacheTileKey>(k); }
+}  // namespace
+
+TEST(GMSTileDataCache, StoresAndLoadsBothFormsAndSurvivesReopening) {
+    QTemporaryDir root;
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        GMSCacheableTileData proto = tile(5, 1, 2, "proto-bytes", 111, "v7");
+        proto.perTileEpoch = 3;
+        proto.serverPerTileEpoch = 4;
+        ASSERT_TRUE(store(cache, {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
+        EXPECT_EQ(cache.stats().cacheSize, 10 + 11);
+    }
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    const auto wire = load(cache, {5, 0, 0});
+    EXPECT_TRUE(wire.found);
+    EXPECT_EQ(wire.data, QByteArray("wire-bytes"));
+    EXPECT_EQ(wire.validationTime, 100);
+    EXPECT_TRUE(wire.versionID.isEmpty());
+    const auto proto = load(cache, {5, 1, 2});
+    EXPECT_EQ(proto.data, QByteArray("proto-bytes"));
+    EXPECT_EQ(proto.versionID, QStringLiteral("v7"));
+    EXPECT_EQ(proto.perTileEpoch, 3);
+    EXPECT_EQ(proto.serverPerTileEpoch, 4);
+    const auto empty = load(cache, {5, 2, 2});
+    EXPECT_TRUE(empty.found);
+    EXPECT_TRUE(empty.data.isEmpty());
+    EXPECT_FALSE(load(cache, {5, 9, 9}).found);
+    EXPECT_EQ(cache.hitCount(), 3);
+    EXPECT_EQ(cache.missCount(), 1);
+    const auto s = cache.stats();
+    EXPECT_EQ(s.count, 3);
+    EXPECT_EQ(s.cacheSize, 21);
+}
+
+TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    ASSERT_TRUE(store(cache, {tile(3, 1, 1, "old-wire", 1)}));
+    ASSERT_TRUE(store(cache, {tile(3, 1, 1, "new-proto!", 2, "v2")}));
+    auto r = load(cache, {3, 1, 1});
+    EXPECT_EQ(r.data, QByteArray("new-proto!"));
+    EXPECT_EQ(r.versionID, "v2");
+    ASSERT_TRUE(store(cache, {tile(3, 1, 1, "v3-proto", 3, "v3")}));  // same form: updated in place
+    ASSERT_TRUE(store(cache, {tile(3, 1, 1, "wire", 4)}));            // back to the older form
+    r = load(cache, {3, 1, 1});
+    EXPECT_EQ(r.data, QByteArray("wire"));
+    EXPECT_TRUE(r.versionID.isEmpty());
+    EXPECT_EQ(cache.stats().cacheSize, 4);
+    EXPECT_EQ(cache.stats().count, 1);
+
+    // Exactly one row and one blob are left in the store.
+    cache.blockWorkQueueWhile([&] {
+        zl::sqlite::Connection c;
+        ASSERT_TRUE(c.open(tilesDescriptor(root.path()).storePath()));
+        auto* q = c.statement("SELECT (SELECT count(*) FROM GMSCachedTile), (SELECT count(*) FROM GMSCachedTileBlob),"
+                              " (SELECT count(*) FROM GMSCachedTileProtoBlob)");
+        ASSERT_TRUE(q && q->step());
+        EXPECT_EQ(q->int64(0), 1);
+        EXPECT_EQ(q->int64(1), 1);
+        EXPECT_EQ(q->int64(2), 0);
+        q->reset();
+    });
+}
+
+TEST(GMSTileDataCache, EmptyMarkerOnlyMovesTheValidationTimeOfAStoredTile) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    ASSERT_TRUE(store(cache, {tile(4, 0, 0, "data", 10, "v1")}));
+    GMSCacheableTileData marker = tile(4, 0, 0, {}, 99);
+    marker.isEmptyCacheMarker = true;
+    GMSCacheableTileData stray = tile(4, 5, 5, {}, 99);
+    stray.isEmptyCacheMarker = true;
+    ASSERT_TRUE(store(cache, {marker, stray}));
+    const auto r = load(cache, {4, 0, 0});
+    EXPECT_EQ(r.data, QByteArray("data"));
+    EXPECT_EQ(r.versionID, "v1");
+    EXPECT_EQ(r.validationTime, 99);
+    EXPECT_FALSE(load(cache, {4, 5, 5}).found) << "a marker for an unknown tile stores nothing";
+    EXPECT_EQ(cache.stats().count, 1);
+}
+
+TEST(GMSTileDataCache, LruOrderFollowsUseAndIsKeptAcrossRuns) {
+    QTemporaryDir root;
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a"), tile(1, 1, 0, "b"), tile(1, 2, 0, "c")}));
+        EXPECT_EQ(cache.lruOrder(), keys({{1, 2, 0}, {1, 1, 0}, {1, 0, 0}}));
+        load(cache, {1, 0, 0});
+        cache.touchTileForTileCoords({1, 1, 0});
+        EXPECT_EQ(cache.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
+        // Touches are written when the cache closes.
+    }
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 2, 0);
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_EQ(cache.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
+    // The next store prunes the oldest beyond the limit of 2.
+    ASSERT_TRUE(store(cache, {tile(1, 3, 0, "d")}));
+    EXPECT_EQ(cache.lruOrder(), keys({{1, 3, 0}, {1, 1, 0}}));
+    EXPECT_EQ(cache.ejectCount(), 2);
+}
+
+TEST(GMSTileDataCache, PruningStepsOverReservedTiles) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 1, 0);
+    ASSERT_TRUE(startCache(cache));
+    cache.reserveTileCoordsSet({{2, 0, 0}, {2, 1, 0}}, "screen");
+    ASSERT_TRUE(store(cache, {tile(2, 0, 0, "a")}));
+    ASSERT_TRUE(store(cache, {tile(2, 1, 0, "b")}));
+    EXPECT_EQ(cache.stats().count, 2) << "with a limit of 1 both reserved tiles stay";
+
+    ASSERT_TRUE(store(cache, {tile(2, 2, 0, "c")}));  // unreserved and youngest: the only one that may go...
+    EXPECT_EQ(cache.stats().count, 2);
+    EXPECT_FALSE(load(cache, {2, 2, 0}).found) << "...and it does, since pruning runs after storing";
+
+    cache.cancelReservationForClient("screen");
+    ASSERT_TRUE(store(cache, {tile(2, 3, 0, "d")}));
+    EXPECT_EQ(cache.lruOrder(), keys({{2, 3, 0}}));
+}
+
+TEST(GMSTileDataCache, PruningBySizeFromTheOldEnd) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 2500);
+    ASSERT_TRUE(startCache(cache));
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(store(cache, {tile(9, i, 0, QByteArray(1000, 'x'))}));
+    EXPECT_EQ(cache.lruOrder(), keys({{9, 3, 0}, {9, 2, 0}}));
+    EXPECT_EQ(cache.stats().cacheSize, 2000);
+    cache.reserveTileCoordsSet({{9, 2, 0}}, "a");
+    cache.reserveTileCoordsSet({{9, 3, 0}}, "b");
+    ASSERT_TRUE(store(cache, {tile(9, 4, 0, QByteArray(600, 'y'))}));
+    EXPECT_EQ(cache.stats().cacheSize, 2000) << "the new, unreserved tile is the one that goes";
+    cache.cancelReservationForClient("a");
+    ASSERT_TRUE(store(cache, {tile(9, 5, 0, QByteArray(600, 'z'))}));
+    EXPECT_EQ(cache.lruOrder(), keys({{9, 5, 0}, {9, 3, 0}}));
+}
+
+TEST(GMSTileDataCache, PropertiesAreKeptWithTheirTypes) {
+    QTemporaryDir root;
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        cache.setProperty(42, "TileDataVersion");
+        cache.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
+        cache.setProperty(QByteArray("\x01\x02", 2), "Blob");
+        cache.setProperty(1.5, "Real");
+        cache.setProperty(7, "Gone");
+        cache.setProperty(QVariant(), "Gone");
+        EXPECT_EQ(cache.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
+    }
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 2, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_EQ(cache.propertyForKey("TileDataVersion"), QVariant(qint64(42)));
+    EXPECT_EQ(cache.propertyForKey("KrotraLocale"), QVariant(QStringLiteral("pl_PL")));
+    EXPECT_EQ(cache.propertyForKey("Blob"), QVariant(QByteArray("\x01\x02", 2)));
+    EXPECT_EQ(cache.propertyForKey("Real"), QVariant(1.5));
+    EXPECT_FALSE(cache.propertyForKey("Gone").isValid());
+    EXPECT_FALSE(cache.propertyForKey("PaintMajorEpoch").isValid());
+}
+
+TEST(GMSTileDataCache, TileTypesShareTheStoreButNotTheirTiles) {
+    QTemporaryDir root;
+    GMSTileDataCache a(tilesDescriptor(root.path()), 1, 0, 0);
+    GMSTileDataCache b(tilesDescriptor(root.path()), 2, 0, 0);
+    ASSERT_TRUE(startCache(a));
+    ASSERT_TRUE(startCache(b));
+    ASSERT_TRUE(store(a, {tile(1, 1, 1, "A")}));
+    ASSERT_TRUE(store(b, {tile(1, 1, 1, "B")}));
+    EXPECT_EQ(load(a, {1, 1, 1}).data, "A");
+    EXPECT_EQ(load(b, {1, 1, 1}).data, "B");
+
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { a.deleteTileDataCacheWithCompletionHandler(c, fn); }));
+    EXPECT_FALSE(load(a, {1, 1, 1}).found);
+    EXPECT_EQ(load(b, {1, 1, 1}).data, "B");
+
+    ASSERT_TRUE(store(a, {tile(1, 2, 2, "A2")}));
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { a.deleteTileDataCachesExceptTypes({1}, c, fn); }));
+    EXPECT_EQ(load(a, {1, 2, 2}).data, "A2");
+    // b's rows went under it: its index notices at the next load.
+    EXPECT_FALSE(load(b, {1, 1, 1}).found);
+    EXPECT_EQ(b.stats().count, 0);
+}
+
+TEST(GMSTileDataCache, DeleteCheckAndInvalidate) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    GMSCacheableTileData t = tile(6, 0, 0, "zero", 10);
+    t.perTileEpoch = 8;
+    ASSERT_TRUE(store(cache, {t, tile(6, 1, 0, "one", 20), tile(6, 2, 0, "two", 30)}));
+
+    const auto fresh = await<QSet<GMSCacheTileKey>>([&](QObject* c, auto fn) {
+        cache.checkTileCoordsSet({{6, 0, 0}, {6, 1, 0}, {6, 9, 9}},
+                                 [](const GMSCacheTileKey&, const GMSCachedTileInfo& i) { return i.validationTime >= 20; },
+                                 c, fn);
+    });
+    EXPECT_EQ(fresh, (QSet<GMSCacheTileKey>{{6, 1, 0}}));
+
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.deleteTileWithCoords({6, 1, 0}, c, fn); }));
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.deleteTileCoordsSet({{6, 2, 0}, {6, 7, 7}}, c, fn); }));
+    EXPECT_EQ(cache.lruOrder(), keys({{6, 0, 0}}));
+    EXPECT_EQ(cache.stats().cacheSize, 4);
+
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.invalidateTileEpochsInCachesWithCompletionHandler(c, fn); }));
+    EXPECT_EQ(load(cache, {6, 0, 0}).perTileEpoch, -1);
+}
+
+TEST(GMSTileDataCache, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    zltest::LogCapture log;
+    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+    EXPECT_TRUE(log.contains("GMSTileDataCache start not called or failed"));
+
+    std::atomic<bool> ran{false};
+    cache.runWhenStarted([&] { ran = true; });
+    cache.blockWorkQueueWhile([] {});
+    EXPECT_FALSE(ran.load());
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_TRUE(ran.load());
+    std::atomic<bool> ranAfter{false};
+    cache.runWhenStarted([&] { ranAfter = true; });
+    EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
+}
+
+TEST(GMSTileDataCache, DeletedStoreFolderIsRebuiltWithoutAnError) {
+    QTemporaryDir root;
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
+    }
+    ASSERT_TRUE(QDir(tilesDescriptor(root.path()).directoryPath()).removeRecursively());
+    zltest::LogCapture log;
+    QStringList posted;
+    QObject receiver;
+    QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
+                     [&](const QString& n) { posted << n; });
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
+    EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
+    EXPECT_TRUE(QFile::exists(tilesDescriptor(root.path()).storePath()));
+    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
+    EXPECT_TRUE(posted.isEmpty());
+}
+
+TEST(GMSTileDataCache, CorruptStoreIsRebuiltWithoutAnError) {
+    QTemporaryDir root;
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
+    }
+    const QString file = tilesDescriptor(root.path()).storePath();
+    {
+        QFile f(file);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(QByteArray(4096, '\x5a'));
+    }
+    zltest::LogCapture log;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_EQ(cache.stats().count, 0);
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
+    EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
+    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
+}
+
+TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
+    std::atomic<bool> release{false};
+    // Hold the queue so that the delete stays pending.
+    cache.runWhenStarted([&] {
+        while (!release.load()) QThread::yieldCurrentThread();
+    });
+    bool deleted = false;
+    QObject ctx;
+    cache.deleteTileDataCacheWithCompletionHandler(&ctx, [&](bool ok) { deleted = ok; });
+    std::optional<GMSCachedTileData> r;
+    cache.loadTileForTileCoords({1, 0, 0}, nullptr, [&](GMSCachedTileData d) { r = d; });
+    ASSERT_TRUE(r.has_value()) << "answered on the calling thread, without waiting for the queue";
+    EXPECT_FALSE(r->found);
+    release = true;
+    EXPECT_TRUE(zltest::waitFor([&] { return deleted; }));
+    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+}
