@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "CLLocationCoordinate2D.h"
+#include "GMSCoordinateBounds.h"
 
-class GMSCoordinateBounds;
 class GMSMutablePath;
 
 // How a length along a path is measured.

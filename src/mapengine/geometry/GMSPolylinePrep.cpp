@@ -134,8 +134,12 @@ std::vector<Point2D> GMSWorldPointsUnwrapped(const std::vector<CLLocationCoordin
             if (jump >= gmscore::model::kWorldHalfSize + 1 || jump <= -(gmscore::model::kWorldHalfSize + 1))
                 offset += p.x >= 0 ? -gmscore::model::kWorldSize : gmscore::model::kWorldSize;
         }
-        const std::int64_t x = std::clamp<std::int64_t>(std::int64_t(p.x) + offset, INT32_MIN, INT32_MAX);
-        p.x = std::int32_t(x);
+        // A line that laps the world more than once leaves the int32 range;
+        // it is stored modulo 2^32, a multiple of the world width, so every
+        // point keeps its place in the world and differences between
+        // neighbours taken in 32-bit arithmetic stay exact.
+        const std::int64_t x = std::int64_t(p.x) + offset;
+        p.x = std::int32_t(static_cast<std::uint32_t>(static_cast<std::uint64_t>(x)));
         previousX = x;
         points.push_back(p);
     }

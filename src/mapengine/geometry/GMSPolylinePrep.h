@@ -33,6 +33,7 @@ struct GMSPreparedVertices {
     std::vector<CLLocationCoordinate2D> coordinates;
     // The same in world units, unwrapped over the antimeridian: x continues
     // past the edge of the world so that every edge takes the shorter way.
+    // Beyond the int32 range (lapping the world) x wraps modulo 2^32.
     std::vector<gmscore::model::Point2D> points;
     // Vertices owned by each span, in order; they sum to points.size(). The
     // first span also owns vertex 0. Empty when nothing is drawn.

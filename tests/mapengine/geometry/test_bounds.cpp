@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+
+#include "GMSCoordinateBounds.h"
+#include "GMSPath.h"
+
+namespace {
+
+void expectBox(const GMSCoordinateBounds& b, double south, double west, double north, double east) {
+    EXPECT_EQ(b.southWest(), (CLLocationCoordinate2D{south, west}));
+    EXPECT_EQ(b.northEast(), (CLLocationCoordinate2D{north, east}));
+}
+
+} // namespace
+
+TEST(GMSCoordinateBoundsTest, InvalidBounds) {
+    GMSCoordinateBounds none;
+    EXPECT_FALSE(none.isValid());
+    EXPECT_EQ(none.northEast(), kCLLocationCoordinate2DInvalid);
+    EXPECT_EQ(none.center(), kCLLocationCoordinate2DInvalid);
+    EXPECT_FALSE(none.containsCoordinate({0, 0}));
+    EXPECT_FALSE(none.intersectsBounds(GMSCoordinateBounds({0, 0}, {1, 1})));
+    // Any two invalid bounds are equal and hash alike.
+    const auto half = GMSCoordinateBounds::withSouthWest({0, 0}, {100, 0});
+    EXPECT_TRUE(none.isEqual(half));
+    EXPECT_EQ(none.hash(), half.hash());
+    EXPECT_FALSE(none == GMSCoordinateBounds({0, 0}, {1, 1}));
+    // Invalid coordinates are ignored when building.
+    EXPECT_FALSE(GMSCoordinateBounds({0, 0}, {95, 0}).isValid());
+    EXPECT_EQ(GMSCoordinateBounds({0, 0}, {1, 1}).includingCoordinate({0, 200}),
+              GMSCoordinateBounds({0, 0}, {1, 1}));
+}
+
+TEST(GMSCoordinateBoundsTest, TwoPointsTakeTheShorterWayRound) {
+    expectBox(GMSCoordinateBounds({10, 20}, {-5, -30}), -5, -30, 10, 20);
+    expectBox(GMSCoordinateBounds({10, 170}, {-10, -170}), -10, 170, 10, -170);
+    expectBox(GMSCoordinateBounds({0, -90}, {0, 90}), 0, -90, 0, 90); // exactly 180: lo to hi
+    expectBox(GMSCoordinateBounds({0, -90}, {0, 90.000001}), 0, 90.000001, 0, -90);
+}
+
+TEST(GMSCoordinateBoundsTest, MergingArcs) {
+    const GMSCoordinateBounds a({0, 0}, {10, 10});
+    // Disjoint: the smaller gap is closed.
+    expectBox(a.includingCoordinate({5, 30}), 0, 0, 10, 30);
+    expectBox(a.includingCoordinate({5, -30}), 0, -30, 10, 10);
+    // A tie (175 degrees either way) extends to the west.
+    expectBox(a.includingCoordinate({5, -175}), 0, -175, 10, 10);
+    // Across the antimeridian.
+    const GMSCoordinateBounds far({0, 170}, {10, 175});
+    expectBox(far.includingCoordinate({-3, -178}), -3, 170, 10, -178);
+    // Overlap, containment each way.
+    expectBox(a.includingBounds(GMSCoordinateBounds({-1, 5}, {2, 20})), -1, 0, 10, 20);
+    expectBox(a.includingBounds(GMSCoordinateBounds({1, 2}, {2, 3})), 0, 0, 10, 10);
+    expectBox(a.includingBounds(GMSCoordinateBounds({1, -20}, {2, 30})), 0, -20, 10, 30);
+    // Each arc reaching round to the other covers the whole circle.
+    const auto wide = GMSCoordinateBounds::withSouthWest({0, -100}, {1, 100});
+    const auto back = GMSCoordinateBounds::withSouthWest({0, 90}, {1, -90});
+    expectBox(wide.includingBounds(back), 0, -180.0, 1, 179.999999);
+    // The same arc twice is not the whole circle.
+    expectBox(back.includingBounds(back), 0, 90, 1, -90);
+    // An invalid receiver takes the new corners as they stand.
+    expectBox(GMSCoordinateBounds().includingBounds(back), 0, 90, 1, -90);
+    // An invalid argument changes nothing; the receiver never changes.
+    EXPECT_EQ(a.includingBounds(GMSCoordinateBounds()), a);
+    expectBox(a, 0, 0, 10, 10);
+}
+
+TEST(GMSCoordinateBoundsTest, FromPath) {
+    GMSPath p{{1, 178}, {-2, -179}, {3, 179}};
+    expectBox(GMSCoordinateBounds(p), -2, 178, 3, -179);
+    expectBox(p.bounds(), -2, 178, 3, -179);
+    expectBox(GMSCoordinateBounds({0, 0}, {1, 1}).includingPath(GMSPath{{2, 2}}), 0, 0, 2, 2);
+    EXPECT_FALSE(GMSCoordinateBounds(GMSPath()).isValid());
+}
+
+TEST(GMSCoordinateBoundsTest, ContainsAndIntersects) {
+    const GMSCoordinateBounds b({-10, 170}, {10, -170});
+    EXPECT_TRUE(b.containsCoordinate({0, 180}));
+    EXPECT_TRUE(b.containsCoordinate({0, -180}));
+    EXPECT_TRUE(b.containsCoordinate({10, 170}));
+    EXPECT_FALSE(b.containsCoordinate({0, 0}));
+    EXPECT_FALSE(b.containsCoordinate({11, 175}));
+    EXPECT_TRUE(b.intersectsBounds(GMSCoordinateBounds({0, -175}, {20, -100})));
+    EXPECT_TRUE(b.intersectsBounds(GMSCoordinateBounds({-1, -179}, {1, 179}))); // the short way round
+    EXPECT_TRUE(GMSCoordinateBounds({-1, -1}, {1, 1}).intersectsBounds(GMSCoordinateBounds({-5, -5}, {5, 5})));
+    EXPECT_FALSE(b.intersectsBounds(GMSCoordinateBounds({0, 0}, {5, 5})));
+    EXPECT_FALSE(b.intersectsBounds(GMSCoordinateBounds({20, 175}, {30, 176})));
+}
+
+TEST(GMSCoordinateBoundsTest, Center) {
+    EXPECT_EQ(GMSCoordinateBounds({-10, -20}, {30, 40}).center(), (CLLocationCoordinate2D{10, 10}));
+    EXPECT_EQ(GMSCoordinateBounds({-10, 170}, {10, -170}).center(), (CLLocationCoordinate2D{0, -180}));
+    EXPECT_EQ(GMSCoordinateBounds({0, 160}, {10, -170}).center(), (CLLocationCoordinate2D{5, 175}));
+    EXPECT_EQ(GMSCoordinateBounds({0, 175}, {10, -155}).center(), (CLLocationCoordinate2D{5, -170}));
+}
+
+TEST(GMSCoordinateBoundsTest, EqualityAndHash) {
+    const GMSCoordinateBounds b({0, 0}, {1, 2});
+    const std::uint64_t ne = std::uint64_t(std::bit_cast<std::uint32_t>(1.0f)) * 31 + std::bit_cast<std::uint32_t>(2.0f);
+    EXPECT_EQ(b.hash(), ne * 31 + 0 + 961);
+    const GMSCoordinateBounds same({1, 2}, {0, 0});
+    EXPECT_EQ(b, same);
+    EXPECT_EQ(b.hash(), same.hash());
+    EXPECT_FALSE(b == GMSCoordinateBounds({0, 0}, {1, 2.0000001}));
+}

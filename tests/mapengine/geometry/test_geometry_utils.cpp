@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <GeographicLib/Geodesic.hpp>
+#include <GeographicLib/GeodesicLine.hpp>
+#include <GeographicLib/Rhumb.hpp>
+
+#include <cmath>
+#include <random>
+
+#include "GMSGeometryUtils.h"
+
+namespace {
+
+// The engine's sphere as an independent reference.
+const GeographicLib::Geodesic& sphere() {
+    static const GeographicLib::Geodesic g(kGMSEarthRadius, 0);
+    return g;
+}
+
+double angleDiff(double a, double b) {
+    double d = std::fmod(a - b, 360.0);
+    if (d > 180)
+        d -= 360;
+    if (d < -180)
+        d += 360;
+    return d;
+}
+
+struct RandomPairs {
+    std::mt19937_64 rng{20261122};
+    std::uniform_real_distribution<double> lat{-89, 89}, lng{-180, 180};
+    CLLocationCoordinate2D next() { return {lat(rng), lng(rng)}; }
+};
+
+} // namespace
+
+TEST(GeometryUtilsTest, HeadingAndDistanceAgreeWithGeographicLib) {
+    RandomPairs r;
+    for (int i = 0; i < 2000; ++i) {
+        const auto a = r.next();
+        const auto b = r.next();
+        double s12, azi1, azi2;
+        sphere().Inverse(a.latitude, a.longitude, b.latitude, b.longitude, s12, azi1, azi2);
+        if (s12 > 0.999 * kGMSPi * kGMSEarthRadius)
+            continue; // near antipodes the bearing is ill-defined
+        const double h = GMSGeometryHeading(a, b);
+        ASSERT_GE(h, 0.0);
+        ASSERT_LT(h, 360.0);
+        EXPECT_NEAR(angleDiff(h, azi1), 0.0, 1e-7) << i;
+        EXPECT_NEAR(GMSGeometryDistance(a, b), s12, 1e-6 * std::max(1.0, s12 / 1e6));
+    }
+}
+
+TEST(GeometryUtilsTest, OffsetAndInterpolateAgreeWithGeographicLib) {
+    RandomPairs r;
+    std::uniform_real_distribution<double> heading(0, 360), angle(0, 3.0);
+    for (int i = 0; i < 2000; ++i) {
+        const auto a = r.next();
+        const double h = heading(r.rng);
+        const double delta = angle(r.rng);
+        double lat2, lng2;
+        sphere().Direct(a.latitude, a.longitude, h, delta * kGMSEarthRadius, lat2, lng2);
+        const auto p = GMSGeometryOffset(a, delta, h);
+        EXPECT_NEAR(p.latitude, lat2, 1e-8) << i;
+        EXPECT_NEAR(angleDiff(p.longitude, lng2), 0.0, 1e-8 / std::max(0.01, std::cos(lat2 * kGMSDegreesToRadians)));
+        ASSERT_GE(p.longitude, -180.0);
+        ASSERT_LT(p.longitude, 180.0);
+    }
+    for (int i = 0; i < 500; ++i) {
+        const auto a = r.next();
+        const auto b = r.next();
+        const GeographicLib::GeodesicLine line = sphere().InverseLine(a.latitude, a.longitude, b.latitude, b.longitude);
+        if (line.Distance() > 0.99 * kGMSPi * kGMSEarthRadius)
+            continue;
+        for (double f : {0.0, 0.25, 0.5, 1.0, 1.5}) {
+            double lat, lng;
+            line.Position(f * line.Distance(), lat, lng);
+            const auto p = GMSGeometryInterpolate(a, b, f);
+            EXPECT_NEAR(p.latitude, lat, 1e-7);
+            EXPECT_NEAR(angleDiff(p.longitude, lng), 0.0, 1e-7 / std::max(0.01, std::cos(lat * kGMSDegreesToRadians)));
+        }
+    }
+}
+
+TEST(GeometryUtilsTest, RhumbLengthAgreesWithGeographicLib) {
+    const GeographicLib::Rhumb rhumb(kGMSEarthRadius, 0);
+    RandomPairs r;
+    for (int i = 0; i < 500; ++i) {
+        const auto a = r.next();
+        const auto b = r.next();
+        double s12, azi;
+        rhumb.Inverse(a.latitude, a.longitude, b.latitude, b.longitude, s12, azi);
+        EXPECT_NEAR(GMSPath({a, b}).lengthOfKind(kGMSLengthRhumb), s12, 1e-6 * std::max(1.0, s12 / 1e5)) << i;
+    }
+}
+
+TEST(GeometryUtilsTest, EdgeCases) {
+    EXPECT_EQ(GMSGeometryHeading({12.5, 33}, {12.5, 33}), 0.0);
+    EXPECT_DOUBLE_EQ(GMSGeometryHeading({0, 0}, {0, -10}), 270.0);
+    EXPECT_DOUBLE_EQ(GMSGeometryHeading({0, 0}, {10, 0}), 0.0);
+    EXPECT_DOUBLE_EQ(GMSGeometryHeading({0, 0}, {-10, 0}), 180.0);
+
+    // Longitude 180 comes back as -180.
+    EXPECT_EQ(GMSGeometryOffset({0, 180}, 0, 0).longitude, -180.0);
+    EXPECT_EQ(GMSGeometryOffset({10, 179}, 1 * kGMSDegreesToRadians, 90).longitude < 180.0, true);
+    const auto east = GMSGeometryOffset({0, 170}, 20 * kGMSDegreesToRadians, 90);
+    EXPECT_NEAR(east.longitude, -170, 1e-12);
+    EXPECT_NEAR(east.latitude, 0, 1e-12);
+
+    // Extrapolation along the same circle.
+    const auto twice = GMSGeometryInterpolate({0, 0}, {0, 10}, 2.0);
+    EXPECT_NEAR(twice.latitude, 0, 1e-12);
+    EXPECT_NEAR(twice.longitude, 20, 1e-12);
+    const auto start = GMSGeometryInterpolate({3, 4}, {5, 6}, 0.0);
+    EXPECT_NEAR(start.latitude, 3, 1e-12);
+    EXPECT_NEAR(start.longitude, 4, 1e-12);
+
+    EXPECT_NEAR(GMSGeometryLength(GMSPath{{0, 0}, {0, 90}, {90, 0}}), kGMSEarthCircumference / 2, 1e-6);
+    EXPECT_EQ(GMSWrapLongitude(180), -180);
+    EXPECT_EQ(GMSWrapLongitude(190), -170);
+    EXPECT_EQ(GMSWrapLongitude(-180), -180);
+    EXPECT_EQ(GMSWrapLongitude(12.3456789), 12.3456789);
+}

@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+#include "GMSCoordinateBounds.h"
+#include "GMSEarth.h"
+#include "GMSMapPoint.h"
+#include "GMSPath.h"
+
+namespace {
+
+constexpr double kMetresPerDegree = kGMSEarthRadius * kGMSDegreesToRadians;
+
+std::vector<CLLocationCoordinate2D> coords(const GMSPath& p) { return p.coordinates(); }
+
+} // namespace
+
+TEST(GMSPathTest, ReadsOutOfRangeAsInvalidCoordinate) {
+    GMSPath p{{1, 2}, {3, 4}};
+    EXPECT_EQ(p.count(), 2u);
+    EXPECT_EQ(p.coordinateAtIndex(1), (CLLocationCoordinate2D{3, 4}));
+    EXPECT_EQ(p.coordinateAtIndex(2), kCLLocationCoordinate2DInvalid);
+    EXPECT_EQ(GMSPath().coordinateAtIndex(0), kCLLocationCoordinate2DInvalid);
+    EXPECT_FALSE(CLLocationCoordinate2DIsValid(kCLLocationCoordinate2DInvalid));
+}
+
+TEST(GMSMutablePathTest, InsertAndReplacePadBeyondTheEnd) {
+    GMSMutablePath p;
+    p.addLatitude(1, 1);
+    p.insertCoordinate({2, 2}, 1); // index == count appends
+    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{1, 1}, {2, 2}}));
+    p.insertCoordinate({3, 3}, 0); // before the first
+    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{3, 3}, {1, 1}, {2, 2}}));
+    p.insertCoordinate({9, 9}, p.count() + 3); // pads three (0, 0) first
+    ASSERT_EQ(p.count(), 7u);
+    for (std::size_t i = 3; i < 6; ++i)
+        EXPECT_EQ(p.coordinateAtIndex(i), (CLLocationCoordinate2D{0, 0}));
+    EXPECT_EQ(p.coordinateAtIndex(6), (CLLocationCoordinate2D{9, 9}));
+
+    p.replaceCoordinateAtIndex(0, {5, 5});
+    EXPECT_EQ(p.coordinateAtIndex(0), (CLLocationCoordinate2D{5, 5}));
+    GMSMutablePath q;
+    q.replaceCoordinateAtIndex(2, {7, 7});
+    EXPECT_EQ(coords(q), (std::vector<CLLocationCoordinate2D>{{0, 0}, {0, 0}, {7, 7}}));
+}
+
+TEST(GMSMutablePathTest, RefusesPaddingThatWouldExhaustMemory) {
+    GMSMutablePath p{{1, 1}};
+    EXPECT_FALSE(p.replaceCoordinateAtIndex(SIZE_MAX, {2, 2}));
+    EXPECT_FALSE(p.insertCoordinate({2, 2}, GMSMutablePath::kMaxPaddedCount));
+    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{1, 1}}));
+}
+
+TEST(GMSMutablePathTest, RemovalsIgnoreBadIndices) {
+    GMSMutablePath p;
+    p.removeCoordinateAtIndex(0);
+    p.removeLastCoordinate();
+    EXPECT_EQ(p.count(), 0u);
+    p.addLatitude(1, 1);
+    p.addLatitude(2, 2);
+    p.addLatitude(3, 3);
+    p.removeCoordinateAtIndex(1);
+    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{1, 1}, {3, 3}}));
+    p.removeLastCoordinate();
+    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{1, 1}}));
+    p.removeAllCoordinates();
+    EXPECT_EQ(p.count(), 0u);
+}
+
+TEST(GMSMutablePathTest, EveryChangeEmptiesTheCacheButABadRemovalKeepsIt) {
+    GMSMutablePath p{{0, 0}, {0, 1}};
+    const std::vector<double>& cache = p.cummulativeLengthsOfKind(kGMSLengthGeodesic);
+    const double* storage = cache.data();
+    EXPECT_NEAR(cache.back(), kMetresPerDegree, 1e-6);
+
+    p.removeCoordinateAtIndex(5);
+    const std::vector<double>& again = p.cummulativeLengthsOfKind(kGMSLengthGeodesic);
+    EXPECT_EQ(&again, &cache); // a reference to the cache, not a copy
+    EXPECT_EQ(again.data(), storage);
+
+    p.addLatitude(0, 3);
+    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), 3 * kMetresPerDegree, 1e-6);
+    p.replaceCoordinateAtIndex(2, {0, 2});
+    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), 2 * kMetresPerDegree, 1e-6);
+    p.insertCoordinate({0, 5}, 1);
+    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), (5 + 4 + 1) * kMetresPerDegree, 1e-6);
+    p.removeCoordinateAtIndex(1);
+    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), 2 * kMetresPerDegree, 1e-6);
+    p.removeLastCoordinate();
+    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), kMetresPerDegree, 1e-6);
+    p.removeAllCoordinates();
+    EXPECT_EQ(p.lengthOfKind(kGMSLengthGeodesic), 0.0);
+    EXPECT_EQ(p.cummulativeLengthsOfKind(kGMSLengthGeodesic), std::vector<double>{0.0});
+
+    GMSPath fixed{{0, 0}, {0, 1}};
+    fixed.cummulativeLengthsOfKind(kGMSLengthRhumb);
+    fixed.clearCache();
+    EXPECT_NEAR(fixed.lengthOfKind(kGMSLengthRhumb), kMetresPerDegree, 1e-6);
+}
+
+TEST(GMSMutablePathTest, CopiesAreSnapshots) {
+    GMSMutablePath m{{1, 1}};
+    GMSPath snapshot = m.copy();
+    EXPECT_TRUE(snapshot.isSameStorage(m)); // no copy until a change
+    m.addLatitude(2, 2);
+    EXPECT_EQ(snapshot.count(), 1u);
+    EXPECT_EQ(m.count(), 2u);
+
+    GMSMutablePath again = snapshot.mutableCopy();
+    again.addLatitude(3, 3);
+    EXPECT_EQ(snapshot.count(), 1u);
+    EXPECT_EQ(again.count(), 2u);
+
+    GMSPath same = snapshot.copy();
+    EXPECT_TRUE(same.isSameStorage(snapshot));
+    same = same; // assigning a path to itself changes nothing
+    EXPECT_EQ(same.count(), 1u);
+
+    GMSPath moved = std::move(same);
+    EXPECT_EQ(moved.count(), 1u);
+    EXPECT_EQ(same.count(), 0u); // NOLINT: a moved-from path is empty, not broken
+}
+
+TEST(GMSPathTest, ThreeKindsOfLength) {
+    GMSPath empty;
+    EXPECT_EQ(empty.cummulativeLengthsOfKind(kGMSLengthProjected), std::vector<double>{0.0});
+    EXPECT_EQ(empty.lengthOfKind(kGMSLengthGeodesic), 0.0);
+
+    GMSPath meridian{{10, 5}, {40, 5}};
+    EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthGeodesic), 30 * kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthRhumb), 30 * kMetresPerDegree, 1e-6);
+    EXPECT_EQ(meridian.lengthOfKind(GMSLengthKind(3)), 0.0);
+    EXPECT_TRUE(meridian.cummulativeLengthsOfKind(GMSLengthKind(3)).empty());
+
+    // Along a parallel a rhumb line is cos(lat) times the longitude span and
+    // crosses the antimeridian the short way.
+    GMSPath parallel{{60, 179}, {60, -179}, {60, 179}};
+    const auto& rhumb = parallel.cummulativeLengthsOfKind(kGMSLengthRhumb);
+    ASSERT_EQ(rhumb.size(), 3u);
+    EXPECT_EQ(rhumb[0], 0.0);
+    EXPECT_NEAR(rhumb[1], 2 * kMetresPerDegree * 0.5, 1e-6);
+    EXPECT_NEAR(rhumb[2], 4 * kMetresPerDegree * 0.5, 1e-6);
+
+    // Projected: world-square units, round the back when that is shorter.
+    GMSPath equator{{0, 0}, {0, 90}, {0, 170}, {0, -170}};
+    const auto& proj = equator.cummulativeLengthsOfKind(kGMSLengthProjected);
+    EXPECT_DOUBLE_EQ(proj[1], 0.5);
+    EXPECT_NEAR(proj[2], 0.5 + 80.0 / 180.0, 1e-12);
+    EXPECT_NEAR(proj[3] - proj[2], 20.0 / 180.0, 1e-12);
+}
+
+TEST(GMSPathTest, SegmentsForLength) {
+    GMSPath equator{{0, 0}, {0, 1}, {0, 2}, {0, 3}};
+    EXPECT_EQ(equator.segmentsForLength(0, kGMSLengthGeodesic), 0.0);
+    EXPECT_EQ(equator.segmentsForLength(-5, kGMSLengthGeodesic), 0.0);
+    EXPECT_EQ(equator.segmentsForLength(10, GMSLengthKind(3)), 0.0);
+    EXPECT_NEAR(equator.segmentsForLength(1.5 * kMetresPerDegree, kGMSLengthGeodesic), 1.5, 1e-9);
+    EXPECT_NEAR(equator.segmentsForLength(0.25 * kMetresPerDegree, kGMSLengthRhumb), 0.25, 1e-9);
+    EXPECT_EQ(equator.segmentsForLength(1e12, kGMSLengthGeodesic), 3.0); // past the end: count - 1
+    EXPECT_EQ(equator.segmentsForLength(3 * kMetresPerDegree + 1, kGMSLengthGeodesic), 3.0);
+    EXPECT_NEAR(equator.segmentsForLength(1.0 / 180.0, kGMSLengthProjected), 1.0, 1e-9);
+
+    // Projected lengths are spread over the Mercator function when the
+    // latitude changes.
+    GMSPath north{{0, 0}, {60, 0}};
+    const double half = north.lengthOfKind(kGMSLengthProjected) / 2;
+    const auto m = [](double deg) { return std::log(std::tan(deg * kGMSDegreesToRadians / 2 + kGMSQuarterPi)); };
+    EXPECT_NEAR(north.segmentsForLength(half, kGMSLengthProjected), m(30) / m(60), 1e-12);
+}
+
+TEST(GMSPathTest, OffsetKeepsTheClassAndDoesNotNormalise) {
+    GMSPath p{{80, 170}, {-10, 0}};
+    GMSPath moved = p.pathOffsetByLatitude(20, 20);
+    EXPECT_EQ(coords(moved), (std::vector<CLLocationCoordinate2D>{{100, 190}, {10, 20}}));
+    GMSMutablePath m{{1, 1}};
+    GMSMutablePath m2 = m.pathOffsetByLatitude(1, -2);
+    m2.addLatitude(0, 0);
+    EXPECT_EQ(coords(m2), (std::vector<CLLocationCoordinate2D>{{2, -1}, {0, 0}}));
+    EXPECT_EQ(m.count(), 1u);
+}
+
+TEST(GMSPathTest, CircleGenerator) {
+    EXPECT_FALSE(GMSPath::circlePathWithCenter({0, 0}, -1));
+    EXPECT_FALSE(GMSPath::circlePathWithCenter({0, 0}, std::nan("")));
+    EXPECT_FALSE(GMSPath::circlePathWithCenter({91, 0}, 10));
+
+    const CLLocationCoordinate2D c{52.2, 21.0};
+    auto small = GMSPath::circlePathWithCenter(c, 1000);
+    ASSERT_TRUE(small);
+    EXPECT_EQ(small->count(), 48u);
+    EXPECT_NE(small->coordinateAtIndex(0), small->coordinateAtIndex(47)); // left open
+    EXPECT_NEAR(small->coordinateAtIndex(0).longitude, 21.0, 1e-12);      // bearing 0 first: due north
+    EXPECT_GT(small->coordinateAtIndex(0).latitude, 52.2);
+    for (const auto& p : small->coordinates()) {
+        const double dLat = (p.latitude - c.latitude) * kGMSDegreesToRadians;
+        const double dLng = (p.longitude - c.longitude) * kGMSDegreesToRadians;
+        const double h = std::pow(std::sin(dLat / 2), 2) +
+                         std::cos(p.latitude * kGMSDegreesToRadians) * std::cos(c.latitude * kGMSDegreesToRadians) *
+                             std::pow(std::sin(dLng / 2), 2);
+        EXPECT_NEAR(2 * std::asin(std::sqrt(h)) * kGMSEarthRadius, 1000.0, 1e-6);
+    }
+    EXPECT_EQ(GMSPath::circlePathWithCenter(c, 1999999.0)->count(), 48u);
+    EXPECT_EQ(GMSPath::circlePathWithCenter(c, 2000000.0)->count(), 96u);
+    EXPECT_EQ(GMSPath::circlePathWithCenter(c, 4000000.0)->count(), 192u);
+
+    // A zero radius still makes a 3 cm ring; longitudes wrap near 180.
+    auto tiny = GMSPath::circlePathWithCenter({0, 180}, 0);
+    ASSERT_TRUE(tiny);
+    for (const auto& p : tiny->coordinates())
+        EXPECT_LE(std::fabs(p.longitude), 180.0);
+    EXPECT_NEAR(tiny->coordinateAtIndex(0).latitude, 0.03 / kMetresPerDegree, 1e-15);
+}
+
+TEST(GMSPathTest, RectangleGenerator) {
+    EXPECT_FALSE(GMSPath::rectanglePathWithBounds(GMSCoordinateBounds()));
+    auto r = GMSPath::rectanglePathWithBounds(GMSCoordinateBounds({10, 20}, {-5, -30}));
+    ASSERT_TRUE(r);
+    EXPECT_EQ(coords(*r), (std::vector<CLLocationCoordinate2D>{{-5, 20}, {10, 20}, {10, -30}, {-5, -30}}));
+}
+
+TEST(GMSPathTest, CopiesReadLengthsOnManyThreads) {
+    std::vector<CLLocationCoordinate2D> pts;
+    for (int i = 0; i < 5000; ++i)
+        pts.push_back({std::sin(i * 0.01) * 60, i * 0.05 - 120});
+    const GMSPath path(pts);
+    std::vector<double> results(4);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([copy = path, &results, t] { results[t] = copy.lengthOfKind(GMSLengthKind(t % 3)); });
+    for (auto& th : threads)
+        th.join();
+    EXPECT_EQ(results[0], path.lengthOfKind(kGMSLengthGeodesic));
+    EXPECT_EQ(results[3], path.lengthOfKind(kGMSLengthGeodesic));
+    EXPECT_EQ(results[1], path.lengthOfKind(kGMSLengthRhumb));
+    EXPECT_EQ(results[2], path.lengthOfKind(kGMSLengthProjected));
+}

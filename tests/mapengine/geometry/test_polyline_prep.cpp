@@ -1,0 +1,227 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numeric>
+
+#include "GMSGeometryUtils.h"
+#include "GMSPolylinePrep.h"
+
+using gmscore::model::Point2D;
+
+namespace {
+
+constexpr double kSteps[] = {0.0349, 0.0248, 0.0201, 0.0172, 0.0151, 0.0135, 0.0122, 0.011,
+                             0.0099, 0.0089, 0.0079, 0.0069, 0.0059, 0.0046, 0.0029, 0.0025};
+
+std::vector<CLLocationCoordinate2D> subdivide(CLLocationCoordinate2D a, CLLocationCoordinate2D b, double t = 100.0) {
+    std::vector<CLLocationCoordinate2D> out;
+    GMSGeodesicSubdivide(a, b, t, out);
+    return out;
+}
+
+std::size_t total(const std::vector<std::size_t>& v) { return std::accumulate(v.begin(), v.end(), std::size_t(0)); }
+
+} // namespace
+
+TEST(GeodesicSubdivisionTest, ShortEdgesStayStraight) {
+    EXPECT_TRUE(subdivide({0, 0}, {0, 1}).empty());
+    EXPECT_TRUE(subdivide({0, 0}, {0, 1.99}).empty()); // 0.0347 rad < 0.0349
+    EXPECT_TRUE(subdivide({0, 0}, {0, 50}, 0).empty());
+    EXPECT_TRUE(subdivide({0, 0}, {0, 50}, -1).empty());
+}
+
+TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTable) {
+    const auto eq = subdivide({0, 0}, {0, 10});
+    ASSERT_EQ(eq.size(), 5u);
+    for (std::size_t i = 0; i < eq.size(); ++i) {
+        EXPECT_NEAR(eq[i].latitude, 0.0, 1e-12);
+        EXPECT_NEAR(eq[i].longitude * kGMSDegreesToRadians, 0.0349 * double(i + 1), 1e-12);
+    }
+    // Up a meridian the steps shrink band by band.
+    const CLLocationCoordinate2D start{0, 30};
+    const auto up = subdivide(start, {89, 30});
+    ASSERT_GT(up.size(), 40u);
+    CLLocationCoordinate2D prev = start;
+    for (const auto& p : up) {
+        const std::size_t band = std::size_t(std::fabs(std::trunc(prev.latitude * 0.17453292519943295)));
+        EXPECT_NEAR(GMSGeometryCentralAngle(prev, p), kSteps[band], 1e-9);
+        EXPECT_NEAR(p.longitude, 30.0, 1e-9);
+        prev = p;
+    }
+    // A larger tolerance scales every step by sqrt(t / 100).
+    const auto coarse = subdivide({0, 0}, {0, 10}, 400);
+    ASSERT_EQ(coarse.size(), 2u);
+    EXPECT_NEAR(coarse[0].longitude * kGMSDegreesToRadians, 0.0698, 1e-12);
+}
+
+TEST(GeodesicSubdivisionTest, PolesAndAntipodes) {
+    auto fromPole = subdivide({90, 0}, {0, 10});
+    ASSERT_EQ(fromPole.size(), 1u);
+    EXPECT_DOUBLE_EQ(fromPole[0].latitude, 90 * 0.9888888888888889);
+    EXPECT_EQ(fromPole[0].longitude, 10);
+    auto poleToPole = subdivide({90, 0}, {-90, 50});
+    ASSERT_EQ(poleToPole.size(), 2u);
+    EXPECT_DOUBLE_EQ(poleToPole[1].latitude, -90 * 0.9888888888888889);
+    EXPECT_EQ(poleToPole[1].longitude, 50);
+    EXPECT_TRUE(subdivide({90, 0}, {88.5, 0}).empty());
+
+    // Between antipodes the line runs over the equator at the mean longitude.
+    const auto anti = subdivide({10, 20}, {-10, -160});
+    ASSERT_FALSE(anti.empty());
+    bool crossed = false;
+    for (const auto& p : anti)
+        if (std::fabs(p.latitude) < 1.5 && std::fabs(p.longitude + 70) < 3)
+            crossed = true;
+    EXPECT_TRUE(crossed);
+    const auto onEquator = subdivide({0, 0}, {0, 180});
+    for (const auto& p : onEquator) {
+        EXPECT_NEAR(p.latitude, 0, 1e-9);
+        EXPECT_GT(p.longitude, 0);
+    }
+}
+
+TEST(SpanSegmentsTest, SpansShareTheSegments) {
+    EXPECT_EQ(GMSSpanSegmentsForPath(nullptr, 5), std::vector<double>{4});
+    const std::vector<double> none;
+    EXPECT_EQ(GMSSpanSegmentsForPath(&none, 5), std::vector<double>{4});
+    const std::vector<double> over{5};
+    EXPECT_EQ(GMSSpanSegmentsForPath(&over, 3), std::vector<double>{2});
+    const std::vector<double> cut{1, 1, 1};
+    EXPECT_EQ(GMSSpanSegmentsForPath(&cut, 3), (std::vector<double>{1, 1, 0}));
+    const std::vector<double> rest{1, 0, 0.5};
+    EXPECT_EQ(GMSSpanSegmentsForPath(&rest, 4), (std::vector<double>{1, 0, 2}));
+    const std::vector<double> odd{std::nan(""), 1e-11, -3, 0.5};
+    EXPECT_EQ(GMSSpanSegmentsForPath(&odd, 3), (std::vector<double>{0, 0, 0, 2}));
+}
+
+TEST(PolylinePrepTest, FewerThanTwoCoordinatesDrawNothing) {
+    EXPECT_TRUE(GMSPrepareVertices(GMSPath(), true).empty());
+    EXPECT_TRUE(GMSPrepareVertices(GMSPath{{1, 1}}, true).empty());
+    EXPECT_TRUE(GMSPrepareVertices(GMSPath{{1, 1}}, false).spanVertexCounts.empty());
+}
+
+TEST(PolylinePrepTest, PlainLineIsConvertedAsItStands) {
+    const GMSPath p{{0, 0}, {10, 10}, {-5, 20}};
+    const auto v = GMSPrepareVertices(p, false);
+    ASSERT_EQ(v.points.size(), 3u);
+    EXPECT_EQ(v.spanVertexCounts, std::vector<std::size_t>{3});
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(v.points[i], Point2D::fromCoordinate(p.coordinateAtIndex(i)));
+}
+
+TEST(PolylinePrepTest, SpansSplitSegments) {
+    const GMSPath p{{0, 0}, {0, 1}, {0, 2}};
+    const std::vector<double> spans{0.5, 1.5};
+    const auto v = GMSPrepareVertices(p, false, &spans);
+    ASSERT_EQ(v.coordinates.size(), 4u);
+    EXPECT_NEAR(v.coordinates[1].longitude, 0.5, 1e-12);
+    EXPECT_NEAR(v.coordinates[1].latitude, 0.0, 1e-12);
+    EXPECT_EQ(v.spanVertexCounts, (std::vector<std::size_t>{2, 2}));
+    EXPECT_EQ(v.spanVertexRange(0), (std::pair<std::size_t, std::size_t>{0, 1}));
+    EXPECT_EQ(v.spanVertexRange(1), (std::pair<std::size_t, std::size_t>{1, 3}));
+
+    // Two spans ending in the same segment, then whole segments.
+    const std::vector<double> fine{0.25, 0.5, 1.25};
+    const auto w = GMSPrepareVertices(p, false, &fine);
+    ASSERT_EQ(w.coordinates.size(), 5u);
+    EXPECT_NEAR(w.coordinates[1].longitude, 0.25, 1e-12);
+    EXPECT_NEAR(w.coordinates[2].longitude, 0.75, 1e-12);
+    EXPECT_EQ(w.spanVertexCounts, (std::vector<std::size_t>{2, 1, 2}));
+
+    // Fractions within 1e-10 of a vertex count as the vertex.
+    const std::vector<double> nearly{0.99999999999, 1.00000000001};
+    EXPECT_EQ(GMSPrepareVertices(p, false, &nearly).coordinates.size(), 3u);
+
+    // A skipped span owns nothing and draws nothing.
+    const std::vector<double> skip{1, 0, 1};
+    const auto s = GMSPrepareVertices(p, false, &skip);
+    EXPECT_EQ(s.spanVertexCounts, (std::vector<std::size_t>{2, 0, 1}));
+    EXPECT_GT(s.spanVertexRange(1).first, s.spanVertexRange(1).second);
+}
+
+TEST(PolylinePrepTest, SpanBordersFollowTheLineKind) {
+    const GMSPath p{{40, -70}, {50, 10}};
+    const std::vector<double> half{0.5, 0.5};
+    const auto geo = GMSPrepareVertices(p, true, &half);
+    // The border vertex lies on the great circle, then each half is subdivided.
+    EXPECT_EQ(total(geo.spanVertexCounts), geo.points.size());
+    EXPECT_GT(geo.points.size(), 10u);
+    const auto border = GMSGeometryInterpolate(p.coordinateAtIndex(0), p.coordinateAtIndex(1), 0.5);
+    bool found = false;
+    for (const auto& c : geo.coordinates)
+        found = found || c == border;
+    EXPECT_TRUE(found);
+    const auto range0 = geo.spanVertexRange(0);
+    EXPECT_EQ(geo.coordinates[range0.second], border);
+
+    // A straight line interpolates in the world square, the short way round.
+    const GMSPath over{{0, 170}, {0, -170}};
+    const auto flat = GMSPrepareVertices(over, false, &half);
+    ASSERT_EQ(flat.coordinates.size(), 3u);
+    EXPECT_NEAR(std::fabs(flat.coordinates[1].longitude), 180.0, 1e-9);
+}
+
+TEST(PolylinePrepTest, GeodesicCountsAndClosedRings) {
+    const GMSPath p{{0, 0}, {0, 10}, {0, 10.5}, {0, 20}};
+    const auto v = GMSPrepareVertices(p, true);
+    EXPECT_EQ(v.coordinates.size(), 4u + 5u + 0u + 4u);
+    EXPECT_EQ(v.spanVertexCounts, std::vector<std::size_t>{v.coordinates.size()});
+    EXPECT_EQ(v.coordinates.front(), p.coordinateAtIndex(0));
+    EXPECT_EQ(v.coordinates.back(), p.coordinateAtIndex(3));
+
+    const GMSPath ring{{0, 0}, {0, 10}, {10, 5}};
+    const auto open = GMSPrepareVertices(ring, true, nullptr, false);
+    const auto closed = GMSPrepareVertices(ring, true, nullptr, true);
+    EXPECT_GT(closed.coordinates.size(), open.coordinates.size());
+    EXPECT_EQ(closed.spanVertexCounts, std::vector<std::size_t>{closed.points.size()});
+    EXPECT_NE(closed.coordinates.back(), ring.coordinateAtIndex(0)); // the ring is not closed by a repeat
+    EXPECT_EQ(GMSPrepareVertices(ring, false, nullptr, true).coordinates.size(), 3u);
+}
+
+TEST(PolylinePrepTest, UnwrapsOverTheAntimeridian) {
+    const std::int32_t half = gmscore::model::kWorldHalfSize;
+    const GMSPath eastward{{0, 170}, {0, -170}, {0, -150}, {0, 170}};
+    const auto e = GMSPrepareVertices(eastward, false);
+    ASSERT_EQ(e.points.size(), 4u);
+    EXPECT_EQ(e.points[0].x, Point2D::fromCoordinate({0, 170}).x);
+    EXPECT_EQ(e.points[1].x, Point2D::fromCoordinate({0, -170}).x + 2 * half);
+    EXPECT_GT(e.points[1].x, half); // past the edge of the world
+    EXPECT_EQ(e.points[2].x, Point2D::fromCoordinate({0, -150}).x + 2 * half);
+    EXPECT_EQ(e.points[3].x, e.points[0].x); // and back again
+
+    const auto w = GMSWorldPointsUnwrapped({{0, -170}, {0, 170}});
+    EXPECT_EQ(w[1].x, Point2D::fromCoordinate({0, 170}).x - 2 * half);
+    EXPECT_LT(w[1].x, -half);
+
+    // A jump of exactly half the world is left alone.
+    const auto exact = GMSWorldPointsUnwrapped({{0, -90}, {0, 90}});
+    EXPECT_EQ(exact[1].x - exact[0].x, half);
+    // Many laps round the world wrap modulo 2^32: neighbours stay 100
+    // degrees apart in 32-bit arithmetic and each point keeps its place.
+    std::vector<CLLocationCoordinate2D> laps;
+    for (int i = 0; i < 40; ++i)
+        laps.push_back({0, GMSWrapLongitude(i * 100.0)});
+    const auto many = GMSWorldPointsUnwrapped(laps);
+    const std::int32_t hundred = Point2D::fromCoordinate({0, 100}).x;
+    for (std::size_t i = 1; i < many.size(); ++i) {
+        const auto step = std::int32_t(std::uint32_t(many[i].x) - std::uint32_t(many[i - 1].x));
+        EXPECT_NEAR(step, hundred, 1) << i;
+        EXPECT_EQ((std::int64_t(many[i].x) - Point2D::fromCoordinate(laps[i]).x) % (std::int64_t(2) * half), 0);
+    }
+
+    // A geodesic line over the antimeridian stays continuous.
+    const auto g = GMSPrepareVertices(GMSPath{{30, 150}, {40, -120}}, true);
+    for (std::size_t i = 1; i < g.points.size(); ++i)
+        EXPECT_LT(std::abs(std::int64_t(g.points[i].x) - std::int64_t(g.points[i - 1].x)), std::int64_t(half) / 8);
+}
+
+TEST(PolylinePrepTest, StyleSpansFeedTheSegments) {
+    const GMSPath p{{0, 0}, {0, 1}, {0, 2}};
+    const std::vector<GMSStyleSpan> spans{GMSStyleSpan::spanWithColor({1, 0, 0, 1}, 1.5),
+                                          GMSStyleSpan::spanWithStyle(GMSStrokeStyle::gradientFromColor({0, 0, 1, 1}, {0, 1, 0, 1}))};
+    const auto v = GMSPreparePolylineVertices(p, false, &spans);
+    EXPECT_EQ(v.spanVertexCounts, (std::vector<std::size_t>{3, 1}));
+    EXPECT_TRUE(spans[1].style().isGradient());
+    EXPECT_EQ(spans[1].segments(), 1.0);
+    EXPECT_EQ(GMSPreparePolylineVertices(p, false, nullptr).spanVertexCounts, std::vector<std::size_t>{3});
+}
