@@ -1,0 +1,57 @@
+#pragma once
+
+#include "DashOutput.h"
+#include "ServiceConfig.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace zenloft::mapservice {
+
+class MbtilesStore;
+
+// What one POST body turns into.
+struct DashAnswer {
+    int httpStatus = 200;
+    std::string contentType;
+    std::string body;
+    // For the log line.
+    std::size_t requestCount = 0;
+    std::size_t tileCount = 0;
+    std::size_t tilesFound = 0;
+    std::string error;  // why the body was refused, if it was
+};
+
+// Reads a framed POST body and builds the framed answer. Thread-safe: one
+// handler serves all of the server's threads.
+class DashRequestHandler {
+public:
+    DashRequestHandler(const ServiceConfig& config,
+                       std::map<int, std::shared_ptr<MbtilesStore>> stores);
+
+    DashAnswer handle(std::string_view body) const;
+
+    // Weak version tag of a tile: clients send it back to learn that their
+    // copy is still current.
+    static std::string versionOf(std::string_view tileData);
+
+private:
+    struct Parsed;
+    std::uint64_t newCookie() const;
+    std::string randomToken(std::size_t bytes) const;
+    void answerTiles(std::string_view block, wire::DashOutput& out, DashAnswer& stats) const;
+    void answerClientParameters(std::string_view block, wire::DashOutput& out) const;
+    void answerQuota(bool keyAccepted, const std::string& apiKey, wire::DashOutput& out) const;
+
+    ServiceConfig m_config;
+    std::map<int, std::shared_ptr<MbtilesStore>> m_stores;
+    mutable std::mutex m_rngMutex;
+    mutable std::mt19937_64 m_rng;
+};
+
+}  // namespace zenloft::mapservice

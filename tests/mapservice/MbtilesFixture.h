@@ -1,0 +1,37 @@
+#pragma once
+
+#include "DashFraming.h"
+#include "dash.pb.h"
+#include "maptile.pb.h"
+
+#include <QTemporaryDir>
+
+#include <map>
+#include <string>
+#include <tuple>
+
+namespace zltest {
+
+// A small MBTiles file written by the test: a few real PNG tiles, keyed by
+// XYZ (zoom, x, y), stored in TMS order like any MBTiles.
+class MbtilesFixture {
+public:
+    MbtilesFixture();
+    std::string path() const { return m_path; }
+    const std::string& tile(int z, int x, int y) const { return m_tiles.at({z, x, y}); }
+
+private:
+    QTemporaryDir m_dir;
+    std::string m_path;
+    std::map<std::tuple<int, int, int>, std::string> m_tiles;
+};
+
+// A framed body: header, the user cookie request, client properties with the
+// given key, then the given tile requests of one batch.
+std::string framedTileBody(const std::string& apiKey,
+                           const zenloft::wire::GMSx_GMMMapTileRequestProto& tiles,
+                           bool withCookieRequest = true);
+
+zenloft::wire::GMSx_GMMMapTileProto tileProto(int type, int z, int x, int y);
+
+}  // namespace zltest

@@ -1,0 +1,206 @@
+#include "DashRequestHandler.h"
+#include "MbtilesFixture.h"
+#include "MbtilesStore.h"
+#include "clientparams.pb.h"
+
+#include <gtest/gtest.h>
+
+using namespace zenloft::wire;
+using namespace zenloft::mapservice;
+
+namespace {
+
+constexpr const char* kKey = "ZenloftLocalServiceKey-0000000000000000";
+
+class HandlerTest : public ::testing::Test {
+protected:
+    HandlerTest()
+    {
+        config.apiKeys = {kKey};
+        config.cohort = "c7";
+        config.legalCountry = "PL";
+        stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+    }
+    DashRequestHandler handler() const { return DashRequestHandler(config, stores); }
+
+    zltest::MbtilesFixture tiles;
+    ServiceConfig config;
+    std::map<int, std::shared_ptr<MbtilesStore>> stores;
+};
+
+template <typename M>
+M readMessage(DashInput& in)
+{
+    M m;
+    const auto block = in.readLengthPrefixed();
+    EXPECT_TRUE(m.ParseFromArray(block.data(), static_cast<int>(block.size())));
+    return m;
+}
+
+}  // namespace
+
+TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
+{
+    GMSx_GMMMapTileRequestProto req;
+    req.mutable_header()->set_tile_size(256);
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 1, 1, 0);
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 3, 1);
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 0, 0);  // absent
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);    // no store
+    const DashAnswer a = handler().handle(zltest::framedTileBody(kKey, req));
+    ASSERT_EQ(a.httpStatus, 200) << a.error;
+    EXPECT_EQ(a.contentType, "application/binary");
+    EXPECT_EQ(a.requestCount, 3u);
+    EXPECT_EQ(a.tileCount, 4u);
+    EXPECT_EQ(a.tilesFound, 2u);
+
+    DashInput in(a.body, true);
+    EXPECT_EQ(in.readUInt16(), 24);
+    EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
+    EXPECT_NE(in.readUInt64(), 0u);
+    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
+    const auto props = readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    EXPECT_EQ(props.new_cohort(), "c7");
+    EXPECT_EQ(props.new_legal_country(), "PL");
+    EXPECT_EQ(props.datarequest_status_array_size(), 0);
+    EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
+    const auto resp = readMessage<GMSx_GMMMapTileResponseProto>(in);
+    EXPECT_TRUE(in.atEnd());
+
+    EXPECT_EQ(resp.header().response_code(), TILE_RESPONSE_OK);
+    ASSERT_EQ(resp.map_tile_array_size(), 4);
+    EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
+    EXPECT_EQ(resp.map_tile_array(0).map_tile().tile_index_x(), 1);
+    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
+              DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
+    EXPECT_TRUE(resp.map_tile_array(1).tile_data() == tiles.tile(2, 3, 1));
+    EXPECT_FALSE(resp.map_tile_array(2).has_tile_data());
+    EXPECT_EQ(resp.map_tile_array(2).map_tile().tile_index_x(), 0);
+    EXPECT_FALSE(resp.map_tile_array(3).has_tile_data());
+}
+
+TEST_F(HandlerTest, CurrentVersionGetsNoDataAndLargeTilesShiftTheZoom)
+{
+    GMSx_GMMMapTileRequestProto req;
+    auto t = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
+    t.mutable_version_id()->set_version_id(DashRequestHandler::versionOf(tiles.tile(0, 0, 0)));
+    *req.add_map_tile_array() = t;
+    const DashAnswer a = handler().handle(zltest::framedTileBody(kKey, req, false));
+    DashInput in(a.body, true);
+    in.readUInt16();
+    in.readUInt16();
+    readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    in.readUInt16();
+    auto resp = readMessage<GMSx_GMMMapTileResponseProto>(in);
+    ASSERT_EQ(resp.map_tile_array_size(), 1);
+    EXPECT_FALSE(resp.map_tile_array(0).has_tile_data());
+    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(), t.version_id().version_id());
+
+    // A 512 edge sends zoomLevel one above the tile's zoom.
+    req.Clear();
+    req.mutable_header()->set_tile_size(512);
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 1, 0);
+    const DashAnswer b = handler().handle(zltest::framedTileBody(kKey, req, false));
+    DashInput in2(b.body, true);
+    in2.readUInt16();
+    in2.readUInt16();
+    readMessage<GMSx_GMMClientPropertiesResponseProto>(in2);
+    in2.readUInt16();
+    resp = readMessage<GMSx_GMMMapTileResponseProto>(in2);
+    EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
+}
+
+TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
+{
+    GMSx_GMMMapTileRequestProto req;
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
+    std::string body = zltest::framedTileBody("wrong", req);
+    DashOutput more(body);
+    GMSx_GMMApiQuotaEventRequestProto quota;
+    quota.add_event_array()->set_type(QUOTA_EVENT_MAP_LOAD);
+    more.writeUInt16(kDashApiQuotaEventRequest);
+    more.writeMessage(quota);
+    const DashAnswer a = handler().handle(more.bytes());
+    ASSERT_EQ(a.httpStatus, 200);
+    DashInput in(a.body, true);
+    in.readUInt16();
+    EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
+    in.readUInt64();
+    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
+    const auto props = readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    ASSERT_EQ(props.datarequest_status_array_size(), 1);
+    EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
+    EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
+    // The tile request is skipped; the quota event says why.
+    EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
+    const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
+    EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
+    EXPECT_FALSE(q.developer_console_error_string().empty());
+    EXPECT_TRUE(in.atEnd());
+}
+
+TEST_F(HandlerTest, ClientParametersAnswerEachGroupAndHashOnlyWhenUnchanged)
+{
+    config.pertileDurationMinutes = 30;
+    config.apiKeys.clear();  // no client properties in these bodies
+    GMSx_GMMClientParametersRequestProto req;
+    req.add_parameter_group_array()->set_type(PARAMETER_GROUP_VECTOR_MAPS);
+    req.add_parameter_group_array()->set_type(PARAMETER_GROUP_LOGGING);
+    DashOutput out;
+    writeRequestHeader(out, DashRequestHeader{});
+    out.writeUInt16(kDashClientParametersRequest);
+    out.writeMessage(req);
+    const auto ask = [&](const std::string& body) {
+        const DashAnswer a = handler().handle(body);
+        DashInput in(a.body, true);
+        in.readUInt16();
+        EXPECT_EQ(in.readUInt16(), kDashClientParametersRequest);
+        return readMessage<GMSx_GMMClientParametersResponseProto>(in);
+    };
+    const auto first = ask(out.bytes());
+    ASSERT_EQ(first.parameter_group_array_size(), 2);
+    EXPECT_EQ(first.parameter_group_array(0).vector_maps().pertile_duration_in_minutes(), 30);
+    EXPECT_TRUE(first.parameter_group_array(0).has_hash_p());
+    EXPECT_TRUE(first.parameter_group_array(1).has_hash_p());
+
+    req.mutable_parameter_group_array(0)->set_hash_p(first.parameter_group_array(0).hash_p());
+    DashOutput again;
+    writeRequestHeader(again, DashRequestHeader{});
+    again.writeUInt16(kDashClientParametersRequest);
+    again.writeMessage(req);
+    const auto second = ask(again.bytes());
+    EXPECT_FALSE(second.parameter_group_array(0).has_vector_maps());
+    EXPECT_EQ(second.parameter_group_array(0).hash_p(), first.parameter_group_array(0).hash_p());
+    EXPECT_TRUE(second.parameter_group_array(1).has_hash_p());
+}
+
+TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
+{
+    GMSx_GMMMapTileRequestProto req;
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
+    const std::string good = zltest::framedTileBody(kKey, req);
+
+    std::string v23 = good;
+    v23[1] = 23;
+    DashAnswer a = handler().handle(v23);
+    EXPECT_EQ(a.httpStatus, 400);
+    EXPECT_NE(a.error.find("version 23"), std::string::npos);
+
+    a = handler().handle(good.substr(0, good.size() - 1));
+    EXPECT_EQ(a.httpStatus, 400);
+
+    DashOutput unknown(good);
+    unknown.writeUInt16(999);
+    a = handler().handle(unknown.bytes());
+    EXPECT_EQ(a.httpStatus, 400);
+    EXPECT_NE(a.error.find("unknown request 999"), std::string::npos);
+
+    a = handler().handle("");
+    EXPECT_EQ(a.httpStatus, 400);
+    EXPECT_EQ(a.contentType, "text/plain");
+
+    config.maxRequestsPerBody = 2;
+    a = handler().handle(good);
+    EXPECT_EQ(a.httpStatus, 400);
+    EXPECT_NE(a.error.find("more than 2"), std::string::npos);
+}

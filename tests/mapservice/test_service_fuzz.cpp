@@ -1,0 +1,54 @@
+#include "DashRequestHandler.h"
+#include "MbtilesFixture.h"
+#include "MbtilesStore.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace zenloft::wire;
+using namespace zenloft::mapservice;
+
+// The service's request reader against cut, mutated and random bodies: it
+// must answer each with 200 or the framing's 400, never crash or hang.
+TEST(ServiceFuzz, TruncatedMutatedAndRandomBodies)
+{
+    zltest::MbtilesFixture tiles;
+    ServiceConfig config;
+    std::map<int, std::shared_ptr<MbtilesStore>> stores;
+    stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+    const DashRequestHandler handler(config, stores);
+
+    GMSx_GMMMapTileRequestProto req;
+    for (int i = 0; i < 4; ++i)
+        *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, i, 1);
+    const std::string body = zltest::framedTileBody("k", req);
+
+    int ok = 0;
+    int refused = 0;
+    const auto check = [&](const std::string& b) {
+        const DashAnswer a = handler.handle(b);
+        ASSERT_TRUE(a.httpStatus == 200 || a.httpStatus == 400) << a.httpStatus;
+        (a.httpStatus == 200 ? ok : refused)++;
+    };
+    for (std::size_t n = 0; n <= body.size(); ++n)
+        check(body.substr(0, n));
+    std::mt19937 rng(1234);
+    for (int round = 0; round < 3000; ++round) {
+        std::string b = body;
+        const int flips = 1 + rng() % 6;
+        for (int i = 0; i < flips; ++i)
+            b[rng() % b.size()] = static_cast<char>(rng());
+        check(b);
+        std::string r(rng() % 200, '\0');
+        for (char& c : r)
+            c = static_cast<char>(rng());
+        if (r.size() >= 2 && round % 3 == 0) {
+            r[0] = 0;
+            r[1] = 24;
+        }
+        check(r);
+    }
+    EXPECT_GT(ok, 0);
+    EXPECT_GT(refused, 0);
+}
