@@ -1,0 +1,174 @@
+// Disk tile cache against plain SQLite reads of the same blobs, and the cost
+// of storing a batch of 50 tiles in one transaction.
+//
+//   bench_mapcache --benchmark_filter=Load   (random 16 KB loads, side by side)
+//   bench_mapcache --benchmark_filter=Store  (batches of 50)
+
+#include "GMSTileDataCache.h"
+
+#include <QCoreApplication>
+#include <QRandomGenerator>
+#include <QSemaphore>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr int kTiles = 2000;
+constexpr int kTileBytes = 16 * 1024;
+
+GMSCacheStorageDescriptor descriptor(const QString& root) {
+    GMSCacheStorageDescriptor d;
+    d.name = kGMSTilesCacheName;
+    d.boundaryVersion = kGMSTilesCacheBoundaryVersion;
+    d.cachesDir = root;
+    return d;
+}
+
+QByteArray randomBytes(QRandomGenerator& rng, int n) {
+    QByteArray b(n, Qt::Uninitialized);
+    rng.fillRange(reinterpret_cast<quint32*>(b.data()), n / 4);
+    return b;
+}
+
+void startAndWait(GMSTileDataCache& cache) {
+    QSemaphore done;
+    cache.startWithCompletionHandler(nullptr, [&](bool) { done.release(); });
+    done.acquire();
+}
+
+void storeAndWait(GMSTileDataCache& cache, const QList<GMSCacheableTileData>& batch) {
+    QSemaphore done;
+    cache.storeCacheableTileDatas(batch, nullptr, [&](bool) { done.release(); });
+    done.acquire();
+}
+
+// One store of kTiles tiles of 16 KB, shared by the load benchmarks.
+struct Fixture {
+    QTemporaryDir root;
+    Fixture() {
+        GMSTileDataCache cache(descriptor(root.path()), 1, 0, 0);
+        startAndWait(cache);
+        QRandomGenerator rng(7);
+        for (int first = 0; first < kTiles; first += 50) {
+            QList<GMSCacheableTileData> batch;
+            for (int i = first; i < first + 50; ++i) {
+                GMSCacheableTileData t;
+                t.coords = {16, i, i / 7};
+                t.data = randomBytes(rng, kTileBytes);
+                t.validationTime = 1;
+                batch.append(t);
+            }
+            storeAndWait(cache, batch);
+        }
+    }
+    static Fixture& get() {
+        static Fixture f;
+        return f;
+    }
+};
+
+// Plain SQLite: a kept statement reading the blob of a random tile row, the
+// bytes copied out as the cache does.
+void BM_RawSqliteRandomLoad(benchmark::State& state) {
+    Fixture& f = Fixture::get();
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(descriptor(f.root.path()).storePath().toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_stmt* ids = nullptr;
+    sqlite3_prepare_v2(db, "SELECT id FROM GMSCachedTile", -1, &ids, nullptr);
+    std::vector<qint64> rowIds;
+    while (sqlite3_step(ids) == SQLITE_ROW) rowIds.push_back(sqlite3_column_int64(ids, 0));
+    sqlite3_finalize(ids);
+    sqlite3_stmt* s = nullptr;
+    sqlite3_prepare_v2(db, "SELECT data FROM GMSCachedTileBlob WHERE tile = ?", -1, &s, nullptr);
+    QRandomGenerator rng(1);
+    qint64 bytes = 0;
+    for (auto _ : state) {
+        sqlite3_bind_int64(s, 1, rowIds[rng.bounded(quint32(rowIds.size()))]);
+        if (sqlite3_step(s) == SQLITE_ROW) {
+            QByteArray data(static_cast<const char*>(sqlite3_column_blob(s, 0)), sqlite3_column_bytes(s, 0));
+            bytes += data.size();
+            benchmark::DoNotOptimize(data.data());
+        }
+        sqlite3_reset(s);
+    }
+    sqlite3_finalize(s);
+    sqlite3_close(db);
+    state.SetItemsProcessed(state.iterations());
+    state.SetBytesProcessed(bytes);
+}
+BENCHMARK(BM_RawSqliteRandomLoad)->UseRealTime();
+
+// The cache: random loads through its own thread, `depth` of them in flight
+// at once (as the tile service asks for a screenful), handlers on the
+// cache's thread. Each iteration is one load.
+void BM_CacheRandomLoad(benchmark::State& state) {
+    Fixture& f = Fixture::get();
+    const int depth = int(state.range(0));
+    GMSTileDataCache cache(descriptor(f.root.path()), 1, 0, 0);
+    startAndWait(cache);
+    QRandomGenerator rng(1);
+    QSemaphore done;
+    std::atomic<qint64> bytes{0};
+    std::atomic<qint64> misses{0};
+    int inFlight = 0;
+    for (auto _ : state) {
+        if (inFlight == depth) {
+            done.acquire();
+            --inFlight;
+        }
+        const int i = int(rng.bounded(quint32(kTiles)));
+        cache.loadTileForTileCoords({16, i, i / 7}, nullptr, [&](GMSCachedTileData d) {
+            bytes += d.data.size();
+            if (!d.found) ++misses;
+            done.release();
+        });
+        ++inFlight;
+    }
+    done.acquire(inFlight);
+    if (misses.load() != 0) state.SkipWithError("cache missed");
+    state.SetItemsProcessed(state.iterations());
+    state.SetBytesProcessed(bytes.load());
+}
+BENCHMARK(BM_CacheRandomLoad)->Arg(1)->Arg(16)->Arg(64)->UseRealTime();
+
+// Storing batches of 50 new 16 KB tiles, one transaction each; the cache is
+// limited to kTiles, so after the first batches every save also prunes.
+void BM_CacheStoreBatch50(benchmark::State& state) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(descriptor(root.path()), 1, kTiles, 0);
+    startAndWait(cache);
+    QRandomGenerator rng(3);
+    const QByteArray data = randomBytes(rng, kTileBytes);
+    int next = 0;
+    for (auto _ : state) {
+        QList<GMSCacheableTileData> batch;
+        for (int i = 0; i < 50; ++i, ++next) {
+            GMSCacheableTileData t;
+            t.coords = {17, next, 0};
+            t.data = data;
+            t.validationTime = next;
+            batch.append(t);
+        }
+        storeAndWait(cache, batch);
+    }
+    state.SetItemsProcessed(state.iterations() * 50);
+    state.SetBytesProcessed(state.iterations() * 50 * qint64(kTileBytes));
+}
+BENCHMARK(BM_CacheStoreBatch50)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
