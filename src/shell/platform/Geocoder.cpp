@@ -70,7 +70,7 @@ std::optional<QList<CLPlacemark>> Geocoder::parseAnswer(const QByteArray& body, 
     const QJsonDocument doc = QJsonDocument::fromJson(body, &parseError);
     if (parseError.error != QJsonParseError::NoError || !doc.isArray()) {
         if (error)
-            *error = QStringLiteral("the address service sent an unreadable answer");
+            *error = QStringLiteral("The address service sent an unreadable answer");
         return std::nullopt;
     }
     QList<CLPlacemark> result;
@@ -155,7 +155,7 @@ void Geocoder::cancelGeocode() {
     reply->abort();
     reply->deleteLater();
     timeout_->stop();
-    finish({}, CLError{kCLErrorGeocodeCanceled, QStringLiteral("Address search canceled")});
+    finish({}, CLError{kCLErrorGeocodeCanceled, QStringLiteral("Canceled")});
 }
 
 void Geocoder::onReplyFinished() {
@@ -172,7 +172,7 @@ void Geocoder::onReplyFinished() {
     }
     if (reply->error() != QNetworkReply::NoError) {
         finish({}, CLError{kCLErrorNetwork,
-                           QStringLiteral("The address service could not be reached: %1").arg(reply->errorString())});
+                           QStringLiteral("The address service failed: %1").arg(reply->errorString())});
         return;
     }
     QString error;

@@ -1,12 +1,37 @@
 #include "SystemSound.h"
 
 #include <QAudioDevice>
+#include <QFileInfo>
 #include <QMediaDevices>
 #include <QSoundEffect>
 #include <QUrl>
 
+#include <unistd.h>
+
+namespace {
+
+// Qt Multimedia reaches the speakers through the sound server; asking it for
+// devices where none runs only produces connection warnings. So look for
+// the server's socket first.
+bool soundServerPresent() {
+    if (!qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+        return true;
+    QStringList sockets;
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty())
+        sockets << runtime + QStringLiteral("/pulse/native");
+    sockets << QStringLiteral("/run/user/%1/pulse/native").arg(::getuid())
+            << QStringLiteral("/run/pulse/native") << QStringLiteral("/var/run/pulse/native");
+    for (const QString& socket : sockets)
+        if (QFileInfo::exists(socket))
+            return true;
+    return false;
+}
+
+}  // namespace
+
 QtSoundPlayer::QtSoundPlayer(QObject* parent) : QObject(parent) {
-    hasOutput_ = !QMediaDevices::audioOutputs().isEmpty();
+    hasOutput_ = soundServerPresent() && !QMediaDevices::audioOutputs().isEmpty();
     if (!hasOutput_)
         qInfo("No audio output on this machine; system sounds are silent");
 }

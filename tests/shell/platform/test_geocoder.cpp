@@ -1,0 +1,259 @@
+#include "Geocoder.h"
+#include "testsupport.h"
+
+#include <QCoreApplication>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+// A one-route HTTP server on loopback that answers as it is told: a status
+// and body, or never (to make the client time out).
+class FakeGeocodingServer : public QObject {
+public:
+    FakeGeocodingServer() {
+        server_.listen(QHostAddress::LocalHost, 0);
+        connect(&server_, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* socket = server_.nextPendingConnection()) {
+                connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onRead(socket); });
+                connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            }
+        });
+    }
+
+    QUrl endpoint(const QString& path = QString()) const {
+        return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(server_.serverPort()).arg(path));
+    }
+
+    void answer(int status, QByteArray body) {
+        status_ = status;
+        body_ = std::move(body);
+        stall_ = false;
+    }
+    void stall() { stall_ = true; }
+
+    QList<QByteArray> requestLines;
+    QList<QByteArray> requests;
+
+private:
+    void onRead(QTcpSocket* socket) {
+        QByteArray& buffer = buffers_[socket];
+        buffer += socket->readAll();
+        const qsizetype end = buffer.indexOf("\r\n\r\n");
+        if (end < 0)
+            return;
+        requests += buffer.left(end);
+        requestLines += buffer.left(buffer.indexOf("\r\n"));
+        buffers_.remove(socket);
+        if (stall_)
+            return;
+        QByteArray response = "HTTP/1.1 " + QByteArray::number(status_) + " X\r\n"
+                              "Content-Type: application/json\r\n"
+                              "Content-Length: " + QByteArray::number(body_.size()) + "\r\n"
+                              "Connection: close\r\n\r\n" + body_;
+        socket->write(response);
+        socket->disconnectFromHost();
+    }
+
+    QTcpServer server_;
+    QHash<QTcpSocket*, QByteArray> buffers_;
+    int status_ = 200;
+    QByteArray body_ = "[]";
+    bool stall_ = false;
+};
+
+struct Outcome {
+    bool done = false;
+    QList<CLPlacemark> placemarks;
+    std::optional<CLError> error;
+};
+
+Geocoder::CompletionHandler record(Outcome& out) {
+    return [&out](const QList<CLPlacemark>& p, const std::optional<CLError>& e) {
+        EXPECT_FALSE(out.done) << "completion ran twice";
+        out.done = true;
+        out.placemarks = p;
+        out.error = e;
+    };
+}
+
+class GeocoderTest : public ::testing::Test {
+protected:
+    void SetUp() override { geocoder.setConfig({server.endpoint(), 2000, "Zenloft-test"}); }
+
+    Outcome search(const QString& text) {
+        Outcome out;
+        geocoder.geocodeAddressString(text, record(out));
+        EXPECT_FALSE(out.done);  // never from inside the call
+        EXPECT_TRUE(zltest::waitFor([&] { return out.done; }, 10000));
+        return out;
+    }
+
+    FakeGeocodingServer server;
+    Geocoder geocoder;
+};
+
+}  // namespace
+
+TEST_F(GeocoderTest, AnswersBecomePlacemarks) {
+    server.answer(200, R"([
+        {"place_id": 1, "lat": "52.2296756", "lon": "21.0122287", "display_name": "Warszawa, Polska"},
+        {"lat": "abc", "lon": "1", "display_name": "no position"},
+        {"lat": 10.5, "lon": -3.25, "display_name": "plain numbers"}])");
+    const Outcome out = search(QStringLiteral("Plac Defilad 1, Warszawa"));
+    ASSERT_FALSE(out.error) << qPrintable(out.error->localizedDescription);
+    ASSERT_EQ(out.placemarks.size(), 3);
+    ASSERT_TRUE(out.placemarks[0].location);
+    EXPECT_EQ(out.placemarks[0].location->coordinate, (CLLocationCoordinate2D{52.2296756, 21.0122287}));
+    EXPECT_EQ(out.placemarks[0].name, QStringLiteral("Warszawa, Polska"));
+    EXPECT_FALSE(out.placemarks[1].location);
+    EXPECT_EQ(out.placemarks[2].location->coordinate, (CLLocationCoordinate2D{10.5, -3.25}));
+    EXPECT_EQ(Geocoder::chosenCoordinate(out.placemarks, out.error), out.placemarks[0].location->coordinate);
+
+    ASSERT_EQ(server.requestLines.size(), 1);
+    EXPECT_EQ(server.requestLines[0],
+              "GET /search?q=Plac%20Defilad%201%2C%20Warszawa&format=jsonv2 HTTP/1.1");
+    EXPECT_TRUE(server.requests[0].contains("User-Agent: Zenloft-test"));
+}
+
+TEST_F(GeocoderTest, EndpointPathAndSpecialCharactersAreKept) {
+    geocoder.setConfig({server.endpoint("/nominatim/"), 2000, "Zenloft-test"});
+    server.answer(200, R"([{"lat":"1","lon":"2","display_name":"x"}])");
+    search(QStringLiteral("Łódź & a+b/ü?"));
+    ASSERT_EQ(server.requestLines.size(), 1);
+    EXPECT_EQ(server.requestLines[0],
+              "GET /nominatim/search?q=%C5%81%C3%B3d%C5%BA%20%26%20a%2Bb%2F%C3%BC%3F&format=jsonv2 HTTP/1.1");
+}
+
+TEST_F(GeocoderTest, EmptyListMeansNothingFoundWithAMessage) {
+    server.answer(200, "[]");
+    zltest::LogCapture log;
+    const Outcome out = search(QStringLiteral("nowhere at all"));
+    ASSERT_TRUE(out.error);
+    EXPECT_EQ(out.error->code, kCLErrorGeocodeFoundNoResult);
+    EXPECT_EQ(out.error->localizedDescription, QStringLiteral("No place found for \"nowhere at all\""));
+    EXPECT_TRUE(out.placemarks.isEmpty());
+    EXPECT_TRUE(log.contains("No place found"));
+    EXPECT_FALSE(Geocoder::chosenCoordinate(out.placemarks, out.error));
+}
+
+TEST_F(GeocoderTest, GarbageAndServerErrorsAreNetworkErrors) {
+    for (const QByteArray& body : {QByteArray("<html>busy</html>"), QByteArray("{\"lat\":\"1\"}"), QByteArray("[{")}) {
+        server.answer(200, body);
+        const Outcome out = search(QStringLiteral("x"));
+        ASSERT_TRUE(out.error) << body.constData();
+        EXPECT_EQ(out.error->code, kCLErrorNetwork);
+        EXPECT_TRUE(out.error->localizedDescription.contains("unreadable"));
+    }
+    server.answer(503, "[]");
+    const Outcome out = search(QStringLiteral("x"));
+    ASSERT_TRUE(out.error);
+    EXPECT_EQ(out.error->code, kCLErrorNetwork);
+    EXPECT_TRUE(out.error->localizedDescription.contains("The address service failed"));
+}
+
+TEST_F(GeocoderTest, SilentServerTimesOut) {
+    geocoder.setConfig({server.endpoint(), 150, "Zenloft-test"});
+    server.stall();
+    const Outcome out = search(QStringLiteral("slow"));
+    ASSERT_TRUE(out.error);
+    EXPECT_EQ(out.error->code, kCLErrorNetwork);
+    EXPECT_TRUE(out.error->localizedDescription.contains("in time"));
+    EXPECT_FALSE(geocoder.isGeocoding());
+}
+
+TEST_F(GeocoderTest, NoEndpointOrNoServerFailsQuietly) {
+    geocoder.setConfig({QUrl(), 2000, "x"});
+    zltest::LogCapture log;
+    Outcome out = search(QStringLiteral("Kraków"));
+    ASSERT_TRUE(out.error);
+    EXPECT_EQ(out.error->code, kCLErrorNetwork);
+    EXPECT_TRUE(log.contains("no address service is configured"));
+    EXPECT_TRUE(log.warnings().isEmpty());
+
+    // A port nobody listens on.
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    const quint16 port = probe.serverPort();
+    probe.close();
+    geocoder.setConfig({QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port)), 2000, "x"});
+    out = search(QStringLiteral("Kraków"));
+    ASSERT_TRUE(out.error);
+    EXPECT_EQ(out.error->code, kCLErrorNetwork);
+}
+
+TEST_F(GeocoderTest, OneSearchAtATimeAndCancel) {
+    server.stall();
+    Outcome first, second;
+    geocoder.geocodeAddressString(QStringLiteral("a"), record(first));
+    EXPECT_TRUE(geocoder.isGeocoding());
+    geocoder.geocodeAddressString(QStringLiteral("b"), record(second));
+    ASSERT_TRUE(zltest::waitFor([&] { return second.done; }));
+    EXPECT_EQ(second.error->code, kCLErrorGeocodeCanceled);
+    EXPECT_FALSE(first.done);
+    geocoder.cancelGeocode();
+    ASSERT_TRUE(first.done);
+    EXPECT_EQ(first.error->code, kCLErrorGeocodeCanceled);
+    EXPECT_FALSE(geocoder.isGeocoding());
+}
+
+TEST_F(GeocoderTest, DestroyedGeocoderNeverCallsBack) {
+    server.stall();
+    bool called = false;
+    {
+        Geocoder local;
+        local.setConfig({server.endpoint(), 2000, "x"});
+        local.geocodeAddressString(QStringLiteral("a"), [&](auto&&, auto&&) { called = true; });
+        ASSERT_TRUE(zltest::waitFor([&] { return server.requestLines.size() == 1; }));
+    }
+    {
+        Geocoder local;
+        local.setConfig({QUrl(), 2000, "x"});
+        local.geocodeAddressString(QStringLiteral("a"), [&](auto&&, auto&&) { called = true; });
+    }
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(called);
+}
+
+TEST(GeocoderParse, ChosenCoordinateFollowsTheFirstPlacemark) {
+    CLPlacemark without;
+    CLPlacemark with;
+    with.location = CLLocation{};
+    with.location->coordinate = {5.0, 6.0};
+    EXPECT_FALSE(Geocoder::chosenCoordinate({}, std::nullopt));
+    EXPECT_FALSE(Geocoder::chosenCoordinate({without, with}, std::nullopt));
+    EXPECT_EQ(Geocoder::chosenCoordinate({with, without}, std::nullopt), (CLLocationCoordinate2D{5.0, 6.0}));
+    EXPECT_FALSE(Geocoder::chosenCoordinate({with}, CLError{kCLErrorNetwork, "x"}));
+}
+
+TEST(GeocoderParse, RandomAndTruncatedAnswersNeverCrash) {
+    const QByteArray good = R"([{"lat":"52.1","lon":"21.2","display_name":"A"},{"lat":"-91","lon":"0"}])";
+    auto all = Geocoder::parseAnswer(good);
+    ASSERT_TRUE(all);
+    ASSERT_EQ(all->size(), 2);
+    EXPECT_FALSE((*all)[1].location);  // out of range
+    for (qsizetype n = 0; n < good.size(); ++n)
+        EXPECT_FALSE(Geocoder::parseAnswer(good.left(n))) << n;
+    std::mt19937 rng(8);
+    for (int round = 0; round < 500; ++round) {
+        QByteArray mutated = good;
+        for (int e = 0; e < 3; ++e)
+            mutated[qsizetype(rng() % mutated.size())] = char(rng() % 256);
+        if (auto result = Geocoder::parseAnswer(mutated)) {
+            for (const auto& p : *result)
+                if (p.location) {
+                    EXPECT_TRUE(CLLocationCoordinate2DIsValid(p.location->coordinate));
+                }
+        }
+    }
+}
+
+TEST(GeocoderParse, SearchUrl) {
+    EXPECT_TRUE(Geocoder::searchUrl(QUrl(), "x").isEmpty());
+    EXPECT_EQ(Geocoder::searchUrl(QUrl("https://geo.example/api"), "a b").toString(QUrl::FullyEncoded),
+              "https://geo.example/api/search?q=a%20b&format=jsonv2");
+}

@@ -1,0 +1,331 @@
+#include "LocationManager.h"
+#include "LocationServices.h"
+#include "ReplayBackend.h"
+#include "WorkPosition.h"
+#include "testsupport.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A source the test drives by hand, recording what is asked of it.
+class FakeBackend : public LocationBackend {
+public:
+    bool providesPositions() const override { return true; }
+    bool providesHeadings() const override { return true; }
+    void setPositionsWanted(bool wanted) override { positionsWanted = wanted; }
+    void setHeadingsWanted(bool wanted) override { headingsWanted = wanted; }
+
+    void fix(double lat, double lon, QDateTime when = QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)) {
+        CLLocation loc;
+        loc.coordinate = {lat, lon};
+        loc.timestamp = when;
+        emit locationsUpdated({loc});
+    }
+    void batch(const QList<CLLocation>& locations) { emit locationsUpdated(locations); }
+    void heading(double magnetic) { emit magneticHeadingUpdated(magnetic, 3.0, QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)); }
+
+    bool positionsWanted = false;
+    bool headingsWanted = false;
+};
+
+CLLocation at(double lat, double lon) {
+    CLLocation loc;
+    loc.coordinate = {lat, lon};
+    return loc;
+}
+
+// Each test gets its own services in place of the shared ones.
+class LocationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        services = new LocationServices(&clock);
+        backend = new FakeBackend;
+        services->setBackends(backend, backend);
+        LocationServices::setShared(services);
+    }
+    void TearDown() override {
+        LocationServices::setShared(nullptr);
+        delete services;
+    }
+
+    ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
+    LocationServices* services = nullptr;
+    FakeBackend* backend = nullptr;
+};
+
+}  // namespace
+
+TEST_F(LocationTest, EveryAuthorizationStatusIsObservable) {
+    LocationManager manager;
+    QSignalSpy changed(&manager, &LocationManager::didChangeAuthorizationStatus);
+    for (int status : {0, 1, 2, 3, 4}) {
+        services->setAuthorizationStatus(status);
+        EXPECT_EQ(LocationManager::authorizationStatus(), status);
+    }
+    // The first signal is the one every new manager gets; then one per change.
+    ASSERT_TRUE(zltest::waitFor([&] { return changed.count() == 6; }));
+    EXPECT_EQ(changed.at(0).at(0).toInt(), 4);  // status when delivered
+    for (int status : {0, 1, 2, 3, 4})
+        EXPECT_EQ(changed.at(status + 1).at(0).toInt(), status);
+
+    zltest::LogCapture log;
+    services->setAuthorizationStatus(7);
+    EXPECT_EQ(LocationManager::authorizationStatus(), 4);
+    EXPECT_TRUE(log.contains("unknown authorization status"));
+}
+
+TEST_F(LocationTest, NewManagerHearsTheStatusOnceRightAfterItIsBuilt) {
+    services->setAuthorizationStatus(kCLAuthorizationStatusDenied);
+    QCoreApplication::processEvents();
+    LocationManager manager;
+    QSignalSpy changed(&manager, &LocationManager::didChangeAuthorizationStatus);
+    EXPECT_EQ(changed.count(), 0);  // not from inside the constructor
+    ASSERT_TRUE(zltest::waitFor([&] { return changed.count() == 1; }));
+    EXPECT_EQ(changed.at(0).at(0).toInt(), kCLAuthorizationStatusDenied);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changed.count(), 1);
+}
+
+TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswer) {
+    services->setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
+    services->setPromptAnswer(kCLAuthorizationStatusDenied);
+    LocationManager manager;
+    QCoreApplication::processEvents();  // the status every new manager hears
+    QSignalSpy changed(&manager, &LocationManager::didChangeAuthorizationStatus);
+
+    manager.requestWhenInUseAuthorization();
+    manager.requestWhenInUseAuthorization();  // one question only
+    EXPECT_EQ(LocationManager::authorizationStatus(), kCLAuthorizationStatusNotDetermined);
+    ASSERT_TRUE(zltest::waitFor([&] { return changed.count() >= 1; }));
+    QCoreApplication::processEvents();
+    ASSERT_EQ(changed.count(), 1);
+    EXPECT_EQ(changed.at(0).at(0).toInt(), kCLAuthorizationStatusDenied);
+    EXPECT_EQ(LocationManager::authorizationStatus(), kCLAuthorizationStatusDenied);
+
+    // Once decided, asking again does nothing.
+    manager.requestWhenInUseAuthorization();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changed.count(), 1);
+}
+
+TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
+    EXPECT_FALSE(backend->positionsWanted);
+    auto manager = std::make_unique<LocationManager>();
+    EXPECT_TRUE(backend->positionsWanted);
+    EXPECT_FALSE(backend->headingsWanted);
+
+    // A manager that starts nothing still sees the latest fix.
+    backend->fix(52.0, 21.0);
+    ASSERT_TRUE(manager->location());
+    EXPECT_EQ(manager->location()->coordinate, (CLLocationCoordinate2D{52.0, 21.0}));
+
+    services->setAuthorizationStatus(kCLAuthorizationStatusDenied);
+    EXPECT_FALSE(backend->positionsWanted);
+    EXPECT_FALSE(manager->location());
+    backend->fix(1.0, 1.0);  // a stray fix without permission is dropped
+    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
+    EXPECT_TRUE(backend->positionsWanted);
+    EXPECT_EQ(manager->location()->coordinate, (CLLocationCoordinate2D{52.0, 21.0}));
+
+    manager.reset();
+    EXPECT_FALSE(backend->positionsWanted);
+}
+
+TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
+    LocationManager quiet;
+    LocationManager manager;
+    QSignalSpy quietSpy(&quiet, &LocationManager::didUpdateLocations);
+    QSignalSpy spy(&manager, &LocationManager::didUpdateLocations);
+    manager.setDistanceFilter(1.0);
+    manager.startUpdatingLocation();
+
+    backend->batch({at(52.0, 21.0), at(52.000001, 21.0), at(52.00002, 21.0)});  // 0.1 m, then 2.1 m
+    ASSERT_EQ(spy.count(), 1);
+    const auto delivered = spy.at(0).at(0).value<QList<CLLocation>>();
+    ASSERT_EQ(delivered.size(), 2);
+    EXPECT_EQ(delivered[0].coordinate.latitude, 52.0);
+    EXPECT_EQ(delivered[1].coordinate.latitude, 52.00002);
+    backend->fix(52.00002, 21.000001);  // under a metre: nothing
+    EXPECT_EQ(spy.count(), 1);
+    EXPECT_EQ(quietSpy.count(), 0);
+
+    manager.stopUpdatingLocation();
+    backend->fix(53.0, 21.0);
+    EXPECT_EQ(spy.count(), 1);
+}
+
+TEST_F(LocationTest, UpdatesWithoutPermissionFailWithDenied) {
+    services->setAuthorizationStatus(kCLAuthorizationStatusRestricted);
+    LocationManager manager;
+    QSignalSpy failed(&manager, &LocationManager::didFailWithError);
+    manager.startUpdatingLocation();
+    EXPECT_EQ(failed.count(), 0);  // later, not from inside the call
+    ASSERT_TRUE(zltest::waitFor([&] { return failed.count() == 1; }));
+    EXPECT_EQ(failed.at(0).at(0).value<CLError>().code, kCLErrorDenied);
+    manager.requestLocation();
+    ASSERT_TRUE(zltest::waitFor([&] { return failed.count() == 2; }));
+    EXPECT_EQ(failed.at(1).at(0).value<CLError>().code, kCLErrorDenied);
+}
+
+TEST_F(LocationTest, RequestLocationGivesOneFixOrFailsInTime) {
+    LocationManager manager;
+    QSignalSpy updated(&manager, &LocationManager::didUpdateLocations);
+    QSignalSpy failed(&manager, &LocationManager::didFailWithError);
+
+    // No fix yet: waits for the next, then stops listening.
+    manager.requestLocation();
+    backend->batch({at(1, 1), at(2, 2)});
+    ASSERT_EQ(updated.count(), 1);
+    ASSERT_EQ(updated.at(0).at(0).value<QList<CLLocation>>().size(), 1);
+    EXPECT_EQ(updated.at(0).at(0).value<QList<CLLocation>>()[0].coordinate.latitude, 2.0);
+    backend->fix(3, 3);
+    EXPECT_EQ(updated.count(), 1);
+    EXPECT_EQ(clock.pendingCount(), 0);
+
+    // A recent fix comes back at once (on the next turn of the loop).
+    clock.advance(5000);
+    manager.requestLocation();
+    ASSERT_TRUE(zltest::waitFor([&] { return updated.count() == 2; }));
+    EXPECT_EQ(updated.at(1).at(0).value<QList<CLLocation>>()[0].coordinate.latitude, 3.0);
+
+    // A stale one doesn't; with no new fix the request fails after 10 s.
+    clock.advance(20000);
+    manager.requestLocation();
+    clock.advance(9999);
+    EXPECT_EQ(failed.count(), 0);
+    clock.advance(1);
+    ASSERT_EQ(failed.count(), 1);
+    EXPECT_EQ(failed.at(0).at(0).value<CLError>().code, kCLErrorLocationUnknown);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(updated.count(), 2);
+}
+
+TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
+    LocationManager manager;
+    QSignalSpy spy(&manager, &LocationManager::didUpdateHeading);
+    backend->heading(10.0);
+    EXPECT_EQ(spy.count(), 0);  // heading updates not started
+    manager.startUpdatingHeading();
+    EXPECT_TRUE(backend->headingsWanted);
+
+    backend->heading(10.0);
+    ASSERT_EQ(spy.count(), 1);
+    auto h = spy.at(0).at(0).value<CLHeading>();
+    EXPECT_FALSE(h.isTrueHeading);
+    EXPECT_EQ(h.trueHeading, 10.0);
+    EXPECT_EQ(h.magneticHeading, 10.0);
+    EXPECT_EQ(h.headingAccuracy, 3.0);
+
+    backend->fix(40.7128, -74.006);  // New York, mid 2026: about 12.47° west
+    backend->heading(10.0);
+    ASSERT_EQ(spy.count(), 2);
+    h = spy.at(1).at(0).value<CLHeading>();
+    EXPECT_TRUE(h.isTrueHeading);
+    EXPECT_NEAR(h.declination, -12.47, 0.015);
+    EXPECT_NEAR(h.trueHeading, 360.0 + 10.0 - 12.47, 0.015);
+    ASSERT_TRUE(manager.heading());
+    EXPECT_EQ(*manager.heading(), h);
+
+    manager.stopUpdatingHeading();
+    EXPECT_FALSE(backend->headingsWanted);
+    EXPECT_FALSE(manager.heading());
+}
+
+TEST_F(LocationTest, DeclinationOutsideTheModelYearsIsFlaggedAndLoggedOnce) {
+    LocationManager manager;
+    QSignalSpy spy(&manager, &LocationManager::didUpdateHeading);
+    manager.startUpdatingHeading();
+    zltest::LogCapture log;
+    backend->fix(52.2297, 21.0122, QDateTime(QDate(2031, 6, 1), QTime(0, 0), Qt::UTC));
+    backend->fix(52.2297, 21.0122, QDateTime(QDate(2031, 6, 2), QTime(0, 0), Qt::UTC));
+    backend->heading(100.0);
+    ASSERT_EQ(spy.count(), 1);
+    const auto h = spy.at(0).at(0).value<CLHeading>();
+    EXPECT_TRUE(h.isTrueHeading);
+    EXPECT_TRUE(h.declinationOutsideModel);
+    EXPECT_EQ(log.messages().filter("extrapolated").size(), 1);
+}
+
+TEST_F(LocationTest, ReplayConfigurationDrivesManagersEndToEnd) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath("walk.json");
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(R"({"format":"zenloft-replay","version":1,"start":"2026-07-02T12:00:00Z","events":[
+        {"t":0,"type":"heading","magnetic":350},
+        {"t":1,"type":"location","lat":40.7128,"lon":-74.006,"speed":1.2,"course":45},
+        {"t":2,"type":"heading","magnetic":350}]})");
+    f.close();
+
+    ASSERT_TRUE(services->configure("replay:" + path));
+    EXPECT_EQ(services->config().kind, LocationSourceConfig::Kind::Replay);
+    auto* replay = qobject_cast<ReplayBackend*>(services->positionBackend());
+    ASSERT_NE(replay, nullptr);
+    EXPECT_EQ(services->headingBackend(), replay);
+
+    LocationManager manager;
+    QList<CLHeading> headings;
+    QList<CLLocation> fixes;
+    QObject::connect(&manager, &LocationManager::didUpdateHeading, [&](const CLHeading& h) { headings += h; });
+    QObject::connect(&manager, &LocationManager::didUpdateLocations, [&](const QList<CLLocation>& l) { fixes += l; });
+    manager.startUpdatingLocation();
+    manager.startUpdatingHeading();
+    ASSERT_TRUE(zltest::waitFor([&] { return replay->hasTrack(); }));
+    clock.advance(0);
+    clock.advance(3000);
+    ASSERT_EQ(headings.size(), 2);
+    ASSERT_EQ(fixes.size(), 1);
+    EXPECT_FALSE(headings[0].isTrueHeading);
+    EXPECT_EQ(headings[0].trueHeading, 350.0);
+    EXPECT_TRUE(headings[1].isTrueHeading);
+    EXPECT_NEAR(headings[1].trueHeading, 350.0 - 12.47, 0.015);
+    EXPECT_EQ(fixes[0].speed, 1.2);
+    EXPECT_EQ(fixes[0].timestamp, QDateTime(QDate(2026, 7, 2), QTime(12, 0, 1), Qt::UTC));
+
+    zltest::LogCapture log;
+    EXPECT_FALSE(services->configure("gps"));
+    EXPECT_EQ(services->positionBackend(), replay);  // the old source stays
+    EXPECT_TRUE(log.contains("Position source not changed"));
+}
+
+TEST_F(LocationTest, ManagerSettingsAreKept) {
+    LocationManager manager;
+    EXPECT_EQ(manager.desiredAccuracy(), kCLLocationAccuracyBest);
+    EXPECT_EQ(manager.distanceFilter(), kCLDistanceFilterNone);
+    manager.setActivityType(CLActivityTypeFitness);
+    manager.setAllowsBackgroundLocationUpdates(true);
+    manager.setShowsBackgroundLocationIndicator(true);
+    EXPECT_EQ(manager.activityType(), 3);
+    EXPECT_TRUE(manager.allowsBackgroundLocationUpdates());
+    EXPECT_TRUE(manager.showsBackgroundLocationIndicator());
+}
+
+TEST_F(LocationTest, EnableMyLocationOnlyForWhenInUse) {
+    LocationManager manager;
+    EXPECT_TRUE(enableMyLocation(manager));
+    for (int status : {0, 1, 2, 3}) {
+        services->setAuthorizationStatus(status);
+        EXPECT_FALSE(enableMyLocation(manager)) << status;
+    }
+    // From "not determined" it asks, and the answer comes later.
+    services->setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
+    EXPECT_FALSE(enableMyLocation(manager));
+    ASSERT_TRUE(zltest::waitFor([] { return LocationManager::authorizationStatus() == 4; }));
+}
+
+TEST(WorkPosition, ManualDeviceOrPrevious) {
+    const CLLocation device = at(52.0, 21.0);
+    const CLLocationCoordinate2D manual{10.0, 20.0};
+    const CLLocationCoordinate2D previous{1.0, 2.0};
+    EXPECT_EQ(workPosition(true, manual, device, previous), manual);
+    EXPECT_EQ(workPosition(false, manual, device, previous), device.coordinate);
+    // (0, 0) by hand falls back to the device; the equator alone doesn't.
+    EXPECT_EQ(workPosition(true, {0.0, 0.0}, device, previous), device.coordinate);
+    EXPECT_EQ(workPosition(true, {0.0, 15.0}, device, previous), (CLLocationCoordinate2D{0.0, 15.0}));
+    EXPECT_EQ(workPosition(true, {-0.0, 0.0}, std::nullopt, previous), previous);
+    EXPECT_EQ(workPosition(false, manual, std::nullopt, std::nullopt), std::nullopt);
+}
