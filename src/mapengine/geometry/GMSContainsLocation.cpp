@@ -12,11 +12,10 @@ namespace {
 
 constexpr double kHalfPi = kGMSPi / 2.0;
 
-// Edge from (lat1, 0) to (lat2, lng2); the point is (lat3, lng3), longitudes
-// relative to the edge's start and wrapped to [-pi, pi).
-bool crossesSouthRay(double lat1, double lat2, double lng2, double lat3, double lng3, bool geodesic) {
-    if ((lng3 >= 0.0 && lng3 >= lng2) || (lng3 < 0.0 && lng3 < lng2))
-        return false;
+// The rest of the crossing test, once the point lies within the edge's
+// longitudes. Kept out of line so that the loop over the ring stays tight:
+// most edges of a sector are rejected by longitude alone.
+[[gnu::noinline]] bool crossesSouthRaySlow(double lat1, double lat2, double lng2, double lat3, double lng3, bool geodesic) {
     if (lat3 <= -kHalfPi)
         return false;
     // Edges touching a pole are not counted.
@@ -30,6 +29,14 @@ bool crossesSouthRay(double lat1, double lat2, double lng2, double lat3, double 
     if (geodesic)
         return std::tan(lat3) >= (std::sin(lng2 - lng3) * std::tan(lat1) + std::sin(lng3) * std::tan(lat2)) / std::sin(lng2);
     return mercator(lat3) >= ((lng2 - lng3) * mercator(lat1) + mercator(lat2) * lng3) / lng2;
+}
+
+// Edge from (lat1, 0) to (lat2, lng2); the point is (lat3, lng3), longitudes
+// relative to the edge's start and wrapped to [-pi, pi).
+inline bool crossesSouthRay(double lat1, double lat2, double lng2, double lat3, double lng3, bool geodesic) {
+    if (lng3 >= 0.0 ? lng3 >= lng2 : lng3 < lng2)
+        return false;
+    return crossesSouthRaySlow(lat1, lat2, lng2, lat3, lng3, geodesic);
 }
 
 } // namespace

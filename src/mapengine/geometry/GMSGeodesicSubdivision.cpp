@@ -46,6 +46,13 @@ void GMSGeodesicSubdivide(CLLocationCoordinate2D from, CLLocationCoordinate2D to
     const double lat2 = to.latitude * kGMSDegreesToRadians;
     const double lng2 = to.longitude * kGMSDegreesToRadians;
 
+    const double distance = centralAngle(lat1, lng1, lat2, lng2);
+    const double scale = std::sqrt(tolerance / 100.0);
+    double s = scale * stepForLatitude(from.latitude);
+    // Most edges of a drawn shape are shorter than one step.
+    if (!(s < distance))
+        return;
+
     double heading;
     if (std::fabs(from.latitude + to.latitude) < 1e-6 && std::fabs(std::fabs(from.longitude - to.longitude) - 180.0) < 1e-6) {
         // Antipodes: of all the great circles, take the one over the equator
@@ -54,14 +61,10 @@ void GMSGeodesicSubdivide(CLLocationCoordinate2D from, CLLocationCoordinate2D to
     } else {
         heading = initialBearing(lat1, lng1, lat2, lng2);
     }
-    const double distance = centralAngle(lat1, lng1, lat2, lng2);
-    const double scale = std::sqrt(tolerance / 100.0);
-
     const double cosHeading = std::cos(heading);
     const double sinHeading = std::sin(heading);
     const double sinLat1 = std::sin(lat1);
     const double cosLat1 = std::cos(lat1);
-    double s = scale * stepForLatitude(from.latitude);
     while (s < distance) {
         const double cosA = std::cos(s);
         const double sinA = std::sin(s);

@@ -157,6 +157,18 @@ std::pair<std::size_t, std::size_t> GMSPreparedVertices::spanVertexRange(std::si
     return {first, begin + own - 1};
 }
 
+std::vector<std::pair<std::size_t, std::size_t>> GMSPreparedVertices::spanVertexRanges() const {
+    std::vector<std::pair<std::size_t, std::size_t>> ranges;
+    ranges.reserve(spanVertexCounts.size());
+    std::size_t begin = 0;
+    for (const std::size_t own : spanVertexCounts) {
+        const std::size_t first = begin > 0 ? begin - 1 : 0;
+        ranges.push_back(own == 0 ? std::pair{first + 1, first} : std::pair{first, begin + own - 1});
+        begin += own;
+    }
+    return ranges;
+}
+
 GMSPreparedVertices GMSPrepareVertices(const GMSPath& path, bool geodesic, const std::vector<double>* spanSegments,
                                        bool closedRing) {
     GMSPreparedVertices prepared;

@@ -44,6 +44,8 @@ struct GMSPreparedVertices {
     // vertex of the span before (vertex 0 for the first span) to its own last
     // one. A span that owns no vertex gives first > last (nothing to draw).
     std::pair<std::size_t, std::size_t> spanVertexRange(std::size_t k) const;
+    // All of them at once, in span order (linear time).
+    std::vector<std::pair<std::size_t, std::size_t>> spanVertexRanges() const;
 };
 
 // Prepares the vertices of a path. Fewer than 2 coordinates: nothing.

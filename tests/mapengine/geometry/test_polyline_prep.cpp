@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <numeric>
+#include <random>
 
 #include "GMSGeometryUtils.h"
 #include "GMSPolylinePrep.h"
@@ -224,4 +225,37 @@ TEST(PolylinePrepTest, StyleSpansFeedTheSegments) {
     EXPECT_TRUE(spans[1].style().isGradient());
     EXPECT_EQ(spans[1].segments(), 1.0);
     EXPECT_EQ(GMSPreparePolylineVertices(p, false, nullptr).spanVertexCounts, std::vector<std::size_t>{3});
+}
+
+TEST(PolylinePrepTest, RandomSpansKeepTheBooks) {
+    std::mt19937_64 rng(3);
+    std::uniform_real_distribution<double> lat(-85, 85), lng(-180, 180), seg(-0.5, 3.0);
+    for (int round = 0; round < 300; ++round) {
+        std::vector<CLLocationCoordinate2D> pts(2 + rng() % 12);
+        for (auto& c : pts)
+            c = {lat(rng), lng(rng)};
+        std::vector<double> spans(1 + rng() % 6);
+        for (double& s : spans)
+            s = seg(rng);
+        const bool geodesic = round % 2 == 0;
+        const auto v = GMSPrepareVertices(GMSPath(pts), geodesic, &spans, round % 3 == 0);
+        ASSERT_EQ(v.spanVertexCounts.size(), spans.size());
+        ASSERT_EQ(total(v.spanVertexCounts), v.points.size());
+        ASSERT_EQ(v.coordinates.size(), v.points.size());
+        ASSERT_GE(v.points.size(), pts.size());
+        EXPECT_EQ(v.coordinates.front(), pts.front());
+        const auto ranges = v.spanVertexRanges();
+        for (std::size_t k = 0; k < ranges.size(); ++k) {
+            EXPECT_EQ(ranges[k], v.spanVertexRange(k));
+            if (ranges[k].first <= ranges[k].second) {
+                EXPECT_LT(ranges[k].second, v.points.size());
+            }
+        }
+        // Every original vertex is kept, in order.
+        std::size_t j = 0;
+        for (const auto& c : v.coordinates)
+            if (j < pts.size() && c == pts[j])
+                ++j;
+        EXPECT_EQ(j, pts.size());
+    }
 }
