@@ -1,0 +1,93 @@
+#include "GMSCoordinateTileSource.h"
+
+#include <QPainter>
+
+GMSCoordinateTileSource::GMSCoordinateTileSource(QObject* parent) : GMSTileSource(parent) {
+    qRegisterMetaType<GMSTileKey>();
+    pool_.setMaxThreadCount(2);
+}
+
+GMSCoordinateTileSource::~GMSCoordinateTileSource() {
+    {
+        QMutexLocker lock(&mutex_);
+        wanted_.clear();
+    }
+    pool_.waitForDone();
+}
+
+int GMSCoordinateTileSource::requestCount() const {
+    QMutexLocker lock(&mutex_);
+    return requests_;
+}
+
+void GMSCoordinateTileSource::requestTile(const GMSTileKey& key) {
+    {
+        QMutexLocker lock(&mutex_);
+        ++requests_;
+        if (wanted_.contains(key)) return;
+        wanted_.insert(key);
+    }
+    pool_.start([this, key] {
+        {
+            QMutexLocker lock(&mutex_);
+            if (!wanted_.contains(key)) return;  // cancelled before we started
+        }
+        QImage image = renderTile(key);
+        if (takeIfWanted(key)) emit tileReady(key, image);
+    });
+}
+
+bool GMSCoordinateTileSource::takeIfWanted(const GMSTileKey& key) {
+    QMutexLocker lock(&mutex_);
+    return wanted_.remove(key);
+}
+
+void GMSCoordinateTileSource::cancelTile(const GMSTileKey& key) {
+    QMutexLocker lock(&mutex_);
+    wanted_.remove(key);
+}
+
+QImage GMSCoordinateTileSource::renderTile(const GMSTileKey& key) {
+    QImage image(256, 256, QImage::Format_ARGB32_Premultiplied);
+    QColor background, grid, text;
+    switch (key.type) {
+    case GMSTileLayerType::Satellite:
+        background = QColor(46, 74, 52);
+        grid = QColor(90, 120, 96);
+        text = QColor(220, 230, 220);
+        break;
+    case GMSTileLayerType::Terrain:
+        background = QColor(222, 214, 186);
+        grid = QColor(180, 168, 140);
+        text = QColor(90, 80, 60);
+        break;
+    case GMSTileLayerType::Labels:
+        background = Qt::transparent;
+        grid = QColor(255, 230, 120, 160);
+        text = QColor(255, 255, 255);
+        break;
+    case GMSTileLayerType::Roadmap:
+    default:
+        background = QColor(236, 234, 228);
+        grid = QColor(200, 198, 190);
+        text = QColor(100, 100, 100);
+        break;
+    }
+    image.fill(background);
+    QPainter p(&image);
+    p.setPen(QPen(grid, 1));
+    for (int i = 0; i < 256; i += 64) {
+        p.drawLine(i, 0, i, 255);
+        p.drawLine(0, i, 255, i);
+    }
+    p.setPen(QPen(grid.darker(130), 2));
+    p.drawRect(1, 1, 254, 254);
+    QFont font = p.font();
+    font.setPixelSize(18);
+    p.setFont(font);
+    p.setPen(text);
+    const QString label = QStringLiteral("%1/%2/%3").arg(key.zoom).arg(key.x).arg(key.y);
+    const QRect where = key.type == GMSTileLayerType::Labels ? QRect(0, 140, 256, 40) : QRect(0, 108, 256, 40);
+    p.drawText(where, Qt::AlignCenter, label);
+    return image;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QColor>
+
+#include <cstdint>
+#include <vector>
+
+#include "geometry/GMSMapPoint.h"
+
+// Vertex arrays of lines and areas in world units relative to an origin, as
+// the scene graph draws them. Built once per change of an overlay; a camera
+// move only changes the transform above them.
+namespace gms_shape {
+
+// One corner of a stroke: position, the extrusion direction scaled for a
+// mitre (multiplied by half the stroke width on the GPU) and a colour.
+struct LineVertex {
+    float x, y;
+    float nx, ny;
+    std::uint8_t r, g, b, a;
+};
+static_assert(sizeof(LineVertex) == 20);
+
+struct FillVertex {
+    float x, y;
+};
+
+struct Origin {
+    std::int64_t x = 0, y = 0;
+};
+
+// The origin that keeps float coordinates small: the first point.
+Origin originFor(const std::vector<gmscore::model::Point2D>& points);
+
+// A stroke through points[first..last], coloured per segment by
+// colorOfSegment (indices into the whole array). Closed rings add the edge
+// from last to first. Quads per segment, mitred joins (limited to 4x).
+void buildStroke(const std::vector<gmscore::model::Point2D>& points, Origin origin, bool closed,
+                 const std::vector<QColor>& segmentColors, std::vector<LineVertex>& vertices,
+                 std::vector<std::uint32_t>& indices);
+
+// Fill of an outer ring with holes.
+void buildFill(const std::vector<gmscore::model::Point2D>& outer,
+               const std::vector<std::vector<gmscore::model::Point2D>>& holes, Origin origin,
+               std::vector<FillVertex>& vertices, std::vector<std::uint32_t>& indices);
+
+}  // namespace gms_shape

@@ -1,0 +1,166 @@
+#include "GMSTileManager.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "GMSProjection.h"
+
+GMSTileManager::GMSTileManager(QObject* parent) : QObject(parent) { qRegisterMetaType<GMSTileKey>(); }
+
+GMSTileManager::~GMSTileManager() {
+    if (source_)
+        for (const GMSTileKey& k : std::as_const(pending_)) source_->cancelTile(k);
+}
+
+void GMSTileManager::setSource(GMSTileSource* source) {
+    if (source_ == source) return;
+    if (source_) {
+        disconnect(source_, nullptr, this, nullptr);
+        for (const GMSTileKey& k : std::as_const(pending_)) source_->cancelTile(k);
+    }
+    pending_.clear();
+    loaded_.clear();
+    lastUsed_.clear();
+    ++generation_;
+    source_ = source;
+    layersDirty_ = true;
+    if (source_) connect(source_, &GMSTileSource::tileReady, this, &GMSTileManager::onTileReady);
+}
+
+void GMSTileManager::setLayers(const std::vector<GMSTileLayerType>& layers) {
+    layers_ = layers;
+    layersDirty_ = true;
+    ++generation_;
+}
+
+int GMSTileManager::tileZoomForZoom(double zoom) {
+    if (!std::isfinite(zoom)) return 2;
+    return std::clamp(int(std::floor(zoom + 0.5)), 0, 22);
+}
+
+void GMSTileManager::update(const GMSProjection& projection) {
+    const int z = tileZoomForZoom(projection.camera().zoom());
+    const double scale = std::exp2(z) * 256.0 / projection.worldSize();  // tile-zoom points per view point
+    const QSizeF size = projection.viewSize();
+    double minX = 1e300, maxX = -1e300, minY = 1e300, maxY = -1e300;
+    for (QPointF corner : {QPointF(0, 0), QPointF(size.width(), 0), QPointF(0, size.height()),
+                           QPointF(size.width(), size.height())}) {
+        const QPointF w = projection.worldPointForPoint(corner) * scale / 256.0;
+        minX = std::min(minX, w.x());
+        maxX = std::max(maxX, w.x());
+        minY = std::min(minY, w.y());
+        maxY = std::max(maxY, w.y());
+    }
+    const int n = 1 << z;
+    Range r;
+    r.x0 = int(std::floor(minX));
+    r.x1 = int(std::floor(maxX));
+    r.y0 = std::clamp(int(std::floor(minY)), 0, n - 1);
+    r.y1 = std::clamp(int(std::floor(maxY)), 0, n - 1);
+    // A bounded number of columns, whatever the view size.
+    if (r.x1 - r.x0 > 64) r.x1 = r.x0 + 64;
+    if (r.y1 - r.y0 > 64) r.y1 = r.y0 + 64;
+    if (!std::isfinite(minX) || !std::isfinite(minY)) r = Range{};
+    // Most camera moves keep the same tiles: nothing to ask, nothing to rebuild.
+    if (!layersDirty_ && z == tileZoom_ && r.x0 == range_.x0 && r.x1 == range_.x1 && r.y0 == range_.y0 &&
+        r.y1 == range_.y1)
+        return;
+    layersDirty_ = false;
+    tileZoom_ = z;
+    range_ = r;
+
+    QSet<GMSTileKey> visible;
+    for (GMSTileLayerType layer : layers_)
+        for (int y = r.y0; y <= r.y1; ++y)
+            for (int x = r.x0; x <= r.x1; ++x) visible.insert({layer, z, ((x % n) + n) % n, y});
+
+    const bool wasLoading = isLoading();
+    if (source_) {
+        for (auto it = pending_.begin(); it != pending_.end();) {
+            if (!visible.contains(*it)) {
+                source_->cancelTile(*it);
+                it = pending_.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        for (const GMSTileKey& k : std::as_const(visible)) {
+            if (!loaded_.contains(k) && !pending_.contains(k)) {
+                pending_.insert(k);
+                source_->requestTile(k);
+            }
+        }
+    }
+    visible_ = visible;
+    if (!wasLoading && isLoading()) emit loadingStarted();
+    if (wasLoading && !isLoading()) emit loadingFinished();
+    rebuildDrawList();
+}
+
+void GMSTileManager::rebuildDrawList() {
+    const int z = tileZoom_;
+    const int n = 1 << z;
+    drawList_.assign(layers_.size(), {});
+    ++drawListVersion_;
+    ++useCounter_;
+    for (std::size_t li = 0; li < layers_.size(); ++li) {
+        auto& list = drawList_[li];
+        for (int y = range_.y0; y <= range_.y1; ++y) {
+            for (int x = range_.x0; x <= range_.x1; ++x) {
+                DrawTile t;
+                t.key = {layers_[li], z, ((x % n) + n) % n, y};
+                t.column = x;
+                t.row = y;
+                if (loaded_.contains(t.key)) {
+                    t.drawnKey = t.key;
+                    t.sourceRect = QRectF(0, 0, loaded_[t.key].width(), loaded_[t.key].height());
+                } else {
+                    // While a tile loads its nearest loaded parent stands in, scaled.
+                    bool found = false;
+                    for (int up = 1; up <= kMaxParentLevels && z - up >= 0 && !found; ++up) {
+                        const GMSTileKey p = t.key.parent(up);
+                        auto it = loaded_.constFind(p);
+                        if (it == loaded_.constEnd()) continue;
+                        const int sub = 1 << up;
+                        const double w = double(it->width()) / sub, h = double(it->height()) / sub;
+                        t.drawnKey = p;
+                        t.sourceRect = QRectF((t.key.x - (p.x << up)) * w, (t.key.y - (p.y << up)) * h, w, h);
+                        found = true;
+                    }
+                    if (!found) continue;
+                }
+                lastUsed_[t.drawnKey] = useCounter_;
+                list.push_back(t);
+            }
+        }
+    }
+}
+
+void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image) {
+    const bool wasLoading = isLoading();
+    const bool wanted = pending_.remove(key);
+    if (!wanted) return;  // cancelled or from an earlier source
+    if (!image.isNull()) {
+        loaded_.insert(key, image);
+        lastUsed_[key] = ++useCounter_;
+        evict();
+        ++generation_;
+        rebuildDrawList();
+        emit tilesChanged();
+    }
+    if (wasLoading && !isLoading()) emit loadingFinished();
+}
+
+void GMSTileManager::evict() {
+    if (loaded_.size() <= kMaxLoadedTiles) return;
+    std::vector<std::pair<quint64, GMSTileKey>> order;
+    order.reserve(loaded_.size());
+    for (auto it = loaded_.cbegin(); it != loaded_.cend(); ++it)
+        if (!visible_.contains(it.key())) order.emplace_back(lastUsed_.value(it.key()), it.key());
+    std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& [used, key] : order) {
+        if (loaded_.size() <= kMaxLoadedTiles) break;
+        loaded_.remove(key);
+        lastUsed_.remove(key);
+    }
+}
