@@ -1,0 +1,165 @@
+// Renders the built-in base map into an MBTiles file:
+//   zl_make_basemap --land-coarse land-110m.json --land land-50m.json
+//                   --countries countries-50m.json --out basemap.mbtiles
+//                   [--max-zoom 8] [--threads N]
+// The file is written under a temporary name and renamed when complete.
+#include "BasemapRenderer.h"
+#include "MbtilesWriter.h"
+#include "TopoJson.h"
+
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QThread>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+using namespace zenloft::basemap;
+
+namespace {
+
+bool load(const QString& path, const QString& object, TopoLayer& layer)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly)) {
+        std::fprintf(stderr, "zl_make_basemap: cannot read %s\n", qPrintable(path));
+        return false;
+    }
+    QString error;
+    if (!readTopoJson(f.readAll(), object, layer, error)) {
+        std::fprintf(stderr, "zl_make_basemap: %s: %s\n", qPrintable(path), qPrintable(error));
+        return false;
+    }
+    return true;
+}
+
+struct Result {
+    int z, x, y;
+    QByteArray data;  // empty: open water
+};
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addOption({"land-coarse", "TopoJSON with the object 'land' for the lowest zooms.", "file"});
+    parser.addOption({"land", "TopoJSON with the object 'land'.", "file"});
+    parser.addOption({"countries", "TopoJSON with the object 'countries' (borders).", "file"});
+    parser.addOption({"out", "MBTiles file to write.", "file"});
+    parser.addOption({"max-zoom", "Highest zoom level (default 8).", "n", "8"});
+    parser.addOption({"threads", "Rendering threads (default: all cores).", "n"});
+    parser.process(app);
+    for (const char* required : {"land", "countries", "out"}) {
+        if (!parser.isSet(required)) {
+            std::fprintf(stderr, "zl_make_basemap: --%s is required\n", required);
+            return 2;
+        }
+    }
+    const int maxZoom = std::clamp(parser.value("max-zoom").toInt(), 0, 12);
+    const int threads = parser.isSet("threads") ? std::max(1, parser.value("threads").toInt())
+                                                : std::max(1, QThread::idealThreadCount());
+
+    QElapsedTimer timer;
+    timer.start();
+    TopoLayer coarse, detailed, countries;
+    if (!load(parser.value("land"), "land", detailed) || !load(parser.value("countries"), "countries", countries))
+        return 1;
+    if (parser.isSet("land-coarse")) {
+        if (!load(parser.value("land-coarse"), "land", coarse))
+            return 1;
+    } else {
+        coarse = detailed;
+    }
+    const BasemapRenderer renderer(std::move(coarse), std::move(detailed), std::move(countries));
+
+    const QString out = parser.value("out");
+    const QString tmp = out + ".part";
+    QFile::remove(tmp);
+    MbtilesWriter writer;
+    QString error;
+    const std::map<QString, QString> metadata = {
+        {"name", "Zenloft base map"},
+        {"format", "png"},
+        {"type", "baselayer"},
+        {"minzoom", "0"},
+        {"maxzoom", QString::number(maxZoom)},
+        {"bounds", "-180,-85.0511,180,85.0511"},
+        {"attribution", "Natural Earth (public domain)"},
+        {"description", "Land, water and country borders"},
+    };
+    if (!writer.open(tmp, metadata, error)) {
+        std::fprintf(stderr, "zl_make_basemap: %s\n", qPrintable(error));
+        return 1;
+    }
+
+    long long total = 0;
+    for (int z = 0; z <= maxZoom; ++z)
+        total += (1LL << z) * (1LL << z);
+    std::atomic<long long> next{0};
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::deque<Result> results;
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([&] {
+            for (long long i = next++; i < total; i = next++) {
+                int z = 0;
+                long long k = i;
+                while (k >= (1LL << z) * (1LL << z)) {
+                    k -= (1LL << z) * (1LL << z);
+                    ++z;
+                }
+                const int x = static_cast<int>(k % (1LL << z));
+                const int y = static_cast<int>(k / (1LL << z));
+                auto png = renderer.renderTile(z, x, y);
+                std::lock_guard lock(mutex);
+                results.push_back({z, x, y, png ? *png : QByteArray()});
+                ready.notify_one();
+            }
+        });
+    }
+    const QByteArray water = renderer.waterTile();
+    long long written = 0;
+    bool ok = true;
+    while (written < total) {
+        std::deque<Result> batch;
+        {
+            std::unique_lock lock(mutex);
+            ready.wait(lock, [&] { return !results.empty(); });
+            batch.swap(results);
+        }
+        for (const Result& r : batch) {
+            if (ok && !writer.addTile(r.z, r.x, r.y, r.data.isEmpty() ? water : r.data, error)) {
+                std::fprintf(stderr, "zl_make_basemap: %s\n", qPrintable(error));
+                ok = false;
+            }
+            ++written;
+        }
+    }
+    for (auto& w : workers)
+        w.join();
+    if (!ok || !writer.finish(error)) {
+        QFile::remove(tmp);
+        return 1;
+    }
+    const int tiles = writer.tileCount(), images = writer.imageCount();
+    QFile::remove(out);
+    if (!QFile::rename(tmp, out)) {
+        std::fprintf(stderr, "zl_make_basemap: cannot move %s to %s\n", qPrintable(tmp), qPrintable(out));
+        return 1;
+    }
+    std::printf("zl_make_basemap: %d tiles (%d distinct images), zooms 0-%d, %d threads, %.1f s -> %s\n",
+                tiles, images, maxZoom, threads, timer.elapsed() / 1000.0, qPrintable(out));
+    return 0;
+}

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Builds the map service's default base map (land, water, country borders,
+# zooms 0-8) into <build-dir>/basemap/basemap.mbtiles from Natural Earth data
+# (public domain) as shipped by the npm package world-atlas. Does nothing when
+# the file is already there.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+BUILD_DIR="${1:-${ZENLOFT_BUILD_DIR:-build}}"
+OUT="$BUILD_DIR/basemap/basemap.mbtiles"
+if [ -s "$OUT" ]; then
+  echo "make-basemap: $OUT exists"
+  exit 0
+fi
+SRC="$BUILD_DIR/basemap-src"
+ATLAS="$SRC/node_modules/world-atlas"
+if [ ! -f "$ATLAS/land-50m.json" ]; then
+  mkdir -p "$SRC"
+  npm install --prefix "$SRC" --no-audit --no-fund --loglevel=error world-atlas@2
+fi
+TOOL="$BUILD_DIR/mapservice/tools/zl_make_basemap"
+if [ ! -x "$TOOL" ]; then
+  cmake --build "$BUILD_DIR" --target zl_make_basemap
+fi
+mkdir -p "$BUILD_DIR/basemap"
+"$TOOL" --land-coarse "$ATLAS/land-110m.json" --land "$ATLAS/land-50m.json" \
+  --countries "$ATLAS/countries-50m.json" --out "$OUT" --max-zoom "${ZENLOFT_BASEMAP_MAX_ZOOM:-8}"
