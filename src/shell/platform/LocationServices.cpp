@@ -65,9 +65,12 @@ void LocationServices::configure(const LocationSourceConfig& config) {
         break;
     }
     }
-    if (config.kind != LocationSourceConfig::Kind::Replay && config.kind != LocationSourceConfig::Kind::None &&
-        CompassBackend::isAvailable())
-        headings = new CompassBackend(clock_);
+    if (config.kind != LocationSourceConfig::Kind::Replay && config.kind != LocationSourceConfig::Kind::None) {
+        if (CompassBackend::isAvailable())
+            headings = new CompassBackend(clock_);
+        else
+            qInfo("No compass on this machine; no headings");
+    }
     setBackends(positions, headings);
     config_ = config;
 }

@@ -292,6 +292,32 @@ TEST_F(LocationTest, ReplayConfigurationDrivesManagersEndToEnd) {
     EXPECT_TRUE(log.contains("Position source not changed"));
 }
 
+TEST_F(LocationTest, RecordedWalkPlaysThroughWithTrueHeadings) {
+    ASSERT_TRUE(services->configure("replay:" + zltest::sourcePath("tests/shell/platform/data/warsaw-walk.json")));
+    auto* replay = qobject_cast<ReplayBackend*>(services->positionBackend());
+    ASSERT_TRUE(zltest::waitFor([&] { return replay->hasTrack(); }));
+    LocationManager manager;
+    manager.setDistanceFilter(1.0);
+    manager.startUpdatingLocation();
+    manager.startUpdatingHeading();
+    QList<CLLocation> fixes;
+    QList<CLHeading> headings;
+    QObject::connect(&manager, &LocationManager::didUpdateLocations, [&](const QList<CLLocation>& l) { fixes += l; });
+    QObject::connect(&manager, &LocationManager::didUpdateHeading, [&](const CLHeading& h) { headings += h; });
+    clock.advance(0);
+    clock.advance(60000);
+    EXPECT_FALSE(replay->isPlaying());
+    ASSERT_EQ(fixes.size(), 61);  // 1.4 m apart: all pass a 1 m filter
+    ASSERT_EQ(headings.size(), 121);
+    EXPECT_NEAR(fixes.first().distanceFromLocation(fixes.last()), 84.0, 0.5);
+    EXPECT_EQ(fixes.last().timestamp, QDateTime(QDate(2026, 5, 4), QTime(9, 31), Qt::UTC));
+    // The walk heads east; corrected by Warsaw's declination, so does the phone.
+    for (const CLHeading& h : headings) {
+        EXPECT_TRUE(h.isTrueHeading);
+        EXPECT_NEAR(h.trueHeading, 90.0, 10.5);  // the swing, and a year of drift
+    }
+}
+
 TEST_F(LocationTest, ManagerSettingsAreKept) {
     LocationManager manager;
     EXPECT_EQ(manager.desiredAccuracy(), kCLLocationAccuracyBest);
