@@ -14,9 +14,16 @@ const std::vector<double>& emptyLengths() {
     static const std::vector<double> empty;
     return empty;
 }
+
+// One storage shared by every empty path, so that making or moving from a
+// path never allocates; the first change copies it away like any shared one.
+std::shared_ptr<PathData> emptyData() {
+    static const std::shared_ptr<PathData> empty = std::make_shared<PathData>();
+    return empty;
+}
 } // namespace
 
-GMSPath::GMSPath() : data_(std::make_shared<PathData>()) {}
+GMSPath::GMSPath() : data_(emptyData()) {}
 
 GMSPath::GMSPath(std::initializer_list<CLLocationCoordinate2D> coordinates)
     : data_(std::make_shared<PathData>(std::vector<CLLocationCoordinate2D>(coordinates))) {}
@@ -28,13 +35,13 @@ GMSPath::GMSPath(std::shared_ptr<PathData> data) : data_(std::move(data)) {}
 
 // A moved-from path stays a valid empty path.
 GMSPath::GMSPath(GMSPath&& other) noexcept : data_(std::move(other.data_)) {
-    other.data_ = std::make_shared<PathData>();
+    other.data_ = emptyData();
 }
 
 GMSPath& GMSPath::operator=(GMSPath&& other) noexcept {
     if (this != &other) {
         data_ = std::move(other.data_);
-        other.data_ = std::make_shared<PathData>();
+        other.data_ = emptyData();
     }
     return *this;
 }

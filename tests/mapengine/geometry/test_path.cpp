@@ -117,6 +117,15 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     same = same; // assigning a path to itself changes nothing
     EXPECT_EQ(same.count(), 1u);
 
+    // Empty paths share one storage until one of them changes.
+    GMSMutablePath a, b;
+    a.addLatitude(1, 1);
+    b.removeAllCoordinates();
+    EXPECT_EQ(a.count(), 1u);
+    EXPECT_EQ(b.count(), 0u);
+    EXPECT_EQ(GMSMutablePath().count(), 0u);
+    EXPECT_EQ(GMSPath().lengthOfKind(kGMSLengthRhumb), 0.0);
+
     GMSPath moved = std::move(same);
     EXPECT_EQ(moved.count(), 1u);
     EXPECT_EQ(same.count(), 0u); // NOLINT: a moved-from path is empty, not broken
