@@ -26,7 +26,7 @@ bool GMSTileDataCache::usable() {
 
 void GMSTileDataCache::startWithCompletionHandler(QObject* context, std::function<void(bool)> handler) {
     GMSCallback<bool> done(context, std::move(handler));
-    m_queue->async([this, done] {
+    enqueue([this, done] {
         if (m_state == State::NotStarted) {
             auto storage = GMSCacheStorage::open(m_descriptor);
             const bool ok = m_core->start(std::move(storage));
@@ -46,7 +46,7 @@ void GMSTileDataCache::startWithCompletionHandler(QObject* context, std::functio
 }
 
 void GMSTileDataCache::runWhenStarted(std::function<void()> block) {
-    m_queue->async([this, block = std::move(block)] {
+    enqueue([this, block = std::move(block)] {
         if (m_state == State::NotStarted)
             m_whenStarted.append(block);
         else
@@ -63,13 +63,42 @@ void GMSTileDataCache::loadTileForTileCoords(const GMSCacheTileKey& coords, QObj
         done(GMSCachedTileData{});
         return;
     }
-    m_queue->async([this, coords, done] {
-        if (!usable()) {
-            done(GMSCachedTileData{});
-            return;
-        }
-        done(m_core->loadTile(coords).value_or(GMSCachedTileData{}));
-    });
+    // Loads asked one after another, with nothing else between them, are
+    // served together in one read of the store.
+    QMutexLocker l(&m_loadLock);
+    if (!m_openLoadBatch) {
+        m_openLoadBatch = std::make_shared<LoadBatch>();
+        m_queue->async([this, batch = m_openLoadBatch] { drainLoads(batch); });
+    }
+    m_openLoadBatch->loads.append({coords, std::move(done)});
+}
+
+void GMSTileDataCache::drainLoads(const std::shared_ptr<LoadBatch>& batch) {
+    QList<PendingLoad> loads;
+    {
+        QMutexLocker l(&m_loadLock);
+        loads = std::move(batch->loads);
+        if (m_openLoadBatch == batch) m_openLoadBatch.reset();
+    }
+    if (!usable()) {
+        for (const PendingLoad& p : loads) p.done(GMSCachedTileData{});
+        return;
+    }
+    QList<GMSCacheTileKey> keys;
+    keys.reserve(loads.size());
+    for (const PendingLoad& p : loads) keys.append(p.key);
+    const auto results = m_core->loadTiles(keys);
+    for (qsizetype i = 0; i < loads.size(); ++i) loads[i].done(results[i].value_or(GMSCachedTileData{}));
+}
+
+void GMSTileDataCache::enqueue(std::function<void()> block) {
+    {
+        // Whatever comes next must not overtake this: later loads start a
+        // new batch behind it.
+        QMutexLocker l(&m_loadLock);
+        m_openLoadBatch.reset();
+    }
+    m_queue->async(std::move(block));
 }
 
 void GMSTileDataCache::storeTileCoords(const GMSCacheTileKey& coords, qint64 validationTime,
@@ -86,13 +115,13 @@ void GMSTileDataCache::storeTileCoords(const GMSCacheTileKey& coords, qint64 val
 void GMSTileDataCache::storeCacheableTileDatas(QList<GMSCacheableTileData> items, QObject* context,
                                                std::function<void(bool)> handler) {
     GMSCallback<bool> done(context, std::move(handler));
-    m_queue->async([this, items = std::move(items), done] {
+    enqueue([this, items = std::move(items), done] {
         done(usable() && m_core->storeCacheableTileDatas(items));
     });
 }
 
 void GMSTileDataCache::touchTileForTileCoords(const GMSCacheTileKey& coords) {
-    m_queue->async([this, coords] {
+    enqueue([this, coords] {
         if (usable()) m_core->touchTile(coords);
     });
 }
@@ -105,7 +134,7 @@ void GMSTileDataCache::deleteTileWithCoords(const GMSCacheTileKey& coords, QObje
 void GMSTileDataCache::deleteTileCoordsSet(const QSet<GMSCacheTileKey>& coords, QObject* context,
                                            std::function<void(bool)> handler) {
     GMSCallback<bool> done(context, std::move(handler));
-    m_queue->async([this, keys = coords.values(), done] { done(usable() && m_core->deleteTiles(keys)); });
+    enqueue([this, keys = coords.values(), done] { done(usable() && m_core->deleteTiles(keys)); });
 }
 
 void GMSTileDataCache::checkTileCoordsSet(
@@ -113,17 +142,17 @@ void GMSTileDataCache::checkTileCoordsSet(
     std::function<bool(const GMSCacheTileKey&, const GMSCachedTileInfo&)> predicate, QObject* context,
     std::function<void(QSet<GMSCacheTileKey>)> handler) {
     GMSCallback<QSet<GMSCacheTileKey>> done(context, std::move(handler));
-    m_queue->async([this, coords, predicate = std::move(predicate), done] {
+    enqueue([this, coords, predicate = std::move(predicate), done] {
         done(usable() ? m_core->checkTileCoordsSet(coords, predicate) : QSet<GMSCacheTileKey>());
     });
 }
 
 void GMSTileDataCache::reserveTileCoordsSet(const QSet<GMSCacheTileKey>& coords, const QString& client) {
-    m_queue->async([this, coords, client] { m_core->reserve(client, coords); });
+    enqueue([this, coords, client] { m_core->reserve(client, coords); });
 }
 
 void GMSTileDataCache::cancelReservationForClient(const QString& client) {
-    m_queue->async([this, client] { m_core->cancelReservation(client); });
+    enqueue([this, client] { m_core->cancelReservation(client); });
 }
 
 QVariant GMSTileDataCache::propertyForKey(const QString& key) const {
@@ -136,7 +165,7 @@ void GMSTileDataCache::setProperty(const QVariant& value, const QString& key) {
         QMutexLocker l(&m_propertiesLock);
         if (value.isValid()) m_properties.insert(key, value); else m_properties.remove(key);
     }
-    m_queue->async([this, value, key] {
+    enqueue([this, value, key] {
         if (usable()) m_core->setProperty(key, value);
     });
 }
@@ -144,7 +173,7 @@ void GMSTileDataCache::setProperty(const QVariant& value, const QString& key) {
 void GMSTileDataCache::deleteTileDataCacheWithCompletionHandler(QObject* context, std::function<void(bool)> handler) {
     GMSCallback<bool> done(context, std::move(handler));
     ++m_deleteTileDataCachePendings;
-    m_queue->async([this, done] {
+    enqueue([this, done] {
         const bool ok = usable() && m_core->deleteAll();
         --m_deleteTileDataCachePendings;
         done(ok);
@@ -156,7 +185,7 @@ void GMSTileDataCache::deleteTileDataCachesExceptTypes(const QSet<int>& keptType
     GMSCallback<bool> done(context, std::move(handler));
     const bool clearsOwn = !keptTypes.contains(m_tileType);
     if (clearsOwn) ++m_deleteTileDataCachePendings;
-    m_queue->async([this, keptTypes, clearsOwn, done] {
+    enqueue([this, keptTypes, clearsOwn, done] {
         const bool ok = usable() && m_core->deleteAllExceptTypes(keptTypes);
         if (clearsOwn) --m_deleteTileDataCachePendings;
         done(ok);
@@ -166,15 +195,15 @@ void GMSTileDataCache::deleteTileDataCachesExceptTypes(const QSet<int>& keptType
 void GMSTileDataCache::invalidateTileEpochsInCachesWithCompletionHandler(QObject* context,
                                                                          std::function<void(bool)> handler) {
     GMSCallback<bool> done(context, std::move(handler));
-    m_queue->async([this, done] { done(usable() && m_core->invalidateTileEpochs()); });
+    enqueue([this, done] { done(usable() && m_core->invalidateTileEpochs()); });
 }
 
 void GMSTileDataCache::setExpirationPeriodMS(qint64 periodMS) {
-    m_queue->async([this, periodMS] { m_core->setExpirationPeriodMS(periodMS); });
+    enqueue([this, periodMS] { m_core->setExpirationPeriodMS(periodMS); });
 }
 
 void GMSTileDataCache::didReceiveMemoryWarning() {
-    m_queue->async([this] {
+    enqueue([this] {
         if (m_core->hasStorage()) m_core->flushTouched();
     });
 }

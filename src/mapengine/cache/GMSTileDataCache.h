@@ -90,7 +90,16 @@ public:
 
 private:
     enum class State { NotStarted, Started, Failed };
+    struct PendingLoad {
+        GMSCacheTileKey key;
+        GMSCallback<GMSCachedTileData> done;
+    };
+    struct LoadBatch {
+        QList<PendingLoad> loads;  // under m_loadLock
+    };
     bool usable();  // on the queue
+    void enqueue(std::function<void()> block);
+    void drainLoads(const std::shared_ptr<LoadBatch>& batch);
 
     GMSCacheStorageDescriptor m_descriptor;
     const int m_tileType;
@@ -98,6 +107,8 @@ private:
     State m_state = State::NotStarted;             // on the queue only
     QList<std::function<void()>> m_whenStarted;    // on the queue only
     std::atomic<int> m_deleteTileDataCachePendings{0};
+    QMutex m_loadLock;
+    std::shared_ptr<LoadBatch> m_openLoadBatch;  // under m_loadLock
     mutable QMutex m_propertiesLock;
     QHash<QString, QVariant> m_properties;
     // Last member: its destructor drains the queue while the rest still lives.

@@ -12,7 +12,7 @@ using zl::sqlite::Transaction;
 namespace {
 // Touches are kept in memory and written with the next save; this many
 // unsaved touches are written on their own.
-constexpr qint64 kMaxUnsavedTouches = 512;
+constexpr qint64 kMaxUnsavedTouches = 8192;
 
 const char* const kSelectIndex =
     "SELECT id, zoom, xCoord, yCoord, touched, validationTime, perTileEpoch, serverPerTileEpoch, size, versionID "
@@ -121,8 +121,22 @@ bool GMSTileDataCacheCore::readProperties() {
 }
 
 std::optional<GMSCachedTileData> GMSTileDataCacheCore::loadTile(const GMSCacheTileKey& key) {
-    if (!m_storage) return std::nullopt;
+    return loadTiles({key}).value(0);
+}
+
+QList<std::optional<GMSCachedTileData>> GMSTileDataCacheCore::loadTiles(const QList<GMSCacheTileKey>& keys) {
+    QList<std::optional<GMSCachedTileData>> out(keys.size());
+    if (!m_storage) return out;
     removeExpiredTilesIfNecessary();
+    // One snapshot for the lot: the store's locks are taken once.
+    const bool batch = keys.size() > 1 && db().exec(QStringLiteral("BEGIN"));
+    for (qsizetype i = 0; i < keys.size() && m_storage; ++i) out[i] = readTile(keys[i]);
+    if (batch) db().exec(QStringLiteral("COMMIT"));
+    if (m_dirtyTouches >= kMaxUnsavedTouches) flushTouched();
+    return out;
+}
+
+std::optional<GMSCachedTileData> GMSTileDataCacheCore::readTile(const GMSCacheTileKey& key) {
     Row* row = m_tiles.find(key);
     if (!row) {
         ++missCounter;
@@ -155,7 +169,6 @@ std::optional<GMSCachedTileData> GMSTileDataCacheCore::loadTile(const GMSCacheTi
     out.versionID = row->versionID;
     out.perTileEpoch = row->perTileEpoch;
     out.serverPerTileEpoch = row->serverPerTileEpoch;
-    if (m_dirtyTouches >= kMaxUnsavedTouches) flushTouched();
     return out;
 }
 

@@ -27,6 +27,8 @@ public:
     bool hasStorage() const { return m_storage != nullptr; }
 
     std::optional<GMSCachedTileData> loadTile(const GMSCacheTileKey& key);
+    // Several loads in one read transaction, answers in the same order.
+    QList<std::optional<GMSCachedTileData>> loadTiles(const QList<GMSCacheTileKey>& keys);
     // One transaction for the whole batch. False when it was not saved; the
     // index then follows the store again.
     bool storeCacheableTileDatas(const QList<GMSCacheableTileData>& items);
@@ -77,6 +79,7 @@ private:
     };
 
     bool readIndex();
+    std::optional<GMSCachedTileData> readTile(const GMSCacheTileKey& key);
     bool readProperties();
     bool isReserved(const GMSCacheTileKey& key) const;
     void touch(const GMSCacheTileKey& key, Row& row);

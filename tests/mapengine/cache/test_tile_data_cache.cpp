@@ -304,3 +304,21 @@ TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
     EXPECT_TRUE(zltest::waitFor([&] { return deleted; }));
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
 }
+
+TEST(GMSTileDataCache, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "old")}));
+    QList<QByteArray> seen;
+    QObject ctx;
+    auto record = [&](GMSCachedTileData d) { seen.append(d.found ? d.data : QByteArray("miss")); };
+    cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
+    cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
+    cache.storeTileCoords({1, 0, 0}, 1, {}, "new");
+    cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
+    cache.deleteTileWithCoords({1, 0, 0});
+    cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
+    ASSERT_TRUE(zltest::waitFor([&] { return seen.size() == 4; }));
+    EXPECT_EQ(seen, (QList<QByteArray>{"old", "old", "new", "miss"}));
+}
