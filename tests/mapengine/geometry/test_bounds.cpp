@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <random>
 
 #include "GMSCoordinateBounds.h"
 #include "GMSPath.h"
@@ -103,4 +104,32 @@ TEST(GMSCoordinateBoundsTest, EqualityAndHash) {
     EXPECT_EQ(b, same);
     EXPECT_EQ(b.hash(), same.hash());
     EXPECT_FALSE(b == GMSCoordinateBounds({0, 0}, {1, 2.0000001}));
+}
+
+TEST(GMSCoordinateBoundsTest, GrownBoundsContainEverythingIncluded) {
+    std::mt19937_64 rng(17);
+    std::uniform_real_distribution<double> lat(-90, 90), lng(-180, 180), spread(0, 60);
+    for (int round = 0; round < 300; ++round) {
+        // Clustered points, sometimes around the antimeridian.
+        const double centre = round % 3 == 0 ? 180.0 : lng(rng);
+        const double width = spread(rng);
+        std::uniform_real_distribution<double> near(centre - width, centre + width);
+        std::vector<CLLocationCoordinate2D> pts;
+        GMSCoordinateBounds b;
+        for (int i = 0; i < 10; ++i) {
+            double x = near(rng);
+            x = x >= 180 ? x - 360 : (x < -180 ? x + 360 : x);
+            pts.push_back({lat(rng), x});
+            b = b.includingCoordinate(pts.back());
+            // Merging whole boxes keeps them too.
+            const GMSCoordinateBounds other(pts.front(), pts.back());
+            const GMSCoordinateBounds both = b.includingBounds(other);
+            ASSERT_TRUE(both.containsCoordinate(other.southWest()));
+            ASSERT_TRUE(both.containsCoordinate(other.northEast()));
+        }
+        for (const auto& p : pts)
+            ASSERT_TRUE(b.containsCoordinate(p)) << round;
+        ASSERT_TRUE(b.containsCoordinate(b.center()));
+        ASSERT_EQ(GMSCoordinateBounds(GMSPath(pts)), b);
+    }
 }
