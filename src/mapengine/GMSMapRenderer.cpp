@@ -12,6 +12,7 @@
 #include <QSGTransformNode>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <unordered_set>
 
@@ -28,6 +29,7 @@
 using gmscore::model::Point2D;
 
 namespace {
+std::atomic<std::uint64_t> g_geometryBuilds{0}, g_tileListBuilds{0}, g_texturesCreated{0};
 constexpr double kWorld = 1073741824.0;  // 2^30 units
 constexpr double kDegrees = 57.29577951308232;
 
@@ -104,8 +106,13 @@ QSGTexture* GMSMapRenderer::iconTexture(const QImage& image, QQuickWindow* windo
     if (it != iconTextures_.end()) return *it;
     QSGTexture* t = window->createTextureFromImage(image);
     ++stats_.texturesCreated;
+    ++g_texturesCreated;
     iconTextures_.insert(key, t);
     return t;
+}
+
+GMSMapRenderer::Stats GMSMapRenderer::totals() {
+    return {g_geometryBuilds.load(), g_tileListBuilds.load(), g_texturesCreated.load()};
 }
 
 void GMSMapRenderer::sync(GMSMapView* view) {
@@ -160,6 +167,7 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
     if (tm->drawListVersion() == tileListVersion_) return;
     tileListVersion_ = tm->drawListVersion();
     ++stats_.tileListBuilds;
+    ++g_tileListBuilds;
     tileRoot_->removeAllChildNodes();
     std::size_t used = 0;
     for (const auto& layer : tm->drawList()) {
@@ -170,6 +178,7 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
                 if (img.isNull()) continue;
                 tex = window->createTextureFromImage(img);
                 ++stats_.texturesCreated;
+    ++g_texturesCreated;
             }
             if (used == tilePool_.size()) {
                 QSGImageNode* n = makeImageNode(window);
@@ -189,6 +198,7 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
 
 void GMSMapRenderer::buildShape(ShapeEntry& e, GMSOverlay* overlay, QQuickWindow* window) {
     ++stats_.geometryBuilds;
+    ++g_geometryBuilds;
     while (QSGNode* c = e.transform->firstChild()) {
         e.transform->removeChildNode(c);
         delete c;

@@ -41,6 +41,8 @@ public:
         std::uint64_t texturesCreated = 0;
     };
     const Stats& stats() const { return stats_; }
+    // The same, summed over every map in the process.
+    static Stats totals();
 
     // The info window: its size, and its picture.
     static QSizeF infoWindowSize(const QString& title, const QString& snippet);

@@ -46,15 +46,17 @@ CREATE TABLE GMSCacheProperty (
     value
 );
 
--- A named object (style table, server resource). `updatedDate` is in
--- seconds since the Unix epoch; `touched` orders the LRU like tiles.
+-- A named object (style table, server resource). `type` keeps apart the
+-- object caches that share a store; `updatedDate` is in seconds since the
+-- Unix epoch; `touched` orders the LRU like tiles.
 CREATE TABLE GMSCachedObject (
     id          INTEGER PRIMARY KEY,
-    name        TEXT NOT NULL UNIQUE,
+    name        TEXT NOT NULL,
     type        INTEGER NOT NULL DEFAULT 0,
     updatedDate REAL NOT NULL DEFAULT 0,
     version     TEXT,
-    touched     INTEGER NOT NULL DEFAULT 0
+    touched     INTEGER NOT NULL DEFAULT 0,
+    UNIQUE (type, name)
 );
 
 CREATE TABLE GMSCachedObjectBlob (

@@ -5,8 +5,8 @@
 
 #include <QDateTime>
 
-GMSObjectDataCache::GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount)
-    : m_core(std::make_unique<GMSObjectDataCacheCore>(maxCount)),
+GMSObjectDataCache::GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount, int objectType)
+    : m_core(std::make_unique<GMSObjectDataCacheCore>(objectType, maxCount)),
       m_listener(std::make_unique<QObject>()),
       m_queue(std::make_unique<GMSCacheQueue>(QStringLiteral("GMSObjectDataCache-%1").arg(descriptor.name))) {
     m_queue->async([this, descriptor] {

@@ -17,8 +17,9 @@
 // kGMSObjectDataCacheDeleteCaches is posted.
 class GMSObjectDataCache {
 public:
+    // Caches of different objectType share a store without meeting there.
     // maxCount 0: no limit.
-    GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount = 0);
+    explicit GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount = 0, int objectType = 0);
     ~GMSObjectDataCache();
     GMSObjectDataCache(const GMSObjectDataCache&) = delete;
     GMSObjectDataCache& operator=(const GMSObjectDataCache&) = delete;

@@ -8,10 +8,11 @@ using zl::sqlite::Transaction;
 
 namespace {
 const char* const kSelectIndex =
-    "SELECT id, name, type, updatedDate, version, touched FROM GMSCachedObject ORDER BY touched DESC, id DESC";
+    "SELECT id, name, type, updatedDate, version, touched FROM GMSCachedObject WHERE type = ? "
+    "ORDER BY touched DESC, id DESC";
 const char* const kSelectBlob = "SELECT data FROM GMSCachedObjectBlob WHERE parent = ?";
 const char* const kInsertObject =
-    "INSERT INTO GMSCachedObject (name, type, updatedDate, version, touched) VALUES (?, 0, ?, ?, ?)";
+    "INSERT INTO GMSCachedObject (name, updatedDate, version, touched, type) VALUES (?, ?, ?, ?, ?)";
 const char* const kUpdateObject = "UPDATE GMSCachedObject SET updatedDate = ?, version = ?, touched = ? WHERE id = ?";
 const char* const kUpdateTouched = "UPDATE GMSCachedObject SET touched = ? WHERE id = ?";
 const char* const kReplaceBlob = "INSERT OR REPLACE INTO GMSCachedObjectBlob (parent, data) VALUES (?, ?)";
@@ -30,7 +31,8 @@ double toSeconds(const QDateTime& d) { return d.isValid() ? d.toMSecsSinceEpoch(
 QDateTime fromSeconds(double s) { return QDateTime::fromMSecsSinceEpoch(qint64(s * 1000.0), Qt::UTC); }
 }  // namespace
 
-GMSObjectDataCacheCore::GMSObjectDataCacheCore(qint64 maxCount) : m_maxCount(maxCount) {}
+GMSObjectDataCacheCore::GMSObjectDataCacheCore(int objectType, qint64 maxCount)
+    : m_objectType(objectType), m_maxCount(maxCount) {}
 GMSObjectDataCacheCore::~GMSObjectDataCacheCore() = default;
 
 bool GMSObjectDataCacheCore::start(std::unique_ptr<GMSCacheStorage> storage) {
@@ -49,6 +51,7 @@ bool GMSObjectDataCacheCore::readIndex() {
     Statement* s = db().statement(kSelectIndex);
     if (!s) return false;
     Reset r(*s);
+    s->bind(1, m_objectType);
     qint64 maxTouched = 0;
     while (s->step()) {
         Row row;
@@ -135,6 +138,7 @@ bool GMSObjectDataCacheCore::store(const QList<QPair<QString, QByteArray>>& obje
             s->bind(2, toSeconds(now));
             s->bind(3, version);
             s->bind(4, touched);
+            s->bind(5, m_objectType);
             if (!run(s)) {
                 recover("could not save");
                 return false;
@@ -197,8 +201,11 @@ bool GMSObjectDataCacheCore::remove(const QStringList& names) {
 bool GMSObjectDataCacheCore::removeAll() {
     if (!m_storage) return false;
     Transaction t(db());
-    if (!t.isActive() || !db().exec(QStringLiteral("DELETE FROM GMSCachedObjectBlob; DELETE FROM GMSCachedObject;")) ||
-        !t.commit()) {
+    const QString sql = QStringLiteral("DELETE FROM GMSCachedObjectBlob WHERE parent IN "
+                                       "(SELECT id FROM GMSCachedObject WHERE type = %1);"
+                                       "DELETE FROM GMSCachedObject WHERE type = %1;")
+                            .arg(m_objectType);
+    if (!t.isActive() || !db().exec(sql) || !t.commit()) {
         recover("could not remove");
         return false;
     }

@@ -32,7 +32,7 @@ struct GMSCachedObjectData {
 // the index by name, in LRU order. Called on the cache's queue only.
 class GMSObjectDataCacheCore {
 public:
-    explicit GMSObjectDataCacheCore(qint64 maxCount);
+    GMSObjectDataCacheCore(int objectType, qint64 maxCount);
     ~GMSObjectDataCacheCore();
 
     bool start(std::unique_ptr<GMSCacheStorage> storage);
@@ -62,6 +62,7 @@ private:
     zl::sqlite::Connection& db() { return m_storage->db(); }
 
     std::unique_ptr<GMSCacheStorage> m_storage;
+    int m_objectType;
     qint64 m_maxCount;
     qint64 m_nextTouched = 1;
     GMSCacheLruIndex<QString, Row> m_objects;

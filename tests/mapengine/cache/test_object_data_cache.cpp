@@ -93,3 +93,16 @@ TEST(GMSObjectDataCache, CorruptStoreIsRebuilt) {
     EXPECT_TRUE(storeObject(cache, "x", "again"));
     EXPECT_TRUE(log.warnings().isEmpty());
 }
+
+TEST(GMSObjectDataCache, ObjectTypesShareTheStoreWithoutMeeting) {
+    QTemporaryDir root;
+    GMSObjectDataCache tables(objectsDescriptor(root.path()), 0, 1);
+    GMSObjectDataCache epochs(objectsDescriptor(root.path()), 0, 2);
+    ASSERT_TRUE(storeObject(tables, "same-name", "table"));
+    ASSERT_TRUE(storeObject(epochs, "same-name", "epoch"));
+    EXPECT_EQ(loadObject(tables, "same-name").data, "table");
+    EXPECT_EQ(loadObject(epochs, "same-name").data, "epoch");
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { tables.deleteObjectDataCacheWithCompletionHandler(c, fn); }));
+    EXPECT_FALSE(loadObject(tables, "same-name").found);
+    EXPECT_EQ(loadObject(epochs, "same-name").data, "epoch");
+}

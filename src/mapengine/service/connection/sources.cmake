@@ -1,0 +1,12 @@
+set(ZL_CONNECTION_SOURCES
+  connection/GMSDASHError.h
+  connection/GMSTimingClock.h
+  connection/GMSUserDefaults.h
+  connection/GMSDASHRequest.h connection/GMSDASHRequest.cpp
+  connection/GMSDASHProtobufferRequest.h connection/GMSDASHProtobufferRequest.cpp
+  connection/GMSDASHClientIdentity.h connection/GMSDASHClientIdentity.cpp
+  connection/GMSXGeoHeaderEncoder.h connection/GMSXGeoHeaderEncoder.cpp
+  connection/GMSDASHIdentityRequests.h connection/GMSDASHIdentityRequests.cpp
+  connection/GMSDASHStreamingReply.h connection/GMSDASHStreamingReply.cpp
+  connection/GMSDASHGzipInflater.h connection/GMSDASHGzipInflater.cpp
+  connection/GMSDASHConnection.h connection/GMSDASHConnection.cpp)

@@ -1,0 +1,17 @@
+#include <QGuiApplication>
+#include <gtest/gtest.h>
+
+// The render test wants a real X display with OpenGL (Mesa's llvmpipe under
+// Xvfb will do). Without DISPLAY it still starts, offscreen, and the tests
+// skip themselves.
+int main(int argc, char** argv) {
+    if (qEnvironmentVariableIsSet("DISPLAY")) {
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    } else {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    qputenv("QSG_RHI_BACKEND", "opengl");
+    QGuiApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,215 @@
+#include "ConnectionTestSupport.h"
+#include "DashErrors.h"
+#include "GMSDASHStreamingReply.h"
+#include "GMSUserDefaults.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace zenloft::wire;
+using zltest::RecordingRequest;
+
+namespace {
+
+std::vector<std::shared_ptr<RecordingRequest>> make(int n, quint16 id = 108)
+{
+    std::vector<std::shared_ptr<RecordingRequest>> v;
+    for (int i = 0; i < n; ++i)
+        v.push_back(std::make_shared<RecordingRequest>(id));
+    return v;
+}
+
+std::vector<GMSDASHRequestPtr> base(const std::vector<std::shared_ptr<RecordingRequest>>& v)
+{
+    return {v.begin(), v.end()};
+}
+
+}  // namespace
+
+TEST(StreamingReply, Version23FailsEveryRequestWith100)
+{
+    auto reqs = make(3);
+    GMSDASHStreamingReply reply(base(reqs), nullptr);
+    const std::string body = zltest::answerBody(23, {{108, "a"}, {108, "b"}, {108, "c"}});
+    reply.appendData(body.data(), body.size());
+    reply.finish(std::nullopt);
+    for (const auto& r : reqs)
+        EXPECT_EQ(r->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
+}
+
+TEST(StreamingReply, IdMismatchAtPositionThreeFailsItAndTheRest)
+{
+    auto reqs = make(5);
+    GMSDASHStreamingReply reply(base(reqs), nullptr);
+    const std::string body =
+        zltest::answerBody(24, {{108, "a"}, {108, "b"}, {109, "c"}, {108, "d"}, {108, "e"}});
+    reply.appendData(body.data(), body.size());
+    reply.finish(std::nullopt);
+    EXPECT_EQ(reqs[0]->outcomes, std::vector<std::string>{"ok:a"});
+    EXPECT_EQ(reqs[1]->outcomes, std::vector<std::string>{"ok:b"});
+    for (int i = 2; i < 5; ++i)
+        EXPECT_EQ(reqs[i]->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"}) << i;
+}
+
+TEST(StreamingReply, EarlyRequestsFinishBeforeTheBodyEnds)
+{
+    auto reqs = make(3);
+    GMSDASHStreamingReply reply(base(reqs), nullptr);
+    const std::string body = zltest::answerBody(24, {{108, "first"}, {108, std::string(5000, 'x')}, {108, "z"}});
+    // Byte by byte: the first answer completes long before the rest arrives.
+    std::size_t firstDoneAt = 0;
+    for (std::size_t i = 0; i < body.size(); ++i) {
+        reply.appendData(body.data() + i, 1);
+        if (!firstDoneAt && !reqs[0]->outcomes.empty())
+            firstDoneAt = i + 1;
+    }
+    EXPECT_EQ(firstDoneAt, 2u + 2 + 4 + 5);
+    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"ok:z"});
+    reply.finish(std::nullopt);
+    EXPECT_EQ(reqs[1]->outcomes.size(), 1u);
+    EXPECT_TRUE(reply.isDone());
+}
+
+TEST(StreamingReply, TruncatedBodyAndTransportErrorFailTheOpenRequests)
+{
+    auto reqs = make(3);
+    GMSDASHStreamingReply reply(base(reqs), nullptr);
+    const std::string body = zltest::answerBody(24, {{108, "a"}, {108, "bbbb"}});
+    reply.appendData(body.data(), body.size() - 2);
+    reply.finish(std::nullopt);
+    EXPECT_EQ(reqs[0]->outcomes, std::vector<std::string>{"ok:a"});
+    EXPECT_EQ(reqs[1]->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
+    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
+
+    auto more = make(2);
+    GMSDASHStreamingReply cut(base(more), nullptr);
+    const std::string one = zltest::answerBody(24, {{108, "a"}});
+    cut.appendData(one.data(), one.size());
+    cut.finish(GMSDASHError{kGMSDASHURLErrorDomain, -1005, "lost", {}, {}});
+    EXPECT_EQ(more[0]->outcomes, std::vector<std::string>{"ok:a"});
+    EXPECT_EQ(more[1]->outcomes, std::vector<std::string>{"fail:NSURLErrorDomain:-1005"});
+}
+
+TEST(StreamingReply, ServerStatusFailsWithoutReadingAndStopsTheRest)
+{
+    auto reqs = make(3);
+    reqs[1]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
+    GMSDASHStreamingReply reply(base(reqs), nullptr);
+    const std::string body = zltest::answerBody(24, {{108, "a"}});
+    reply.appendData(body.data(), body.size());
+    reply.finish(std::nullopt);
+    EXPECT_EQ(reqs[0]->outcomes, std::vector<std::string>{"ok:a"});
+    EXPECT_EQ(reqs[1]->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
+    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
+}
+
+TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
+{
+    std::mt19937 rng(424242);
+    const std::string good = zltest::answerBody(24, {{108, "alpha"}, {108, "beta"}, {108, std::string(300, 'q')}});
+    for (int round = 0; round < 3000; ++round) {
+        std::string body = good;
+        switch (round % 3) {
+        case 0:
+            body.resize(rng() % (body.size() + 1));
+            break;
+        case 1:
+            for (int k = 0; k < 3; ++k)
+                body[rng() % body.size()] = static_cast<char>(rng());
+            break;
+        default:
+            body.assign(rng() % 64, '\0');
+            for (char& c : body)
+                c = static_cast<char>(rng());
+        }
+        auto reqs = make(3);
+        GMSDASHStreamingReply reply(base(reqs), nullptr);
+        std::size_t at = 0;
+        while (at < body.size()) {
+            const std::size_t n = std::min<std::size_t>(1 + rng() % 50, body.size() - at);
+            reply.appendData(body.data() + at, n);
+            at += n;
+        }
+        reply.finish(std::nullopt);
+        for (const auto& r : reqs)
+            ASSERT_EQ(r->outcomes.size(), 1u) << "round " << round;
+    }
+}
+
+namespace {
+class PayloadTest : public ::testing::Test {
+protected:
+    PayloadTest()
+    {
+        description.platformID = "ios:test";
+        description.softwareVersion = "9.9";
+        description.preferredLanguages = {"pl", "en"};
+        description.apiKey = "KEY";
+    }
+    std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state)
+    {
+        return std::make_unique<GMSDASHConnection>(QUrl("http://127.0.0.1:1/glm/mmap"), description, state,
+                                                   std::make_shared<GMSManualTimingClock>());
+    }
+    GMSDASHClientDescription description;
+};
+}  // namespace
+
+TEST_F(PayloadTest, HeaderIdentityRequestsAndBodiesByteForByte)
+{
+    auto conn = connection(std::make_shared<GMSDASHClientState>(nullptr));
+    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108, "xyz")};
+    const std::string body = conn->buildServerPayloadForRequests(reqs);
+    ASSERT_EQ(reqs.size(), 3u);  // cookie request, client properties, ours
+    EXPECT_EQ(reqs[0]->requestID(), 15);
+    EXPECT_EQ(reqs[1]->requestID(), 62);
+
+    DashInput in(body, true);
+    const DashRequestHeader h = readRequestHeader(in);
+    EXPECT_EQ(h.protocolVersion, 24);
+    EXPECT_EQ(h.userCookie, 0u);
+    EXPECT_EQ(h.language, u"pl");
+    EXPECT_EQ(h.platform, u"ios:test");
+    EXPECT_EQ(h.softwareVersion, u"9.9");
+    EXPECT_EQ(h.distributionChannel, u"iOS-AppStore");
+    EXPECT_EQ(in.readUInt16(), 15);
+    EXPECT_EQ(in.readUInt16(), 62);
+    const auto props = in.readLengthPrefixed();
+    GMSx_GMMClientPropertiesRequestProto p;
+    ASSERT_TRUE(p.ParseFromArray(props.data(), static_cast<int>(props.size())));
+    EXPECT_EQ(p.ios_api_app_fingerprint().api_key(), "KEY");
+    EXPECT_TRUE(p.gzip_enabled());
+    EXPECT_EQ(in.readUInt16(), 108);
+    EXPECT_EQ(in.readLengthPrefixed(), "xyz");
+    EXPECT_TRUE(in.atEnd());
+    EXPECT_EQ(reqs[2]->sentBytes(), 2 + 4 + 3);
+    EXPECT_EQ(reqs[0]->sentBytes(), 2);
+}
+
+TEST_F(PayloadTest, KnownCookieAndSuppressedUserState)
+{
+    auto state = std::make_shared<GMSDASHClientState>(nullptr);
+    state->setUserCookie(0x0102030405060708ULL, 0);
+    auto conn = connection(state);
+    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108)};
+    std::string body = conn->buildServerPayloadForRequests(reqs);
+    EXPECT_EQ(reqs.size(), 2u);
+    EXPECT_EQ(body.substr(2, 8), std::string("\x01\x02\x03\x04\x05\x06\x07\x08", 8));
+
+    auto fresh = connection(std::make_shared<GMSDASHClientState>(nullptr));
+    fresh->setSuppressUserState(true);
+    reqs = {std::make_shared<RecordingRequest>(108)};
+    body = fresh->buildServerPayloadForRequests(reqs);
+    ASSERT_EQ(reqs.size(), 2u);  // no id 15
+    EXPECT_EQ(reqs[0]->requestID(), 62);
+    EXPECT_EQ(body.substr(2, 8), std::string(8, '\0'));
+}
+
+TEST_F(PayloadTest, OverlongHeaderStringIsRefused)
+{
+    description.preferredLanguages = {QString(21846, QChar(0x0800))};
+    auto conn = connection(nullptr);
+    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108)};
+    EXPECT_THROW(conn->buildServerPayloadForRequests(reqs), DashStringTooLongError);
+}

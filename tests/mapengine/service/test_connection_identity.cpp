@@ -1,0 +1,177 @@
+#include "ConnectionTestSupport.h"
+#include "FakeDashServer.h"
+#include "GMSDASHClientIdentity.h"
+#include "GMSUserDefaults.h"
+#include "GMSXGeoHeaderEncoder.h"
+
+#include <cstring>
+#include "testsupport.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace zenloft::wire;
+
+TEST(CookieRecord, LayoutAndHmac)
+{
+    const QByteArray r = GMSDASHCookieRecord::encode(0x1122334455667788ULL, 12.5);
+    ASSERT_EQ(r.size(), 48);
+    EXPECT_EQ(r.mid(0, 8), QByteArray(8, '\0'));
+    double t = 0;
+    std::memcpy(&t, r.constData() + 8, 8);
+    EXPECT_EQ(t, 12.5);
+    EXPECT_EQ(r.mid(16, 8), QByteArray("\x88\x77\x66\x55\x44\x33\x22\x11", 8));
+    EXPECT_EQ(r.mid(44, 4), QByteArray(4, '\0'));
+    EXPECT_EQ(GMSDASHCookieRecord::decode(r), 0x1122334455667788ULL);
+    EXPECT_EQ(GMSDASHCookieRecord::hmacKey().size(), 64);
+
+    // The unused bytes are outside the HMAC; everything else is inside.
+    QByteArray unused = r;
+    unused[5] = 'x';
+    unused[46] = 'y';
+    EXPECT_TRUE(GMSDASHCookieRecord::decode(unused).has_value());
+    for (int at : {8, 16, 23, 24, 43}) {
+        QByteArray bad = r;
+        bad[at] = static_cast<char>(bad[at] ^ 1);
+        EXPECT_FALSE(GMSDASHCookieRecord::decode(bad).has_value()) << at;
+    }
+    EXPECT_FALSE(GMSDASHCookieRecord::decode(r.left(47)).has_value());
+    EXPECT_FALSE(GMSDASHCookieRecord::decode(QByteArray()).has_value());
+}
+
+TEST(ClientState, KeysInTheSettingsFile)
+{
+    QTemporaryDir dir;
+    const QString ini = dir.filePath("settings.ini");
+    {
+        GMSSettingsUserDefaults defaults(ini);
+        GMSDASHClientState state(&defaults);
+        EXPECT_EQ(state.userCookie(), 0u);
+        state.setUserCookie(99, 1000.0);
+        state.setCohort("c1");
+        EXPECT_TRUE(state.setLegalCountry("PL"));
+        EXPECT_FALSE(state.setLegalCountry("PL"));
+        state.setZwiebackCookie("zw");
+        state.setShortbreadToken("tok");
+    }
+    QSettings raw(ini, QSettings::IniFormat);
+    EXPECT_EQ(raw.value("GMSMapsUserCookie").toByteArray().size(), 48);
+    EXPECT_EQ(raw.value("GMSMapsUserClientCohort").toString(), "c1");
+    EXPECT_EQ(raw.value("kGMSMapsUserClientLegalCountry").toString(), "PL");
+    EXPECT_EQ(raw.value("GMSMapsUserClientZwiebackCookie").toString(), "zw");
+    EXPECT_EQ(raw.value("GMSMapsUserClientShortbreadToken").toByteArray(), QByteArray("tok"));
+
+    GMSSettingsUserDefaults again(ini);
+    GMSDASHClientState reread(&again);
+    EXPECT_EQ(reread.userCookie(), 99u);
+    EXPECT_EQ(reread.snapshot().cohort, "c1");
+
+    // A tampered record counts as no cookie.
+    QByteArray rec = raw.value("GMSMapsUserCookie").toByteArray();
+    rec[17] = static_cast<char>(rec[17] ^ 0x40);
+    again.setObject(rec, "GMSMapsUserCookie");
+    GMSDASHClientState tampered(&again);
+    EXPECT_EQ(tampered.userCookie(), 0u);
+}
+
+TEST(ClientState, PropertiesAnswerUpdatesIdentityAndStatuses)
+{
+    QTemporaryDir dir;
+    GMSSettingsUserDefaults defaults(dir.filePath("s.ini"));
+    auto state = std::make_shared<GMSDASHClientState>(&defaults);
+    GMSDASHClientDescription d;
+    d.wantsZwiebackCookie = true;
+    GMSDASHConnection conn(QUrl("http://127.0.0.1:1/glm/mmap"), d, state, std::make_shared<GMSManualTimingClock>());
+    EXPECT_TRUE(conn.isWaitingForCookies());
+    QSignalSpy legal(&conn, &GMSDASHConnection::kLegalCountryChangedNotification);
+
+    GMSx_GMMClientPropertiesResponseProto r;
+    r.set_new_cohort("new");
+    r.set_new_legal_country("DE");
+    r.set_new_zwieback_nid_cookie("nid");
+    conn.updateFromGMMClientPropertiesResponseProto(r, false, false);
+    conn.storeUserCookie(5);
+    EXPECT_EQ(defaults.objectForKey("GMSMapsUserClientCohort").toString(), "new");
+    EXPECT_EQ(defaults.objectForKey("GMSMapsUserClientZwiebackCookie").toString(), "nid");
+    EXPECT_EQ(conn.legalCountry(), "DE");
+    EXPECT_EQ(legal.count(), 1);
+    EXPECT_FALSE(conn.isWaitingForCookies());
+    conn.updateFromGMMClientPropertiesResponseProto(r, false, false);
+    EXPECT_EQ(legal.count(), 1);  // unchanged country: no notification
+
+    // Skipping user state leaves cohort and cookie alone.
+    GMSx_GMMClientPropertiesResponseProto other;
+    other.set_new_cohort("ignored");
+    conn.updateFromGMMClientPropertiesResponseProto(other, true, true);
+    EXPECT_EQ(state->snapshot().cohort, "new");
+}
+
+TEST(ClientState, ServerVerdictsReachTheNamedRequests)
+{
+    zltest::FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
+        // Cookie (0), properties (1), ok (2), refused (3): no answer for 3.
+        DashOutput out;
+        out.writeUInt16(24);
+        out.writeUInt16(15);
+        out.writeUInt64(8);
+        out.writeUInt16(62);
+        GMSx_GMMClientPropertiesResponseProto p;
+        auto* st = p.add_datarequest_status_array();
+        st->set_request_index(3);
+        st->set_code(403);
+        st->set_message("key");
+        out.writeMessage(p);
+        out.writeUInt16(108);
+        out.writeLengthPrefixed("fine");
+        res.set_content(out.take(), "application/binary");
+    });
+    GMSDASHConnection conn(QUrl(QString::fromStdString(server.url())), {}, nullptr,
+                           std::make_shared<GMSManualTimingClock>());
+    auto ok = std::make_shared<zltest::RecordingRequest>(108);
+    auto refused = std::make_shared<zltest::RecordingRequest>(108);
+    conn.sendRequest(ok);
+    conn.sendRequest(refused);
+    conn.resumeSending();
+    ASSERT_TRUE(zltest::waitFor([&] { return !refused->outcomes.empty() && !ok->outcomes.empty(); }));
+    EXPECT_EQ(ok->outcomes, std::vector<std::string>{"ok:fine"});
+    EXPECT_EQ(refused->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
+}
+
+TEST(XGeo, EncodingAndOverrides)
+{
+    GMSx_GMMLocationDescriptorProto a;
+    a.set_producer(1);
+    a.mutable_latlng()->set_lat_e7(1);
+    GMSx_GMMLocationDescriptorProto b;
+    b.set_producer(2);
+    const QByteArray header = GMSXGeoHeaderEncoder::encodeWithLocationDescriptors({a, b});
+    const QList<QByteArray> parts = header.split(' ');
+    ASSERT_EQ(parts.size(), 4);
+    EXPECT_EQ(parts[0], "w");
+    EXPECT_EQ(parts[2], "w");
+    EXPECT_FALSE(parts[1].contains('=') || parts[1].contains('+') || parts[1].contains('/'));
+    GMSx_GMMLocationDescriptorProto back;
+    const QByteArray raw = QByteArray::fromBase64(parts[1], QByteArray::Base64UrlEncoding);
+    ASSERT_TRUE(back.ParseFromArray(raw.constData(), static_cast<int>(raw.size())));
+    EXPECT_EQ(back.latlng().lat_e7(), 1);
+
+    auto r1 = std::make_shared<zltest::RecordingRequest>(108);
+    auto r2 = std::make_shared<zltest::RecordingRequest>(108);
+    GMSx_GMMLocationDescriptorProto o1;
+    o1.set_producer(1);
+    o1.set_role(7);
+    GMSx_GMMLocationDescriptorProto o1late;
+    o1late.set_producer(1);
+    o1late.set_role(9);
+    GMSx_GMMLocationDescriptorProto o3;
+    o3.set_producer(3);
+    r1->setLocationDescriptorOverrides({o1});
+    r2->setLocationDescriptorOverrides({o1late, o3});
+    const auto merged = GMSXGeoHeaderEncoder::mergeOverrides({a, b}, {r1, r2});
+    ASSERT_EQ(merged.size(), 3u);
+    EXPECT_EQ(merged[0].role(), 7);  // the first request to name producer 1 wins
+    EXPECT_EQ(merged[0].latlng().lat_e7(), 1);
+    EXPECT_EQ(merged[2].producer(), 3);
+}

@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "GMSCameraPosition.h"
+#include "GMSProjection.h"
+#include "GMSServices.h"
+#include "testsupport.h"
+
+namespace {
+
+std::uint64_t bits(double v) {
+    std::uint64_t b;
+    std::memcpy(&b, &v, 8);
+    return b;
+}
+
+TEST(CameraPosition, DefaultIsOriginAtMaximumZoom) {
+    GMSCameraPosition c;
+    EXPECT_EQ(c.target().latitude, 0.0);
+    EXPECT_EQ(c.target().longitude, 0.0);
+    EXPECT_EQ(c.zoom(), 21.0f);
+    EXPECT_EQ(c.bearing(), 0.0);
+    EXPECT_EQ(c.viewingAngle(), 0.0);
+}
+
+TEST(CameraPosition, LimitsClampAndWrap) {
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 25).zoom(), 21.0f);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 0).zoom(), 2.0f);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 190, 10).target().longitude, -170.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(95, 0, 10).target().latitude, 90.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(-95, 0, 10).target().latitude, -90.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 180, 10).target().longitude, -180.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, -180, 10).target().longitude, -180.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, -540, 10).target().longitude, -180.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 10, 370, 0).bearing(), 10.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 10, -90, 0).bearing(), 270.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 10, 360, 0).bearing(), 0.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 10, 0, 120).viewingAngle(), 90.0);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 0, 10, 0, -5).viewingAngle(), 0.0);
+}
+
+TEST(CameraPosition, NaNPassesThroughClampedFields) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    GMSCameraPosition c({nan, 0.0}, std::numeric_limits<float>::quiet_NaN(), 0.0, nan);
+    EXPECT_TRUE(std::isnan(c.target().latitude));
+    EXPECT_TRUE(std::isnan(c.zoom()));
+    EXPECT_TRUE(std::isnan(c.viewingAngle()));
+}
+
+TEST(CameraPosition, EqualityIsExactOnAllFiveNumbers) {
+    const auto a = GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40);
+    EXPECT_EQ(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40));
+    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40.000001));
+    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20.0000001, 12, 30, 40));
+    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12.5f, 30, 40));
+    // Wrapped values compare after wrapping.
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 190, 5), GMSCameraPosition::cameraWithLatitude(0, -170, 5));
+}
+
+TEST(CameraPosition, HashOverRawBits) {
+    const auto c = GMSCameraPosition::cameraWithLatitude(52.5, 13.25, 12.0f, 45.0, 10.0);
+    float z = 12.0f;
+    std::uint32_t zb;
+    std::memcpy(&zb, &z, 4);
+    std::uint64_t h = bits(52.5);
+    h = h * 31 + bits(13.25);
+    h = h * 31 + bits(45.0);
+    h = h * 31 + zb;
+    h = h * 31 + bits(10.0);
+    h += 887503681u;
+    EXPECT_EQ(c.hash(), h);
+    EXPECT_EQ(c.hash(), GMSCameraPosition::cameraWithLatitude(52.5, 13.25, 12.0f, 45.0, 10.0).hash());
+}
+
+TEST(CameraPosition, ZoomForMetersPerPoints) {
+    // At the equator the world (40030 km) spans 256 points at zoom 0.
+    EXPECT_FLOAT_EQ(GMSCameraPosition::zoomAtCoordinate({0, 0}, 40030230.14070891, 256), 0.0f);
+    EXPECT_FLOAT_EQ(GMSCameraPosition::zoomAtCoordinate({0, 0}, 40030230.14070891 / 1024, 256), 10.0f);
+    // At 60 degrees a metre is twice as many points.
+    EXPECT_NEAR(GMSCameraPosition::zoomAtCoordinate({60, 0}, 40030230.14070891, 256), -1.0f, 1e-5);
+}
+
+class ServicesTest : public ::testing::Test {
+protected:
+    void SetUp() override { GMSServices::resetForTests(); }
+    void TearDown() override { GMSServices::resetForTests(); }
+};
+
+TEST_F(ServicesTest, KeyRules) {
+    zltest::LogCapture log;
+    EXPECT_EQ(GMSServices::sharedServicesIfActive(), nullptr);
+    EXPECT_EQ(GMSServices::sharedServices(), nullptr);
+    EXPECT_TRUE(log.contains("GMSServices must be initialized via [GMSServices provideAPIKey:...] prior to use"));
+    EXPECT_FALSE(GMSServices::provideAPIKey(""));
+    EXPECT_TRUE(log.contains("provideAPIKey: requires non-empty API key"));
+    const QString key = QString(39, QChar('k'));
+    EXPECT_TRUE(GMSServices::provideAPIKey(key));
+    EXPECT_FALSE(GMSServices::provideAPIKey("another"));
+    EXPECT_TRUE(log.contains("provideAPIKey: should be called at most once"));
+    GMSServices* s = GMSServices::sharedServicesSync();
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(s->APIKey(), key);
+    EXPECT_EQ(GMSServices::sharedServices(), s);
+    EXPECT_EQ(GMSServices::sharedServicesIfActive(), s);
+    EXPECT_NE(s->displayLink(), nullptr);
+    EXPECT_NE(s->tileSource(), nullptr);
+}
+
+TEST(Projection, RoundTripsAtManyCameras) {
+    const QSizeF size(400, 300);
+    for (double bearing : {0.0, 30.0, 90.0, 211.0}) {
+        for (float zoom : {2.0f, 7.5f, 18.0f, 21.0f}) {
+            const GMSCameraPosition cam({47.3, 8.5}, zoom, bearing, 0);
+            const GMSProjection p(cam, size, QMarginsF(10, 40, 20, 60));
+            for (QPointF pt : {QPointF(0, 0), QPointF(400, 300), QPointF(123.5, 77.25), QPointF(200, 150)}) {
+                const CLLocationCoordinate2D c = p.coordinateForPoint(pt);
+                const QPointF back = p.pointForCoordinate(c);
+                EXPECT_NEAR(back.x(), pt.x(), 1e-6) << zoom << " " << bearing;
+                EXPECT_NEAR(back.y(), pt.y(), 1e-6) << zoom << " " << bearing;
+            }
+        }
+    }
+}
+
+TEST(Projection, WorldIs256PointsAtZoomZeroAndTargetSitsInPaddedCentre) {
+    const GMSCameraPosition cam({0, 0}, 2.0f, 0, 0);
+    const GMSProjection p(cam, QSizeF(400, 400), QMarginsF(0, 100, 0, 0));
+    EXPECT_DOUBLE_EQ(p.worldSize(), 1024.0);
+    EXPECT_EQ(p.pointForCoordinate({0, 0}), QPointF(200, 250));
+    // 90 degrees east is a quarter of the world to the right.
+    EXPECT_NEAR(p.pointForCoordinate({0, 90}).x(), 200 + 256, 1e-9);
+    // North is up; with bearing 90 east is up.
+    EXPECT_LT(p.pointForCoordinate({10, 0}).y(), 250);
+    const GMSProjection east(GMSCameraPosition({0, 0}, 2.0f, 90, 0), QSizeF(400, 400));
+    EXPECT_NEAR(east.pointForCoordinate({0, 10}).x(), 200, 1e-9);
+    EXPECT_LT(east.pointForCoordinate({0, 10}).y(), 200);
+}
+
+TEST(Projection, MetersContainsAndVisibleRegion) {
+    const GMSCameraPosition cam({0, 0}, 10.0f, 0, 0);
+    const GMSProjection p(cam, QSizeF(200, 100));
+    EXPECT_NEAR(p.pointsForMeters(40030230.14070891, {0, 0}), 256.0 * 1024, 1e-6);
+    EXPECT_NEAR(p.pointsForMeters(1000, {60, 0}), 2 * p.pointsForMeters(1000, {0, 0}), 1e-9);
+    EXPECT_TRUE(p.containsCoordinate({0, 0}));
+    EXPECT_FALSE(p.containsCoordinate({0, 10}));
+    const GMSVisibleRegion r = p.visibleRegion();
+    EXPECT_LT(r.farLeft.longitude, 0);
+    EXPECT_GT(r.farRight.longitude, 0);
+    EXPECT_GT(r.farLeft.latitude, r.nearLeft.latitude);
+    // Over the antimeridian the coordinate wraps.
+    const GMSProjection q(GMSCameraPosition({0, 179.99}, 10.0f, 0, 0), QSizeF(200, 100));
+    EXPECT_LT(q.coordinateForPoint({200, 50}).longitude, -179.0);
+    EXPECT_NEAR(q.pointForCoordinate({0, -179.99}).x(), 100 + 0.02 / 360 * 256 * 1024, 1e-6);
+}
+
+}  // namespace

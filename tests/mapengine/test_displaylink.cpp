@@ -1,0 +1,223 @@
+#include <gtest/gtest.h>
+
+#include <QThread>
+
+#include <vector>
+
+#include "GMSDisplayLink.h"
+#include "testsupport.h"
+
+namespace {
+
+// A timer that fires only when the test says so, and remembers its modes.
+struct FakeTimer : GMSFrameTimer {
+    static inline FakeTimer* last = nullptr;
+    static inline int made = 0;
+    FakeTimer() {
+        last = this;
+        ++made;
+    }
+    ~FakeTimer() override {
+        if (last == this) last = nullptr;
+    }
+    void setPreferredFramesPerSecond(std::uint64_t f) override { fps = f; }
+    void setPaused(bool p) override { paused = p; }
+    void addToMode(const QString& m) override { modes.append(m); }
+    void removeFromMode(const QString& m) override { modes.removeOne(m); }
+    void invalidate() override { invalidated = true; }
+    double timestamp() const override { return 1.5; }
+    double targetTimestamp() const override { return 1.5 + 1.0 / double(fps); }
+    void fire() {
+        if (!paused && !modes.isEmpty() && fired) fired();
+    }
+    std::uint64_t fps = 0;
+    bool paused = true;
+    bool invalidated = false;
+    QStringList modes;
+};
+
+struct Client : GMSDisplayLinkClient {
+    explicit Client(unsigned r) : rate(r) {}
+    unsigned preferredFrameRate() const override { return rate; }
+    void displayLinkFired(GMSDisplayLink* link) override {
+        ticks.push_back(link->frameNumber());
+        if (onTick) onTick(link);
+    }
+    void setRate(unsigned r) {
+        rate = r;
+        preferredFrameRateDidChange();
+    }
+    unsigned rate;
+    std::vector<std::uint64_t> ticks;
+    std::function<void(GMSDisplayLink*)> onTick;
+};
+
+GMSFrameTimerFactory fakeFactory() {
+    return [] { return std::make_unique<FakeTimer>(); };
+}
+
+TEST(DisplayLink, NoTimerWithoutClients) {
+    GMSDisplayLink link(fakeFactory());
+    EXPECT_FALSE(link.hasTimer());
+    EXPECT_EQ(link.frameRate(), 0u);
+    Client a(60);
+    link.removeClient(&a);  // unknown: ignored
+    EXPECT_FALSE(link.hasTimer());
+}
+
+TEST(DisplayLink, LeastCommonMultipleOfWishes) {
+    struct Case {
+        std::vector<unsigned> wishes;
+        std::uint64_t rate;
+    } cases[] = {{{15, 30}, 30}, {{20, 30}, 60}, {{60, 24}, 60}, {{0}, 30}, {{7}, 30},
+                 {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6}};
+    for (const Case& c : cases) {
+        GMSDisplayLink link(fakeFactory());
+        std::vector<std::unique_ptr<Client>> clients;
+        for (unsigned w : c.wishes) {
+            clients.push_back(std::make_unique<Client>(w));
+            link.addClient(clients.back().get());
+        }
+        EXPECT_EQ(link.frameRate(), c.rate);
+        ASSERT_NE(FakeTimer::last, nullptr);
+        EXPECT_EQ(FakeTimer::last->fps, c.rate);
+    }
+}
+
+TEST(DisplayLink, ClientsShareTicksByTheirDivisor) {
+    GMSDisplayLink link(fakeFactory());
+    Client c60(60), c30(30), c15(15), c20(20);
+    link.addClient(&c60);
+    link.addClient(&c30);
+    link.addClient(&c15);
+    link.addClient(&c20);
+    ASSERT_EQ(link.frameRate(), 60u);
+    for (int i = 0; i < 12; ++i) FakeTimer::last->fire();
+    EXPECT_EQ(c60.ticks.size(), 12u);
+    EXPECT_EQ(c30.ticks, (std::vector<std::uint64_t>{0, 2, 4, 6, 8, 10}));
+    EXPECT_EQ(c15.ticks, (std::vector<std::uint64_t>{0, 4, 8}));
+    EXPECT_EQ(c20.ticks, (std::vector<std::uint64_t>{0, 3, 6, 9}));
+}
+
+TEST(DisplayLink, ReplacedWishStillDividesByItsOwnNumber) {
+    GMSDisplayLink link(fakeFactory());
+    Client c7(7), c0(0);
+    link.addClient(&c7);
+    link.addClient(&c0);
+    ASSERT_EQ(link.frameRate(), 30u);
+    for (int i = 0; i < 9; ++i) FakeTimer::last->fire();
+    EXPECT_EQ(c7.ticks, (std::vector<std::uint64_t>{0, 4, 8}));  // 30 / 7 = 4
+    EXPECT_EQ(c0.ticks, (std::vector<std::uint64_t>{0}));        // a wish of 0: tick 0 only
+}
+
+TEST(DisplayLink, AddingTwiceKeepsOneEntryAndOneCount) {
+    GMSDisplayLink link(fakeFactory());
+    Client a(60);
+    link.addClient(&a);
+    link.addClient(&a);
+    EXPECT_EQ(link.clientCount(), 1);
+    EXPECT_EQ(link.modeRefcount(GMSDisplayLink::kCommonModes), 1);
+    EXPECT_EQ(FakeTimer::last->modes, QStringList{GMSDisplayLink::kCommonModes});
+}
+
+TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
+    GMSDisplayLink link(fakeFactory());
+    Client a(30), b(30), c(30);
+    link.addClient(&a, {"default", "tracking"});
+    link.addClient(&b, {"default"});
+    FakeTimer* t = FakeTimer::last;
+    EXPECT_EQ(t->modes.count("default"), 1);
+    EXPECT_EQ(t->modes.count("tracking"), 1);
+    link.addClient(&c, {"tracking"});
+    link.removeClient(&a);
+    EXPECT_EQ(t->modes.count("default"), 1);
+    EXPECT_EQ(t->modes.count("tracking"), 1);
+    EXPECT_EQ(link.modeRefcount("default"), 1);
+    link.removeClient(&b);
+    EXPECT_EQ(t->modes.count("default"), 0);
+    EXPECT_EQ(link.modeRefcount("default"), 0);
+    EXPECT_TRUE(link.hasTimer());
+}
+
+TEST(DisplayLink, LastClientLeavingDropsTimerAndANewOneMakesAnother) {
+    GMSDisplayLink link(fakeFactory());
+    Client a(60);
+    const int before = FakeTimer::made;
+    link.addClient(&a);
+    EXPECT_EQ(FakeTimer::made, before + 1);
+    FakeTimer::last->fire();
+    FakeTimer::last->fire();
+    link.removeClient(&a);
+    EXPECT_FALSE(link.hasTimer());
+    EXPECT_EQ(link.frameRate(), 0u);
+    EXPECT_EQ(FakeTimer::last, nullptr);
+    link.addClient(&a);
+    EXPECT_EQ(FakeTimer::made, before + 2);
+    // The tick count carries on.
+    FakeTimer::last->fire();
+    EXPECT_EQ(a.ticks.back(), 2u);
+}
+
+TEST(DisplayLink, WishChangesRecomputeTheRate) {
+    GMSDisplayLink link(fakeFactory());
+    Client a(15), b(15);
+    link.addClient(&a);
+    link.addClient(&b);
+    EXPECT_EQ(link.frameRate(), 15u);
+    b.setRate(20);
+    EXPECT_EQ(link.frameRate(), 60u);
+    EXPECT_EQ(FakeTimer::last->fps, 60u);
+    link.removeClient(&b);
+    b.setRate(30);  // no longer observed
+    EXPECT_EQ(link.frameRate(), 15u);
+}
+
+TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
+    GMSDisplayLink link(fakeFactory());
+    Client a(60), b(60), c(60);
+    a.onTick = [&](GMSDisplayLink* l) {
+        l->removeClient(&b);
+        l->addClient(&c);
+    };
+    link.addClient(&a);
+    link.addClient(&b);
+    FakeTimer::last->fire();
+    EXPECT_EQ(a.ticks.size(), 1u);
+    EXPECT_TRUE(b.ticks.empty());  // left before its turn
+    EXPECT_TRUE(c.ticks.empty());  // joined after the copy was taken
+    FakeTimer::last->fire();
+    EXPECT_EQ(c.ticks.size(), 1u);
+}
+
+TEST(DisplayLink, ClientDestroyedLeavesTheLink) {
+    GMSDisplayLink link(fakeFactory());
+    {
+        Client a(60);
+        link.addClient(&a);
+        EXPECT_EQ(link.clientCount(), 1);
+    }
+    EXPECT_EQ(link.clientCount(), 0);
+    EXPECT_FALSE(link.hasTimer());
+}
+
+TEST(DisplayLink, RealTimerTicksOnTheEventLoop) {
+    GMSDisplayLink link;
+    Client a(60);
+    link.addClient(&a);
+    EXPECT_TRUE(zltest::waitFor([&] { return a.ticks.size() >= 3; }, 5000));
+    link.removeClient(&a);
+    EXPECT_FALSE(link.hasTimer());
+}
+
+TEST(DisplayLink, RateChangesFromAnotherThreadRunOnTheLinkThread) {
+    GMSDisplayLink link(fakeFactory());
+    Client a(30);
+    QThread* worker = QThread::create([&] { link.addClient(&a); });
+    worker->start();
+    worker->wait();
+    delete worker;
+    EXPECT_TRUE(zltest::waitFor([&] { return link.hasTimer(); }, 5000));
+    EXPECT_EQ(link.frameRate(), 30u);
+}
+
+}  // namespace

@@ -1,0 +1,455 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "GMSGestureHandler.h"
+
+namespace {
+
+// Records every call the gesture logic makes on the camera side.
+struct Recorder : GMSGestureTarget {
+    std::vector<std::string> calls;
+    std::vector<double> zooms, rotations, tilts;
+    std::vector<QPointF> pans, panStarts;
+    std::vector<QPointF> taps, longPresses, doubleTaps, twoFingerTaps;
+    bool ticksWanted = false;
+
+    int count(const std::string& name) const { return int(std::count(calls.begin(), calls.end(), name)); }
+    void willStartGestures() override { calls.push_back("willStartGestures"); }
+    void didEndGestures() override { calls.push_back("didEndGestures"); }
+    void willStartPanFrom(QPointF p) override {
+        calls.push_back("willStartPanFrom");
+        panStarts.push_back(p);
+    }
+    void didPanTo(QPointF p) override {
+        calls.push_back("didPanTo");
+        pans.push_back(p);
+    }
+    void willStartZoom() override { calls.push_back("willStartZoom"); }
+    void didZoomRelative(double s) override {
+        calls.push_back("didZoomRelative");
+        zooms.push_back(s);
+    }
+    void willStartRotation() override { calls.push_back("willStartRotation"); }
+    void didRotateRelative(double r) override {
+        calls.push_back("didRotateRelative");
+        rotations.push_back(r);
+    }
+    void willStartTilt() override { calls.push_back("willStartTilt"); }
+    void didTiltRelative(double t) override {
+        calls.push_back("didTiltRelative");
+        tilts.push_back(t);
+    }
+    void willStartPanDeceleration() override { calls.push_back("willStartPanDeceleration"); }
+    void didEndPanDeceleration() override { calls.push_back("didEndPanDeceleration"); }
+    void willStartZoomDeceleration() override { calls.push_back("willStartZoomDeceleration"); }
+    void didEndZoomDeceleration() override { calls.push_back("didEndZoomDeceleration"); }
+    void willStartRotationDeceleration() override { calls.push_back("willStartRotationDeceleration"); }
+    void didEndRotationDeceleration() override { calls.push_back("didEndRotationDeceleration"); }
+    void didTap(QPointF p) override { taps.push_back(p); }
+    void didLongPress(QPointF p) override { longPresses.push_back(p); }
+    void didDoubleTap(QPointF p) override { doubleTaps.push_back(p); }
+    void didTwoFingerTap(QPointF p) override { twoFingerTaps.push_back(p); }
+    void decelerationTicksNeeded(bool n) override { ticksWanted = n; }
+};
+
+class Gestures : public ::testing::Test {
+protected:
+    Recorder rec;
+    GMSGestureHandler h{&rec};
+
+    // One finger dragged from a to b at constant speed, samples every 10 ms.
+    double drag(int id, double t, QPointF a, QPointF b, double seconds) {
+        const int steps = int(std::round(seconds / 0.01));
+        for (int i = 1; i <= steps; ++i) {
+            const double f = double(i) / steps;
+            h.feed(t + i * 0.01, {{id, a + (b - a) * f}});
+        }
+        return t + steps * 0.01;
+    }
+    // Two fingers moved from (a0, a1) to (b0, b1).
+    double drag2(double t, QPointF a0, QPointF a1, QPointF b0, QPointF b1, double seconds) {
+        const int steps = int(std::round(seconds / 0.01));
+        for (int i = 1; i <= steps; ++i) {
+            const double f = double(i) / steps;
+            h.feed(t + i * 0.01, {{1, a0 + (b0 - a0) * f}, {2, a1 + (b1 - a1) * f}});
+        }
+        return t + steps * 0.01;
+    }
+    double flick(double speed, double start = 0.0) {
+        h.feed(start, {{1, {100, 300}}});
+        const double t = drag(1, start, {100, 300}, {100 + speed * 0.3, 300}, 0.3);
+        h.feed(t, {});
+        return t;
+    }
+};
+
+TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
+    h.feed(0.0, {{1, {50, 50}}});
+    EXPECT_EQ(rec.calls, std::vector<std::string>{"willStartGestures"});
+    h.feed(0.01, {{1, {55, 50}}});
+    EXPECT_EQ(rec.count("willStartPanFrom"), 0);
+    h.feed(0.02, {{1, {61, 50}}});
+    EXPECT_EQ(rec.count("willStartPanFrom"), 1);
+    h.feed(0.03, {{1, {70, 50}}});
+    ASSERT_EQ(rec.pans.size(), 1u);
+    EXPECT_EQ(rec.pans.back(), QPointF(70, 50));
+    EXPECT_EQ(h.gestureState(), 0);
+    h.feed(0.04, {});
+    EXPECT_EQ(rec.calls.back(), "didEndGestures");
+}
+
+TEST_F(Gestures, PanFlickBelow200StopsDead) {
+    flick(199.0);
+    EXPECT_FALSE(h.decPan().has_value());
+    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_EQ(rec.count("willStartPanDeceleration"), 0);
+}
+
+TEST_F(Gestures, PanFlickAbove200Decelerates) {
+    const double t = flick(400.0);
+    ASSERT_TRUE(h.decPan().has_value());
+    EXPECT_TRUE(rec.ticksWanted);
+    const GMSDeceleratedValue d = *h.decPan();
+    EXPECT_NEAR(d.velocity, 400.0f, 1.0f);
+    EXPECT_FLOAT_EQ(d.runTime, 0.75f);
+    EXPECT_FLOAT_EQ(d.damping, 0.9f);
+    EXPECT_FLOAT_EQ(d.maximum, 1600.0f);
+    EXPECT_FLOAT_EQ(d.deceleration, -d.velocity / 0.75f);
+    EXPECT_NEAR(h.decPanAngle(), 0.0, 1e-9);
+    // Ticks follow v t + a t^2 / 2, damped, and end exactly at the run time.
+    rec.pans.clear();
+    h.tick(t + 0.25);
+    const double s1 = d.velocity * 0.25 + d.deceleration * 0.25 * 0.25 / 2;
+    EXPECT_NEAR(rec.pans.back().x(), h.decPanBase().x() + 0.9 * s1, 1e-2);
+    h.tick(t + 0.5);
+    h.tick(t + 0.8);
+    EXPECT_NEAR(rec.pans.back().x(), h.decPanBase().x() + 0.9 * d.velocity * 0.75 / 2, 1e-2);
+    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_FALSE(rec.ticksWanted);
+    EXPECT_EQ(rec.count("didEndPanDeceleration"), 1);
+}
+
+TEST_F(Gestures, PanInertiaIsLimitedTo1600Points) {
+    const double t = flick(6000.0);
+    ASSERT_TRUE(h.decPan().has_value());
+    h.tick(t + 1.0);
+    EXPECT_NEAR(rec.pans.back().x() - h.decPanBase().x(), 1600.0, 1e-3);
+}
+
+TEST_F(Gestures, DeceleratedValueCurve) {
+    auto d = GMSDeceleratedValue::make(2.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
+    EXPECT_TRUE(d.tickWithDelta(0.35));
+    EXPECT_NEAR(d.value, 1.0 + 2.0 * 0.35 - (2.0 / 0.7) * 0.35 * 0.35 / 2, 1e-5);
+    EXPECT_FALSE(d.tickWithDelta(1.0));
+    EXPECT_NEAR(d.value, 1.0 + 2.0 * 0.7 / 2, 1e-5);
+    // Limits apply only when not 0.
+    auto down = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
+    down.tickWithDelta(0.7);
+    EXPECT_FLOAT_EQ(down.value, 0.05f);
+    auto free = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.0f, 0.0f);
+    free.tickWithDelta(0.7);
+    EXPECT_NEAR(free.value, 1.0 - 3.5, 1e-5);
+}
+
+TEST_F(Gestures, PinchOf104NeverLeavesStateOneAndOnlyPans) {
+    h.feed(0.0, {{1, {100, 200}}});
+    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    EXPECT_EQ(h.gestureState(), 1);
+    // Spread to 1.04 while moving right by 40 points.
+    drag2(0.01, {100, 200}, {200, 200}, {138, 200}, {242, 200}, 0.4);
+    EXPECT_EQ(h.gestureState(), 1);
+    EXPECT_EQ(rec.count("willStartZoom"), 0);
+    EXPECT_EQ(rec.count("didZoomRelative"), 0);
+    EXPECT_GT(rec.count("didPanTo"), 0);
+}
+
+TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
+    h.feed(0.0, {{1, {100, 200}}});
+    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    h.feed(0.05, {{1, {97, 200}}, {2, {203, 200}}});  // 1.06
+    EXPECT_EQ(h.gestureState(), 3);
+    EXPECT_EQ(rec.count("willStartZoom"), 1);
+    ASSERT_FALSE(rec.zooms.empty());
+    EXPECT_DOUBLE_EQ(rec.zooms.back(), 1.0);
+    h.feed(0.06, {{1, {47, 200}}, {2, {253, 200}}});  // 2.06 / 1.06
+    EXPECT_NEAR(rec.zooms.back(), 2.06 / 1.06, 1e-9);
+    // A rotation does not take a touch that a zoom owns.
+    h.feed(0.07, {{1, {47, 150}}, {2, {253, 250}}});
+    EXPECT_EQ(rec.count("willStartRotation"), 0);
+}
+
+TEST_F(Gestures, FastPinchEndsInZoomInertiaWithinTheWindow) {
+    h.feed(0.0, {{1, {100, 200}}});
+    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    double t = drag2(0.01, {100, 200}, {200, 200}, {0, 200}, {300, 200}, 0.2);  // scale 1 -> 3 in 0.2 s
+    EXPECT_EQ(h.gestureState(), 3);
+    h.feed(t + 0.01, {{1, {0, 200}}});
+    ASSERT_TRUE(h.decZoom().has_value());
+    EXPECT_FLOAT_EQ(h.decZoom()->velocity, 3.0f);  // clamped
+    EXPECT_FLOAT_EQ(h.decZoom()->runTime, 0.7f);
+    EXPECT_FLOAT_EQ(h.decZoom()->minimum, 0.05f);
+    EXPECT_FLOAT_EQ(h.decZoom()->maximum, 4.0f);
+    EXPECT_NEAR(h.decZoom()->startValue, rec.zooms.back(), 1e-6);
+    h.feed(t + 0.02, {});
+}
+
+TEST_F(Gestures, SlowPinchHasNoZoomInertia) {
+    h.feed(0.0, {{1, {100, 200}}});
+    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    double t = drag2(0.01, {100, 200}, {200, 200}, {80, 200}, {220, 200}, 0.5);
+    EXPECT_EQ(h.gestureState(), 3);
+    h.feed(t + 0.01, {{1, {80, 200}}});
+    EXPECT_FALSE(h.decZoom().has_value());
+}
+
+TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
+    for (double gap : {0.1, 0.3}) {
+        Recorder r;
+        GMSGestureHandler g(&r);
+        g.feed(0.0, {{1, {100, 200}}});
+        g.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+        double t = 0.01;
+        for (int i = 1; i <= 30; ++i) {
+            t += 0.01;
+            g.feed(t, {{1, {100.0 - i, 200}}, {2, {200.0 + i, 200}}});
+        }
+        ASSERT_EQ(g.gestureState(), 3);
+        const double lifted = t + 0.01;
+        g.feed(lifted, {{1, {70, 200}}});  // second finger lifted: state 0
+        EXPECT_EQ(g.gestureState(), 0);
+        // The remaining finger flicks at 1000 points a second and lets go.
+        const int steps = int(std::round(gap / 0.01));
+        for (int i = 1; i <= steps; ++i) g.feed(lifted + i * 0.01, {{1, {70.0 + 10.0 * i, 200}}});
+        g.feed(lifted + gap, {});
+        EXPECT_EQ(g.decPan().has_value(), gap > 0.2) << gap;
+    }
+}
+
+TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
+    h.feed(0.0, {{1, {100, 200}}});
+    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    // Turn by 10 degrees about the centre.
+    double t = 0.01;
+    for (int i = 1; i <= 10; ++i) {
+        t += 0.01;
+        const double a = i * M_PI / 180.0;
+        h.feed(t, {{1, {150 - 50 * std::cos(a), 200 - 50 * std::sin(a)}}, {2, {150 + 50 * std::cos(a), 200 + 50 * std::sin(a)}}});
+    }
+    EXPECT_EQ(h.gestureState(), 4);
+    EXPECT_EQ(rec.count("willStartRotation"), 1);
+    EXPECT_EQ(rec.count("willStartZoom"), 1);  // zoom is on
+    ASSERT_FALSE(rec.rotations.empty());
+    EXPECT_GT(rec.rotations.back(), 0.0);
+    const QPointF p1 = {150 - 50 * std::cos(10 * M_PI / 180), 200 - 50 * std::sin(10 * M_PI / 180)};
+    const double lifted = t + 0.01;
+    rec.calls.clear();
+    h.feed(lifted, {{1, p1}});
+    EXPECT_EQ(h.gestureState(), 0);
+    EXPECT_EQ(rec.calls.front(), "willStartPanFrom");
+    EXPECT_EQ(rec.panStarts.back(), p1);
+    // Within 0.15 s the finger only renews the anchor.
+    rec.calls.clear();
+    h.feed(lifted + 0.05, {{1, p1 + QPointF(20, 0)}});
+    h.feed(lifted + 0.10, {{1, p1 + QPointF(40, 0)}});
+    EXPECT_EQ(rec.count("didPanTo"), 0);
+    EXPECT_GE(rec.count("willStartPanFrom"), 1);
+    h.feed(lifted + 0.16, {{1, p1 + QPointF(50, 0)}});
+    EXPECT_EQ(rec.count("didPanTo"), 1);
+    EXPECT_EQ(rec.pans.back(), p1 + QPointF(50, 0));
+}
+
+TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
+    auto turn = [&](GMSGestureHandler& g, double degrees) {
+        g.feed(0.0, {{1, {100, 200}}});
+        g.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+        const double a = degrees * M_PI / 180.0;
+        g.feed(0.05, {{1, {150 - 50 * std::cos(a), 200 - 50 * std::sin(a)}}, {2, {150 + 50 * std::cos(a), 200 + 50 * std::sin(a)}}});
+    };
+    turn(h, 2.9);
+    EXPECT_EQ(h.gestureState(), 1);
+    Recorder r2;
+    GMSGestureHandler g2(&r2);
+    turn(g2, 3.1);
+    EXPECT_EQ(g2.gestureState(), 4);
+    Recorder r3;
+    GMSGestureHandler g3(&r3);
+    g3.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
+    turn(g3, 20);
+    EXPECT_EQ(g3.gestureState(), 1);
+    EXPECT_EQ(r3.count("willStartRotation"), 0);
+}
+
+TEST_F(Gestures, TwoFingersUpwardsTiltAfter14Points) {
+    h.feed(0.0, {{1, {100, 300}}});
+    h.feed(0.01, {{1, {100, 300}}, {2, {200, 300}}});
+    h.feed(0.05, {{1, {100, 287}}, {2, {200, 287}}});
+    EXPECT_EQ(h.gestureState(), 1);
+    h.feed(0.06, {{1, {100, 285}}, {2, {200, 285}}});
+    EXPECT_EQ(h.gestureState(), 2);
+    EXPECT_EQ(rec.count("willStartTilt"), 1);
+    h.feed(0.07, {{1, {100, 275}}, {2, {200, 275}}});
+    ASSERT_FALSE(rec.tilts.empty());
+    EXPECT_DOUBLE_EQ(rec.tilts.back(), 15.0 - 25.0);
+    // No inertia for tilt.
+    h.feed(0.08, {});
+    EXPECT_FALSE(h.isDecelerating());
+}
+
+TEST_F(Gestures, LongPressAfterPointFourSeconds) {
+    h.feed(0.0, {{1, {30, 40}}});
+    ASSERT_TRUE(h.nextDeadline().has_value());
+    EXPECT_DOUBLE_EQ(*h.nextDeadline(), 0.4);
+    h.timeout(0.39);
+    EXPECT_TRUE(rec.longPresses.empty());
+    h.timeout(0.4);
+    ASSERT_EQ(rec.longPresses.size(), 1u);
+    EXPECT_EQ(rec.longPresses[0], QPointF(30, 40));
+    h.feed(0.6, {});
+    EXPECT_TRUE(rec.taps.empty());
+    // A finger that wandered does not long-press.
+    h.feed(1.0, {{1, {30, 40}}});
+    h.feed(1.1, {{1, {45, 40}}});
+    h.timeout(1.6);
+    EXPECT_EQ(rec.longPresses.size(), 1u);
+}
+
+TEST_F(Gestures, TouchDuringDecelerationStopsItAndBlocksLongPress) {
+    const double t = flick(800.0);
+    ASSERT_TRUE(h.isDecelerating());
+    h.tick(t + 0.05);
+    h.feed(t + 0.1, {{1, {10, 10}}});
+    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_EQ(rec.count("didEndPanDeceleration"), 1);
+    EXPECT_FALSE(h.nextDeadline().has_value());
+    h.timeout(t + 1.0);
+    EXPECT_TRUE(rec.longPresses.empty());
+}
+
+TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
+    h.feed(0.0, {{1, {10, 10}}});
+    h.feed(0.1, {});
+    ASSERT_EQ(rec.taps.size(), 1u);
+    h.feed(0.2, {{1, {12, 12}}});
+    h.feed(0.25, {});
+    EXPECT_EQ(rec.doubleTaps.size(), 1u);
+    EXPECT_EQ(rec.taps.size(), 1u);
+    // Too late for a double tap: a plain tap.
+    h.feed(1.0, {{1, {10, 10}}});
+    h.feed(1.05, {});
+    h.feed(1.5, {{1, {10, 10}}});
+    h.feed(1.55, {});
+    EXPECT_EQ(rec.doubleTaps.size(), 1u);
+    EXPECT_EQ(rec.taps.size(), 3u);
+    h.feed(3.0, {{1, {100, 100}}});
+    h.feed(3.01, {{1, {100, 100}}, {2, {140, 100}}});
+    h.feed(3.1, {{1, {100, 100}}});
+    h.feed(3.11, {});
+    EXPECT_EQ(rec.twoFingerTaps.size(), 1u);
+}
+
+TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
+    h.feed(0.0, {{1, {100, 100}}});
+    h.feed(0.05, {});
+    h.feed(0.15, {{1, {100, 100}}});
+    h.timeout(0.25);  // the press has lasted 0.1 s
+    h.feed(0.26, {{1, {100, 102}}});
+    EXPECT_EQ(h.gestureState(), 0);
+    h.feed(0.27, {{1, {100, 104}}});
+    EXPECT_EQ(h.gestureState(), 5);
+    EXPECT_EQ(rec.count("willStartZoom"), 1);
+    h.feed(0.28, {{1, {100, 180}}});
+    EXPECT_NEAR(rec.zooms.back(), 2.0, 1e-12);
+    h.feed(0.29, {{1, {100, 20}}});
+    EXPECT_NEAR(rec.zooms.back(), 0.5, 1e-12);
+    EXPECT_TRUE(rec.doubleTaps.empty());
+}
+
+TEST_F(Gestures, TapDragCancelledBySidewaysMove) {
+    h.feed(0.0, {{1, {100, 100}}});
+    h.feed(0.05, {});
+    h.feed(0.15, {{1, {100, 100}}});
+    h.timeout(0.25);
+    h.feed(0.26, {{1, {112, 101}}});
+    h.feed(0.27, {{1, {112, 150}}});
+    EXPECT_NE(h.gestureState(), 5);
+    EXPECT_EQ(rec.count("willStartZoom"), 0);
+    EXPECT_TRUE(rec.zooms.empty());
+}
+
+TEST_F(Gestures, TapDragBlockedRightAfterADeceleration) {
+    const double t = flick(800.0);
+    h.tick(t + 0.01);
+    // Tap (which stops the inertia), then press again soon after.
+    h.feed(t + 0.02, {{1, {100, 100}}});
+    h.feed(t + 0.05, {});
+    h.feed(t + 0.1, {{1, {100, 100}}});
+    h.timeout(t + 0.2);
+    h.feed(t + 0.21, {{1, {100, 130}}});
+    EXPECT_NE(h.gestureState(), 5);
+}
+
+TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
+    h.feed(0.0, {{1, {100, 100}}});
+    h.feed(0.05, {});
+    h.feed(0.15, {{1, {100, 100}}});
+    h.timeout(0.25);
+    double t = 0.25;
+    for (int i = 1; i <= 40; ++i) {  // 400 points a second downwards
+        t += 0.01;
+        h.feed(t, {{1, {100, 100.0 + 4.0 * i}}});
+        EXPECT_LE(h.tapDragTrackDepth(), 12u);
+    }
+    EXPECT_NEAR(h.tapDragVelocity(), 400.0, 1e-6);
+    const double lastFactor = rec.zooms.back();
+    h.feed(t + 0.001, {});
+    ASSERT_TRUE(h.decTapDrag().has_value());
+    const GMSDeceleratedValue d = *h.decTapDrag();
+    EXPECT_FLOAT_EQ(d.velocity, 2.0f);  // 400 / 80 clamped
+    EXPECT_NEAR(d.startValue, std::log2(lastFactor), 1e-5);
+    EXPECT_NEAR(d.minimum, d.startValue - 6.0f, 1e-5);
+    EXPECT_NEAR(d.maximum, d.startValue + 6.0f, 1e-5);
+    rec.zooms.clear();
+    h.tick(t + 0.8);
+    EXPECT_NEAR(rec.zooms.back(), std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
+}
+
+TEST_F(Gestures, DisabledGesturesChangeNoCamera) {
+    h.setGesturesEnabled(false);
+    flick(800.0);
+    EXPECT_EQ(rec.count("didPanTo"), 0);
+    EXPECT_FALSE(h.isDecelerating());
+}
+
+TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
+    // Fuzz: random fingers, times and positions; the handler must stay sane.
+    std::uint32_t seed = 12345;
+    auto rnd = [&] {
+        seed = seed * 1664525u + 1013904223u;
+        return seed >> 8;
+    };
+    double t = 0;
+    for (int round = 0; round < 2000; ++round) {
+        t += (rnd() % 50) / 1000.0;
+        std::vector<GMSTouchPoint> touches;
+        const int n = int(rnd() % 4);
+        for (int i = 0; i < n; ++i) touches.push_back({int(rnd() % 5), QPointF(rnd() % 400, rnd() % 400)});
+        std::sort(touches.begin(), touches.end(), [](auto& a, auto& b) { return a.id < b.id; });
+        touches.erase(std::unique(touches.begin(), touches.end(), [](auto& a, auto& b) { return a.id == b.id; }),
+                      touches.end());
+        h.feed(t, touches);
+        if (rnd() % 3 == 0) h.tick(t);
+        if (rnd() % 5 == 0) h.timeout(t);
+        EXPECT_GE(h.gestureState(), 0);
+        EXPECT_LE(h.gestureState(), 5);
+        for (double z : rec.zooms) ASSERT_TRUE(std::isfinite(z));
+    }
+    h.feed(t + 1, {});
+    for (int i = 0; i < 100 && h.isDecelerating(); ++i) h.tick(t + 1 + i * 0.02);
+    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_EQ(h.gestureState(), 0);
+}
+
+}  // namespace

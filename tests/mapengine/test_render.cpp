@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QTimer>
+
+#include "GMSMapRenderer.h"
+#include "GMSMapView.h"
+#include "GMSMarker.h"
+#include "GMSPolygon.h"
+#include "GMSPolyline.h"
+#include "GMSServices.h"
+#include "GMSTileManager.h"
+#include "testsupport.h"
+
+namespace {
+
+// Plain grey tiles, answered on the next turn of the event loop.
+struct GreySource : GMSTileSource {
+    void requestTile(const GMSTileKey& k) override {
+        QTimer::singleShot(0, this, [this, k] {
+            QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
+            img.fill(QColor(128, 128, 128));
+            emit tileReady(k, img);
+        });
+    }
+    void cancelTile(const GMSTileKey&) override {}
+};
+
+bool near(QRgb got, QColor want, int tolerance = 40) {
+    return std::abs(qRed(got) - want.red()) <= tolerance && std::abs(qGreen(got) - want.green()) <= tolerance &&
+           std::abs(qBlue(got) - want.blue()) <= tolerance;
+}
+
+std::string describe(QRgb c) {
+    return "rgb(" + std::to_string(qRed(c)) + "," + std::to_string(qGreen(c)) + "," + std::to_string(qBlue(c)) + ")";
+}
+
+class RenderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (QGuiApplication::platformName() != QLatin1String("xcb"))
+            GTEST_SKIP() << "no X display for OpenGL rendering";
+        GMSServices::resetForTests();
+        GMSServices::provideAPIKey(QString(39, QChar('R')));
+    }
+    void TearDown() override { GMSServices::resetForTests(); }
+};
+
+TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
+    QQuickWindow window;
+    window.resize(400, 300);
+    GreySource source;
+    GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
+    map.setSize(QSizeF(400, 300));
+    map.setTileSource(&source);
+
+    auto polygon = GMSPolygon::polygonWithPath(GMSPath({{-5, -15}, {-5, -5}, {5, -5}, {5, -15}}));
+    polygon->setFillColor(QColor(255, 0, 0));
+    polygon->setStrokeColor(QColor(0, 0, 0));
+    polygon->setStrokeWidth(2);
+    polygon->setMap(&map);
+    auto line = GMSPolyline::polylineWithPath(GMSPath({{-6, 5}, {6, 5}}));
+    line->setStrokeColor(QColor(0, 200, 0));
+    line->setStrokeWidth(8);
+    line->setMap(&map);
+    auto marker = GMSMarker::markerWithPosition({0, 12});
+    marker->setIcon(GMSMarker::markerImageWithColor(QColor(0, 0, 255)));
+    marker->setMap(&map);
+
+    window.show();
+    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
+    if (window.rendererInterface()->graphicsApi() != QSGRendererInterface::OpenGL)
+        GTEST_SKIP() << "scene graph is not on OpenGL";
+    QImage shot = window.grabWindow();
+    ASSERT_FALSE(shot.isNull());
+    shot = shot.scaled(400, 300);  // device pixels to points
+    const GMSProjection proj = map.projection();
+
+    const QPoint inPolygon = proj.pointForCoordinate({0, -10}).toPoint();
+    EXPECT_TRUE(near(shot.pixel(inPolygon), QColor(255, 0, 0))) << describe(shot.pixel(inPolygon));
+    const QPoint onLine = proj.pointForCoordinate({0, 5}).toPoint();
+    EXPECT_TRUE(near(shot.pixel(onLine), QColor(0, 200, 0))) << describe(shot.pixel(onLine));
+    // The stroke is 8 points wide whatever the zoom: 6 points off the line is map.
+    const QPoint besideLine = onLine + QPoint(6, 0);
+    EXPECT_TRUE(near(shot.pixel(besideLine), QColor(128, 128, 128))) << describe(shot.pixel(besideLine));
+    const QRectF pin = map.markerFrame(marker.get(), proj);
+    const QRgb pinColour = shot.pixel(QPointF(pin.center().x(), pin.top() + pin.width() / 2 - 6).toPoint());
+    EXPECT_GT(qBlue(pinColour), qRed(pinColour) + 40) << describe(pinColour);
+    const QPoint bare = proj.pointForCoordinate({-8, 8}).toPoint();
+    EXPECT_TRUE(near(shot.pixel(bare), QColor(128, 128, 128), 6)) << describe(shot.pixel(bare));
+
+    // A pan changes no geometry: only transforms move.
+    const auto before = GMSMapRenderer::totals();
+    map.setCamera(GMSCameraPosition(1.0, -2.0, 4.5f));
+    shot = window.grabWindow().scaled(400, 300);
+    EXPECT_EQ(GMSMapRenderer::totals().geometryBuilds, before.geometryBuilds);
+    const QPoint moved = map.projection().pointForCoordinate({2, -6}).toPoint();
+    ASSERT_TRUE(shot.rect().contains(moved));
+    EXPECT_TRUE(near(shot.pixel(moved), QColor(255, 0, 0))) << describe(shot.pixel(moved));
+
+    // Draw order follows zIndex: the line drawn under the polygon where they cross.
+    auto cross = GMSPolyline::polylineWithPath(GMSPath({{0, -20}, {0, 0}}));
+    cross->setStrokeColor(QColor(0, 0, 255));
+    cross->setStrokeWidth(6);
+    cross->setZIndex(-1);
+    cross->setMap(&map);
+    shot = window.grabWindow().scaled(400, 300);
+    const QPoint under = map.projection().pointForCoordinate({0, -6}).toPoint();
+    EXPECT_TRUE(near(shot.pixel(under), QColor(255, 0, 0))) << describe(shot.pixel(under));
+    cross->setZIndex(10);
+    shot = window.grabWindow().scaled(400, 300);
+    EXPECT_TRUE(near(shot.pixel(under), QColor(0, 0, 255))) << describe(shot.pixel(under));
+}
+
+}  // namespace

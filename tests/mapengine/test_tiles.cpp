@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+
+#include "GMSCoordinateTileSource.h"
+#include "GMSProjection.h"
+#include "GMSTileManager.h"
+#include "testsupport.h"
+
+namespace {
+
+struct ManualSource : GMSTileSource {
+    void requestTile(const GMSTileKey& k) override { asked.append(k); }
+    void cancelTile(const GMSTileKey& k) override { cancelled.append(k); }
+    void answer(const GMSTileKey& k) {
+        QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
+        img.fill(Qt::gray);
+        emit tileReady(k, img);
+    }
+    QList<GMSTileKey> asked, cancelled;
+};
+
+TEST(TileKey, ParentsAndHash) {
+    const GMSTileKey k{GMSTileLayerType::Satellite, 5, 13, 22};
+    EXPECT_EQ(k.parent(), (GMSTileKey{GMSTileLayerType::Satellite, 4, 6, 11}));
+    EXPECT_EQ(k.parent(3), (GMSTileKey{GMSTileLayerType::Satellite, 2, 1, 2}));
+    EXPECT_NE(qHash(k), qHash(GMSTileKey{GMSTileLayerType::Labels, 5, 13, 22}));
+}
+
+TEST(TileManager, AsksForVisibleTilesAndWrapsColumns) {
+    ManualSource src;
+    GMSTileManager tm;
+    tm.setSource(&src);
+    tm.setLayers({GMSTileLayerType::Roadmap});
+    // Zoom 2 over the antimeridian: columns wrap into 0..3.
+    tm.update(GMSProjection(GMSCameraPosition(0.0, 179.0, 2.0f), QSizeF(512, 256)));
+    EXPECT_EQ(tm.tileZoom(), 2);
+    ASSERT_FALSE(src.asked.isEmpty());
+    for (const GMSTileKey& k : src.asked) {
+        EXPECT_GE(k.x, 0);
+        EXPECT_LT(k.x, 4);
+        EXPECT_GE(k.y, 0);
+        EXPECT_LT(k.y, 4);
+    }
+    EXPECT_TRUE(tm.isLoading());
+    // The same view asks for nothing more.
+    const int n = src.asked.size();
+    tm.update(GMSProjection(GMSCameraPosition(0.0, 179.0, 2.0f), QSizeF(512, 256)));
+    EXPECT_EQ(src.asked.size(), n);
+}
+
+TEST(TileManager, ParentStandsInWhileAChildLoads) {
+    ManualSource src;
+    GMSTileManager tm;
+    tm.setSource(&src);
+    tm.setLayers({GMSTileLayerType::Satellite});
+    const GMSProjection z3(GMSCameraPosition(10.0, 10.0, 3.0f), QSizeF(100, 100));
+    tm.update(z3);
+    for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
+    EXPECT_FALSE(tm.isLoading());
+    src.asked.clear();
+    tm.update(GMSProjection(GMSCameraPosition(10.0, 10.0, 5.0f), QSizeF(100, 100)));
+    ASSERT_FALSE(src.asked.isEmpty());
+    ASSERT_EQ(tm.drawList().size(), 1u);
+    ASSERT_FALSE(tm.drawList()[0].empty());
+    for (const auto& t : tm.drawList()[0]) {
+        EXPECT_EQ(t.key.zoom, 5);
+        EXPECT_EQ(t.drawnKey.zoom, 3);
+        EXPECT_EQ(t.drawnKey, t.key.parent(2));
+        EXPECT_DOUBLE_EQ(t.sourceRect.width(), 64.0);
+        EXPECT_DOUBLE_EQ(t.sourceRect.x(), (t.key.x - (t.drawnKey.x << 2)) * 64.0);
+    }
+    src.answer(src.asked.first());
+    bool own = false;
+    for (const auto& t : tm.drawList()[0]) own |= t.drawnKey == t.key;
+    EXPECT_TRUE(own);
+}
+
+TEST(TileManager, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
+    ManualSource src;
+    GMSTileManager tm;
+    tm.setSource(&src);
+    tm.setLayers({GMSTileLayerType::Roadmap});
+    tm.update(GMSProjection(GMSCameraPosition(0.0, 0.0, 12.0f), QSizeF(256, 256)));
+    const QList<GMSTileKey> first = src.asked;
+    tm.update(GMSProjection(GMSCameraPosition(40.0, 100.0, 12.0f), QSizeF(256, 256)));
+    for (const GMSTileKey& k : first) EXPECT_TRUE(src.cancelled.contains(k));
+    const quint64 gen = tm.generation();
+    src.answer(first.first());  // too late
+    EXPECT_EQ(tm.generation(), gen);
+    EXPECT_FALSE(tm.loaded().contains(first.first()));
+}
+
+TEST(TileManager, FailedTileIsNotStoredAndLoadingEnds) {
+    ManualSource src;
+    GMSTileManager tm;
+    QSignalSpy done(&tm, &GMSTileManager::loadingFinished);
+    tm.setSource(&src);
+    tm.setLayers({GMSTileLayerType::Roadmap});
+    tm.update(GMSProjection(GMSCameraPosition(0.0, 0.0, 2.0f), QSizeF(64, 64)));
+    for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) emit src.tileReady(k, QImage());
+    EXPECT_TRUE(tm.loaded().isEmpty());
+    EXPECT_FALSE(tm.isLoading());
+    EXPECT_EQ(done.count(), 1);
+}
+
+TEST(TileManager, KeepsABoundedNumberOfPictures) {
+    ManualSource src;
+    GMSTileManager tm;
+    tm.setSource(&src);
+    tm.setLayers({GMSTileLayerType::Roadmap});
+    for (int i = 0; i < 60; ++i) {
+        tm.update(GMSProjection(GMSCameraPosition(0.0, -170.0 + i * 5.0, 10.0f), QSizeF(1024, 1024)));
+        for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
+        src.asked.clear();
+    }
+    EXPECT_LE(tm.loaded().size(), GMSTileManager::kMaxLoadedTiles);
+}
+
+TEST(CoordinateTileSource, DrawsOnAWorkerAndAnswersOnce) {
+    GMSCoordinateTileSource src;
+    QSignalSpy spy(&src, &GMSTileSource::tileReady);
+    const GMSTileKey k{GMSTileLayerType::Satellite, 3, 2, 1};
+    src.requestTile(k);
+    src.requestTile(k);
+    ASSERT_TRUE(zltest::waitFor([&] { return spy.count() >= 1; }));
+    src.waitForDone();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(spy.count(), 1);
+    const auto img = spy.at(0).at(1).value<QImage>();
+    EXPECT_EQ(img.size(), QSize(256, 256));
+    EXPECT_EQ(spy.at(0).at(0).value<GMSTileKey>(), k);
+    const QImage labels = GMSCoordinateTileSource::renderTile({GMSTileLayerType::Labels, 3, 2, 1});
+    EXPECT_EQ(qAlpha(labels.pixel(30, 30)), 0);  // labels are transparent between the lines
+}
+
+TEST(CoordinateTileSource, CancelledTileNeverAnswers) {
+    GMSCoordinateTileSource src;
+    QSignalSpy spy(&src, &GMSTileSource::tileReady);
+    for (int i = 0; i < 50; ++i) {
+        const GMSTileKey k{GMSTileLayerType::Roadmap, 10, i, 7};
+        src.requestTile(k);
+        src.cancelTile(k);
+    }
+    src.waitForDone();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(spy.count(), 0);
+}
+
+}  // namespace
