@@ -68,7 +68,9 @@ public:
     // Last cumulative value; 0 for a kind above 2 or an empty path.
     double lengthOfKind(GMSLengthKind kind) const;
     // Position along the path, in segments (integer part: segment index,
-    // fraction: place inside it), at which `length` is reached.
+    // fraction: place inside it), at which `length` is reached. 0 for a
+    // length that is not positive, a kind above 2 or an empty path; count - 1
+    // past the end.
     double segmentsForLength(double length, GMSLengthKind kind) const;
     // count() values (a single 0 for an empty path); value i is the length up
     // to coordinate i. Returns a reference to the cache. A kind above 2 gives
