@@ -511,6 +511,8 @@ void GMSDASHConnection::checkHeaders(Post* post)
     if (post->headersChecked)
         return;
     post->headersChecked = true;
+    if (post->reply->rawHeader("Content-Encoding").trimmed().toLower() == "gzip")
+        post->inflater = std::make_unique<GMSDASHGzipInflater>();
     const int status = post->reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (status >= 300) {
         post->httpError = true;
@@ -523,8 +525,6 @@ void GMSDASHConnection::checkHeaders(Post* post)
             QStringLiteral("response content type '%1'").arg(QString::fromLatin1(type))));
         return;
     }
-    if (post->reply->rawHeader("Content-Encoding").trimmed().toLower() == "gzip")
-        post->inflater = std::make_unique<GMSDASHGzipInflater>();
 }
 
 void GMSDASHConnection::onReadyRead(Post* post)
@@ -533,7 +533,13 @@ void GMSDASHConnection::onReadyRead(Post* post)
     const QByteArray chunk = post->reply->readAll();
     m_incomingCount += chunk.size();
     if (post->httpError) {
-        post->errorBody += chunk;
+        if (post->inflater) {
+            post->scratch.clear();
+            post->inflater->feed(chunk.constData(), static_cast<std::size_t>(chunk.size()), post->scratch);
+            post->errorBody += QByteArray::fromStdString(post->scratch);
+        } else {
+            post->errorBody += chunk;
+        }
         return;
     }
     if (post->unreadable)
@@ -580,7 +586,7 @@ void GMSDASHConnection::onFinished(Post* post)
             break;
         }
         error = GMSDASHError{kGMSDASHURLErrorDomain, code, post->reply->errorString(), {}, {}};
-    } else if (post->inflater && !post->inflater->finished()) {
+    } else if (post->inflater && !post->inflater->finished() && !post->unreadable) {
         error = GMSDASHError::brokenFrame(QStringLiteral("gzip body ends early"));
     }
     if (post->unreadable)
