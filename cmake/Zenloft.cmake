@@ -47,6 +47,5 @@ function(zl_add_gtest)
   zl_warnings(${T_NAME})
   gtest_discover_tests(${T_NAME}
     DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ZENLOFT_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
-               LABELS "${T_LABELS}" TIMEOUT 120)
+    PROPERTIES LABELS "${T_LABELS}" TIMEOUT 120)
 endfunction()
