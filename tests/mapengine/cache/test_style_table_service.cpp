@@ -1,0 +1,256 @@
+#include "CacheTestHelpers.h"
+#include "GMSRawDeflate.h"
+#include "GMSStyleTableService.h"
+
+#include <QMutex>
+#include <QRandomGenerator>
+
+using namespace cachetest;
+
+namespace {
+
+// Answers from a script per URL; a held URL keeps its callers waiting until
+// release(). Counts every fetch.
+class FakeFetcher : public GMSStyleTableFetcher {
+public:
+    struct Answer {
+        QByteArray data;
+        QString error;
+    };
+    void script(const QString& url, QList<Answer> answers) {
+        QMutexLocker l(&m_lock);
+        m_script[url] = std::move(answers);
+    }
+    void hold(const QString& url) {
+        QMutexLocker l(&m_lock);
+        m_held.insert(url);
+    }
+    void release(const QString& url) {
+        QList<std::function<void()>> waiting;
+        {
+            QMutexLocker l(&m_lock);
+            m_held.remove(url);
+            waiting = m_waiting.take(url);
+        }
+        for (auto& w : waiting) w();
+    }
+    int fetches(const QString& url) const {
+        QMutexLocker l(&m_lock);
+        return m_fetches.value(url);
+    }
+    void fetch(const QString& url, int timeoutMs,
+               std::function<void(const QByteArray&, const QString&)> done) override {
+        Answer a{{}, QStringLiteral("no answer scripted")};
+        QMutexLocker l(&m_lock);
+        ++m_fetches[url];
+        m_timeouts.append(timeoutMs);
+        if (!m_script[url].isEmpty()) a = m_script[url].takeFirst();
+        auto answer = [done, a] { done(a.data, a.error); };
+        if (m_held.contains(url)) {
+            m_waiting[url].append(answer);
+            return;
+        }
+        l.unlock();
+        answer();
+    }
+    QList<int> timeouts() const {
+        QMutexLocker l(&m_lock);
+        return m_timeouts;
+    }
+
+private:
+    mutable QMutex m_lock;
+    QHash<QString, QList<Answer>> m_script;
+    QSet<QString> m_held;
+    QHash<QString, QList<std::function<void()>>> m_waiting;
+    QHash<QString, int> m_fetches;
+    QList<int> m_timeouts;
+};
+
+GMSCacheStorageDescriptor objects(const QString& root) {
+    GMSCacheStorageDescriptor d;
+    d.name = kGMSObjectsCacheName;
+    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
+    d.cachesDir = root;
+    return d;
+}
+
+const QString kUrlA = QStringLiteral("https://maps.example/styles/a?epoch=2");
+const QString kUrlB = QStringLiteral("https://maps.example/styles/b?epoch=2");
+
+GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QString& url) {
+    return await<GMSStyleTableService::Table>(
+        [&](QObject* c, auto fn) { s.loadStyleTable({url, 1, 0}, c, fn); });
+}
+
+GMSCachedObjectData onDisk(GMSObjectDataCache& cache, const QString& name) {
+    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
+}
+
+}  // namespace
+
+TEST(GMSRawDeflate, RoundTripsAndRefusesDamage) {
+    QRandomGenerator rng(42);
+    for (int round = 0; round < 50; ++round) {
+        QByteArray data(int(rng.bounded(5000)) + 1, Qt::Uninitialized);
+        for (auto& c : data) c = char(rng.bounded(round % 2 ? 256 : 4));
+        const QByteArray packed = gmsRawDeflate(data);
+        ASSERT_FALSE(packed.isEmpty());
+        EXPECT_EQ(gmsRawInflate(packed), data);
+        // Truncated: refused. Random bytes: no crash, whatever comes out.
+        EXPECT_TRUE(gmsRawInflate(packed.left(packed.size() / 2)).isEmpty() || packed.size() < 4);
+        QByteArray noise(int(rng.bounded(300)), Qt::Uninitialized);
+        for (auto& c : noise) c = char(rng.bounded(256));
+        gmsRawInflate(noise);
+    }
+    EXPECT_TRUE(gmsRawDeflate({}).isEmpty());
+    EXPECT_TRUE(gmsRawInflate({}).isEmpty());
+    // Raw: no zlib header in front.
+    EXPECT_NE(quint8(gmsRawDeflate(QByteArray(100, 'a')).at(0)), 0x78);
+}
+
+TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"table-A", {}}});
+    fetcher->hold(kUrlA);
+    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+
+    QObject ctx;
+    std::optional<QByteArray> plain, packed;
+    service.fetchStyleTableData(kUrlA, true, 1, &ctx, [&](QByteArray d) { plain = d; });
+    service.fetchStyleTableData(kUrlA, false, 1, &ctx, [&](QByteArray d) { packed = d; });
+    ASSERT_TRUE(zltest::waitFor([&] { return fetcher->fetches(kUrlA) == 1; }));
+    fetcher->release(kUrlA);
+    ASSERT_TRUE(zltest::waitFor([&] { return plain && packed; }));
+    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
+    EXPECT_EQ(*plain, "table-A");
+    EXPECT_EQ(gmsRawInflate(*packed), "table-A");
+    EXPECT_EQ(fetcher->timeouts(), QList<int>{90000});
+
+    // On disk as raw deflate under the URL, with version "0"; the next
+    // request is served from there.
+    const auto stored = onDisk(service.styleTableDiskCache(), kUrlA);
+    EXPECT_EQ(stored.data, *packed);
+    EXPECT_EQ(stored.version, "0");
+    const auto again = await<QByteArray>([&](QObject* c, auto fn) { service.fetchStyleTableData(kUrlA, true, 1, c, fn); });
+    EXPECT_EQ(again, "table-A");
+    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
+}
+
+TEST(GMSStyleTableService, ThreeTriesThenAbsentAndALaterRequestTriesAgain) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{{}, "timed out"}, {{}, "reset"}, {"third time", {}}});
+    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    zltest::LogCapture log;
+    auto table = loadTable(service, kUrlA);
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->data(), "third time");
+    EXPECT_EQ(fetcher->fetches(kUrlA), 3);
+    EXPECT_TRUE(log.contains(QStringLiteral("Error requesting StyleTable (%1): timed out").arg(kUrlA)));
+
+    fetcher->script(kUrlB, {{{}, "e1"}, {{}, "e2"}, {{}, "e3"}, {"later", {}}});
+    EXPECT_FALSE(loadTable(service, kUrlB));
+    EXPECT_EQ(fetcher->fetches(kUrlB), 3);
+    ASSERT_TRUE(loadTable(service, kUrlB));
+    EXPECT_EQ(fetcher->fetches(kUrlB), 4);
+}
+
+TEST(GMSStyleTableService, BrokenTableOnDiskRemovesItself) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"GOOD", {}}});
+    auto decoder = [](const QByteArray& data, int format) -> GMSStyleTableService::Table {
+        if (data == "BROKEN") throw std::runtime_error("bad style table");
+        return GMSLazyMultiZoomStyleTable::tableFromData(data, format);
+    };
+    GMSStyleTableService service(fetcher, objects(root.path()), {0}, {}, decoder);
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
+        service.styleTableDiskCache().storeObjectDataWithName(kUrlA, "0", gmsRawDeflate("BROKEN"), c, fn);
+    }));
+    EXPECT_FALSE(loadTable(service, kUrlA));
+    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
+    EXPECT_FALSE(onDisk(service.styleTableDiskCache(), kUrlA).found) << "gone after the first try";
+    auto table = loadTable(service, kUrlA);
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->data(), "GOOD");
+    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
+}
+
+TEST(GMSStyleTableService, BundledTableIsStoredAndNoFetchIsMade) {
+    struct Loader : GMSStyleTableServiceResourceLoader {
+        QByteArray styleTableForURLString(const QString& url) override { return url == kUrlA ? "bundled" : ""; }
+    };
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    GMSStyleTableService service(fetcher, objects(root.path()), {0}, std::make_shared<Loader>());
+    auto table = loadTable(service, kUrlA);
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->data(), "bundled");
+    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
+    EXPECT_EQ(gmsRawInflate(onDisk(service.styleTableDiskCache(), kUrlA).data), "bundled");
+}
+
+TEST(GMSStyleTableService, NewEpochBecomesActiveWhenItsLastTableIsIn) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"A", {}}});
+    fetcher->script(kUrlB, {{"B", {}}});
+    fetcher->hold(kUrlB);
+    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+    service.setActiveEpoch(1);
+    QList<qint32> updates;
+    QObject receiver;
+    QObject::connect(&service, &GMSStyleTableService::activeEpochUpdate, &receiver,
+                     [&](qint32 e) { updates.append(e); });
+
+    service.loadEpoch(2, {{kUrlA, 1, 0}, {kUrlB, 1, 1}});
+    EXPECT_EQ(service.stableActiveEpoch(), 0) << "no stable epoch while changing";
+    EXPECT_FALSE(service.isTileEpochStale(true, 1));
+    ASSERT_TRUE(loadTable(service, kUrlA));  // A is in; B is not
+    EXPECT_EQ(service.activeEpoch(), 1);
+    EXPECT_EQ(service.stableActiveEpoch(), 0);
+
+    fetcher->release(kUrlB);
+    ASSERT_TRUE(zltest::waitFor([&] { return !updates.isEmpty(); }));
+    EXPECT_EQ(updates, QList<qint32>{2});
+    EXPECT_EQ(service.activeEpoch(), 2);
+    EXPECT_EQ(service.stableActiveEpoch(), 2);
+    EXPECT_TRUE(service.isTileEpochStale(true, 1));
+    EXPECT_FALSE(service.isTileEpochStale(true, 2));
+    EXPECT_FALSE(service.isTileEpochStale(false, 1)) << "tiles without global styles are never stale";
+}
+
+TEST(GMSStyleTableService, WithoutAnActiveEpochTheFirstTableMakesTheLoadingOneActive) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"A", {}}});
+    fetcher->hold(kUrlB);
+    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+    EXPECT_FALSE(service.hasActiveEpoch());
+    EXPECT_FALSE(service.isTileEpochStale(true, 99));
+    service.loadEpoch(5, {{kUrlA, 1, 0}, {kUrlB, 1, 1}});
+    ASSERT_TRUE(loadTable(service, kUrlA));
+    EXPECT_EQ(service.activeEpoch(), 5);
+    EXPECT_EQ(service.stableActiveEpoch(), 5);
+    fetcher->release(kUrlB);
+}
+
+TEST(GMSStyleTableService, ActiveEpochIsKeptAndAnUnchangedValueWritesNothing) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    {
+        GMSStyleTableService service(fetcher, objects(root.path()), {0});
+        service.setActiveEpoch(7);
+        EXPECT_EQ(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
+        ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
+            service.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
+        }));
+        service.setActiveEpoch(7);
+        EXPECT_FALSE(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").found);
+        service.setActiveEpoch(8);
+    }
+    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    EXPECT_TRUE(zltest::waitFor([&] { return service.activeEpoch() == 8; }));
+}
