@@ -5,7 +5,8 @@
 LocationManager::LocationManager(QObject* parent) : LocationManager(LocationServices::shared(), parent) {}
 
 LocationManager::LocationManager(LocationServices* services, QObject* parent)
-    : QObject(parent), services_(services) {
+    : QObject(parent), services_(services ? services : LocationServices::shared()) {
+    services = services_;
     services->attach(this);
     connect(services, &LocationServices::authorizationStatusChanged, this,
             &LocationManager::didChangeAuthorizationStatus);

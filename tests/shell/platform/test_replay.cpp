@@ -5,6 +5,7 @@
 #include "ReplayTrack.h"
 #include "testsupport.h"
 
+#include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
@@ -338,4 +339,18 @@ TEST(ManualClock, RunsDueCallbacksInTimeOrder) {
     clock.advance(5);
     EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(clock.pendingCount(), 0);
+}
+
+TEST(SystemClock, RunsAndCancelsThroughTheEventLoop) {
+    Clock* clock = Clock::system();
+    int ran = 0;
+    clock->schedule(0, [&] { ran += 1; });
+    const auto cancelled = clock->schedule(0, [&] { ran += 100; });
+    clock->cancel(cancelled);
+    clock->cancel(cancelled);  // twice is harmless
+    EXPECT_EQ(ran, 0);
+    ASSERT_TRUE(zltest::waitFor([&] { return ran == 1; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ran, 1);
+    EXPECT_LE(qAbs(clock->now().msecsTo(QDateTime::currentDateTimeUtc())), 1000);
 }
