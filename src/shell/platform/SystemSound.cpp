@@ -4,6 +4,7 @@
 #include <QFileInfo>
 #include <QMediaDevices>
 #include <QSoundEffect>
+#include <QThread>
 #include <QUrl>
 
 #include <unistd.h>
@@ -49,6 +50,10 @@ QString QtSoundPlayer::resourceFor(int soundId) {
 void QtSoundPlayer::play(int soundId) {
     if (!hasOutput_)
         return;
+    if (QThread::currentThread() != thread()) {  // the effects belong to the GUI thread
+        QMetaObject::invokeMethod(this, [this, soundId] { play(soundId); }, Qt::QueuedConnection);
+        return;
+    }
     const QString resource = resourceFor(soundId);
     if (resource.isEmpty())
         return;
