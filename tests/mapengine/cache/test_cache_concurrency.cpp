@@ -1,4 +1,7 @@
 #include "CacheTestHelpers.h"
+#include "GMSTileMemCache.h"
+
+#include <QCoreApplication>
 
 #include <QRandomGenerator>
 #include <QThread>
@@ -123,4 +126,54 @@ TEST(GMSTileDataCacheConcurrency, HandlersArriveOnTheContextThread) {
     for (auto& th : threads) th.join();
     EXPECT_TRUE(zltest::waitFor([&] { return onMain.load() + elsewhere.load() == 60; }));
     EXPECT_EQ(elsewhere.load(), 0);
+}
+
+// A handler whose context is gone by delivery time is dropped; closing a
+// cache finishes the work already asked for.
+TEST(GMSTileDataCacheConcurrency, GoneContextsAndClosingWithWorkPending) {
+    QTemporaryDir root;
+    std::atomic<int> delivered{0};
+    std::atomic<int> stored{0};
+    {
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+        ASSERT_TRUE(startCache(cache));
+        auto context = std::make_unique<QObject>();
+        for (int i = 0; i < 100; ++i) {
+            cache.storeTileCoords({3, i, 0}, 0, {}, QByteArray(100, 'q'), nullptr, [&](bool ok) { stored += ok; });
+            cache.loadTileForTileCoords({3, i, 0}, context.get(), [&](GMSCachedTileData) { ++delivered; });
+        }
+        cache.blockWorkQueueWhile([] {});
+        context.reset();  // before the queued handlers reach this thread
+    }
+    QCoreApplication::processEvents();
+    EXPECT_EQ(delivered.load(), 0);
+    EXPECT_EQ(stored.load(), 100);
+    GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(reopened));
+    EXPECT_EQ(reopened.stats().count, 100);
+}
+
+TEST(GMSTileMemCacheConcurrency, MonitorKeepsTheLruWholeUnderManyThreads) {
+    auto mem = GMSTileMemCache<GMSCacheTileKey, int>::create(64, -1);
+    std::vector<std::thread> threads;
+    std::atomic<int> bad{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            QRandomGenerator rng(t);
+            for (int i = 0; i < 5000; ++i) {
+                const GMSCacheTileKey k{t, int(rng.bounded(100)), 0};
+                switch (rng.bounded(4)) {
+                case 0: mem->setObject(k.x * 10 + t, k); break;
+                case 1:
+                    if (auto v = mem->objectForKey(k); v && *v != k.x * 10 + t && *v != -1) ++bad;
+                    break;
+                case 2: mem->removeObjectForKey(k); break;
+                default: if (i % 500 == 0) mem->markKeyAsNotFound(k); break;
+                }
+            }
+        });
+    }
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(bad.load(), 0);
+    EXPECT_LE(mem->count(), 64u);
 }
