@@ -1,0 +1,100 @@
+// Zenloft: builds the long-lived services once, registers every screen and
+// opens the menu.
+
+#include "AppDelegate.h"
+#include "AppOptions.h"
+#include "AppPaths.h"
+#include "SelfTest.h"
+#include "ShellScreens.h"
+#include "ShellServices.h"
+#include "settings/UserDefaults.h"
+#include "store/Realm.h"
+#include "ui/NavigationController.h"
+
+#ifdef ZL_HAVE_MAPENGINE
+#include "GMSServices.h"
+#endif
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QTimer>
+#include <QtQml/QQmlExtensionPlugin>
+
+#include <cstdio>
+
+Q_IMPORT_QML_PLUGIN(Zenloft_ShellPlugin)
+#ifdef ZL_HAVE_MAPENGINE
+Q_IMPORT_QML_PLUGIN(Zenloft_MapPlugin)
+#endif
+
+int main(int argc, char* argv[]) {
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("Zenloft"));
+    QGuiApplication::setOrganizationName(QStringLiteral("Zenloft"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(ZENLOFT_VERSION));
+
+    QString error;
+    const AppOptions options = AppOptions::parse(app.arguments(), &error);
+    if (!error.isEmpty()) {
+        std::fprintf(stderr, "zenloft: %s\n", qPrintable(error));
+        return 2;
+    }
+    if (options.selfTest) SelfTest::installWarningCounter();
+
+    if (!options.dataDir.isEmpty()) AppPaths::setDataDir(options.dataDir);
+    QDir().mkpath(AppPaths::dataDir());
+    UserDefaults::setStandardPath(AppPaths::settingsFile());
+    Realm::setDefaultPath(AppPaths::realmFile());
+
+    QString apiKey = options.apiKey;
+    if (apiKey.isEmpty()) apiKey = UserDefaults::standardUserDefaults().stringForKey(QStringLiteral("map/apiKey")).value_or(QString());
+
+    AppDelegate appDelegate;
+    appDelegate.didFinishLaunching(apiKey);
+#ifdef ZL_HAVE_MAPENGINE
+    GMSServices::provideAPIKey(apiKey);
+#endif
+    appDelegate.preloadStore();
+
+    NavigationController navigation;
+    MainVC mainVC;
+    mainVC.loadViewIfNeeded();
+    ShellServices services(&navigation, &mainVC, &appDelegate);
+
+    ShellScreens::registerScreens(navigation);
+
+    QQuickStyle::setStyle(QStringLiteral("Material"));
+    QQmlApplicationEngine engine;
+    engine.addImportPath(QStringLiteral("qrc:/"));
+    engine.load(QUrl(QStringLiteral("qrc:/Zenloft/Shell/qml/Main.qml")));
+    if (engine.rootObjects().isEmpty()) return 1;
+    ShellScreens::showMenu(navigation);
+
+    if (options.selfTest) return SelfTest::run(navigation, engine);
+
+    if (!options.screenshot.isEmpty()) {
+        QTimer::singleShot(300, &app, [&] {
+            for (const QString& segue : options.openSegues) {
+                UIViewController* top = navigation.topViewController();
+                if (segue == QLatin1String("back"))
+                    navigation.popViewControllerAnimated(false);
+                else if (top && !top->performSegueWithIdentifier(segue))
+                    QMetaObject::invokeMethod(top, segue.toLatin1().constData());  // a menu button
+            }
+            QTimer::singleShot(options.screenshotDelayMs, &app, [&] {
+                auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
+                const bool saved = window && window->grabWindow().save(options.screenshot);
+                std::fprintf(saved ? stdout : stderr, "%s %s\n", saved ? "saved" : "could not save",
+                             qPrintable(options.screenshot));
+                QCoreApplication::exit(saved ? 0 : 1);
+            });
+        });
+    }
+
+    const int code = app.exec();
+    appDelegate.saveStoreChanges();
+    return code;
+}

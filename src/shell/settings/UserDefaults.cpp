@@ -1,0 +1,91 @@
+#include "UserDefaults.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+#include <mutex>
+
+namespace {
+
+std::mutex g_mutex;
+QString g_path;
+std::unique_ptr<UserDefaults> g_standard;
+
+// QSettings keeps what it reads from an INI file as text: "true" and
+// "false" stand for a Bool.
+std::optional<bool> asBool(const QVariant& v) {
+    if (v.typeId() == QMetaType::Bool) return v.toBool();
+    const QString s = v.toString();
+    if (s == u"true") return true;
+    if (s == u"false") return false;
+    return std::nullopt;
+}
+
+}  // namespace
+
+UserDefaults& UserDefaults::standardUserDefaults() {
+    std::lock_guard lock(g_mutex);
+    if (!g_standard) {
+        if (g_path.isEmpty())
+            g_path = QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)).filePath("settings.ini");
+        g_standard = std::make_unique<UserDefaults>(g_path);
+    }
+    return *g_standard;
+}
+
+void UserDefaults::setStandardPath(const QString& iniPath) {
+    std::lock_guard lock(g_mutex);
+    if (g_standard) g_standard->synchronize();
+    g_standard.reset();
+    g_path = iniPath;
+}
+
+UserDefaults::UserDefaults(const QString& iniPath)
+    : settings_(std::make_unique<QSettings>(iniPath, QSettings::IniFormat)) {}
+
+QVariant UserDefaults::objectForKey(const QString& key) const { return settings_->value(key); }
+
+bool UserDefaults::boolForKey(const QString& key) const {
+    const QVariant v = settings_->value(key);
+    if (auto b = asBool(v)) return *b;
+    return v.toDouble() != 0.0;
+}
+
+double UserDefaults::doubleForKey(const QString& key) const {
+    const QVariant v = settings_->value(key);
+    if (auto b = asBool(v)) return *b ? 1.0 : 0.0;
+    return v.toDouble();
+}
+
+qint64 UserDefaults::integerForKey(const QString& key) const {
+    const QVariant v = settings_->value(key);
+    if (auto b = asBool(v)) return *b ? 1 : 0;
+    bool ok = false;
+    const qint64 i = v.toLongLong(&ok);
+    if (ok) return i;
+    return qint64(v.toDouble());
+}
+
+std::optional<QString> UserDefaults::stringForKey(const QString& key) const {
+    const QVariant v = settings_->value(key);
+    if (!v.isValid()) return std::nullopt;
+    return v.toString();
+}
+
+void UserDefaults::setBool(bool value, const QString& key) { settings_->setValue(key, value); }
+void UserDefaults::setDouble(double value, const QString& key) { settings_->setValue(key, value); }
+void UserDefaults::setInteger(qint64 value, const QString& key) { settings_->setValue(key, value); }
+void UserDefaults::setObject(const QVariant& value, const QString& key) {
+    if (!value.isValid())
+        settings_->remove(key);
+    else
+        settings_->setValue(key, value);
+}
+void UserDefaults::removeObjectForKey(const QString& key) { settings_->remove(key); }
+
+bool UserDefaults::synchronize() {
+    settings_->sync();
+    return settings_->status() == QSettings::NoError;
+}
+
+QString UserDefaults::fileName() const { return settings_->fileName(); }
