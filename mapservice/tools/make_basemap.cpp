@@ -106,26 +106,39 @@ int main(int argc, char** argv)
     long long total = 0;
     for (int z = 0; z <= maxZoom; ++z)
         total += (1LL << z) * (1LL << z);
-    std::atomic<long long> next{0};
+    // Work items: the tiles above `split` one by one, then one subtree per
+    // tile at `split`, each clipped level by level down to maxZoom.
+    const int split = std::min(3, maxZoom);
+    struct Item {
+        int z, x, y;
+        bool subtree;
+    };
+    std::vector<Item> items;
+    for (int z = 0; z < split; ++z)
+        for (int y = 0; y < (1 << z); ++y)
+            for (int x = 0; x < (1 << z); ++x)
+                items.push_back({z, x, y, false});
+    for (int y = 0; y < (1 << split); ++y)
+        for (int x = 0; x < (1 << split); ++x)
+            items.push_back({split, x, y, true});
+    std::atomic<std::size_t> next{0};
     std::mutex mutex;
     std::condition_variable ready;
     std::deque<Result> results;
     std::vector<std::thread> workers;
     for (int t = 0; t < threads; ++t) {
         workers.emplace_back([&] {
-            for (long long i = next++; i < total; i = next++) {
-                int z = 0;
-                long long k = i;
-                while (k >= (1LL << z) * (1LL << z)) {
-                    k -= (1LL << z) * (1LL << z);
-                    ++z;
-                }
-                const int x = static_cast<int>(k % (1LL << z));
-                const int y = static_cast<int>(k / (1LL << z));
-                auto png = renderer.renderTile(z, x, y);
+            const auto sink = [&](int z, int x, int y, const std::optional<QByteArray>& png) {
                 std::lock_guard lock(mutex);
                 results.push_back({z, x, y, png ? *png : QByteArray()});
                 ready.notify_one();
+            };
+            for (std::size_t i = next++; i < items.size(); i = next++) {
+                const Item& it = items[i];
+                if (it.subtree)
+                    renderer.renderSubtree(it.z, it.x, it.y, maxZoom, sink);
+                else
+                    sink(it.z, it.x, it.y, renderer.renderTile(it.z, it.x, it.y));
             }
         });
     }

@@ -42,48 +42,144 @@ QByteArray BasemapRenderer::waterTile() const
     return png(img);
 }
 
-std::optional<QByteArray> BasemapRenderer::renderTile(int z, int x, int y) const
+namespace {
+
+struct Rect {
+    double x0, y0, x1, y1;
+};
+
+Rect tileRect(int z, int x, int y)
 {
     const double n = double(1 << z);
-    // A margin of a few pixels so that outlines just outside still show.
     const double margin = 4.0 / (kTile * n);
-    const double x0 = x / n - margin, y0 = y / n - margin;
-    const double x1 = (x + 1) / n + margin, y1 = (y + 1) / n + margin;
-    const TopoLayer& land = z <= m_coarseMaxZoom ? m_coarse : m_detailed;
+    return {x / n - margin, y / n - margin, (x + 1) / n + margin, (y + 1) / n + margin};
+}
 
-    // Each polygon is its own path (holes by the odd-even rule); shapes that
-    // were unwrapped across the antimeridian are drawn one world left or right
-    // as well.
-    std::vector<QPainterPath> paths;
+// Sutherland-Hodgman against one side of the rectangle.
+template <typename Inside, typename Cut>
+void clipSide(const std::vector<QPointF>& in, std::vector<QPointF>& out, Inside inside, Cut cut)
+{
+    out.clear();
+    if (in.empty())
+        return;
+    QPointF prev = in.back();
+    bool prevIn = inside(prev);
+    for (const QPointF& p : in) {
+        const bool pIn = inside(p);
+        if (pIn != prevIn)
+            out.push_back(cut(prev, p));
+        if (pIn)
+            out.push_back(p);
+        prev = p;
+        prevIn = pIn;
+    }
+}
+
+std::vector<QPointF> clipRing(const std::vector<QPointF>& ring, const Rect& r)
+{
+    std::vector<QPointF> a = ring, b;
+    const auto atX = [](const QPointF& p, const QPointF& q, double x) {
+        const double t = (x - p.x()) / (q.x() - p.x());
+        return QPointF(x, p.y() + t * (q.y() - p.y()));
+    };
+    const auto atY = [](const QPointF& p, const QPointF& q, double y) {
+        const double t = (y - p.y()) / (q.y() - p.y());
+        return QPointF(p.x() + t * (q.x() - p.x()), y);
+    };
+    clipSide(a, b, [&](const QPointF& p) { return p.x() >= r.x0; }, [&](auto p, auto q) { return atX(p, q, r.x0); });
+    clipSide(b, a, [&](const QPointF& p) { return p.x() <= r.x1; }, [&](auto p, auto q) { return atX(p, q, r.x1); });
+    clipSide(a, b, [&](const QPointF& p) { return p.y() >= r.y0; }, [&](auto p, auto q) { return atY(p, q, r.y0); });
+    clipSide(b, a, [&](const QPointF& p) { return p.y() <= r.y1; }, [&](auto p, auto q) { return atY(p, q, r.y1); });
+    return a;
+}
+
+}  // namespace
+
+BasemapRenderer::Clipped BasemapRenderer::clipFromLayer(int z, int x, int y) const
+{
+    const Rect r = tileRect(z, x, y);
+    const TopoLayer& land = z <= m_coarseMaxZoom ? m_coarse : m_detailed;
+    Clipped c;
     for (const Polygon& poly : land.polygons) {
         if (poly.empty())
             continue;
+        // Shapes unwrapped across the antimeridian also count one world over.
         for (double shift : {0.0, -1.0, 1.0}) {
-            if (!intersects(poly.front(), x0 - shift, y0, x1 - shift, y1))
+            if (!intersects(poly.front(), r.x0 - shift, r.y0, r.x1 - shift, r.y1))
                 continue;
-            QPainterPath path;
-            path.setFillRule(Qt::OddEvenFill);
+            std::vector<std::vector<QPointF>> rings;
+            const Rect shifted{r.x0 - shift, r.y0, r.x1 - shift, r.y1};
             for (const Line& ring : poly) {
-                QPolygonF p;
-                p.reserve(static_cast<qsizetype>(ring.points.size()));
-                for (const QPointF& pt : ring.points)
-                    p.append(QPointF(pt.x() + shift, pt.y()));
-                path.addPolygon(p);
-                path.closeSubpath();
+                if (!intersects(ring, shifted.x0, shifted.y0, shifted.x1, shifted.y1))
+                    continue;
+                std::vector<QPointF> clipped = clipRing(ring.points, shifted);
+                if (clipped.size() < 3)
+                    continue;
+                for (QPointF& p : clipped)
+                    p.setX(p.x() + shift);
+                rings.push_back(std::move(clipped));
             }
-            paths.push_back(std::move(path));
+            if (!rings.empty())
+                c.polygons.push_back(std::move(rings));
         }
     }
-    const bool any = !paths.empty();
-    std::vector<const Line*> borders;
     if (z >= 1) {
         for (const Line& l : m_countries.borders)
-            if (intersects(l, x0, y0, x1, y1))
-                borders.push_back(&l);
+            if (intersects(l, r.x0, r.y0, r.x1, r.y1))
+                c.borders.push_back(&l);
     }
-    if (!any && borders.empty())
-        return std::nullopt;
+    return c;
+}
 
+BasemapRenderer::Clipped BasemapRenderer::clip(const Clipped& parent, int z, int x, int y) const
+{
+    const Rect r = tileRect(z, x, y);
+    Clipped c;
+    for (const auto& poly : parent.polygons) {
+        std::vector<std::vector<QPointF>> rings;
+        for (const auto& ring : poly) {
+            std::vector<QPointF> clipped = clipRing(ring, r);
+            if (clipped.size() >= 3)
+                rings.push_back(std::move(clipped));
+        }
+        if (!rings.empty())
+            c.polygons.push_back(std::move(rings));
+    }
+    for (const Line* l : parent.borders)
+        if (intersects(*l, r.x0, r.y0, r.x1, r.y1))
+            c.borders.push_back(l);
+    return c;
+}
+
+std::optional<QByteArray> BasemapRenderer::renderTile(int z, int x, int y) const
+{
+    return paint(clipFromLayer(z, x, y), z, x, y);
+}
+
+void BasemapRenderer::renderSubtree(int z, int x, int y, int maxZoom, const TileSink& sink) const
+{
+    recurse(clipFromLayer(z, x, y), z, x, y, maxZoom, sink);
+}
+
+void BasemapRenderer::recurse(const Clipped& here, int z, int x, int y, int maxZoom, const TileSink& sink) const
+{
+    sink(z, x, y, paint(here, z, x, y));
+    if (z >= maxZoom)
+        return;
+    for (int dy = 0; dy < 2; ++dy)
+        for (int dx = 0; dx < 2; ++dx) {
+            const int cz = z + 1, cx = 2 * x + dx, cy = 2 * y + dy;
+            // The coarse outlines stop here: children start from the detailed layer.
+            const Clipped child = z == m_coarseMaxZoom ? clipFromLayer(cz, cx, cy) : clip(here, cz, cx, cy);
+            recurse(child, cz, cx, cy, maxZoom, sink);
+        }
+}
+
+std::optional<QByteArray> BasemapRenderer::paint(const Clipped& c, int z, int x, int y) const
+{
+    if (c.polygons.empty() && c.borders.empty())
+        return std::nullopt;
+    const double n = double(1 << z);
     QImage img(kTile, kTile, QImage::Format_RGB32);
     img.fill(m_style.water);
     QPainter painter(&img);
@@ -93,24 +189,23 @@ std::optional<QByteArray> BasemapRenderer::renderTile(int z, int x, int y) const
     t.translate(-x * kTile, -y * kTile);
     t.scale(scale, scale);
     painter.setTransform(t);
-    QPen coast(m_style.coast, 0.8);
-    coast.setCosmetic(true);
-    painter.setPen(z >= 3 ? coast : Qt::NoPen);
+    painter.setPen(Qt::NoPen);
     painter.setBrush(m_style.land);
-    for (const QPainterPath& path : paths)
+    for (const auto& poly : c.polygons) {
+        QPainterPath path;
+        path.setFillRule(Qt::OddEvenFill);
+        for (const auto& ring : poly) {
+            path.addPolygon(QPolygonF(QList<QPointF>(ring.begin(), ring.end())));
+            path.closeSubpath();
+        }
         painter.drawPath(path);
-
+    }
     QPen border(m_style.border, z >= 4 ? 1.0 : 0.6);
     border.setCosmetic(true);
     painter.setPen(border);
     painter.setBrush(Qt::NoBrush);
-    for (const Line* l : borders) {
-        QPolygonF p;
-        p.reserve(static_cast<qsizetype>(l->points.size()));
-        for (const QPointF& pt : l->points)
-            p.append(pt);
-        painter.drawPolyline(p);
-    }
+    for (const Line* l : c.borders)
+        painter.drawPolyline(QPolygonF(QList<QPointF>(l->points.begin(), l->points.end())));
     painter.end();
     return png(img);
 }

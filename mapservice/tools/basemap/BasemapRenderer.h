@@ -5,7 +5,9 @@
 #include <QByteArray>
 #include <QColor>
 
+#include <functional>
 #include <optional>
+#include <vector>
 
 namespace zenloft::basemap {
 
@@ -29,7 +31,23 @@ public:
     std::optional<QByteArray> renderTile(int z, int x, int y) const;
     QByteArray waterTile() const;
 
+    // Renders the tile (z, x, y) and every tile below it down to maxZoom,
+    // clipping the shapes level by level so that deep tiles only see their
+    // own few points. `sink` gets each tile (nothing: open water).
+    using TileSink = std::function<void(int z, int x, int y, const std::optional<QByteArray>& png)>;
+    void renderSubtree(int z, int x, int y, int maxZoom, const TileSink& sink) const;
+
 private:
+    // Shapes already clipped to one tile (with a small margin).
+    struct Clipped {
+        std::vector<std::vector<std::vector<QPointF>>> polygons;  // rings per polygon
+        std::vector<const Line*> borders;
+    };
+    Clipped clip(const Clipped& parent, int z, int x, int y) const;
+    Clipped clipFromLayer(int z, int x, int y) const;
+    std::optional<QByteArray> paint(const Clipped& c, int z, int x, int y) const;
+    void recurse(const Clipped& here, int z, int x, int y, int maxZoom, const TileSink& sink) const;
+
     TopoLayer m_coarse;
     TopoLayer m_detailed;
     TopoLayer m_countries;
