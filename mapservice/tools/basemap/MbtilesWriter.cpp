@@ -62,6 +62,16 @@ bool MbtilesWriter::open(const QString& path, const std::map<QString, QString>& 
 bool MbtilesWriter::addTile(int z, int x, int y, const QByteArray& data, QString& error)
 {
     const QByteArray hash = QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
+    sqlite3_bind_int(m_insertMap, 1, z);
+    sqlite3_bind_int(m_insertMap, 2, x);
+    sqlite3_bind_int(m_insertMap, 3, (1 << z) - 1 - y);
+    sqlite3_bind_text(m_insertMap, 4, hash.constData(), static_cast<int>(hash.size()), SQLITE_TRANSIENT);
+    const int rc = sqlite3_step(m_insertMap);
+    sqlite3_reset(m_insertMap);
+    if (rc != SQLITE_DONE) {
+        error = QString::fromUtf8(sqlite3_errmsg(m_db));
+        return false;
+    }
     if (!m_idByHash.count(hash)) {
         sqlite3_bind_text(m_insertImage, 1, hash.constData(), static_cast<int>(hash.size()), SQLITE_TRANSIENT);
         sqlite3_bind_blob(m_insertImage, 2, data.constData(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
@@ -73,16 +83,6 @@ bool MbtilesWriter::addTile(int z, int x, int y, const QByteArray& data, QString
         }
         m_idByHash[hash] = hash;
         ++m_images;
-    }
-    sqlite3_bind_int(m_insertMap, 1, z);
-    sqlite3_bind_int(m_insertMap, 2, x);
-    sqlite3_bind_int(m_insertMap, 3, (1 << z) - 1 - y);
-    sqlite3_bind_text(m_insertMap, 4, hash.constData(), static_cast<int>(hash.size()), SQLITE_TRANSIENT);
-    const int rc = sqlite3_step(m_insertMap);
-    sqlite3_reset(m_insertMap);
-    if (rc != SQLITE_DONE) {
-        error = QString::fromUtf8(sqlite3_errmsg(m_db));
-        return false;
     }
     ++m_tiles;
     return true;
