@@ -6,6 +6,8 @@
 
 #include <zlib.h>
 
+#include <atomic>
+
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -31,7 +33,7 @@ std::string gzip(const std::string& raw)
 }
 
 struct Outcome {
-    int done = 0;
+    std::atomic<int> done{0};  // set last: the handler runs on the connection's thread
     std::string payload;
     std::optional<GMSDASHError> error;
 };
@@ -48,10 +50,10 @@ std::shared_ptr<GMSDASHProtobufferRequest> tileRequest(Outcome& outcome, int x =
     auto r = std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest, msg,
                                                          &GMSx_GMMMapTileRequestProto::default_instance());
     r->setHandler(nullptr, [&outcome](GMSDASHProtobufferRequest::Response resp, std::optional<GMSDASHError> e) {
-        ++outcome.done;
         outcome.error = e;
         if (resp)
             outcome.payload = resp->SerializeAsString();
+        ++outcome.done;
     });
     return r;
 }
@@ -85,7 +87,7 @@ TEST_F(TransportTest, SuspendedUntilResumedThenAnswered)
     EXPECT_EQ(conn->pendingRequestCount(), 2);
     QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done && b.done; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0 && b.done > 0; }));
     EXPECT_FALSE(a.error.has_value());
     EXPECT_EQ(a.payload, ra->message().SerializeAsString());
     EXPECT_EQ(b.payload, rb->message().SerializeAsString());
@@ -156,7 +158,7 @@ TEST_F(TransportTest, HttpFailureGarbageAndWrongTypeFailEachRequestOnce)
     conn->resumeSending();
     Outcome a;
     conn->sendRequest(tileRequest(a));
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0; }));
     ASSERT_TRUE(a.error);
     EXPECT_EQ(a.error->domain, kGMSDASHHTTPErrorDomain);
     EXPECT_EQ(a.error->code, 503);
@@ -165,14 +167,14 @@ TEST_F(TransportTest, HttpFailureGarbageAndWrongTypeFailEachRequestOnce)
     mode = 1;
     Outcome b;
     conn->sendRequest(tileRequest(b));
-    ASSERT_TRUE(zltest::waitFor([&] { return b.done; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return b.done > 0; }));
     ASSERT_TRUE(b.error);
     EXPECT_EQ(b.error->code, 100);
 
     mode = 2;
     Outcome c;
     conn->sendRequest(tileRequest(c));
-    ASSERT_TRUE(zltest::waitFor([&] { return c.done; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return c.done > 0; }));
     ASSERT_TRUE(c.error);
     EXPECT_EQ(c.error->code, 100);
     EXPECT_EQ(a.done + b.done + c.done, 3);
@@ -192,7 +194,7 @@ TEST_F(TransportTest, GzipAnswersAreInflated)
     Outcome a;
     auto r = tileRequest(a);
     conn->sendRequest(r);
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0; }));
     EXPECT_FALSE(a.error.has_value());
     EXPECT_EQ(a.payload, r->message().SerializeAsString());
 }
@@ -211,7 +213,7 @@ TEST_F(TransportTest, BadMessageGives101AndTheRestStillReads)
     conn->sendRequest(tileRequest(a, 1));
     conn->sendRequest(tileRequest(b, 2));
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done && b.done; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0 && b.done > 0; }));
     ASSERT_TRUE(a.error);
     EXPECT_EQ(a.error->code, 101);
     EXPECT_FALSE(b.error.has_value());
@@ -241,10 +243,42 @@ TEST_F(TransportTest, StalledAnswerTimesOutAfterEarlyRequestsFinished)
     conn->sendRequest(tileRequest(a, 1));
     conn->sendRequest(tileRequest(b, 2));
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done && b.done; }, 10000));
+    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0 && b.done > 0; }, 10000));
     EXPECT_FALSE(a.error.has_value());
     ASSERT_TRUE(b.error);
     EXPECT_EQ(b.error->domain, kGMSDASHURLErrorDomain);
     EXPECT_EQ(b.error->code, -1001);
     server.release();
+}
+
+TEST_F(TransportTest, ManyThreadsSendAndEachRequestEndsOnce)
+{
+    FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
+        res.set_content(FakeDashServer::echoAnswer(req.body), "application/binary");
+    });
+    auto conn = connect(server);
+    conn->resumeSending();
+    std::vector<Outcome> outcomes(200);
+    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
+    for (int i = 0; i < 200; ++i)
+        requests.push_back(tileRequest(outcomes[static_cast<std::size_t>(i)], i));
+    std::vector<std::thread> senders;
+    for (int t = 0; t < 4; ++t) {
+        senders.emplace_back([&, t] {
+            for (int i = t; i < 200; i += 4)
+                conn->sendRequest(requests[static_cast<std::size_t>(i)]);
+        });
+    }
+    for (auto& s : senders)
+        s.join();
+    ASSERT_TRUE(zltest::waitFor([&] {
+        return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; });
+    }));
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        EXPECT_EQ(outcomes[i].done, 1) << i;
+        EXPECT_FALSE(outcomes[i].error.has_value()) << i;
+        EXPECT_EQ(outcomes[i].payload, requests[i]->message().SerializeAsString()) << i;
+    }
+    EXPECT_EQ(conn->pendingRequestCount(), 0);
+    EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
