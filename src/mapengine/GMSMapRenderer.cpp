@@ -71,6 +71,17 @@ QSGGeometryNode* fillNode(const std::vector<gms_shape::FillVertex>& v, const std
     return makeGeometryNode(g, m);
 }
 
+// A polygon ring in world units. Straight rings need no span or subdivision
+// work, only the conversion and the unwrap over the antimeridian.
+GMSPreparedVertices ringVertices(const GMSPath& path, bool geodesic) {
+    if (geodesic) return GMSPrepareVertices(path, true, nullptr, true);
+    GMSPreparedVertices pv;
+    if (path.count() < 2) return pv;
+    pv.points = GMSWorldPointsUnwrapped(path.coordinates());
+    pv.spanVertexCounts = {pv.points.size()};
+    return pv;
+}
+
 }  // namespace
 
 GMSMapRenderer::GMSMapRenderer() {
@@ -231,12 +242,12 @@ void GMSMapRenderer::buildShape(ShapeEntry& e, GMSOverlay* overlay, QQuickWindow
     }
     case GMSOverlay::Polygon: {
         auto* pg = static_cast<GMSPolygon*>(overlay);
-        const GMSPreparedVertices outer = GMSPrepareVertices(pg->path(), pg->geodesic(), nullptr, true);
+        const GMSPreparedVertices outer = ringVertices(pg->path(), pg->geodesic());
         if (outer.points.size() < 2) return;
         e.origin = gms_shape::originFor(outer.points);
         std::vector<std::vector<Point2D>> holes;
         for (const GMSPath& h : pg->holes()) {
-            GMSPreparedVertices hv = GMSPrepareVertices(h, pg->geodesic(), nullptr, true);
+            GMSPreparedVertices hv = ringVertices(h, pg->geodesic());
             if (hv.points.size() >= 3) holes.push_back(std::move(hv.points));
         }
         if (pg->fillColor().isValid() && pg->fillColor().alpha() > 0 && outer.points.size() >= 3) {

@@ -7,6 +7,8 @@ namespace gms_triangulate {
 
 namespace {
 
+constexpr double kDentTolerance = 1.0;  // world units
+
 double cross(const Vec2& a, const Vec2& b, const Vec2& c) {
     return (b.x - a.x) * (c.y - a.y) - (b.y - a.y) * (c.x - a.x);
 }
@@ -116,20 +118,57 @@ void triangulate(const std::vector<Vec2>& outer, const std::vector<std::vector<V
     auto pt = [&](std::uint32_t i) -> const Vec2& { return v[ring[i]]; };
     std::vector<char> removed(n, 0);
     std::vector<std::uint32_t> reflex;
-    for (std::uint32_t i = 0; i < n; ++i)
-        if (cross(pt(prev[i]), pt(i), pt(next[i])) <= 0) reflex.push_back(i);
+    // Corners that could spoil an ear. Dents of less than kDentTolerance from
+    // the chord of their neighbours are the rounding of world coordinates
+    // along an arc (about 4 cm a unit); such a corner can reach into an ear by
+    // no more than that, so it is not worth a test.
+    for (std::uint32_t i = 0; i < n; ++i) {
+        const Vec2 &a = pt(prev[i]), &b = pt(i), &c = pt(next[i]);
+        const double cr = cross(a, b, c);
+        if (cr > 0) continue;
+        const double chord = std::hypot(c.x - a.x, c.y - a.y);
+        if (chord > 0 && -cr / chord < kDentTolerance) continue;
+        reflex.push_back(i);
+    }
+
+    // Reflex corners in a uniform grid, so an ear looks only at those near it.
+    // Rounded world coordinates make many tiny dents along an arc; without the
+    // grid each ear would test all of them.
+    double minX = 1e300, minY = 1e300, maxX = -1e300, maxY = -1e300;
+    for (std::uint32_t r : reflex) {
+        const Vec2& p = pt(r);
+        minX = std::min(minX, p.x);
+        minY = std::min(minY, p.y);
+        maxX = std::max(maxX, p.x);
+        maxY = std::max(maxY, p.y);
+    }
+    const int g = std::clamp(int(std::sqrt(double(reflex.size()) / 2.0)), 1, 256);
+    const double cellW = std::max((maxX - minX) / g, 1e-300), cellH = std::max((maxY - minY) / g, 1e-300);
+    auto cellX = [&](double x) { return std::clamp(int((x - minX) / cellW), 0, g - 1); };
+    auto cellY = [&](double y) { return std::clamp(int((y - minY) / cellH), 0, g - 1); };
+    std::vector<std::vector<std::uint32_t>> grid(std::size_t(g) * g);
+    for (std::uint32_t r : reflex) grid[std::size_t(cellY(pt(r).y)) * g + cellX(pt(r).x)].push_back(r);
 
     auto isEar = [&](std::uint32_t i) {
         const std::uint32_t a = prev[i], c = next[i];
-        if (cross(pt(a), pt(i), pt(c)) <= 0) return false;
-        for (std::uint32_t r : reflex) {
-            if (removed[r] || r == a || r == i || r == c) continue;
-            const Vec2& p = pt(r);
-            // Bridge duplicates share a position with a corner of the ear.
-            const Vec2 &pa = pt(a), &pi = pt(i), &pc = pt(c);
-            if ((p.x == pa.x && p.y == pa.y) || (p.x == pi.x && p.y == pi.y) || (p.x == pc.x && p.y == pc.y))
-                continue;
-            if (inTriangle(pa, pi, pc, p)) return false;
+        const Vec2 &pa = pt(a), &pi = pt(i), &pc = pt(c);
+        if (cross(pa, pi, pc) <= 0) return false;
+        const double bx0 = std::min({pa.x, pi.x, pc.x}), bx1 = std::max({pa.x, pi.x, pc.x});
+        const double by0 = std::min({pa.y, pi.y, pc.y}), by1 = std::max({pa.y, pi.y, pc.y});
+        if (bx1 < minX || bx0 > maxX || by1 < minY || by0 > maxY) return true;
+        const int cx0 = cellX(bx0), cx1 = cellX(bx1), cy0 = cellY(by0), cy1 = cellY(by1);
+        for (int cy = cy0; cy <= cy1; ++cy) {
+            for (int cx = cx0; cx <= cx1; ++cx) {
+                for (std::uint32_t r : grid[std::size_t(cy) * g + cx]) {
+                    if (removed[r] || r == a || r == i || r == c) continue;
+                    const Vec2& p = pt(r);
+                    if (p.x < bx0 || p.x > bx1 || p.y < by0 || p.y > by1) continue;
+                    // Bridge duplicates share a position with a corner of the ear.
+                    if ((p.x == pa.x && p.y == pa.y) || (p.x == pi.x && p.y == pi.y) || (p.x == pc.x && p.y == pc.y))
+                        continue;
+                    if (inTriangle(pa, pi, pc, p)) return false;
+                }
+            }
         }
         return true;
     };
@@ -152,14 +191,6 @@ void triangulate(const std::vector<Vec2>& outer, const std::vector<std::vector<V
             prev[c] = a;
             --remaining;
             sinceLastEar = 0;
-            // Prune reflex corners that clipping has made convex.
-            if (reflex.size() > 0 && (remaining & 63) == 0)
-                reflex.erase(std::remove_if(reflex.begin(), reflex.end(),
-                                            [&](std::uint32_t r) {
-                                                return removed[r] ||
-                                                       cross(pt(prev[r]), pt(r), pt(next[r])) > 0;
-                                            }),
-                             reflex.end());
             i = a;  // the neighbour may have become an ear
         } else {
             i = next[i];
