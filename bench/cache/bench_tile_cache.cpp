@@ -3,6 +3,11 @@
 //
 //   bench_mapcache --benchmark_filter=Load   (random 16 KB loads, side by side)
 //   bench_mapcache --benchmark_filter=Store  (batches of 50)
+//
+// BM_CacheRandomLoad/N asks N loads at once and waits for all of them, as
+// the tile service does for a screenful; /1 is one full round trip through
+// the cache's thread per load. BM_CoreRandomLoad is the same store path
+// called directly, without the thread.
 
 #include "GMSCacheStorage.h"
 #include "GMSTileDataCache.h"
