@@ -227,14 +227,29 @@ void GMSMapRenderer::buildShape(ShapeEntry& e, GMSOverlay* overlay, QQuickWindow
         const GMSPreparedVertices& pv = pl->preparedVertices();
         if (pv.points.size() < 2 || !(pl->strokeWidth() > 0.0f)) return;
         e.origin = gms_shape::originFor(pv.points);
-        // One colour per segment, from the span that owns it.
-        const std::vector<QColor> spanColors = pl->spanColors();
-        std::vector<QColor> seg(pv.points.size() - 1, spanColors.front());
+        // Colours per segment from the span that owns it; a gradient span
+        // blends along its vertices.
+        const std::vector<std::pair<QColor, QColor>> spanColors = pl->spanColorRanges();
+        std::vector<QColor> seg(pv.points.size() - 1, spanColors.front().first);
+        std::vector<QColor> segEnd(seg);
         for (std::size_t s = 0; s < pv.spanVertexCounts.size() && s < spanColors.size(); ++s) {
             const auto [first, last] = pv.spanVertexRange(s);
-            for (std::size_t i = first; i < last && i < seg.size(); ++i) seg[i] = spanColors[s];
+            const auto& [from, to] = spanColors[s];
+            const double len = last > first ? double(last - first) : 1.0;
+            auto at = [&](std::size_t i) {
+                if (from == to) return from;
+                const double f = double(i - first) / len;
+                return QColor::fromRgbF(from.redF() + (to.redF() - from.redF()) * f,
+                                        from.greenF() + (to.greenF() - from.greenF()) * f,
+                                        from.blueF() + (to.blueF() - from.blueF()) * f,
+                                        from.alphaF() + (to.alphaF() - from.alphaF()) * f);
+            };
+            for (std::size_t i = first; i < last && i < seg.size(); ++i) {
+                seg[i] = at(i);
+                segEnd[i] = at(i + 1);
+            }
         }
-        gms_shape::buildStroke(pv.points, e.origin, false, seg, lv, li);
+        gms_shape::buildStroke(pv.points, e.origin, false, seg, lv, li, &segEnd);
         e.lineMaterial = new GMSLineMaterial();
         e.strokeWidth = pl->strokeWidth();
         e.transform->appendChildNode(strokeNode(lv, li, e.lineMaterial));

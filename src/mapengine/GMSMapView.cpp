@@ -49,7 +49,13 @@ void GMSMapView::sharedInit(const std::optional<GMSCameraPosition>& camera) {
     qRegisterMetaType<GMSCameraPosition>();
     services_ = GMSServices::sharedServicesSync();
     clock_ = GMSClock::systemClock();
-    if (services_) displayLink_ = services_->displayLink();
+    if (services_) {
+        displayLink_ = services_->displayLink();
+    } else {
+        // Without services the map still moves: a heartbeat of its own kind.
+        static GMSDisplayLink* fallback = new GMSDisplayLink();
+        displayLink_ = fallback;
+    }
     setFlag(ItemHasContents, true);
     setClip(true);
     setAcceptedMouseButtons(Qt::LeftButton);
@@ -593,7 +599,6 @@ void GMSMapView::decelerationTicksNeeded(bool) {
 }
 
 void GMSMapView::feedGestures(const std::vector<GMSTouchPoint>& touches) {
-    gestures_.setGesturesEnabled(true);
     gestures_.feed(clock_->now(), touches);
     scheduleGestureTimer();
 }

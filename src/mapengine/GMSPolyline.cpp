@@ -61,3 +61,12 @@ std::vector<QColor> GMSPolyline::spanColors() const {
     for (const GMSStyleSpan& s : *spans_) colors.push_back(GMSColorToQColor(s.style().fromColor));
     return colors;
 }
+
+std::vector<std::pair<QColor, QColor>> GMSPolyline::spanColorRanges() const {
+    if (!spans_ || spans_->empty()) return {{strokeColor_, strokeColor_}};
+    std::vector<std::pair<QColor, QColor>> colors;
+    colors.reserve(spans_->size());
+    for (const GMSStyleSpan& s : *spans_)
+        colors.emplace_back(GMSColorToQColor(s.style().fromColor), GMSColorToQColor(s.style().toColor));
+    return colors;
+}

@@ -42,6 +42,8 @@ public:
     const GMSPreparedVertices& preparedVertices() const;
     // The colour of each span, in span order (one when there are no spans).
     std::vector<QColor> spanColors() const;
+    // Start and end colour of each span (equal for a solid span).
+    std::vector<std::pair<QColor, QColor>> spanColorRanges() const;
     // Drops the prepared vertices.
     void invalidate() { prepared_.reset(); }
     bool hasPreparedVertices() const { return prepared_.has_value(); }

@@ -29,7 +29,7 @@ Dir unitNormal(double dx, double dy) {
 
 void buildStroke(const std::vector<Point2D>& points, Origin origin, bool closed,
                  const std::vector<QColor>& segmentColors, std::vector<LineVertex>& vertices,
-                 std::vector<std::uint32_t>& indices) {
+                 std::vector<std::uint32_t>& indices, const std::vector<QColor>* segmentEndColors) {
     const std::size_t n = points.size();
     if (n < 2) return;
     const std::size_t segments = closed ? n : n - 1;
@@ -67,12 +67,16 @@ void buildStroke(const std::vector<Point2D>& points, Origin origin, bool closed,
     vertices.reserve(vertices.size() + segments * 4);
     indices.reserve(indices.size() + segments * 6);
     for (std::size_t s = 0; s < segments; ++s) {
-        const QColor c = segmentColors.empty() ? QColor(Qt::blue)
-                                               : segmentColors[std::min(s, segmentColors.size() - 1)];
-        const std::uint8_t r = std::uint8_t(c.red()), g = std::uint8_t(c.green()), b = std::uint8_t(c.blue()),
-                           a = std::uint8_t(c.alpha());
+        const QColor c0 = segmentColors.empty() ? QColor(Qt::blue)
+                                                : segmentColors[std::min(s, segmentColors.size() - 1)];
+        const QColor c1 = segmentEndColors && !segmentEndColors->empty()
+                              ? (*segmentEndColors)[std::min(s, segmentEndColors->size() - 1)]
+                              : c0;
         const std::uint32_t first = std::uint32_t(vertices.size());
         for (std::size_t k = 0; k < 2; ++k) {
+            const QColor& c = k == 0 ? c0 : c1;
+            const std::uint8_t r = std::uint8_t(c.red()), g = std::uint8_t(c.green()), b = std::uint8_t(c.blue()),
+                               a = std::uint8_t(c.alpha());
             const std::size_t i = (s + k) % n;
             const float x = float(double(points[i].x) - double(origin.x));
             const float y = float(double(points[i].y) - double(origin.y));

@@ -32,12 +32,13 @@ struct Origin {
 // The origin that keeps float coordinates small: the first point.
 Origin originFor(const std::vector<gmscore::model::Point2D>& points);
 
-// A stroke through points[first..last], coloured per segment by
-// colorOfSegment (indices into the whole array). Closed rings add the edge
-// from last to first. Quads per segment, mitred joins (limited to 4x).
+// A stroke through the points, coloured per segment (the last colour serves
+// any segment beyond the list); with segmentEndColors a segment blends from
+// its colour to that one. Closed rings add the edge from last to first.
+// Quads per segment, mitred joins (limited to 4x).
 void buildStroke(const std::vector<gmscore::model::Point2D>& points, Origin origin, bool closed,
                  const std::vector<QColor>& segmentColors, std::vector<LineVertex>& vertices,
-                 std::vector<std::uint32_t>& indices);
+                 std::vector<std::uint32_t>& indices, const std::vector<QColor>* segmentEndColors = nullptr);
 
 // Fill of an outer ring with holes.
 void buildFill(const std::vector<gmscore::model::Point2D>& outer,

@@ -115,3 +115,38 @@ TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
+    QQuickWindow window;
+    window.resize(400, 300);
+    GreySource source;
+    GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
+    map.setSize(QSizeF(400, 300));
+    map.setTileSource(&source);
+    auto line = GMSPolyline::polylineWithPath(GMSPath({{5, -10}, {5, 0}, {5, 10}}));
+    line->setStrokeWidth(8);
+    line->setSpans(std::vector<GMSStyleSpan>{GMSStyleSpan::spanWithColor({1, 0, 0, 1}),
+                                             GMSStyleSpan::spanWithColor({0, 1, 0, 1})});
+    line->setMap(&map);
+    auto square = GMSPolygon::polygonWithPath(GMSPath({{-10, -10}, {-10, 10}, {-2, 10}, {-2, -10}}));
+    square->setFillColor(QColor(0, 0, 255));
+    square->setHoles({GMSPath({{-7, -3}, {-7, 3}, {-5, 3}, {-5, -3}})});
+    square->setMap(&map);
+    window.show();
+    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
+    const QImage shot = window.grabWindow().scaled(400, 300);
+    const GMSProjection p = map.projection();
+    const QRgb first = shot.pixel(p.pointForCoordinate({5, -5}).toPoint());
+    const QRgb second = shot.pixel(p.pointForCoordinate({5, 5}).toPoint());
+    EXPECT_TRUE(near(first, QColor(255, 0, 0))) << describe(first);
+    EXPECT_TRUE(near(second, QColor(0, 255, 0))) << describe(second);
+    const QRgb filled = shot.pixel(p.pointForCoordinate({-8.5, 0}).toPoint());
+    const QRgb hole = shot.pixel(p.pointForCoordinate({-6, 0}).toPoint());
+    EXPECT_TRUE(near(filled, QColor(0, 0, 255))) << describe(filled);
+    EXPECT_TRUE(near(hole, QColor(128, 128, 128), 6)) << describe(hole);
+}
+
+}  // namespace
