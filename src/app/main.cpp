@@ -4,6 +4,8 @@
 #include "AppDelegate.h"
 #include "AppOptions.h"
 #include "AppPaths.h"
+#include "Geocoder.h"
+#include "LocationServices.h"
 #include "SelfTest.h"
 #include "ShellScreens.h"
 #include "ShellServices.h"
@@ -15,6 +17,7 @@
 #include "GMSServices.h"
 #endif
 
+#include <QDebug>
 #include <QDir>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
@@ -51,6 +54,18 @@ int main(int argc, char* argv[]) {
 
     QString apiKey = options.apiKey;
     if (apiKey.isEmpty()) apiKey = UserDefaults::standardUserDefaults().stringForKey(QStringLiteral("map/apiKey")).value_or(QString());
+
+    // Position source: the platform's unless configured otherwise.
+    QString locationError;
+    const QString locationSource = options.locationSource.isEmpty() ? QStringLiteral("platform") : options.locationSource;
+    if (!LocationServices::shared()->configure(locationSource, &locationError))
+        qWarning().noquote() << "position source" << locationSource << "refused:" << locationError;
+    const QString geocoder = qEnvironmentVariable("ZENLOFT_GEOCODER_URL");
+    if (!geocoder.isEmpty()) {
+        Geocoder::Config config = Geocoder::defaultConfig();
+        config.endpoint = QUrl(geocoder);
+        Geocoder::setDefaultConfig(config);
+    }
 
     AppDelegate appDelegate;
     appDelegate.didFinishLaunching(apiKey);

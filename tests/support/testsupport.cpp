@@ -74,6 +74,7 @@ bool waitFor(const std::function<bool()>& pred, int timeoutMs) {
     while (!pred()) {
         if (deadline.hasExpired()) return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QThread::msleep(1);
     }
     return true;

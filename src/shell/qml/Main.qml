@@ -88,7 +88,6 @@ ApplicationWindow {
         width: Math.min(parent.width - 40, 360)
         modal: true
         title: qsTr("Zenloft")
-        visible: Shell.appDelegate.problem.length > 0
         standardButtons: Dialog.Ok
         closePolicy: Popup.NoAutoClose
         onAccepted: Shell.appDelegate.dismissProblem()
@@ -96,6 +95,14 @@ ApplicationWindow {
             width: parent.width
             wrapMode: Text.Wrap
             text: Shell.appDelegate.problem
+        }
+        function follow() {
+            if (Shell.appDelegate.problem.length > 0) open(); else close()
+        }
+        Component.onCompleted: follow()
+        Connections {
+            target: Shell.appDelegate
+            function onProblemChanged() { problemDialog.follow() }
         }
     }
 }

@@ -18,7 +18,7 @@ void ColorForm::setColor(int red, int green, int blue) {
     const int v[3] = {red, green, blue};
     for (int i = 0; i < 3; ++i) {
         value_[i] = v[i];
-        if (c_.field[i]) c_.field[i]->setText(QString::asprintf("%d", v[i]));
+        if (c_.field[i]) c_.field[i]->setText(Format::printf("%d", v[i]));
         if (c_.slider[i]) c_.slider[i]->setValue(float(v[i]));
     }
     refreshPreview();
@@ -27,7 +27,7 @@ void ColorForm::setColor(int red, int green, int blue) {
 void ColorForm::sliderChanged(int index) {
     if (!c_.slider[index]) return;
     value_[index] = int(std::trunc(c_.slider[index]->value()));
-    if (c_.field[index]) c_.field[index]->setText(QString::asprintf("%d", value_[index]));
+    if (c_.field[index]) c_.field[index]->setText(Format::printf("%d", value_[index]));
     refreshPreview();
 }
 

@@ -10,11 +10,27 @@
 
 namespace Format {
 
+// The C library's own formatting, so that halves round as the platform's
+// printf rounds them ("%.1f" of 1.25 is "1.2"). Numbers always take a point.
 QString printf(const char* format, ...) {
+    static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", locale_t(nullptr));
+    const locale_t previous = uselocale(cLocale);
+    char buffer[256];
     va_list ap;
     va_start(ap, format);
-    const QString s = QString::vasprintf(format, ap);
+    const int n = std::vsnprintf(buffer, sizeof buffer, format, ap);
     va_end(ap);
+    QString s;
+    if (n >= int(sizeof buffer)) {
+        QByteArray big(n + 1, Qt::Uninitialized);
+        va_start(ap, format);
+        std::vsnprintf(big.data(), size_t(big.size()), format, ap);
+        va_end(ap);
+        s = QString::fromUtf8(big.constData(), n);
+    } else if (n > 0) {
+        s = QString::fromUtf8(buffer, n);
+    }
+    uselocale(previous);
     return s;
 }
 
@@ -25,30 +41,30 @@ QString editField(double value, int decimals) {
 }
 
 QString hexColor(int red, int green, int blue) {
-    return QString::asprintf("#%02X%02X%02X", red, green, blue);
+    return Format::printf("#%02X%02X%02X", red, green, blue);
 }
 
 QString hexColorAlpha(int red, int green, int blue, int alpha) {
-    return QString::asprintf("#%02X%02X%02X%02X", red, green, blue, alpha);
+    return Format::printf("#%02X%02X%02X%02X", red, green, blue, alpha);
 }
 
 QString azimuthTitle(double azimuth, double distanceKm, bool imperial) {
-    return imperial ? QString::asprintf("%.1f °, %.1f mi", azimuth, distanceKm * Units::kmToMiles)
-                    : QString::asprintf("%.1f °, %.1f km", azimuth, distanceKm);
+    return imperial ? Format::printf("%.1f °, %.1f mi", azimuth, distanceKm * Units::kmToMiles)
+                    : Format::printf("%.1f °, %.1f km", azimuth, distanceKm);
 }
 
 QString azimuthRow(double azimuth, double distanceKm, bool imperial, const QString& desc) {
     if (desc.isEmpty()) return azimuthTitle(azimuth, distanceKm, imperial);
-    return imperial ? QString::asprintf("%.1f °, %.1f mi: ", azimuth, distanceKm * Units::kmToMiles) + desc
-                    : QString::asprintf("%.1f °, %.1f km: ", azimuth, distanceKm) + desc;
+    return imperial ? Format::printf("%.1f °, %.1f mi: ", azimuth, distanceKm * Units::kmToMiles) + desc
+                    : Format::printf("%.1f °, %.1f km: ", azimuth, distanceKm) + desc;
 }
 
-QString heading(double degrees) { return QString::asprintf("%.0f°", degrees); }
+QString heading(double degrees) { return Format::printf("%.0f°", degrees); }
 
-QString labelAzimuth(const QString& label, double azimuth) { return label + QString::asprintf(": %.1f°", azimuth); }
+QString labelAzimuth(const QString& label, double azimuth) { return label + Format::printf(": %.1f°", azimuth); }
 
 QString labelCoordinates(const QString& label, double latitude, double longitude) {
-    return label + QString::asprintf(": %.6f, %.6f", latitude, longitude);
+    return label + Format::printf(": %.6f, %.6f", latitude, longitude);
 }
 
 }  // namespace Format

@@ -18,7 +18,7 @@ inline constexpr double milesToKm = 1.609344;             // editors and point l
 // Texts of numbers as the screens show them.
 namespace Format {
 // printf-style with a point as separator ("%.1f °, %.1f km" ...).
-QString printf(const char* format, ...);
+QString printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 // A number in an edit field, through the locale (the separator may be a comma).
 QString editField(double value, int decimals);
 QString hexColor(int red, int green, int blue);               // "#%02X%02X%02X"

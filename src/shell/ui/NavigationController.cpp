@@ -31,6 +31,7 @@ UIViewController* NavigationController::instantiate(const QString& identifier) c
 void NavigationController::setRootViewController(UIViewController* root, const QUrl& page) {
     while (!stack_.isEmpty()) {
         UIViewController* c = stack_.takeLast();
+        c->navigationController_ = nullptr;
         if (c->parent() == this) c->deleteLater();
     }
     root->setParent(this);

@@ -1,0 +1,113 @@
+// Bearing lines: end points against an independent geodesic library on the
+// same sphere, texts, selection and the edge cases of the line geometry.
+
+#include "AzimuthLines.h"
+
+#include <GeographicLib/Geodesic.hpp>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+using namespace AzimuthLines;
+
+namespace {
+
+AzimuthInput input(double bearing, double km, bool active = true, QString desc = QString()) {
+    AzimuthInput a;
+    a.azimuth = bearing;
+    a.distance = km;
+    a.isActive = active;
+    a.desc = desc;
+    a.colorRed = 255;
+    a.colorGreen = 128;
+    a.colorBlue = 0;
+    return a;
+}
+
+double wrap180(double lon) { return std::remainder(lon, 360.0); }
+
+}  // namespace
+
+TEST(DestinationPoint, KnownValuesWorkedOutByHand) {
+    // Due north by one degree of arc: 6371 km × π / 180.
+    const double oneDegree = 6371.0 * 3.141592653589793 / 180.0;
+    auto p = destinationPoint(0.0, 0.0, 0.0, oneDegree);
+    EXPECT_NEAR(p.latitude, 1.0, 1e-12);
+    EXPECT_NEAR(p.longitude, 0.0, 1e-12);
+    // Due east along the equator.
+    p = destinationPoint(0.0, 10.0, 90.0, 90 * oneDegree);
+    EXPECT_NEAR(p.latitude, 0.0, 1e-9);
+    EXPECT_NEAR(p.longitude, 100.0, 1e-9);
+    // From the equator due north a quarter of the way round: the pole.
+    p = destinationPoint(0.0, 0.0, 0.0, 90 * oneDegree);
+    EXPECT_NEAR(p.latitude, 90.0, 1e-9);
+    // Distance 0: the start itself.
+    p = destinationPoint(52.2297, 21.0122, 123.0, 0.0);
+    EXPECT_DOUBLE_EQ(p.latitude, 52.2297);
+    EXPECT_DOUBLE_EQ(p.longitude, 21.0122);
+}
+
+TEST(DestinationPoint, AgreesWithGeographicLibOnTheSameSphere) {
+    const GeographicLib::Geodesic sphere(6371000.0, 0.0);
+    std::mt19937 rng(42);
+    std::uniform_real_distribution<double> lat(-85, 85), lon(-180, 180), brg(0, 360), km(0, 2000);
+    for (int i = 0; i < 2000; ++i) {
+        const double la = lat(rng), lo = lon(rng), b = brg(rng), d = km(rng);
+        double la2 = 0, lo2 = 0;
+        sphere.Direct(la, lo, b, d * 1000.0, la2, lo2);
+        const auto p = destinationPoint(la, lo, b, d);
+        EXPECT_NEAR(p.latitude, la2, 1e-8) << la << " " << lo << " " << b << " " << d;
+        EXPECT_NEAR(wrap180(p.longitude - lo2), 0.0, 1e-8) << la << " " << lo << " " << b << " " << d;
+    }
+}
+
+TEST(DestinationPoint, CrossingTheAntimeridianGoesBeyond180) {
+    const auto p = destinationPoint(0.0, 179.5, 90.0, 200.0);
+    EXPECT_GT(p.longitude, 180.0);
+    EXPECT_NEAR(p.longitude, 179.5 + 200.0 / 6371.0 * 180.0 / 3.141592653589793, 1e-9);
+    const auto w = destinationPoint(10.0, -179.9, 270.0, 100.0);
+    EXPECT_LT(w.longitude, -180.0);
+}
+
+TEST(AzimuthLinesTest, ActiveLinesInStoreOrderWithColoursAndTexts) {
+    const CLLocationCoordinate2D start{52.0, 21.0};
+    const QList<AzimuthInput> azimuths{input(10, 1.5, true, "roof"), input(20, 2, false), input(350.06, 0.25)};
+    const auto lines = azimuthLines(start, azimuths, false);
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(lines[0].start, start);
+    EXPECT_EQ(lines[0].title, "10.0 °, 1.5 km");
+    EXPECT_EQ(lines[0].snippet, "roof");
+    EXPECT_DOUBLE_EQ(lines[0].red, 1.0);
+    EXPECT_DOUBLE_EQ(lines[0].green, 128 / 255.0);
+    EXPECT_DOUBLE_EQ(lines[0].blue, 0.0);
+    EXPECT_DOUBLE_EQ(lines[0].azymut, 10.0);
+    EXPECT_EQ(lines[1].title, "350.1 °, 0.2 km");
+    EXPECT_EQ(lines[1].snippet, "") << "an absent description is an empty snippet";
+    EXPECT_FALSE(lines[1].snippet.isNull());
+    EXPECT_EQ(lines[1].end, destinationPoint(52.0, 21.0, 350.06, 0.25));
+}
+
+TEST(AzimuthLinesTest, ImperialChangesTheTitleNotTheLine) {
+    const CLLocationCoordinate2D start{-33.9, 151.2};
+    const QList<AzimuthInput> azimuths{input(45, 10)};
+    const auto km = azimuthLines(start, azimuths, false);
+    const auto mi = azimuthLines(start, azimuths, true);
+    EXPECT_EQ(km[0].title, "45.0 °, 10.0 km");
+    EXPECT_EQ(mi[0].title, "45.0 °, 6.2 mi");
+    EXPECT_EQ(km[0].end, mi[0].end);
+}
+
+TEST(AzimuthLinesTest, NoStartNoLines) {
+    EXPECT_TRUE(azimuthLines(std::nullopt, QList<AzimuthInput>{input(1, 1)}, false).isEmpty());
+}
+
+TEST(SelectedAzimuthTest, ALoneLineIsSelectedByItself) {
+    const CLLocationCoordinate2D start{1, 1};
+    EXPECT_EQ(selectedAzimuth({}), -360.0);
+    EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(123.4, 1)}, false)), 123.4);
+    EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(1, 1), input(2, 1)}, false)), -360.0);
+    EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(1, 1, false), input(2, 1)}, false)), 2.0)
+        << "an inactive azimuth doesn't count";
+    EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(1, 1, false)}, false)), kNoAzimuth);
+}

@@ -1,0 +1,171 @@
+// The navigation stack: registry, push and pop in the platform's lifecycle
+// order, prepareForSegue with its sender, and the table model.
+
+#include "testsupport.h"
+#include "ui/NavigationController.h"
+#include "ui/UITableView.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+#include <gtest/gtest.h>
+
+namespace {
+
+QStringList g_events;
+
+class Screen : public UIViewController {
+public:
+    explicit Screen(QString name) : name_(std::move(name)) {}
+    void viewDidLoad() override { g_events << name_ + ".viewDidLoad"; }
+    void viewWillAppear(bool) override { g_events << name_ + ".viewWillAppear"; }
+    void viewDidAppear(bool) override { g_events << name_ + ".viewDidAppear"; }
+    void viewWillDisappear(bool) override { g_events << name_ + ".viewWillDisappear"; }
+    void viewDidDisappear(bool) override { g_events << name_ + ".viewDidDisappear"; }
+    void prepareForSegue(UIStoryboardSegue& segue, const QVariant& sender) override {
+        g_events << QStringLiteral("%1.prepare(%2,%3)").arg(name_, segue.identifier, sender.toString());
+        lastDestination = segue.destinationViewController;
+        if (auto* s = dynamic_cast<Screen*>(segue.destinationViewController)) s->given = sender;
+    }
+    QString name_;
+    QVariant given;
+    UIViewController* lastDestination = nullptr;
+};
+
+struct Nav : ::testing::Test {
+    void SetUp() override {
+        g_events.clear();
+        nav.registerScreen("next", [] { return new Screen("B"); }, QUrl("qrc:/B.qml"));
+        nav.registerScreen("third", [] { return new Screen("C"); }, QUrl("qrc:/C.qml"));
+        root = new Screen("A");
+        nav.setRootViewController(root, QUrl("qrc:/A.qml"));
+        g_events.clear();
+    }
+    NavigationController nav;
+    Screen* root = nullptr;
+};
+
+}  // namespace
+
+TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
+    QSignalSpy pushed(&nav, &NavigationController::pushed);
+    QSignalSpy popped(&nav, &NavigationController::popped);
+    ASSERT_TRUE(root->performSegueWithIdentifier("next", "hello"));
+    EXPECT_EQ(g_events, QStringList({"A.prepare(next,hello)", "B.viewDidLoad", "A.viewWillDisappear",
+                                     "B.viewWillAppear", "A.viewDidDisappear", "B.viewDidAppear"}));
+    ASSERT_EQ(pushed.size(), 1);
+    EXPECT_EQ(pushed[0][1].toUrl(), QUrl("qrc:/B.qml"));
+    EXPECT_EQ(nav.depth(), 2);
+    auto* b = static_cast<Screen*>(nav.topViewController());
+    EXPECT_EQ(b->given.toString(), "hello");
+    EXPECT_EQ(b->navigationController(), &nav);
+
+    g_events.clear();
+    QPointer<UIViewController> gone = b;
+    b->popViewController(true);
+    EXPECT_EQ(g_events, QStringList({"B.viewWillDisappear", "A.viewWillAppear", "B.viewDidDisappear",
+                                     "A.viewDidAppear"}));
+    EXPECT_EQ(popped.size(), 1);
+    EXPECT_EQ(nav.depth(), 1);
+    EXPECT_EQ(nav.topViewController(), root);
+    // The popped screen is freed once its page can no longer read it.
+    ASSERT_TRUE(zltest::waitFor([&] { return gone.isNull(); }));
+}
+
+TEST_F(Nav, SenderTextAndOneArriveAsGiven) {
+    root->performSegueWithIdentifier("next", QVariant(QStringLiteral("1")));
+    EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->given.toString(), "1");
+    static_cast<Screen*>(nav.topViewController())->performSegueWithIdentifier("third", QVariant(1));
+    EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->given, QVariant(1));
+    EXPECT_EQ(nav.depth(), 3);
+    nav.popToRootViewControllerAnimated(false);
+    EXPECT_EQ(nav.depth(), 1);
+    EXPECT_TRUE(g_events.contains("A.viewDidAppear"));
+}
+
+TEST_F(Nav, AnUnregisteredSegueIsRefusedWithAWarning) {
+    zltest::LogCapture log;
+    EXPECT_FALSE(root->performSegueWithIdentifier("nowhere"));
+    EXPECT_EQ(nav.depth(), 1);
+    ASSERT_EQ(log.warnings().size(), 1);
+    EXPECT_TRUE(log.warnings()[0].contains("nowhere"));
+    EXPECT_TRUE(g_events.isEmpty()) << "prepareForSegue isn't called either";
+
+    Screen loose("L");
+    EXPECT_FALSE(loose.performSegueWithIdentifier("next"));
+}
+
+TEST_F(Nav, PopOnTheRootDoesNothingAndOnlyTheTopPopsItself) {
+    nav.popViewControllerAnimated(true);
+    EXPECT_EQ(nav.depth(), 1);
+    root->performSegueWithIdentifier("next");
+    root->popViewController();  // not on top: ignored
+    EXPECT_EQ(nav.depth(), 2);
+}
+
+TEST_F(Nav, LaterRegistrationsReplaceEarlierOnes) {
+    nav.registerScreen("next", [] { return new Screen("B2"); }, QUrl("qrc:/B2.qml"));
+    root->performSegueWithIdentifier("next");
+    EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->name_, "B2");
+    EXPECT_EQ(nav.registeredIdentifiers(), QStringList({"next", "third"}));
+}
+
+namespace {
+
+class TwoSections : public UITableViewDataSource {
+public:
+    int numberOfSections() const override { return 2; }
+    int numberOfRowsInSection(int s) const override { return s == 0 ? rows0 : 1; }
+    QString titleForHeaderInSection(int s) const override { return s == 0 ? "first" : "second"; }
+    UITableViewCell cellForRowAtIndexPath(int s, int r) const override {
+        return {"settingsCellTypeII", {{"settingName", QStringLiteral("%1/%2").arg(s).arg(r)}, {"settingState", false}}};
+    }
+    bool canEditRowAtIndexPath(int s, int) const override { return s == 0; }
+    void didSelectRowAtIndexPath(int s, int r) override { selected << QStringLiteral("%1/%2").arg(s).arg(r); }
+    void commitDeleteForRowAtIndexPath(int s, int r) override {
+        deleted << QStringLiteral("%1/%2").arg(s).arg(r);
+        --rows0;
+    }
+    void cellControlChanged(int s, int r, const QString& outlet, const QVariant& v) override {
+        controls << QStringLiteral("%1/%2 %3=%4").arg(s).arg(r).arg(outlet, v.toString());
+    }
+    int rows0 = 3;
+    QStringList selected, deleted, controls;
+};
+
+}  // namespace
+
+TEST(TableModel, SectionsRowsCellsAndActions) {
+    TwoSections source;
+    UITableView table;
+    QAbstractItemModelTester tester(&table, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    table.setDataSource(&source);
+    ASSERT_EQ(table.rowCount(), 4);
+    const QModelIndex last = table.index(3);
+    EXPECT_EQ(table.data(last, UITableView::SectionRole).toInt(), 1);
+    EXPECT_EQ(table.data(last, UITableView::HeaderTextRole).toString(), "second");
+    EXPECT_EQ(table.data(last, UITableView::SectionTitleRole).toString(), "1|second");
+    EXPECT_EQ(table.data(last, UITableView::CellClassRole).toString(), "settingsCellTypeII");
+    EXPECT_EQ(table.data(last, UITableView::FieldsRole).toMap().value("settingName"), "1/0");
+    EXPECT_FALSE(table.data(last, UITableView::DeletableRole).toBool());
+    EXPECT_EQ(table.indexOf(0, 2), 2);
+    EXPECT_EQ(table.indexOf(5, 0), -1);
+
+    QSignalSpy deselect(&table, &UITableView::deselectRow);
+    table.selectRow(1);
+    EXPECT_EQ(source.selected, QStringList({"0/1"}));
+    EXPECT_EQ(deselect.size(), 1) << "a selected row is deselected";
+
+    table.deleteRow(3);  // not deletable
+    EXPECT_TRUE(source.deleted.isEmpty());
+    table.deleteRow(0);
+    EXPECT_EQ(source.deleted, QStringList({"0/0"}));
+    table.reloadData();
+    EXPECT_EQ(table.rowCount(), 3);
+
+    table.setCellControl(2, "settingState", true);
+    EXPECT_EQ(source.controls, QStringList({"1/0 settingState=true"}));
+    EXPECT_TRUE(table.data(table.index(2), UITableView::FieldsRole).toMap().value("settingState").toBool());
+    table.selectRow(99);
+    table.deleteRow(-1);
+    EXPECT_EQ(source.selected.size(), 1);
+}

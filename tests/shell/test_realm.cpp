@@ -1,0 +1,205 @@
+// The object store: the class-level operations of points and tracks, their
+// duplicate-id rules, queries, and the serial "realmQueue".
+
+#include "store/Realm.h"
+#include "testsupport.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+class RealmTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        Realm::setDefaultPath(QDir(dir.path()).filePath("default.realm"));
+    }
+    void TearDown() override {
+        Realm::flush();
+        Realm::reset();
+        Realm::setDefaultPath(QString());
+    }
+    std::shared_ptr<Realm> open() {
+        QString err;
+        auto r = Realm::open(&err);
+        EXPECT_TRUE(r) << err.toStdString();
+        return r;
+    }
+    void reopen() {
+        Realm::flush();
+        Realm::reset();
+    }
+    QTemporaryDir dir;
+};
+
+}  // namespace
+
+TEST_F(RealmTest, PointsAddUpdateDeleteAndSurviveReopening) {
+    realm_ptp::addPoint("mast", "roof", 52.1, 21.0, 255, 0, 10, "P1");
+    realm_ptp::addPoint("tower", "", -33.9, 151.2, 1, 2, 3, "P2");
+    realm_ptp::updatePoint("P1", "mast 2", "roof top", 52.2, 21.1, 9, 8, 7);
+    realm_ptp::deletePoint("P2");
+    realm_ptp::deletePoint("unknown");  // ignored
+    reopen();
+    auto points = open()->objects<realm_ptp>();
+    ASSERT_EQ(points.count(), 1);
+    const realm_ptp p = *points.first();
+    EXPECT_EQ(p.name, "mast 2");
+    EXPECT_EQ(p.ptp_description, "roof top");
+    EXPECT_DOUBLE_EQ(p.latitude, 52.2);
+    EXPECT_DOUBLE_EQ(p.longitude, 21.1);
+    EXPECT_EQ(p.markerRed, 9);
+    EXPECT_EQ(p.markerBlue, 7);
+    EXPECT_EQ(p.id, "P1");
+}
+
+TEST_F(RealmTest, TwoPointsWithOneIdCanBeNeitherUpdatedNorDeleted) {
+    realm_ptp::addPoint("a", "", 1, 1, 0, 0, 0, "SAME");
+    realm_ptp::addPoint("b", "", 2, 2, 0, 0, 0, "SAME");
+    realm_ptp::updatePoint("SAME", "changed", "", 0, 0, 0, 0, 0);
+    realm_ptp::deletePoint("SAME");
+    auto points = open()->points();
+    ASSERT_EQ(points.count(), 2);
+    EXPECT_EQ(points[0].name, "a");
+    EXPECT_EQ(points[1].name, "b");
+}
+
+TEST_F(RealmTest, TracksAndTheirPoints) {
+    realmValidation_tracks::addTrack("T1", "drive", 10, 20, 30);
+    const auto head = realmValidation_tracks::trackById("T1");
+    ASSERT_EQ(head.size(), 1);
+    EXPECT_DOUBLE_EQ(head[0].distance, 0.0);
+    EXPECT_EQ(head[0].dateStart, head[0].dateStop) << "the stop is the start until the track ends";
+    for (int i = 0; i < 3; ++i) realmValidation_tracksData::addTrackPoint("T1", 50.0 + i, 20.0);
+    realmValidation_tracksData::addTrackPoint("T2", 1, 1);
+    realmValidation_tracks::updateTrack("T1", "walk", 1, 2, 3);
+    realmValidation_tracks::finishTrack("T1", 12.5);
+    reopen();
+    const auto done = realmValidation_tracks::trackById("T1");
+    ASSERT_EQ(done.size(), 1);
+    EXPECT_EQ(done[0].desc, "walk");
+    EXPECT_EQ(done[0].colorGreen, 2);
+    EXPECT_DOUBLE_EQ(done[0].distance, 12.5);
+    EXPECT_GE(done[0].dateStop, done[0].dateStart);
+    const auto pts = realmValidation_tracksData::pointsOfTrack("T1");
+    ASSERT_EQ(pts.size(), 3);
+    EXPECT_DOUBLE_EQ(pts[2].latitude, 52.0);
+    EXPECT_EQ(pts[0].date.timeSpec(), Qt::UTC);
+
+    // Deleting the head leaves the points: the caller deletes those itself.
+    realmValidation_tracks::deleteTrack("T1");
+    EXPECT_TRUE(realmValidation_tracks::trackById("T1").isEmpty());
+    EXPECT_EQ(realmValidation_tracksData::pointsOfTrack("T1").size(), 3);
+    QString err;
+    auto realm = open();
+    ASSERT_TRUE(realm->write(
+        [](Realm& r, QString*) {
+            for (const auto& p : r.trackPoints().filter("id = %@", "T1")) r.remove(p);
+            return true;
+        },
+        &err));
+    reopen();
+    EXPECT_TRUE(realmValidation_tracksData::pointsOfTrack("T1").isEmpty());
+    EXPECT_EQ(realmValidation_tracksData::pointsOfTrack("T2").size(), 1);
+}
+
+TEST_F(RealmTest, ATrackWithAnExistingIdIsDroppedWithALogLine) {
+    zltest::LogCapture log;
+    realmValidation_tracks::addTrack("T", "first", 0, 0, 0);
+    realmValidation_tracks::addTrack("T", "second", 0, 0, 0);
+    EXPECT_TRUE(log.contains("existing primary key"));
+    const auto t = realmValidation_tracks::trackById("T");
+    ASSERT_EQ(t.size(), 1);
+    EXPECT_EQ(t[0].desc, "first");
+}
+
+TEST_F(RealmTest, ARefusedWriteLeavesEverythingAsItWas) {
+    realm_ptp::addPoint("keep", "", 0, 0, 0, 0, 0, "K");
+    auto realm = open();
+    QString err;
+    EXPECT_FALSE(realm->write(
+        [](Realm& r, QString* e) {
+            realm_ptp p;
+            p.id = "X";
+            r.add(p);
+            *e = "refused";
+            return false;
+        },
+        &err));
+    EXPECT_EQ(realm->points().count(), 1);
+    reopen();
+    EXPECT_EQ(open()->points().count(), 1);
+}
+
+TEST_F(RealmTest, QueriesSortStablyAndFilterByKey) {
+    realm_ptp::addPoint("c", "", 3, 0, 0, 0, 0, "1");
+    realm_ptp::addPoint("a", "", 1, 0, 0, 0, 0, "2");
+    realm_ptp::addPoint("b", "", 1, 0, 0, 0, 0, "3");
+    auto points = open()->points();
+    auto byLat = points.sorted("latitude", true);
+    EXPECT_EQ(byLat[0].name, "a");
+    EXPECT_EQ(byLat[1].name, "b") << "equal keys keep store order";
+    EXPECT_EQ(byLat[2].name, "c");
+    EXPECT_EQ(points.sorted("name", false)[0].name, "c");
+    EXPECT_EQ(points.filter("name = %@", "b").count(), 1);
+    EXPECT_EQ(points.filter("name BEGINSWITH b", {}).count(), 0) << "unsupported forms match nothing";
+}
+
+TEST_F(RealmTest, PointsAddedFromManyThreadsAllArriveOnce) {
+    constexpr int kThreads = 4, kEach = 50;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([t] {
+            for (int i = 0; i < kEach; ++i)
+                realm_ptp::addPoint(QString::number(t), "", i, t, 0, 0, 0, QStringLiteral("%1-%2").arg(t).arg(i));
+        });
+    for (auto& th : threads) th.join();
+    reopen();
+    auto points = open()->points();
+    ASSERT_EQ(points.count(), kThreads * kEach);
+    QSet<QString> ids;
+    for (const auto& p : points) ids.insert(p.id);
+    EXPECT_EQ(ids.size(), kThreads * kEach);
+    // Each thread's points keep their order.
+    for (int t = 0; t < kThreads; ++t) {
+        auto mine = points.filter("name = %@", QString::number(t));
+        for (int i = 0; i < kEach; ++i) EXPECT_DOUBLE_EQ(mine[i].latitude, i);
+    }
+}
+
+TEST(RealmQueueTest, SyncRunsOnOneOtherThreadAndNestsWithoutDeadlock) {
+    std::thread::id first, second, nested;
+    RealmQueue::shared().sync([&] { first = std::this_thread::get_id(); });
+    RealmQueue::shared().sync([&] {
+        second = std::this_thread::get_id();
+        RealmQueue::shared().sync([&] { nested = std::this_thread::get_id(); });
+    });
+    EXPECT_NE(first, std::this_thread::get_id());
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(second, nested);
+    EXPECT_EQ(RealmQueue::shared().label(), "realmQueue");
+}
+
+TEST(RealmOpen, WithoutALocationOrWithACorruptFileOpeningFails) {
+    Realm::setDefaultPath(QString());
+    QString err;
+    EXPECT_FALSE(Realm::open(&err));
+    QTemporaryDir dir;
+    const QString path = QDir(dir.path()).filePath("default.realm");
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(QByteArray(4096, '\x7f'));
+    f.close();
+    Realm::setDefaultPath(path);
+    zltest::LogCapture log;
+    EXPECT_FALSE(Realm::open(&err));
+    EXPECT_TRUE(err.contains(path));
+    realm_ptp::addPoint("x", "", 0, 0, 0, 0, 0, "X");  // dropped, logged
+    EXPECT_FALSE(log.messages().isEmpty());
+    EXPECT_EQ(QFileInfo(path).size(), 4096);
+    Realm::setDefaultPath(QString());
+}

@@ -1,0 +1,238 @@
+// The shell's screens driven through their objects: the menu with its
+// permission gate and folders, the general settings, help, the root strip,
+// and the application delegate.
+
+#include "AppDelegate.h"
+#include "AppPaths.h"
+#include "LocationServices.h"
+#include "screens/AboutVC.h"
+#include "screens/IntroVC.h"
+#include "screens/MainVC.h"
+#include "screens/SettingsVC.h"
+#include "testsupport.h"
+#include "ui/NavigationController.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+class Blank : public UIViewController {};
+
+struct Menu : ::testing::Test {
+    void SetUp() override {
+        LocationServices::setShared(&services);
+        AppPaths::setDataDir(dir.path());
+        for (const char* id : {"azimuthVC", "ptpVC", "validationVC", "settings", "help", "azimuth_settings",
+                               "ptp_settings", "validation_settings"})
+            nav.registerScreen(id, [] { return new Blank; }, QUrl());
+    }
+    void TearDown() override { LocationServices::setShared(nullptr); }
+    IntroVC* showMenu() {
+        auto* intro = new IntroVC;
+        nav.setRootViewController(intro, QUrl());
+        QCoreApplication::processEvents();  // the manager's first callback
+        return intro;
+    }
+    QTemporaryDir dir;
+    LocationServices services;
+    NavigationController nav;
+};
+
+}  // namespace
+
+TEST_F(Menu, EachPermissionStatusOpensTheChosenScreen) {
+    struct Case {
+        int status;
+        int answer;
+    };
+    for (const Case c : {Case{1, 1}, Case{2, 2}, Case{3, 3}, Case{4, 4}, Case{0, 2}, Case{0, 4}}) {
+        services.setAuthorizationStatus(c.status);
+        services.setPromptAnswer(c.answer);
+        IntroVC* intro = showMenu();
+        EXPECT_EQ(intro->selected(), -1);
+        intro->button_ptp();
+        EXPECT_EQ(intro->selected(), 1);
+        if (c.status == 0) {
+            EXPECT_EQ(nav.depth(), 1) << "the segue waits for the answer";
+            ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << c.status;
+        }
+        EXPECT_EQ(nav.depth(), 2) << "status " << c.status << ": a refusal doesn't block the screen";
+        QCoreApplication::processEvents();
+        EXPECT_EQ(nav.depth(), 2) << "opened once";
+    }
+}
+
+TEST_F(Menu, ButtonsPickTheirWorkScreens) {
+    services.setAuthorizationStatus(4);
+    const std::pair<void (IntroVC::*)(), int> buttons[] = {
+        {&IntroVC::button_azimuth, 0}, {&IntroVC::button_ptp, 1}, {&IntroVC::button_validation, 2}};
+    for (auto [button, index] : buttons) {
+        IntroVC* intro = showMenu();
+        QSignalSpy pushed(&nav, &NavigationController::pushed);
+        (intro->*button)();
+        EXPECT_EQ(intro->selected(), index);
+        EXPECT_EQ(pushed.size(), 1);
+    }
+}
+
+TEST_F(Menu, SettingsAndHelpLeaveSelectedAsItWas) {
+    services.setAuthorizationStatus(4);
+    IntroVC* intro = showMenu();
+    intro->button_validation();
+    nav.popViewControllerAnimated(false);
+    intro->button_settings();
+    EXPECT_EQ(intro->selected(), 2);
+    nav.popViewControllerAnimated(false);
+    intro->button_help();
+    EXPECT_EQ(intro->selected(), 2);
+    EXPECT_EQ(nav.depth(), 2);
+}
+
+TEST_F(Menu, ALaterPermissionChangeOpensTheLastWorkScreenAgain) {
+    services.setAuthorizationStatus(4);
+    IntroVC* intro = showMenu();
+    intro->button_azimuth();
+    nav.popViewControllerAnimated(false);
+    EXPECT_EQ(nav.depth(), 1);
+    services.setAuthorizationStatus(2);
+    ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; }));
+}
+
+TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
+    services.setAuthorizationStatus(4);
+    zltest::LogCapture log;
+    IntroVC* intro = showMenu();
+    QSignalSpy ready(intro, &IntroVC::foldersReady);
+    ASSERT_TRUE(ready.wait(5000));
+    for (const QString& name : IntroVC::folderNames())
+        EXPECT_TRUE(QDir(AppPaths::documentsPath(name)).exists()) << name.toStdString();
+    EXPECT_FALSE(QDir(AppPaths::documentsPath("azimuths")).exists()) << "made by the export screen";
+    intro->viewDidAppear(false);
+    ASSERT_TRUE(ready.wait(5000));
+    EXPECT_TRUE(log.warnings().isEmpty());
+    EXPECT_FALSE(log.contains("Unable to create directory"));
+}
+
+TEST(MenuFolders, AFolderThatCantBeMadeIsLoggedAndTheNextIsTried) {
+    QTemporaryDir dir;
+    // A file where the folder "sectors" should be.
+    QFile blocker(QDir(dir.path()).filePath("sectors"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    zltest::LogCapture log;
+    IntroVC::makeFolders(dir.path());
+    EXPECT_TRUE(log.contains("Unable to create directory"));
+    EXPECT_TRUE(QDir(QDir(dir.path()).filePath("KML - export")).exists());
+}
+
+TEST(SettingsScreen, TableRowsAndTheirSegues) {
+    NavigationController nav;
+    QStringList opened;
+    for (const char* id : {"azimuth_settings", "ptp_settings", "validation_settings", "help"}) {
+        const QString segue = QString::fromLatin1(id);
+        nav.registerScreen(segue, [&opened, segue] { opened << segue; return new Blank; }, QUrl());
+    }
+    auto* settings = new SettingsVC;
+    nav.setRootViewController(settings, QUrl());
+    EXPECT_EQ(settings->title(), "settings");
+    EXPECT_EQ(settings->overrideUserInterfaceStyle(), 0) << "the general settings follow the system's look";
+    UITableView* table = settings->tableView();
+    ASSERT_EQ(table->rowCount(), 5);
+    EXPECT_EQ(table->data(table->index(0), UITableView::HeaderTextRole).toString(), "settings");
+    EXPECT_EQ(table->data(table->index(3), UITableView::HeaderTextRole).toString(), "general");
+    EXPECT_EQ(table->data(table->index(3), UITableView::CellClassRole).toString(), "settings_table_cell_dual");
+    EXPECT_EQ(table->data(table->index(1), UITableView::FieldsRole).toMap().value("label"), "point to point");
+    EXPECT_EQ(settings->DescWpisow[1][0], "2.0.0");
+    for (int i : {0, 1, 2, 4}) {
+        table->selectRow(i);
+        nav.popViewControllerAnimated(false);
+    }
+    table->selectRow(3);  // version: nothing
+    EXPECT_EQ(opened, QStringList({"azimuth_settings", "ptp_settings", "validation_settings", "help"}));
+}
+
+TEST(SettingsScreen, VersionFallsBackWhenTheAppHasNone) {
+    const QString saved = QCoreApplication::applicationVersion();
+    QCoreApplication::setApplicationVersion(QString());
+    EXPECT_EQ(SettingsVC::bundleVersion(), "1.0.0-alpha");
+    QCoreApplication::setApplicationVersion("3.1.4");
+    EXPECT_EQ(SettingsVC::bundleVersion(), "3.1.4");
+    QCoreApplication::setApplicationVersion(saved);
+}
+
+TEST(HelpScreen, LoadsTheBundledPageOrStaysEmpty) {
+    AboutVC about;
+    about.loadViewIfNeeded();
+    EXPECT_TRUE(about.webView()->html().contains("Files in and out"));
+    EXPECT_TRUE(about.webView()->baseUrl().startsWith("qrc:"));
+    AboutVC missing;
+    missing.fileName = "about_xx";
+    missing.loadViewIfNeeded();
+    EXPECT_TRUE(missing.webView()->html().isEmpty());
+}
+
+TEST(RootScreen, StripHeightRules) {
+    MainVC main;
+    main.loadViewIfNeeded();
+    EXPECT_EQ(main.bottomAdHeight(), 0.0);
+    main.bannerDidShow();
+    EXPECT_EQ(main.bottomAdHeight(), 50.0);
+    main.setUserInterfaceIdiom(MainVC::Pad);
+    main.bannerDidShow();
+    EXPECT_EQ(main.bottomAdHeight(), 90.0);
+    main.bannerDidHide();
+    EXPECT_EQ(main.bottomAdHeight(), 0.0);
+    EXPECT_DOUBLE_EQ(main.stripAnimationSeconds(), 0.1);
+}
+
+TEST(ApplicationDelegate, OpensTheStoreLazilyAndSavesOnlyChanges) {
+    QTemporaryDir dir;
+    AppPaths::setDataDir(dir.path());
+    AppDelegate app;
+    EXPECT_EQ(AppDelegate::shared(), &app);
+    EXPECT_TRUE(app.didFinishLaunching(QString(39, QLatin1Char('k'))));
+    EXPECT_TRUE(app.notice().isEmpty());
+    EXPECT_FALSE(app.hasOpenedStore()) << "launch touches no store";
+    app.saveStoreChanges();  // nothing opened: nothing to do
+    EXPECT_FALSE(QFile::exists(QDir(dir.path()).filePath("Zenloft.sqlite")));
+
+    NSPersistentContainer* container = app.persistentContainer();
+    EXPECT_EQ(app.persistentContainer(), container) << "the same container every time";
+    auto* a = container->viewContext()->insertNewObject<Azimuth>();
+    a->setId("A");
+    app.sceneDidEnterBackground();
+    EXPECT_FALSE(container->viewContext()->hasChanges());
+    EXPECT_TRUE(container->viewContext()->flush());
+    EXPECT_TRUE(app.problem().isEmpty());
+}
+
+TEST(ApplicationDelegate, AKeyOfTheWrongLengthIsReported) {
+    AppDelegate app;
+    app.didFinishLaunching("short");
+    EXPECT_TRUE(app.notice().contains("5 characters"));
+}
+
+TEST(ApplicationDelegate, AStoreThatWontOpenIsReportedByName) {
+    QTemporaryDir dir;
+    AppPaths::setDataDir(dir.path());
+    QFile f(QDir(dir.path()).filePath("Zenloft.sqlite"));
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(QByteArray(2048, 'z'));
+    f.close();
+    AppDelegate app;
+    QSignalSpy problem(&app, &AppDelegate::problemChanged);
+    NSPersistentContainer* container = app.persistentContainer();
+    ASSERT_NE(container->viewContext(), nullptr);
+    EXPECT_EQ(problem.size(), 1);
+    EXPECT_TRUE(app.problem().contains(f.fileName()));
+    container->viewContext()->insertNewObject<Azimuth>();
+    app.saveStoreChanges();
+    EXPECT_TRUE(app.problem().contains("could not save")) << app.problem().toStdString();
+    app.dismissProblem();
+    EXPECT_TRUE(app.problem().isEmpty());
+    EXPECT_EQ(QFileInfo(f.fileName()).size(), 2048);
+}

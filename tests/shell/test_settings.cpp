@@ -1,0 +1,120 @@
+// The settings store, unit factors, number formats and the numeric field
+// reader.
+
+#include "settings/Units.h"
+#include "settings/UserDefaults.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+TEST(UserDefaultsTest, AFreshStoreReadsFalseZeroAndNone) {
+    QTemporaryDir dir;
+    UserDefaults d(QDir(dir.path()).filePath("settings.ini"));
+    for (const QString& key : {SettingsKey::useGeocoder, SettingsKey::toUseGeocoder, SettingsKey::useImperialUnits,
+                               SettingsKey::hideCompassIndicator, SettingsKey::beepOutsideSectors,
+                               SettingsKey::trackUserPosition})
+        EXPECT_FALSE(d.boolForKey(key)) << key.toStdString();
+    for (const QString& key : {SettingsKey::latitude, SettingsKey::longitude, SettingsKey::toLatitude,
+                               SettingsKey::toLongitude, SettingsKey::maxDistance})
+        EXPECT_EQ(d.doubleForKey(key), 0.0) << key.toStdString();
+    EXPECT_EQ(d.integerForKey(SettingsKey::ptpListSortBy), 0);
+    EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
+    EXPECT_FALSE(d.stringForKey(SettingsKey::toDesc).has_value());
+}
+
+TEST(UserDefaultsTest, ValuesSurviveANewStoreOnTheSameFile) {
+    QTemporaryDir dir;
+    const QString path = QDir(dir.path()).filePath("settings.ini");
+    {
+        UserDefaults d(path);
+        d.setBool(true, SettingsKey::useImperialUnits);
+        d.setDouble(52.123456789012, SettingsKey::latitude);
+        d.setDouble(-0.1, SettingsKey::longitude);
+        d.setInteger(3, SettingsKey::ptpListSortBy);
+        d.setObject(QStringLiteral("Mast, \"north\" = 1"), SettingsKey::toName);
+        d.setObject(QString(), SettingsKey::toDesc);
+        EXPECT_TRUE(d.synchronize());
+    }
+    UserDefaults d(path);
+    EXPECT_TRUE(d.boolForKey(SettingsKey::useImperialUnits));
+    EXPECT_EQ(d.doubleForKey(SettingsKey::latitude), 52.123456789012);
+    EXPECT_EQ(d.doubleForKey(SettingsKey::longitude), -0.1);
+    EXPECT_EQ(d.integerForKey(SettingsKey::ptpListSortBy), 3);
+    EXPECT_EQ(d.stringForKey(SettingsKey::toName).value_or("?"), "Mast, \"north\" = 1");
+    EXPECT_EQ(d.stringForKey(SettingsKey::toDesc).value_or("?"), "");
+    // A Bool read as an integer gives 1.
+    EXPECT_EQ(d.integerForKey(SettingsKey::useImperialUnits), 1);
+    d.setBool(false, SettingsKey::useImperialUnits);
+    EXPECT_EQ(d.integerForKey(SettingsKey::useImperialUnits), 0);
+    d.removeObjectForKey(SettingsKey::toName);
+    EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
+}
+
+TEST(UnitsTest, FactorsAreKeptAsTheyAreAndDontQuiteRoundTrip) {
+    EXPECT_EQ(Units::kmToMiles, 0.621371192);
+    EXPECT_EQ(Units::kmToMilesPtp, 0.6213712);
+    EXPECT_EQ(Units::milesToKmDivisorPtp, 0.6213711922);
+    EXPECT_EQ(Units::milesToKm, 1.609344);
+    const double km = 10.0;
+    EXPECT_NE(km * Units::kmToMiles * Units::milesToKm, km);
+    EXPECT_NEAR(km * Units::kmToMiles * Units::milesToKm, km, 1e-8);
+}
+
+TEST(FormatTest, ScreenTexts) {
+    EXPECT_EQ(Format::azimuthTitle(45.26, 1.25, false), "45.3 °, 1.2 km");
+    EXPECT_EQ(Format::azimuthTitle(45.0, 10.0, true), "45.0 °, 6.2 mi");
+    EXPECT_EQ(Format::azimuthRow(5.0, 2.0, false, ""), "5.0 °, 2.0 km");
+    EXPECT_EQ(Format::azimuthRow(5.0, 2.0, false, "roof"), "5.0 °, 2.0 km: roof");
+    EXPECT_EQ(Format::azimuthRow(5.0, 2.0, true, "roof"), "5.0 °, 1.2 mi: roof");
+    EXPECT_EQ(Format::hexColor(255, 59, 48), "#FF3B30");
+    EXPECT_EQ(Format::hexColor(0, 10, 300), "#000A12C") << "values above 255 are written as they are";
+    EXPECT_EQ(Format::hexColorAlpha(1, 2, 3, 128), "#01020380");
+    EXPECT_EQ(Format::heading(359.6), "360°");
+    EXPECT_EQ(Format::labelAzimuth("selected", 123.45), "selected: 123.5°");
+    EXPECT_EQ(Format::labelCoordinates("position", 52.1, -0.5), "position: 52.100000, -0.500000");
+}
+
+TEST(DecimalFieldTest, TheCLibraryGrammarOnTheWholeText) {
+    struct Case {
+        const char* text;
+        std::optional<double> value;
+    };
+    const Case cases[] = {
+        {"12.5", 12.5},     {"12,5", 12.5},    {"-3", -3.0},      {"+3", 3.0},      {".5", 0.5},
+        {"5.", 5.0},        {"1e3", 1000.0},   {"1E-2", 0.01},    {"-1.5e+2", -150.0}, {"0x10", 16.0},
+        {"0x1p3", 8.0},     {"0X.8", 0.5},     {"1,5e1", 15.0},   {"00012", 12.0},
+        {"", std::nullopt}, {" 1", std::nullopt}, {"1 ", std::nullopt}, {"1x", std::nullopt},
+        {"x1", std::nullopt}, {"1.2.3", std::nullopt}, {"12,5,1", std::nullopt}, {"e5", std::nullopt},
+        {"-", std::nullopt}, {"\t1", std::nullopt}, {"1e", std::nullopt}, {"١٢", std::nullopt},
+    };
+    for (const Case& c : cases) {
+        const auto got = readDecimalField(QString::fromUtf8(c.text));
+        ASSERT_EQ(got.has_value(), c.value.has_value()) << c.text;
+        if (c.value) EXPECT_DOUBLE_EQ(*got, *c.value) << c.text;
+    }
+    // Infinity and not-a-number in their C spellings.
+    EXPECT_TRUE(std::isinf(*readDecimalField("inf")));
+    EXPECT_TRUE(std::isinf(*readDecimalField("-Infinity")));
+    EXPECT_TRUE(std::isnan(*readDecimalField("nan")));
+    EXPECT_TRUE(std::isnan(*readDecimalField("NAN(123)")));
+    EXPECT_FALSE(readDecimalField("infinit").has_value());
+    EXPECT_FALSE(readDecimalField(QString(QChar(0)) + "1").has_value());
+    EXPECT_FALSE(readDecimalField(QStringLiteral("1") + QChar(0)).has_value());
+}
+
+TEST(DecimalFieldTest, EditFieldTextsReadBack) {
+    for (double v : {0.0, 12.345, -179.99, 359.94})
+        EXPECT_NEAR(*readDecimalField(Format::editField(v, 2)), v, 0.005);
+}
+
+TEST(PaletteTest, FixedColours) {
+    EXPECT_EQ(Palette::fault().red(), 255);
+    EXPECT_EQ(Palette::fault().green(), 59);
+    EXPECT_EQ(Palette::fault().blue(), 48);
+    EXPECT_EQ(Palette::sectionHeader().red(), 85);
+    EXPECT_EQ(Palette::deleteAction().rgb() & 0xFFFFFF, 0xBE2813u);
+    EXPECT_EQ(Palette::fromComponents(255, 0, 51).blueF(), 0.2f);
+}
