@@ -83,6 +83,7 @@ int main(int argc, char* argv[]) {
 
     QQuickStyle::setStyle(QStringLiteral("Material"));
     QQmlApplicationEngine engine;
+    if (options.selfTest) SelfTest::startCounting();
     engine.addImportPath(QStringLiteral("qrc:/"));
     engine.load(QUrl(QStringLiteral("qrc:/Zenloft/Shell/qml/Main.qml")));
     if (engine.rootObjects().isEmpty()) return 1;
