@@ -17,6 +17,7 @@ cmake --build "$BUILD_DIR" --target zenloft-mapservice zl_mapservice_benchdata >
 WORK="$(mktemp -d)"
 KEY=BenchKey-000000000000000000000000000000
 "$BUILD_DIR/bench/mapservice/zl_mapservice_benchdata" "$WORK" "$KEY"
+chmod -R a+rX "$WORK"  # nginx workers read as an unprivileged user
 PIDS=()
 cleanup() { for p in "${PIDS[@]}"; do kill "$p" 2>/dev/null || true; done; wait 2>/dev/null || true; rm -rf "$WORK"; }
 trap cleanup EXIT

@@ -3,6 +3,7 @@
 #include "DashErrors.h"
 #include "DashFraming.h"
 #include "MbtilesStore.h"
+#include "TileCache.h"
 #include "clientparams.pb.h"
 #include "dash.pb.h"
 #include "maptile.pb.h"
@@ -75,9 +76,14 @@ struct DashRequestHandler::Parsed {
 
 DashRequestHandler::DashRequestHandler(const ServiceConfig& config,
                                        std::map<int, std::shared_ptr<MbtilesStore>> stores)
-    : m_config(config), m_stores(std::move(stores)), m_rng(std::random_device{}())
+    : m_config(config),
+      m_stores(std::move(stores)),
+      m_cache(std::make_unique<TileCache>(config.tileCacheBytes)),
+      m_rng(std::random_device{}())
 {
 }
+
+DashRequestHandler::~DashRequestHandler() = default;
 
 std::string DashRequestHandler::versionOf(std::string_view data)
 {
@@ -221,40 +227,100 @@ DashAnswer DashRequestHandler::handle(std::string_view body) const
     return answer;
 }
 
+namespace {
+
+void appendVarint(std::string& s, std::uint64_t v)
+{
+    while (v >= 0x80) {
+        s.push_back(static_cast<char>((v & 0x7F) | 0x80));
+        v >>= 7;
+    }
+    s.push_back(static_cast<char>(v));
+}
+
+std::size_t varintSize(std::uint64_t v)
+{
+    std::size_t n = 1;
+    while (v >= 0x80) {
+        v >>= 7;
+        ++n;
+    }
+    return n;
+}
+
+}  // namespace
+
 void DashRequestHandler::answerTiles(std::string_view block, wire::DashOutput& out, DashAnswer& stats) const
 {
     GMSx_GMMMapTileRequestProto req;
-    GMSx_GMMMapTileResponseProto resp;
-    resp.mutable_header()->set_tile_edition(1);
     // Parsed leniently: a tile with a type we do not know still gets its
     // (empty) answer instead of failing the whole batch.
     if (!req.ParsePartialFromArray(block.data(), static_cast<int>(block.size()))) {
+        GMSx_GMMMapTileResponseProto resp;
+        resp.mutable_header()->set_tile_edition(1);
         resp.mutable_header()->set_response_code(TILE_RESPONSE_ERROR);
         out.writeMessage(resp);
         return;
     }
-    resp.mutable_header()->set_response_code(TILE_RESPONSE_OK);
     const int shift = zoomShiftForTileSize(req.header().tile_size());
-    for (const auto& t : req.map_tile_array()) {
+
+    // The answer is a GMSx_GMMMapTileResponseProto written field by field,
+    // so that each tile's bytes are copied once, straight from the cache.
+    struct Entry {
+        std::string mapTile;  // serialised GMSx_GMMMapTileProto
+        std::shared_ptr<const CachedTile> tile;
+        bool sendData = false;
+        std::size_t length = 0;
+    };
+    std::vector<Entry> entries;
+    entries.reserve(static_cast<std::size_t>(req.map_tile_array_size()));
+    for (auto& t : *req.mutable_map_tile_array()) {
         ++stats.tileCount;
-        auto* d = resp.add_map_tile_array();
-        *d->mutable_map_tile() = t;
-        if (!t.IsInitialized())
-            continue;
-        const auto store = m_stores.find(t.tile_type());
-        if (store == m_stores.end())
-            continue;
-        std::string data;
-        if (!store->second->tile(t.zoom_level() - shift, t.tile_index_x(), t.tile_index_y(), data))
-            continue;
-        ++stats.tilesFound;
-        std::string version = versionOf(data);
-        const bool unchanged = t.version_id().version_id() == version;
-        d->mutable_map_tile()->mutable_version_id()->set_version_id(std::move(version));
-        if (!unchanged)
-            d->set_tile_data(std::move(data));
+        Entry e;
+        if (t.IsInitialized()) {
+            const auto store = m_stores.find(t.tile_type());
+            if (store != m_stores.end()) {
+                e.tile = m_cache->get(t.tile_type(), *store->second, t.zoom_level() - shift, t.tile_index_x(),
+                                      t.tile_index_y());
+                if (e.tile->data.empty()) {
+                    e.tile.reset();
+                } else {
+                    ++stats.tilesFound;
+                    e.sendData = t.version_id().version_id() != e.tile->version;
+                    t.mutable_version_id()->set_version_id(e.tile->version);
+                }
+            }
+        }
+        t.SerializePartialToString(&e.mapTile);
+        e.length = 1 + varintSize(e.mapTile.size()) + e.mapTile.size();
+        if (e.sendData)
+            e.length += 1 + varintSize(e.tile->data.size()) + e.tile->data.size();
+        entries.push_back(std::move(e));
     }
-    out.writeMessage(resp);
+    // header: tile_edition 1, response_code OK.
+    static const std::string header("\x0a\x04\x08\x01\x10\x00", 6);
+    std::size_t total = header.size();
+    for (const Entry& e : entries)
+        total += 1 + varintSize(e.length) + e.length;
+    out.writeUInt32(static_cast<std::uint32_t>(total));
+    out.reserve(out.size() + total);
+    out.writeBytes(header);
+    std::string head;
+    for (const Entry& e : entries) {
+        head.clear();
+        head.push_back('\x4a');  // field 9, length-delimited
+        appendVarint(head, e.length);
+        head.push_back('\x0a');  // field 1: map_tile
+        appendVarint(head, e.mapTile.size());
+        head += e.mapTile;
+        if (e.sendData) {
+            head.push_back('\x12');  // field 2: tile_data
+            appendVarint(head, e.tile->data.size());
+        }
+        out.writeBytes(head);
+        if (e.sendData)
+            out.writeBytes(e.tile->data);
+    }
 }
 
 void DashRequestHandler::answerClientParameters(std::string_view block, wire::DashOutput& out) const

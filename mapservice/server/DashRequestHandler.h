@@ -14,6 +14,7 @@
 namespace zenloft::mapservice {
 
 class MbtilesStore;
+class TileCache;
 
 // What one POST body turns into.
 struct DashAnswer {
@@ -33,6 +34,8 @@ class DashRequestHandler {
 public:
     DashRequestHandler(const ServiceConfig& config,
                        std::map<int, std::shared_ptr<MbtilesStore>> stores);
+    ~DashRequestHandler();
+    DashRequestHandler(DashRequestHandler&&) = default;
 
     DashAnswer handle(std::string_view body) const;
 
@@ -50,6 +53,7 @@ private:
 
     ServiceConfig m_config;
     std::map<int, std::shared_ptr<MbtilesStore>> m_stores;
+    std::unique_ptr<TileCache> m_cache;
     mutable std::mutex m_rngMutex;
     mutable std::mt19937_64 m_rng;
 };

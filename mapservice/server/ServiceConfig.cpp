@@ -106,6 +106,10 @@ bool applySetting(const std::string& key, const std::string& value, const std::s
         if (!toInt(value, 0, 1 << 30, n))
             return error = "disk_cache_schema_version must be a positive number", false;
         c.diskCacheSchemaVersion = static_cast<int>(n);
+    } else if (key == "tile_cache_bytes") {
+        if (!toInt(value, 0, 1LL << 40, n))
+            return error = "tile_cache_bytes must be a number of bytes", false;
+        c.tileCacheBytes = static_cast<std::size_t>(n);
     } else if (key == "quiet") {
         c.quiet = value == "1" || value == "true" || value == "yes";
     } else {

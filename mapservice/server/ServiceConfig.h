@@ -23,6 +23,7 @@ struct ServiceConfig {
     std::string legalCountry;
     int pertileDurationMinutes = 0;             // 0: not sent
     int diskCacheSchemaVersion = 1;
+    std::size_t tileCacheBytes = 256u << 20;    // hot tiles kept in memory
     bool quiet = false;                          // no per-request log lines
 };
 

@@ -1,6 +1,7 @@
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
 #include "MbtilesStore.h"
+#include "TileCache.h"
 #include "clientparams.pb.h"
 
 #include <gtest/gtest.h>
@@ -203,4 +204,25 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
     a = handler().handle(good);
     EXPECT_EQ(a.httpStatus, 400);
     EXPECT_NE(a.error.find("more than 2"), std::string::npos);
+}
+
+TEST(TileCacheTest, HitsMissesAndBudget)
+{
+    zltest::MbtilesFixture tiles;
+    MbtilesStore store(tiles.path());
+    TileCache cache(64 * 1024);  // a few 256-pixel tiles at most per shard
+    const auto a = cache.get(1, store, 1, 1, 0);
+    EXPECT_TRUE(a->data == tiles.tile(1, 1, 0));
+    EXPECT_EQ(a->version, DashRequestHandler::versionOf(a->data));
+    EXPECT_EQ(cache.get(1, store, 1, 1, 0), a);  // same object from memory
+    EXPECT_EQ(cache.hits(), 1u);
+    EXPECT_EQ(cache.misses(), 1u);
+    EXPECT_TRUE(cache.get(1, store, 5, 0, 0)->data.empty());  // absent tiles are remembered too
+    EXPECT_TRUE(cache.get(1, store, 5, 0, 0)->data.empty());
+    EXPECT_EQ(cache.hits(), 2u);
+
+    TileCache none(0);  // nothing fits: every lookup reads the store, answers stay right
+    EXPECT_TRUE(none.get(1, store, 2, 3, 1)->data == tiles.tile(2, 3, 1));
+    EXPECT_TRUE(none.get(1, store, 2, 3, 1)->data == tiles.tile(2, 3, 1));
+    EXPECT_EQ(none.hits(), 0u);
 }
