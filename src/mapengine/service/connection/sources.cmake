@@ -9,4 +9,5 @@ set(ZL_CONNECTION_SOURCES
   connection/GMSDASHIdentityRequests.h connection/GMSDASHIdentityRequests.cpp
   connection/GMSDASHStreamingReply.h connection/GMSDASHStreamingReply.cpp
   connection/GMSDASHGzipInflater.h connection/GMSDASHGzipInflater.cpp
+  connection/GMSDASHQuotaEventRequest.h connection/GMSDASHQuotaEventRequest.cpp
   connection/GMSDASHConnection.h connection/GMSDASHConnection.cpp)

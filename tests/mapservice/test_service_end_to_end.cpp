@@ -1,0 +1,116 @@
+#include "GMSDASHConnection.h"
+#include "GMSDASHProtobufferRequest.h"
+#include "GMSDASHQuotaEventRequest.h"
+#include "MapServiceServer.h"
+#include "MbtilesFixture.h"
+#include "testsupport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+using namespace zenloft::wire;
+using namespace zenloft::mapservice;
+
+namespace {
+
+struct Result {
+    std::shared_ptr<google::protobuf::Message> response;
+    std::optional<GMSDASHError> error;
+    std::atomic<bool> done{false};
+};
+
+class EndToEnd : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ServiceConfig config;
+        config.port = 0;
+        config.threads = 2;
+        config.quiet = true;
+        config.apiKeys = {"good-key"};
+        config.tilesByType[TILE_TYPE_SATELLITE] = tiles.path();
+        server = std::make_unique<MapServiceServer>(config);
+        std::string error;
+        ASSERT_TRUE(server->start(error)) << error;
+    }
+
+    std::unique_ptr<GMSDASHConnection> connect(const QString& key)
+    {
+        GMSDASHClientDescription d;
+        d.apiKey = key;
+        auto c = std::make_unique<GMSDASHConnection>(QUrl(QString::fromStdString(server->endpointUrl())), d,
+                                                     std::make_shared<GMSDASHClientState>(nullptr),
+                                                     std::make_shared<GMSManualTimingClock>());
+        c->resumeSending();
+        return c;
+    }
+
+    static void watch(GMSDASHProtobufferRequest& r, Result& out)
+    {
+        r.setHandler(nullptr, [&out](GMSDASHProtobufferRequest::Response resp, std::optional<GMSDASHError> e) {
+            out.response = resp;
+            out.error = e;
+            out.done = true;
+        });
+    }
+
+    std::shared_ptr<GMSDASHProtobufferRequest> tileBatch(Result& out)
+    {
+        auto msg = std::make_shared<GMSx_GMMMapTileRequestProto>();
+        msg->mutable_header()->set_tile_size(256);
+        *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
+        *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 3, 1);
+        *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 0, 0);
+        auto r = std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest, msg,
+                                                             &GMSx_GMMMapTileResponseProto::default_instance());
+        watch(*r, out);
+        return r;
+    }
+
+    zltest::MbtilesFixture tiles;
+    std::unique_ptr<MapServiceServer> server;
+};
+
+}  // namespace
+
+TEST_F(EndToEnd, TilesIdentityAndQuotaThroughTheRealService)
+{
+    auto conn = connect("good-key");
+    Result tilesResult, quotaResult;
+    auto quota = std::make_shared<GMSDASHQuotaEventRequest>("good-key", "app.zenloft", "Zenloft");
+    watch(*quota, quotaResult);
+    conn->sendRequest(quota);
+    conn->sendRequest(tileBatch(tilesResult));
+    ASSERT_TRUE(zltest::waitFor([&] { return tilesResult.done && quotaResult.done; }));
+    ASSERT_FALSE(tilesResult.error.has_value()) << tilesResult.error->message.toStdString();
+    const auto& resp = static_cast<const GMSx_GMMMapTileResponseProto&>(*tilesResult.response);
+    ASSERT_EQ(resp.map_tile_array_size(), 3);
+    EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(0, 0, 0));
+    EXPECT_TRUE(resp.map_tile_array(1).tile_data() == tiles.tile(2, 3, 1));
+    EXPECT_FALSE(resp.map_tile_array(2).has_tile_data());
+    EXPECT_FALSE(resp.map_tile_array(0).map_tile().version_id().version_id().empty());
+    ASSERT_FALSE(quotaResult.error.has_value());
+    EXPECT_EQ(static_cast<const GMSx_GMMApiQuotaEventResponseProto&>(*quotaResult.response).response(),
+              QUOTA_RESPONSE_OK);
+    EXPECT_NE(conn->clientState()->userCookie(), 0u);
+    EXPECT_EQ(conn->clientState()->snapshot().cohort, "zenloft");
+}
+
+TEST_F(EndToEnd, RefusedKeyFailsTilesAndLogsTheQuotaRefusal)
+{
+    zltest::LogCapture log;
+    auto conn = connect("bad-key");
+    Result quotaResult, tilesResult;
+    auto quota = std::make_shared<GMSDASHQuotaEventRequest>("bad-key", "app.zenloft", "Zenloft");
+    watch(*quota, quotaResult);
+    conn->sendRequest(quota);
+    conn->sendRequest(tileBatch(tilesResult));
+    ASSERT_TRUE(zltest::waitFor([&] { return tilesResult.done && quotaResult.done; }));
+    ASSERT_TRUE(tilesResult.error);
+    EXPECT_EQ(tilesResult.error->domain, kGenericServerErrorDomain);
+    EXPECT_EQ(tilesResult.error->code, 403);
+    EXPECT_FALSE(quotaResult.error.has_value());
+    EXPECT_TRUE(log.contains("Zenloft cannot connect or validate APIKey: bad-key"));
+    EXPECT_TRUE(log.contains("Your key may be invalid for your bundle ID: app.zenloft"));
+}
