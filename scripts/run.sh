@@ -11,7 +11,9 @@ mkdir -p "$DATA_DIR"
 
 service_pid=""
 if [ -x "$BUILD_DIR/mapservice/zenloft-mapservice" ]; then
-  [ -x scripts/make-basemap.sh ] && bash scripts/make-basemap.sh "$BUILD_DIR"
+  if [ -f scripts/make-basemap.sh ]; then
+    bash scripts/make-basemap.sh "$BUILD_DIR" || echo "run: base map not built; the service will not start without it" >&2
+  fi
   "$BUILD_DIR/mapservice/zenloft-mapservice" --config "$BUILD_DIR/mapservice/default.conf" &
   service_pid=$!
   trap '[ -n "$service_pid" ] && kill "$service_pid" 2>/dev/null || true' EXIT
