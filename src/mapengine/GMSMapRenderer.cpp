@@ -22,6 +22,7 @@
 #include "GMSMarker.h"
 #include "GMSPolygon.h"
 #include "GMSPolyline.h"
+#include "GMSSimdState.h"
 #include "GMSTileManager.h"
 #include "GMSUISettings.h"
 #include "geometry/GMSPolylinePrep.h"
@@ -129,6 +130,7 @@ GMSMapRenderer::Stats GMSMapRenderer::totals() {
 void GMSMapRenderer::sync(GMSMapView* view) {
     QQuickWindow* window = view->window();
     if (!window) return;
+    gmsClearUpperSimdState();
     const GMSCameraPosition cam = view->camera();
     const GMSProjection proj = view->projection();
     scale_ = proj.worldSize() / kWorld;
@@ -208,6 +210,7 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
 // ---------------------------------------------------------------- shapes
 
 void GMSMapRenderer::buildShape(ShapeEntry& e, GMSOverlay* overlay, QQuickWindow* window) {
+    gmsClearUpperSimdState();
     ++stats_.geometryBuilds;
     ++g_geometryBuilds;
     while (QSGNode* c = e.transform->firstChild()) {

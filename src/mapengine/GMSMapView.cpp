@@ -17,6 +17,7 @@
 #include "GMSPolygon.h"
 #include "GMSPolyline.h"
 #include "GMSServices.h"
+#include "GMSSimdState.h"
 #include "GMSTileManager.h"
 #include "GMSUISettings.h"
 #include "geometry/GMSGeometryUtils.h"
@@ -412,6 +413,7 @@ void GMSMapView::setSelectedMarker(GMSMarker* marker) {
 void GMSMapView::updatePolish() {
     // Polylines prepare their vertices here, once per batch of changes,
     // on the GUI thread before the scene is synchronised.
+    gmsClearUpperSimdState();
     for (const GMSOverlayPtr& o : overlays_)
         if (o->type() == GMSOverlay::Polyline) static_cast<GMSPolyline*>(o.get())->preparedVertices();
 }

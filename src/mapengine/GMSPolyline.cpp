@@ -1,5 +1,7 @@
 #include "GMSPolyline.h"
 
+#include "GMSSimdState.h"
+
 QColor GMSColorToQColor(const GMSColor& c) { return QColor::fromRgbF(c.red, c.green, c.blue, c.alpha); }
 
 GMSColor GMSColorFromQColor(const QColor& c) { return {c.redF(), c.greenF(), c.blueF(), c.alphaF()}; }
@@ -50,7 +52,10 @@ void GMSPolyline::setSpans(const std::optional<std::vector<GMSStyleSpan>>& spans
 }
 
 const GMSPreparedVertices& GMSPolyline::preparedVertices() const {
-    if (!prepared_) prepared_ = GMSPreparePolylineVertices(path_, geodesic_, spans_ ? &*spans_ : nullptr);
+    if (!prepared_) {
+        gmsClearUpperSimdState();
+        prepared_ = GMSPreparePolylineVertices(path_, geodesic_, spans_ ? &*spans_ : nullptr);
+    }
     return *prepared_;
 }
 

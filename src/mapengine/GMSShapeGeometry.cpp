@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "GMSSimdState.h"
 #include "GMSTriangulator.h"
 
 namespace gms_shape {
@@ -32,6 +33,7 @@ void buildStroke(const std::vector<Point2D>& points, Origin origin, bool closed,
                  std::vector<std::uint32_t>& indices, const std::vector<QColor>* segmentEndColors) {
     const std::size_t n = points.size();
     if (n < 2) return;
+    gmsClearUpperSimdState();
     const std::size_t segments = closed ? n : n - 1;
     // Normals of each segment; a zero-length segment borrows its neighbour's.
     std::vector<Dir> segN(segments);
@@ -90,6 +92,7 @@ void buildStroke(const std::vector<Point2D>& points, Origin origin, bool closed,
 
 void buildFill(const std::vector<Point2D>& outer, const std::vector<std::vector<Point2D>>& holes, Origin origin,
                std::vector<FillVertex>& vertices, std::vector<std::uint32_t>& indices) {
+    gmsClearUpperSimdState();
     auto convert = [&](const std::vector<Point2D>& ring) {
         std::vector<gms_triangulate::Vec2> out;
         out.reserve(ring.size());

@@ -64,9 +64,15 @@ GMSDASHConnection::~GMSDASHConnection()
     QMetaObject::invokeMethod(
         m_worker,
         [this] {
-            const auto replies = m_worker->findChildren<QNetworkReply*>();
-            for (QNetworkReply* r : replies)
-                r->disconnect();
+            // POSTs still running end here; each of their requests hears so once.
+            const auto posts = std::move(m_posts);
+            for (Post* post : posts) {
+                post->reply->disconnect();
+                post->reply->abort();
+                post->stream->failAll(GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorCancelled,
+                                                   QStringLiteral("connection closed"), {}, {}});
+                delete post;
+            }
             delete m_network;
             m_network = nullptr;
             delete m_worker;
@@ -502,6 +508,7 @@ void GMSDASHConnection::startPost(const QString& groupID)
         QVariantMap{{QStringLiteral("groupID"), groupID}, {QStringLiteral("taskIDObject"), post->taskID}});
     m_outgoingCount += static_cast<qint64>(body.size());
     post->reply = m_network->post(req, QByteArray::fromStdString(body));
+    m_posts.push_back(post);
     QObject::connect(post->reply, &QNetworkReply::readyRead, m_worker, [this, post] { onReadyRead(post); });
     QObject::connect(post->reply, &QNetworkReply::finished, m_worker, [this, post] { onFinished(post); });
 }
@@ -595,6 +602,7 @@ void GMSDASHConnection::onFinished(Post* post)
         post->stream->finish(error);
     m_lastRequestCompletedTime = m_timingClock->currentTimeMillis();
     post->reply->deleteLater();
+    std::erase(m_posts, post);
     delete post;
     --m_numInProgressConnections;
     updateWaitingForCookies();

@@ -137,5 +137,6 @@ private:
 
     QThread m_thread;
     QObject* m_worker = nullptr;                 // lives on m_thread
+    std::vector<Post*> m_posts;                  // in flight; touched on m_thread only
     QNetworkAccessManager* m_network = nullptr;  // made on m_thread
 };
