@@ -282,3 +282,25 @@ TEST_F(TransportTest, ManyThreadsSendAndEachRequestEndsOnce)
     EXPECT_EQ(conn->pendingRequestCount(), 0);
     EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
+
+TEST_F(TransportTest, ClosingTheConnectionEndsRequestsInFlight)
+{
+    FakeDashServer* self = nullptr;
+    FakeDashServer server([&self](const httplib::Request&, httplib::Response& res) {
+        while (!self->released())
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        res.status = 500;
+    });
+    self = &server;
+    Outcome a;
+    {
+        auto conn = connect(server);
+        conn->resumeSending();
+        conn->sendRequest(tileRequest(a));
+        ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == 1; }));
+    }
+    server.release();
+    EXPECT_EQ(a.done.load(), 1);
+    ASSERT_TRUE(a.error);
+    EXPECT_EQ(a.error->code, kGMSDASHURLErrorCancelled);
+}
