@@ -4,6 +4,8 @@
 #include <QQuickWindow>
 #include <QTimer>
 
+#include <limits>
+
 #include "GMSMapRenderer.h"
 #include "GMSMapView.h"
 #include "GMSMarker.h"
@@ -147,6 +149,36 @@ TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
     const QRgb hole = shot.pixel(p.pointForCoordinate({-6, 0}).toPoint());
     EXPECT_TRUE(near(filled, QColor(0, 0, 255))) << describe(filled);
     EXPECT_TRUE(near(hole, QColor(128, 128, 128), 6)) << describe(hole);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RenderTest, BadNumbersRenderWithoutHarm) {
+    QQuickWindow window;
+    window.resize(200, 150);
+    GreySource source;
+    GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
+    map.setSize(QSizeF(200, 150));
+    map.setTileSource(&source);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, 1e308}, {3, 3}, {-1e308, 5}}));
+    poly->setStrokeColor(Qt::black);
+    poly->setMap(&map);
+    auto line = GMSPolyline::polylineWithPath(GMSPath({{0, 0}, {nan, nan}, {90, 180}, {-90, -180}}));
+    line->setGeodesic(true);
+    line->setMap(&map);
+    auto marker = GMSMarker::markerWithPosition({1, 1});
+    marker->setRotation(std::numeric_limits<double>::infinity());
+    marker->setMap(&map);
+    const auto before = GMSMapRenderer::totals().geometryBuilds;
+    window.show();
+    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    EXPECT_FALSE(window.grabWindow().isNull());
+    EXPECT_GT(GMSMapRenderer::totals().geometryBuilds, before);
+    map.setCamera(GMSCameraPosition(nan, nan, 30.0f));
+    EXPECT_FALSE(window.grabWindow().isNull());
 }
 
 }  // namespace
