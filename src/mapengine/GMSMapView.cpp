@@ -43,7 +43,6 @@ GMSMapView::GMSMapView(const std::optional<GMSCameraPosition>& camera, QQuickIte
 GMSMapView::~GMSMapView() {
     if (displayLink_) displayLink_->removeClient(this);
     for (const GMSOverlayPtr& o : overlays_) o->overlayID_ = 0;
-    delete ownSource_.data();
 }
 
 void GMSMapView::sharedInit(const std::optional<GMSCameraPosition>& camera) {
@@ -122,7 +121,6 @@ void GMSMapView::storeCamera(const GMSCameraPosition& camera, bool fromGesture) 
 }
 
 void GMSMapView::cameraDidChange() {
-    cameraDirty_ = true;
     if (width() > 0 && height() > 0) tiles_->update(projection());
     if (rendering_) update();
 }
@@ -686,6 +684,5 @@ QSGNode* GMSMapView::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
     auto* root = static_cast<GMSMapRenderer*>(old);
     if (!root) root = new GMSMapRenderer();
     root->sync(this);
-    cameraDirty_ = false;
     return root;
 }

@@ -226,7 +226,6 @@ private:
     QMarginsF padding_;
     GMSUISettings* settings_ = nullptr;
     GMSTileManager* tiles_ = nullptr;
-    QPointer<GMSTileSource> ownSource_;
     unsigned long frameRateSetting_ = kGMSFrameRateMaximum;
     bool rendering_ = true;
 
@@ -258,5 +257,4 @@ private:
     double tiltStart_ = 0.0;
     bool mouseDown_ = false;
 
-    bool cameraDirty_ = true;
 };

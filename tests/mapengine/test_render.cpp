@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "GMSMapRenderer.h"
+#include "GMSGroundOverlay.h"
 #include "GMSMapView.h"
 #include "GMSMarker.h"
 #include "GMSPolygon.h"
@@ -136,6 +137,13 @@ TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
     square->setFillColor(QColor(0, 0, 255));
     square->setHoles({GMSPath({{-7, -3}, {-7, 3}, {-5, 3}, {-5, -3}})});
     square->setMap(&map);
+    // A picture, red on its top half and yellow below, laid with north up.
+    QImage picture(64, 64, QImage::Format_ARGB32);
+    picture.fill(QColor(255, 255, 0));
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 64; ++x) picture.setPixel(x, y, qRgb(255, 0, 0));
+    auto ground = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({-10, 12}, {0, 22}), picture);
+    ground->setMap(&map);
     window.show();
     ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
     ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
@@ -149,6 +157,10 @@ TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
     const QRgb hole = shot.pixel(p.pointForCoordinate({-6, 0}).toPoint());
     EXPECT_TRUE(near(filled, QColor(0, 0, 255))) << describe(filled);
     EXPECT_TRUE(near(hole, QColor(128, 128, 128), 6)) << describe(hole);
+    const QRgb north = shot.pixel(p.pointForCoordinate({-2, 17}).toPoint());
+    const QRgb south = shot.pixel(p.pointForCoordinate({-8, 17}).toPoint());
+    EXPECT_TRUE(near(north, QColor(255, 0, 0))) << describe(north);
+    EXPECT_TRUE(near(south, QColor(255, 255, 0))) << describe(south);
 }
 
 }  // namespace

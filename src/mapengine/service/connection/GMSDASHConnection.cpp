@@ -85,6 +85,22 @@ GMSDASHConnection::~GMSDASHConnection()
 
 // --- queues and groups --------------------------------------------------
 
+void GMSDASHConnection::addToGroupLocked(const GMSDASHRequestPtr& request)
+{
+    const GMSDASHAuthorizer* auth = request->authorizer().get();
+    auto it = std::find_if(m_pendingRequestGroups.begin(), m_pendingRequestGroups.end(), [&](const auto& g) {
+        return g.authorizer == auth && g.xGeoVersion == m_defaultXGeoVersion;
+    });
+    if (it == m_pendingRequestGroups.end()) {
+        GMSDASHRequestGroup g;
+        g.authorizer = auth;
+        g.xGeoVersion = m_defaultXGeoVersion;
+        m_pendingRequestGroups.push_back(std::move(g));
+        it = std::prev(m_pendingRequestGroups.end());
+    }
+    it->requests.push_back(request);
+}
+
 void GMSDASHConnection::sendRequest(const GMSDASHRequestPtr& request)
 {
     if (!request)
@@ -96,18 +112,7 @@ void GMSDASHConnection::sendRequest(const GMSDASHRequestPtr& request)
             m_suspendQueue->push_back(request);
             return;
         }
-        const GMSDASHAuthorizer* auth = request->authorizer().get();
-        auto it = std::find_if(m_pendingRequestGroups.begin(), m_pendingRequestGroups.end(), [&](const auto& g) {
-            return g.authorizer == auth && g.xGeoVersion == m_defaultXGeoVersion;
-        });
-        if (it == m_pendingRequestGroups.end()) {
-            GMSDASHRequestGroup g;
-            g.authorizer = auth;
-            g.xGeoVersion = m_defaultXGeoVersion;
-            m_pendingRequestGroups.push_back(std::move(g));
-            it = std::prev(m_pendingRequestGroups.end());
-        }
-        it->requests.push_back(request);
+        addToGroupLocked(request);
         hooks = m_requestHooks;
     }
     for (const auto& hook : hooks)
@@ -139,20 +144,25 @@ void GMSDASHConnection::suspendSending()
 void GMSDASHConnection::resumeSending()
 {
     std::vector<GMSDASHRequestPtr> held;
-    std::vector<GMSDASHRequestPtr> heldEnqueued;
+    std::vector<std::function<void(const GMSDASHRequestPtr&)>> hooks;
     {
+        // Replayed in order and all at once, so that they batch as if they
+        // had been sent together.
         QMutexLocker lock(&m_mutex);
         if (!m_suspendQueue)
             return;
         held = std::move(*m_suspendQueue);
-        heldEnqueued = std::move(*m_suspendedEnqueuedQueue);
+        for (auto& r : *m_suspendedEnqueuedQueue)
+            m_enqueuedRequests.push_back(std::move(r));
         m_suspendQueue.reset();
         m_suspendedEnqueuedQueue.reset();
+        for (const auto& r : held)
+            addToGroupLocked(r);
+        hooks = m_requestHooks;
     }
-    for (const auto& r : heldEnqueued)
-        enqueueRequest(r);
     for (const auto& r : held)
-        sendRequest(r);
+        for (const auto& hook : hooks)
+            hook(r);
     scheduleStart();
 }
 

@@ -99,6 +99,7 @@ signals:
 
 private:
     struct Post;
+    void addToGroupLocked(const GMSDASHRequestPtr& request);
     void scheduleStart();
     void startConnectionsIfNeeded();
     void startPost(const QString& groupID);
