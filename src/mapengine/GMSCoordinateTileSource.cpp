@@ -75,6 +75,21 @@ QImage GMSCoordinateTileSource::renderTile(const GMSTileKey& key) {
     }
     image.fill(background);
     QPainter p(&image);
+    if (key.type == GMSTileLayerType::Labels) {
+        // The label layer: a pair of "roads" and a small name, transparent
+        // elsewhere, so the imagery below shows through.
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(QPen(grid, 4));
+        p.drawLine(0, 200, 256, 170);
+        p.drawLine(60, 0, 90, 256);
+        QFont font = p.font();
+        font.setPixelSize(12);
+        p.setFont(font);
+        p.setPen(text);
+        p.drawText(QRect(100, 204, 150, 20), Qt::AlignLeft | Qt::AlignVCenter,
+                   QStringLiteral("road %1.%2").arg(key.x).arg(key.y));
+        return image;
+    }
     p.setPen(QPen(grid, 1));
     for (int i = 0; i < 256; i += 64) {
         p.drawLine(i, 0, i, 255);
@@ -86,8 +101,6 @@ QImage GMSCoordinateTileSource::renderTile(const GMSTileKey& key) {
     font.setPixelSize(18);
     p.setFont(font);
     p.setPen(text);
-    const QString label = QStringLiteral("%1/%2/%3").arg(key.zoom).arg(key.x).arg(key.y);
-    const QRect where = key.type == GMSTileLayerType::Labels ? QRect(0, 140, 256, 40) : QRect(0, 108, 256, 40);
-    p.drawText(where, Qt::AlignCenter, label);
+    p.drawText(QRect(0, 108, 256, 40), Qt::AlignCenter, QStringLiteral("%1/%2/%3").arg(key.zoom).arg(key.x).arg(key.y));
     return image;
 }
