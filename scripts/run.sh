@@ -19,4 +19,7 @@ if [ -x "$BUILD_DIR/mapservice/zenloft-mapservice" ]; then
   trap '[ -n "$service_pid" ] && kill "$service_pid" 2>/dev/null || true' EXIT
 fi
 
-"$BUILD_DIR/src/app/zenloft" --data-dir "$DATA_DIR" "$@"
+# The local service's endpoint and key (see mapservice/default.conf.in).
+"$BUILD_DIR/src/app/zenloft" --data-dir "$DATA_DIR" \
+  --map-endpoint "${ZENLOFT_MAP_ENDPOINT:-http://127.0.0.1:8765/glm/mmap}" \
+  --api-key "${ZENLOFT_MAP_API_KEY:-ZenloftLocalServiceKey-0000000000000000}" "$@"

@@ -24,7 +24,9 @@ AppOptions AppOptions::parse(const QStringList& arguments, QString* error) {
     const QCommandLineOption open(QStringLiteral("open"),
                                   QStringLiteral("Comma-separated screens to open before the screenshot."),
                                   QStringLiteral("segues"));
-    parser.addOptions({dataDir, apiKey, endpoint, location, selfTest, screenshot, open});
+    const QCommandLineOption firstFrame(QStringLiteral("exit-after-first-frame"),
+                                        QStringLiteral("Print when the menu was first drawn (ms since 1970) and quit."));
+    parser.addOptions({dataDir, apiKey, endpoint, location, selfTest, screenshot, open, firstFrame});
     if (!parser.parse(arguments)) {
         if (error) *error = parser.errorText();
         return {};
@@ -41,6 +43,7 @@ AppOptions AppOptions::parse(const QStringList& arguments, QString* error) {
     o.mapEndpoint = pick(endpoint, "ZENLOFT_MAP_ENDPOINT");
     o.locationSource = pick(location, "ZENLOFT_LOCATION_SOURCE");
     o.selfTest = parser.isSet(selfTest);
+    o.exitAfterFirstFrame = parser.isSet(firstFrame);
     o.screenshot = parser.value(screenshot);
     if (parser.isSet(open)) o.openSegues = parser.value(open).split(QLatin1Char(','), Qt::SkipEmptyParts);
     return o;

@@ -12,6 +12,7 @@ struct AppOptions {
     QString mapEndpoint;
     QString locationSource;
     bool selfTest = false;
+    bool exitAfterFirstFrame = false;  // prints when the menu was first drawn (start-up timing)
     QString screenshot;      // grab the window to this PNG and quit
     QStringList openSegues;  // screens to open from the menu before that
     int screenshotDelayMs = 800;

@@ -17,6 +17,7 @@
 #include "GMSServices.h"
 #endif
 
+#include <QDateTime>
 #include <QDebug>
 #include <QDir>
 #include <QGuiApplication>
@@ -90,6 +91,15 @@ int main(int argc, char* argv[]) {
     ShellScreens::showMenu(navigation);
 
     if (options.selfTest) return SelfTest::run(navigation, engine);
+
+    if (options.exitAfterFirstFrame) {
+        auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
+        QObject::connect(window, &QQuickWindow::frameSwapped, &app, [] {
+            std::printf("first frame at %lld\n", QDateTime::currentMSecsSinceEpoch());
+            std::fflush(stdout);
+            QCoreApplication::exit(0);
+        }, Qt::QueuedConnection);
+    }
 
     if (!options.screenshot.isEmpty()) {
         QTimer::singleShot(300, &app, [&] {
