@@ -1,0 +1,79 @@
+#include "AzimuthExportVC.h"
+
+#include "AppDelegate.h"
+#include "AzimuthFile.h"
+#include "Clock.h"
+#include "settings/UserDefaults.h"
+
+#include <QDebug>
+#include <QtConcurrent/QtConcurrentRun>
+
+AzimuthExportVC::AzimuthExportVC(QObject* parent)
+    : UIViewController(parent),
+      filenameLbl(new UILabel(this)),
+      filename(new UITextField(this)),
+      exportTitleLbl(new UILabel(this)),
+      statusLbl(new UILabel(this)),
+      clock_(Clock::system()),
+      watcher_(new QFutureWatcher<AzimuthFolder::WriteResult>(this)) {
+    appDelegate = AppDelegate::shared();
+    connect(watcher_, &QFutureWatcherBase::finished, this, [this] {
+        const AzimuthFolder::WriteResult result = watcher_->result();
+        busy_ = false;
+        emit busyChanged();
+        if (!result.ok) {
+            statusLbl->setText(tr("Could not write %1: %2").arg(result.path, result.error));
+            qDebug().noquote() << "azimuth export: could not write" << result.path << result.error;
+            emit exportFinished(false, result.path);
+            return;
+        }
+        const QString note = tr("Azimuths written to %1").arg(result.path);
+        statusLbl->setText(note);
+        if (appDelegate) appDelegate->showNotice(note);
+        emit exportFinished(true, result.path);
+        popViewController(true);
+    });
+}
+
+void AzimuthExportVC::viewDidLoad() {
+    forceLightStyle();
+    filenameLbl->setText(tr("filename"));
+    exportTitleLbl->setText(tr("export azimuth markers to file"));
+    setTitle(tr("export"));
+    if (!appDelegate) return;
+    NSManagedObjectContext* c = appDelegate->persistentContainer()->viewContext();
+    if (!c) return;
+    QString error;
+    const QList<Azimuth*> fetched = c->fetchAll<Azimuth>(&error);
+    if (!error.isEmpty()) {
+        qDebug().noquote() << "could not fetch: " + error;
+        return;
+    }
+    azymuty = fetched;
+}
+
+QByteArray AzimuthExportVC::exportText() const {
+    QList<AzimuthFile::Entry> entries;
+    for (const Azimuth* a : azymuty) {
+        // An object deleted since the list was fetched is left out.
+        if (!a || a->isDeleted()) continue;
+        entries << AzimuthFile::Entry{a->azimuth(), a->distance(), a->desc(), a->colorRed(), a->colorGreen(),
+                                      a->colorBlue()};
+    }
+    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    return AzimuthFile::exportText(defaults.doubleForKey(SettingsKey::latitude),
+                                   defaults.doubleForKey(SettingsKey::longitude), entries);
+}
+
+void AzimuthExportVC::exportAzimuths() {
+    if (busy_) return;
+    const QByteArray text = exportText();
+    const QString name = filename->text().isNull() ? QString(QLatin1String("")) : filename->text();
+    const QString folder = AzimuthFolder::path();
+    const QString stamp = AzimuthFolder::stamp(clock_->now());
+    busy_ = true;
+    emit busyChanged();
+    statusLbl->setText(QString());
+    watcher_->setFuture(QtConcurrent::run(
+        [folder, name, text, stamp] { return AzimuthFolder::writeExport(folder, name, text, stamp); }));
+}

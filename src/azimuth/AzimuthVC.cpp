@@ -1,0 +1,174 @@
+#include "AzimuthVC.h"
+
+#include "AppDelegate.h"
+#include "GMSCameraPosition.h"
+#include "GMSMapView.h"
+#include "GMSUISettings.h"
+#include "LocationManager.h"
+#include "LocationServices.h"
+#include "MapSupport.h"
+#include "SystemSound.h"
+#include "WorkPosition.h"
+#include "settings/Units.h"
+#include "settings/UserDefaults.h"
+
+#include <QDebug>
+
+#include <cmath>
+
+AzimuthVC::AzimuthVC(QObject* parent)
+    : UIViewController(parent),
+      kompasTXT_(new UILabel(this)),
+      pointLocationTXT_(new UILabel(this)),
+      pointDescriptionTXT_(new UILabel(this)),
+      mapView_(new GMSMapView(std::nullopt)) {
+    mapView_->setParent(this);
+    kompasTXT_->setTextColor(Qt::white);
+    pointLocationTXT_->setTextColor(Qt::white);
+    pointDescriptionTXT_->setTextColor(Qt::white);
+    authorizationStatus = LocationManager::authorizationStatus();
+    appDelegate = AppDelegate::shared();
+    pinCel = GMSMarker::marker();
+    pinUzytkownik = GMSMarker::marker();
+    pinKompas = GMSMarker::marker();
+}
+
+AzimuthVC::~AzimuthVC() {
+    // Overlays hold the map weakly; take them off before it goes.
+    if (mapView_) mapView_->setDelegate(nullptr);
+}
+
+QColor AzimuthVC::onBearingColor() { return QColor::fromRgbF(0.46666667f, 0.7647059f, 0.26666668f, 1.0f); }
+
+void AzimuthVC::viewDidLoad() {
+    forceLightStyle();
+    mapView_->setDelegate(this);
+    QMarginsF padding = mapView_->padding();
+    padding.setBottom(50.0);
+    mapView_->setPadding(padding);
+
+    locationManager = new LocationManager(this);
+    connect(locationManager, &LocationManager::didUpdateHeading, this, &AzimuthVC::didUpdateHeading);
+    locationManager->requestWhenInUseAuthorization();
+    locationManager->setDesiredAccuracy(kCLLocationAccuracyBest);
+    locationManager->startUpdatingHeading();
+
+    if (enableMyLocation(*locationManager)) {
+        mapView_->setMyLocationEnabled(true);
+        mapView_->settings()->setMyLocationButton(true);
+        MapSupport::feedMyLocation(mapView_, locationManager);
+    }
+}
+
+void AzimuthVC::viewWillAppear(bool) {
+    setTitle(tr("azimuth"));
+    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    useImperialUnits = defaults.boolForKey(SettingsKey::useImperialUnits);
+    loadAzimuths();
+    pinKompas->setOpacity(defaults.boolForKey(SettingsKey::hideCompassIndicator) ? 0.0f : 1.0f);
+    if (azimuth < 0.0) pointDescriptionTXT_->setText(QString());
+}
+
+void AzimuthVC::loadAzimuths() {
+    if (!appDelegate) return;
+    NSManagedObjectContext* context = appDelegate->persistentContainer()->viewContext();
+    if (!context) return;
+    QString error;
+    const QList<Azimuth*> fetched = context->fetchAll<Azimuth>(&error);
+    if (!error.isEmpty()) {
+        qDebug().noquote() << "could not fetch: " + error;
+        return;
+    }
+    azymuty = fetched;
+    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    const double latitude = defaults.doubleForKey(SettingsKey::latitude);
+    const double longitude = defaults.doubleForKey(SettingsKey::longitude);
+    useGeocoder = defaults.boolForKey(SettingsKey::useGeocoder);
+    lokalizacjaManual = CLLocationCoordinate2D{latitude, longitude};
+    mapIsConfigured = configureMap();
+    redrawAzimuths();
+}
+
+bool AzimuthVC::configureMap() {
+    lokalizacjaUzytkownika = workPosition(useGeocoder, lokalizacjaManual.value_or(CLLocationCoordinate2D{0.0, 0.0}),
+                                          locationManager ? locationManager->location() : std::nullopt,
+                                          lokalizacjaUzytkownika);
+    if (!lokalizacjaUzytkownika) return false;
+    const CLLocationCoordinate2D position = *lokalizacjaUzytkownika;
+    mapView_->setCamera(GMSCameraPosition(position.latitude, position.longitude, 18.0f));
+
+    pinKompas->setPosition(position);
+    pinKompas->setIcon(MapSupport::compassIndicatorIcon());
+    pinKompas->setFlat(true);
+    pinKompas->setMap(mapView_);
+
+    pinUzytkownik->setPosition(position);
+    pinUzytkownik->setTitle(tr("your location"));
+    pinUzytkownik->setFlat(false);
+    pinUzytkownik->setMap(mapView_);
+
+    mapView_->setMapType(GMSMapView::kGMSTypeHybrid);
+    mapView_->settings()->setRotateGestures(false);
+    pointLocationTXT_->setText(Format::labelCoordinates(tr("from"), position.latitude, position.longitude));
+    return true;
+}
+
+void AzimuthVC::redrawAzimuths() {
+    for (const GMSPolylinePtr& line : linie) line->setMap(nullptr);
+    for (const markers& m : markery) m.marker->setMap(nullptr);
+    linie.clear();
+    markery.clear();
+
+    const QList<azimuthLine> lines = AzimuthLines::azimuthLines(lokalizacjaUzytkownika, azymuty, useImperialUnits);
+    for (const azimuthLine& line : lines) {
+        const QColor color = QColor::fromRgbF(float(line.red), float(line.green), float(line.blue), 1.0f);
+        GMSPolylinePtr polyline = GMSPolyline::polylineWithPath(GMSPath{line.start, line.end});
+        polyline->setStrokeColor(color);
+        polyline->setStrokeWidth(2.0f);
+        polyline->setGeodesic(true);
+        polyline->setMap(mapView_);
+        linie << polyline;
+
+        GMSMarkerPtr marker = GMSMarker::markerWithPosition(line.end);
+        marker->setTitle(line.title);
+        marker->setSnippet(line.snippet);
+        marker->setIcon(GMSMarker::markerImageWithColor(color));
+        marker->setMap(mapView_);
+        markery << markers{marker, line.azymut};
+    }
+
+    azimuth = AzimuthLines::selectedAzimuth(lines);
+    if (azimuth != AzimuthLines::kNoAzimuth)
+        pointDescriptionTXT_->setText(Format::labelAzimuth(tr("selected azimuth"), azimuth));
+    else
+        pointDescriptionTXT_->setText(QString());
+}
+
+void AzimuthVC::settings() { performSegueWithIdentifier(QStringLiteral("settingsVC")); }
+
+bool AzimuthVC::didTapMarker(GMSMapView*, GMSMarker* marker) {
+    for (const markers& m : markery) {
+        if (m.marker.get() == marker) {
+            azimuth = m.azymut;
+            pointDescriptionTXT_->setText(Format::labelAzimuth(tr("selected azimuth"), azimuth));
+        }
+    }
+    return false;
+}
+
+void AzimuthVC::didLongPressAtCoordinate(GMSMapView*, CLLocationCoordinate2D coordinate) {
+    AudioServicesPlaySystemSound(SystemSound::kLongPress);
+    lokalizacjaUzytkownika = coordinate;
+    pinUzytkownik->setPosition(coordinate);
+    pinKompas->setPosition(coordinate);
+    redrawAzimuths();
+}
+
+void AzimuthVC::didUpdateHeading(const CLHeading& heading) {
+    actualCompassValue = heading.trueHeading;
+    kompasTXT_->setText(Format::heading(actualCompassValue));
+    pinKompas->setRotation(actualCompassValue);
+    // Plain difference: no wrap at north, and -360.0 is never near a heading.
+    const bool onBearing = std::fabs(heading.trueHeading - azimuth) <= kOnBearingDegrees;
+    kompasTXT_->setTextColor(onBearing ? onBearingColor() : QColor(Qt::white));
+}

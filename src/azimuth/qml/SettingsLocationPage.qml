@@ -1,0 +1,94 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Zenloft.Shell
+import Zenloft.Map
+
+// The manual position: long press on the map or search an address; the
+// segments switch between the device's position and the manual one.
+ScreenPage {
+    id: page
+
+    Item {
+        id: mapArea
+        anchors.fill: parent
+    }
+
+    function attachMap() {
+        if (!page.vc || !page.vc.mapView) return
+        page.vc.mapView.parent = mapArea
+        page.vc.mapView.anchors.fill = mapArea
+    }
+    onVcChanged: attachMap()
+    Component.onCompleted: attachMap()
+
+    Connections {
+        target: page.vc
+        ignoreUnknownSignals: true
+        function onEndEditing() { page.forceActiveFocus() }
+    }
+
+    ColumnLayout {
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.margins: 12
+        spacing: 8
+
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: 48
+            radius: 8
+            color: "white"
+            TextField {
+                objectName: "lokalizacjaName"
+                anchors.fill: parent
+                anchors.leftMargin: 8
+                anchors.rightMargin: 8
+                placeholderText: qsTr("search address")
+                text: page.vc ? page.vc.lokalizacjaName.text : ""
+                onTextEdited: if (page.vc) page.vc.lokalizacjaName.userEdit(text)
+                onAccepted: if (page.vc) page.vc.szukajLokalizacji()
+            }
+        }
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: segments.implicitHeight
+            radius: 8
+            color: "white"
+            TabBar {
+                id: segments
+                objectName: "picker"
+                anchors.fill: parent
+                currentIndex: page.vc ? page.vc.picker.selectedSegmentIndex : 0
+                Repeater {
+                    model: page.vc ? page.vc.picker.titles : []
+                    TabButton {
+                        required property string modelData
+                        required property int index
+                        text: modelData
+                        onClicked: page.vc.picker.userSelect(index)
+                    }
+                }
+            }
+        }
+    }
+
+    Rectangle {
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        height: 40
+        color: "#99000000"
+        visible: point.text.length > 0
+        Label {
+            id: point
+            objectName: "pointLocationTXT"
+            anchors.verticalCenter: parent.verticalCenter
+            anchors.left: parent.left
+            anchors.leftMargin: 12
+            text: page.vc ? page.vc.pointLocationTXT.text : ""
+            color: page.vc ? page.vc.pointLocationTXT.textColor : "white"
+        }
+    }
+}

@@ -1,0 +1,202 @@
+// The azimuth file: the exported text byte for byte, number and text
+// escaping, the lenient reader (trailing commas, numbers as texts), and
+// random or truncated input that must never crash the reader.
+
+#include "AzimuthFile.h"
+#include "LenientJson.h"
+#include "testsupport.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+using AzimuthFile::Entry;
+
+namespace {
+
+QByteArray reference(const char* name) {
+    QFile f(zltest::sourcePath(QStringLiteral("tests/data/azimuth/") + QLatin1String(name)));
+    EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name;
+    return f.readAll();
+}
+
+const QList<Entry> kTwo = {{10.5, 2.0, "a", 255, 0, 0}, {90.0, 1.5, "", 0, 0, 255}};
+
+}  // namespace
+
+TEST(AzimuthExportText, TwoAzimuthsByteForByte) {
+    const QByteArray text = AzimuthFile::exportText(52.0, 21.0, kTwo);
+    EXPECT_EQ(text.toStdString(), reference("two_azimuths.json").toStdString());
+    EXPECT_EQ(text,
+              "{\n\"latitude\": 52.0,\n\"longitude\": 21.0,\n\"azimuths\": [\n{\n\"azimuth\": \"10.5\",\"distance\": "
+              "\"2.0\",\"desc\": \"a\",\"colorRed\" : \"255\",\"colorGreen\" : \"0\",\"colorBlue\" : \"0\"},{\n"
+              "\"azimuth\": \"90.0\",\"distance\": \"1.5\",\"desc\": \"\",\"colorRed\" : \"0\",\"colorGreen\" : "
+              "\"0\",\"colorBlue\" : \"255\"},]\n}");
+}
+
+TEST(AzimuthExportText, NoAzimuthsStillMakesAFile) {
+    EXPECT_EQ(AzimuthFile::exportText(0.0, 0.0, {}), "{\n\"latitude\": 0.0,\n\"longitude\": 0.0,\n\"azimuths\": [\n]\n}");
+}
+
+TEST(AzimuthExportText, DoublesAsTheShortestTextThatReadsBack) {
+    EXPECT_EQ(AzimuthFile::doubleText(52.0), "52.0");
+    EXPECT_EQ(AzimuthFile::doubleText(-0.5), "-0.5");
+    EXPECT_EQ(AzimuthFile::doubleText(0.1), "0.1");
+    EXPECT_EQ(AzimuthFile::doubleText(0.1 + 0.2), "0.30000000000000004");
+    EXPECT_EQ(AzimuthFile::doubleText(123456789.0), "123456789.0");
+    EXPECT_EQ(AzimuthFile::doubleText(0.0001), "0.0001");
+    EXPECT_EQ(AzimuthFile::doubleText(0.00001), "1e-05");
+    EXPECT_EQ(AzimuthFile::doubleText(1e20), "1e+20");
+    EXPECT_EQ(AzimuthFile::doubleText(0.0), "0.0");
+    std::mt19937_64 rng(7);
+    std::uniform_real_distribution<double> any(-1e6, 1e6);
+    for (int i = 0; i < 2000; ++i) {
+        const double v = any(rng);
+        EXPECT_EQ(AzimuthFile::doubleText(v).toDouble(), v);
+    }
+}
+
+TEST(AzimuthExportText, TextsAreEscapedSoThatEveryFileReadsBack) {
+    const QString nasty = QStringLiteral("say \"hi\"\\ now\nline\ttab\r\x01\x1f end ąż 🛰");
+    EXPECT_EQ(AzimuthFile::escapeText(nasty),
+              QStringLiteral("say \\\"hi\\\"\\\\ now\\nline\\ttab\\r\\u0001\\u001f end ąż 🛰"));
+    const QList<Entry> entries = {{1.0, 2.0, nasty, 1, 2, 3}, {3.0, 4.0, "\"", 4, 5, 6}, {5.0, 6.0, "\\", 7, 8, 9}};
+    QString error;
+    const auto back = AzimuthFile::parse(AzimuthFile::exportText(1.5, -2.5, entries), &error);
+    ASSERT_TRUE(back) << error.toStdString();
+    EXPECT_EQ(back->latitude, 1.5);
+    EXPECT_EQ(back->longitude, -2.5);
+    EXPECT_EQ(back->azimuths, entries);
+}
+
+TEST(AzimuthFileRead, TheExportedTextReadsBack) {
+    QString error;
+    const auto content = AzimuthFile::parse(reference("two_azimuths.json"), &error);
+    ASSERT_TRUE(content) << error.toStdString();
+    EXPECT_EQ(content->latitude, 52.0);
+    EXPECT_EQ(content->longitude, 21.0);
+    EXPECT_EQ(content->azimuths, kTwo);
+}
+
+TEST(AzimuthFileRead, NumbersAsTextsAndAsNumbersReadTheSame) {
+    QString error;
+    const auto content = AzimuthFile::parse(reference("numbers_as_numbers.json"), &error);
+    ASSERT_TRUE(content) << error.toStdString();
+    EXPECT_EQ(content->latitude, 48.5);
+    EXPECT_EQ(content->longitude, 2.25);
+    ASSERT_EQ(content->azimuths.size(), 2);
+    EXPECT_EQ(content->azimuths[0], (Entry{45.0, 3.75, "north-east", 255, 128, 64}));
+    // Missing desc is empty; "12.7" truncates; true is 1; null is 0.
+    EXPECT_EQ(content->azimuths[1], (Entry{270.5, 0.5, "", 12, 1, 0}));
+    EXPECT_TRUE(content->azimuths[1].desc.isEmpty());
+}
+
+TEST(AzimuthFileRead, LenientValuesOfOtherKinds) {
+    QString error;
+    const auto content = AzimuthFile::parse(
+        R"({"azimuths":[{"azimuth":"12.5abc","distance":[],"desc":7,"colorRed":"x"},{"desc":true},{},"odd",3]})",
+        &error);
+    ASSERT_TRUE(content) << error.toStdString();
+    ASSERT_EQ(content->azimuths.size(), 5);
+    EXPECT_EQ(content->azimuths[0], (Entry{12.5, 0.0, "7", 0, 0, 0}));
+    EXPECT_EQ(content->azimuths[1].desc, "true");
+    EXPECT_EQ(content->azimuths[2], Entry{});
+    EXPECT_EQ(content->azimuths[3], Entry{});
+    EXPECT_EQ(content->latitude, 0.0);
+}
+
+TEST(AzimuthFileRead, EmptyArrayMissingArrayAndNotJson) {
+    QString error;
+    auto content = AzimuthFile::parse(R"({"latitude": 1.0, "longitude": 2.0, "azimuths": []})", &error);
+    ASSERT_TRUE(content);
+    EXPECT_TRUE(content->azimuths.isEmpty());
+
+    for (const char* bad : {R"({"latitude": 1.0})", R"({"azimuths": {}})", R"({"azimuths": "[]"})", "[1,2]", "3"}) {
+        error.clear();
+        EXPECT_FALSE(AzimuthFile::parse(bad, &error)) << bad;
+        EXPECT_TRUE(error.contains("\"azimuths\"")) << error.toStdString();
+    }
+    for (const char* bad : {"", "not json", "{\"azimuths\": [}", "{\"azimuths\": [{\"desc\": \"a\nb\"}]}",
+                            "{\"azimuths\": []} x", "{\"azimuths\": [],,}", "\xff\xfe{}"}) {
+        error.clear();
+        EXPECT_FALSE(AzimuthFile::parse(bad, &error)) << bad;
+        EXPECT_TRUE(error.startsWith("not a JSON text")) << error.toStdString();
+    }
+}
+
+TEST(AzimuthFileRead, AColourBeyond32BitsIsRefused) {
+    QString error;
+    EXPECT_FALSE(AzimuthFile::parse(R"({"azimuths":[{"colorRed": 4294967296}]})", &error));
+    EXPECT_TRUE(error.contains("colour")) << error.toStdString();
+    EXPECT_TRUE(AzimuthFile::parse(R"({"azimuths":[{"colorRed": -2147483648, "colorBlue": "2147483647"}]})", &error));
+}
+
+TEST(LenientJsonReader, TrailingCommasBomAndNonFiniteWords) {
+    QString error;
+    auto v = LenientJson::parse("\xEF\xBB\xBF [1, 2, ] ", &error);
+    ASSERT_TRUE(v) << error.toStdString();
+    EXPECT_EQ(v->toArray().size(), 2);
+    v = LenientJson::parse(R"({"a": {"b": [],}, })", &error);
+    ASSERT_TRUE(v) << error.toStdString();
+    EXPECT_TRUE(v->toObject().value("a").toObject().value("b").isArray());
+    v = LenientJson::parse("[nan, inf, -inf, -0.5e2, \"\\u00e9\\/\"]", &error);
+    ASSERT_TRUE(v) << error.toStdString();
+    EXPECT_TRUE(std::isnan(v->toArray().at(0).toDouble()));
+    EXPECT_EQ(v->toArray().at(2).toDouble(), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(v->toArray().at(3).toDouble(), -50.0);
+    EXPECT_EQ(v->toArray().at(4).toString(), QStringLiteral("é/"));
+    for (const char* bad : {"[,]", "[1 2]", "{\"a\" 1}", "01", "1.", "-", "\"\\x\"", "[1,", "{\"a\":1,"})
+        EXPECT_FALSE(LenientJson::parse(bad, &error)) << bad;
+}
+
+TEST(LenientJsonReader, DeepNestingIsRefusedNotOverflowed) {
+    QString error;
+    EXPECT_FALSE(LenientJson::parse(QByteArray(100000, '['), &error));
+    EXPECT_TRUE(error.contains("nested too deeply")) << error.toStdString();
+    const QByteArray fine = QByteArray(100, '[') + QByteArray(100, ']');
+    EXPECT_TRUE(LenientJson::parse(fine, &error));
+}
+
+TEST(AzimuthFileFuzz, RandomAndTruncatedInputNeverCrashes) {
+    const QByteArray good = reference("two_azimuths.json");
+    std::mt19937 rng(20261122);
+    int accepted = 0;
+    // Every prefix of a good file.
+    for (int n = 0; n <= good.size(); ++n) {
+        QString error;
+        if (AzimuthFile::parse(good.left(n), &error)) ++accepted;
+        else EXPECT_FALSE(error.isEmpty());
+    }
+    EXPECT_EQ(accepted, 1) << "only the whole file reads";
+    // Mutations: flipped, dropped and inserted bytes.
+    const QByteArray alphabet = "{}[],:\"\\ 0123456789.-+eEtrufalsn\n\x01\xff";
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray t = good;
+        const int edits = 1 + int(rng() % 6);
+        for (int e = 0; e < edits && !t.isEmpty(); ++e) {
+            const int at = int(rng() % t.size());
+            switch (rng() % 3) {
+            case 0: t[at] = alphabet[int(rng() % alphabet.size())]; break;
+            case 1: t.remove(at, 1); break;
+            default: t.insert(at, alphabet[int(rng() % alphabet.size())]);
+            }
+        }
+        QString error;
+        const auto content = AzimuthFile::parse(t, &error);
+        if (!content) {
+            EXPECT_FALSE(error.isEmpty());
+        }
+    }
+    // Pure noise.
+    for (int round = 0; round < 500; ++round) {
+        QByteArray t(int(rng() % 200), '\0');
+        for (char& c : t) c = char(rng() % 256);
+        QString error;
+        AzimuthFile::parse(t, &error);
+    }
+}
