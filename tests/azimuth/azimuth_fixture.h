@@ -9,6 +9,7 @@
 #include "AppPaths.h"
 #include "AzimuthScreens.h"
 #include "Clock.h"
+#include "GMSServices.h"
 #include "LocationBackend.h"
 #include "LocationServices.h"
 #include "SystemSound.h"
@@ -52,6 +53,8 @@ class ScreenTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(dir.isValid());
+        // Maps draw the built-in coordinate tiles: no network.
+        GMSServices::provideAPIKey(QString(39, QChar('A')));
         AppPaths::setDataDir(dir.path());
         UserDefaults::setStandardPath(dir.filePath("settings.ini"));
         services = new LocationServices(&clock);
