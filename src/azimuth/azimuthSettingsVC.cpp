@@ -83,9 +83,11 @@ UITableViewCell azimuthSettingsVC::cellForRowAtIndexPath(int section, int row) c
                      {"setEnabled", o->isActive()},
                      {"tag", row}}};
         }
-        static const char* actions[] = {"add new azimuth", "import", "export"};
+        // "import" and "export" are plain texts, not localised.
         const int action = row - n;
-        const QString title = action == 0 ? tr("add new azimuth") : QString::fromLatin1(actions[qBound(0, action, 2)]);
+        const QString title = action == 0   ? tr("add new azimuth")
+                              : action == 1 ? QStringLiteral("import")
+                                            : QStringLiteral("export");
         return {QStringLiteral("settingsCellTypeIV"), {{"label", title}}};
     }
     const QString title = OpisWpisow.value(section).value(row);
