@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QString>
+#include <QUrl>
+
+#include <memory>
+
+class GMSCoreClientParameters;
+class GMSDASHConnection;
+class GMSServiceTileSource;
+
+struct MapServiceOptions {
+    QUrl endpoint;            // e.g. http://127.0.0.1:8765/glm/mmap
+    QString apiKey;           // 39 characters
+    QString settingsIniPath;  // the engine's identity and last-run version live here
+    QString cacheDir;         // disk caches and "ServerControlledParams"
+    int tileEdgeLength = 256;
+    double screenScale = 1.0;
+};
+
+// Builds the engine's traffic with the map service: connection, disk caches,
+// client parameters, one tile service per layer and the tile source that the
+// map views draw from, which it installs with GMSServices. Call on the GUI
+// thread after QGuiApplication exists; stop() before it goes.
+class MapServiceSetup {
+public:
+    // False (with a logged reason) when the options are unusable or a setup
+    // is already running; the map then keeps its built-in tiles.
+    static bool start(const MapServiceOptions& options);
+    static void stop();
+    static MapServiceSetup* instance();
+
+    explicit MapServiceSetup(MapServiceOptions options);
+    ~MapServiceSetup();
+    MapServiceSetup(const MapServiceSetup&) = delete;
+    MapServiceSetup& operator=(const MapServiceSetup&) = delete;
+
+    // Starts everything; `install` puts the source into GMSServices.
+    bool startServices(bool install);
+    bool isReady() const;  // client parameters (or their failure) and disk caches in hand
+
+    GMSServiceTileSource* tileSource() const;
+    GMSCoreClientParameters* clientParameters() const;
+    GMSDASHConnection* connection() const;
+
+    static const QString kEngineVersion;
+    static const QString kLastRunCoreVersionKey;
+    static const QString kLastRunSDKVersionKey;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "GMSDASHBatchedTileRequest.h"
+#include "GMSDASHError.h"
+#include "GMSDASHTileService.h"
+#include "maptile.pb.h"
+
+#include <QCoreApplication>
+#include <QObject>
+
+#include <map>
+#include <memory>
+#include <tuple>
+#include <vector>
+
+namespace zltest {
+
+// A tile service with a fake connection (batches are caught, answers are
+// written by the test), a clock the test moves, and its work queue on the
+// test's own thread.
+struct TileServiceHarness {
+    struct Answer {
+        GMSTileCoords coords;
+        int status;
+        GMSTilePtr tile;
+    };
+
+    explicit TileServiceHarness(GMSDASHTileServiceOptions options = {}, GMSTileDataCache* cache = nullptr,
+                                bool start = true)
+    {
+        service = GMSDASHTileService::create(
+            options, &queue,
+            [this](const std::shared_ptr<GMSDASHRequest>& r) {
+                sent.push_back(std::static_pointer_cast<GMSDASHBatchedTileRequest>(r));
+            },
+            [this] { return now; }, cache);
+        if (start)
+            service->startRequestQueue();
+        pump();
+    }
+
+    static void pump()
+    {
+        for (int i = 0; i < 5; ++i)
+            QCoreApplication::sendPostedEvents();
+    }
+
+    GMSTileCallback callback()
+    {
+        return [this](const GMSTileCoords& c, int status, const GMSTilePtr& tile) {
+            answers.push_back({c, status, tile});
+        };
+    }
+    void request(int z, int x, int y, int fetchType = 1)
+    {
+        if (fetchType == 1)
+            service->requestTile(GMSTileCoords(z, x, y), this, callback());
+        else
+            service->prefetchTile(GMSTileCoords(z, x, y), fetchType, this, callback());
+        pump();
+    }
+
+    using Key = std::tuple<int, int, int>;  // zoom as sent on the wire
+    struct Reply {
+        std::string data;     // empty: no tile data
+        std::string version;  // empty: no version
+    };
+    // Answers a batch with the given tiles, in the service's thread.
+    void respond(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch, const std::map<Key, Reply>& tiles,
+                 int responseCode = 0, int edition = 1)
+    {
+        auto resp = std::make_shared<zenloft::wire::GMSx_GMMMapTileResponseProto>();
+        resp->mutable_header()->set_response_code(zenloft::wire::GMSx_GMMMapTileResponseCode(responseCode));
+        resp->mutable_header()->set_tile_edition(edition);
+        for (const auto& [k, reply] : tiles) {
+            auto* t = resp->add_map_tile_array();
+            auto* mt = t->mutable_map_tile();
+            mt->set_tile_type(zenloft::wire::TILE_TYPE_SATELLITE);
+            mt->set_zoom_level(std::get<0>(k));
+            mt->set_tile_index_x(std::get<1>(k));
+            mt->set_tile_index_y(std::get<2>(k));
+            if (!reply.version.empty())
+                mt->mutable_version_id()->set_version_id(reply.version);
+            if (!reply.data.empty())
+                t->set_tile_data(reply.data);
+        }
+        service->handleServerResponse(batch, resp, std::nullopt);
+        pump();
+    }
+    void fail(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch)
+    {
+        service->handleServerResponse(batch, nullptr,
+                                      GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "timed out", {}, {}});
+        pump();
+    }
+
+    static std::string png(char tag = 'a') { return std::string("\x89PNG\r\n\x1a\n", 8) + "tile-" + tag; }
+
+    QObject queue;
+    qint64 now = 1'000'000;
+    std::shared_ptr<GMSDASHTileService> service;
+    std::vector<std::shared_ptr<GMSDASHBatchedTileRequest>> sent;
+    std::vector<Answer> answers;
+};
+
+}  // namespace zltest

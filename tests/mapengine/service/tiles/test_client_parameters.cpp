@@ -1,0 +1,276 @@
+#include "GMSCoreClientParameters.h"
+#include "testsupport.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace zenloft::wire;
+
+namespace {
+
+// Timers that fire when the test says so.
+struct FakeTimers : GMSClientParametersTimers {
+    struct Timer {
+        qint64 ms;
+        std::function<void()> fire;
+        bool live = true;
+    };
+    std::shared_ptr<std::map<Token, Timer>> timers = std::make_shared<std::map<Token, Timer>>();
+    Token next = 1;
+    Token start(qint64 ms, std::function<void()> fire) override
+    {
+        (*timers)[next] = {ms, std::move(fire)};
+        return next++;
+    }
+    void cancel(Token t) override { (*timers)[t].live = false; }
+};
+
+struct Harness {
+    QTemporaryDir dir;
+    qint64 timing = 50'000'000;  // the engine's clock, its own origin
+    qint64 wall = QDateTime::currentMSecsSinceEpoch();
+    std::shared_ptr<std::map<GMSClientParametersTimers::Token, FakeTimers::Timer>> timers;
+    struct Sent {
+        std::shared_ptr<const GMSClientParameters::Request> request;
+        GMSClientParameters::ResponseHandler handler;
+    };
+    std::vector<Sent> sent;
+    std::unique_ptr<GMSCoreClientParameters> params;
+    std::vector<std::optional<GMSDASHError>> startups;
+
+    QString path() const { return dir.filePath("ServerControlledParams"); }
+
+    void make()
+    {
+        auto t = std::make_unique<FakeTimers>();
+        timers = t->timers;
+        params = std::make_unique<GMSCoreClientParameters>(
+            [this](std::shared_ptr<const GMSClientParameters::Request> r, GMSClientParameters::ResponseHandler h) {
+                sent.push_back({r, h});
+            },
+            path(), [this] { return timing; }, [this] { return wall; }, std::move(t));
+    }
+    void start()
+    {
+        params->startWithCompletionHandler([this](std::optional<GMSDASHError> e) { startups.push_back(e); });
+        QCoreApplication::sendPostedEvents();
+    }
+    // The last live timer that is not the three-hour one, or the one of `ms`.
+    FakeTimers::Timer* timerOf(qint64 ms)
+    {
+        for (auto& [token, t] : *timers)
+            if (t.live && t.ms == ms)
+                return &t;
+        return nullptr;
+    }
+    void fire(qint64 ms)
+    {
+        auto* t = timerOf(ms);
+        ASSERT_TRUE(t) << "no timer of " << ms;
+        t->live = false;
+        auto f = t->fire;
+        f();
+    }
+    // A full answer: every asked group, with content and a hash.
+    std::shared_ptr<GMSClientParameters::Response> fullAnswer(const GMSClientParameters::Request& req,
+                                                              int schema = 1)
+    {
+        auto resp = std::make_shared<GMSClientParameters::Response>();
+        for (const auto& g : req.parameter_group_array()) {
+            auto* a = resp->add_parameter_group_array();
+            a->set_type(g.type());
+            a->set_hash_p(quint64(g.type()) * 1000 + quint64(schema));
+            if (g.type() == PARAMETER_GROUP_VECTOR_MAPS)
+                a->mutable_vector_maps()->set_disk_cache_server_schema_version(schema);
+        }
+        return resp;
+    }
+    void answerLast(std::shared_ptr<GMSClientParameters::Response> resp)
+    {
+        sent.back().handler(resp, std::nullopt);
+    }
+    void failLast()
+    {
+        sent.back().handler(nullptr, GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "t", {}, {}});
+    }
+};
+
+}  // namespace
+
+TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
+{
+    Harness h;
+    h.make();
+    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
+    h.start();
+    ASSERT_EQ(h.sent.size(), 1u);  // nothing saved: asks at once
+    EXPECT_EQ(h.sent[0].request->parameter_group_array_size(), 12);
+    EXPECT_FALSE(h.sent[0].request->parameter_group_array(0).has_hash_p());
+    EXPECT_TRUE(h.startups.empty());  // startup waits for the answer
+    EXPECT_EQ(updated.count(), 1);    // every group, at start
+    EXPECT_TRUE(h.timerOf(10'800'000));
+
+    h.answerLast(h.fullAnswer(*h.sent[0].request, 3));
+    ASSERT_EQ(h.startups.size(), 1u);
+    EXPECT_FALSE(h.startups[0].has_value());
+    EXPECT_EQ(h.params->lastUpdateTimeMs(), h.timing);
+    EXPECT_TRUE(h.params->areParamsFresh());
+    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
+    EXPECT_EQ(updated.count(), 2);
+    h.params->flushPendingWrites();
+    EXPECT_TRUE(QFile::exists(h.path()));
+
+    h.timing += 10'800'000 - 1;
+    h.params->refreshIfNeeded();
+    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_TRUE(h.params->areParamsFresh());
+    h.timing += 1;  // r = 0: due
+    EXPECT_FALSE(h.params->areParamsFresh());
+    h.fire(10'800'000);
+    ASSERT_EQ(h.sent.size(), 2u);
+    EXPECT_TRUE(h.sent[1].request->parameter_group_array(0).has_hash_p());
+
+    // Groups of type 0 or without a hash are ignored; an answer that changes
+    // nothing only moves the file's date.
+    auto same = std::make_shared<GMSClientParameters::Response>();
+    for (const auto& g : h.sent[1].request->parameter_group_array()) {
+        auto* a = same->add_parameter_group_array();
+        a->set_type(g.type());
+        a->set_hash_p(g.hash_p());
+    }
+    same->mutable_parameter_group_array(0)->set_type(PARAMETER_GROUP_UNKNOWN);
+    same->mutable_parameter_group_array(1)->clear_hash_p();
+    same->mutable_parameter_group_array(1)->mutable_vector_maps()->set_disk_cache_server_schema_version(99);
+    QFile before(h.path());
+    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
+    const QByteArray bytes = before.readAll();
+    before.close();
+    h.wall += 3'600'000;
+    h.answerLast(same);
+    h.params->flushPendingWrites();
+    QFile after(h.path());
+    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
+    EXPECT_EQ(after.readAll(), bytes);
+    EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.wall), 1000.0);
+    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
+    EXPECT_EQ(updated.count(), 2);
+}
+
+TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
+{
+    Harness h;
+    {
+        GMSClientParameters::Response saved;
+        auto* g = saved.add_parameter_group_array();
+        g->set_type(PARAMETER_GROUP_VECTOR_MAPS);
+        g->set_hash_p(42);
+        g->mutable_vector_maps()->set_disk_cache_server_schema_version(7);
+        auto* e = saved.add_parameter_group_array();
+        e->set_type(PARAMETER_GROUP_EXPIRATIONS);
+        e->set_hash_p(43);
+        auto* c = e->mutable_expirations()->add_custom_expire_array();
+        c->set_tile_type(TILE_TYPE_SATELLITE);
+        c->set_expiration_seconds(30);
+        QFile f(h.path());
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(QByteArray::fromStdString(saved.SerializeAsString()));
+        f.close();
+        ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
+            QDateTime::fromMSecsSinceEpoch(h.wall - 4 * 3'600'000), h.path()));
+    }
+    h.make();
+    h.start();
+    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 7);
+    GMSTileType sat;
+    sat.mapTileType = 1;
+    EXPECT_EQ(h.params->tileTypeExpirations().expirationPeriodMSForTileType(sat), 30'000);
+    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.timing - 4 * 3'600'000), 1000.0);
+    ASSERT_EQ(h.sent.size(), 1u);  // stale: a request at once
+    bool sentHash = false;
+    for (const auto& g : h.sent[0].request->parameter_group_array())
+        if (g.type() == PARAMETER_GROUP_VECTOR_MAPS)
+            sentHash = g.has_hash_p() && g.hash_p() == 42;
+    EXPECT_TRUE(sentHash);
+    // Startup does not wait for the network.
+    ASSERT_EQ(h.startups.size(), 1u);
+    EXPECT_FALSE(h.startups[0].has_value());
+}
+
+TEST(ClientParameters, UnreadableFileFallsBackToDefaults)
+{
+    Harness h;
+    QFile f(h.path());
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("\xff\xff\xff not a message");
+    f.close();
+    h.make();
+    h.start();
+    EXPECT_FALSE(h.params->haveParamsEverBeenFetched());
+    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), -1);
+    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_TRUE(h.startups.empty());
+}
+
+TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
+{
+    Harness h;
+    h.make();
+    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
+    h.start();
+    ASSERT_EQ(h.sent.size(), 1u);
+    h.failLast();
+    for (qint64 seconds : {1, 2, 4, 8, 16, 32, 64}) {
+        ASSERT_TRUE(h.params->isRetryWaiting());
+        const std::size_t before = h.sent.size();
+        h.fire(seconds * 1000);
+        ASSERT_EQ(h.sent.size(), before + 1) << seconds;
+        if (seconds == 4) {
+            // An answer with fewer groups than asked is a failure too.
+            auto partial = h.fullAnswer(*h.sent.back().request);
+            partial->mutable_parameter_group_array()->RemoveLast();
+            h.answerLast(partial);
+        } else {
+            h.failLast();
+        }
+    }
+    EXPECT_FALSE(h.params->isRetryWaiting());
+    ASSERT_EQ(h.startups.size(), 1u);
+    EXPECT_TRUE(h.startups[0].has_value());
+    EXPECT_TRUE(h.params->isDesperatelyRetrying());
+
+    // Each return of the network is one attempt, without waiting.
+    const std::size_t before = h.sent.size();
+    h.params->networkFound();
+    ASSERT_EQ(h.sent.size(), before + 1);
+    h.failLast();
+    EXPECT_EQ(h.startups.size(), 1u);  // told once
+    EXPECT_FALSE(h.params->isRetryWaiting());
+    h.params->applicationDidBecomeActive();
+    ASSERT_EQ(h.sent.size(), before + 2);
+    const int notes = updated.count();
+    h.answerLast(h.fullAnswer(*h.sent.back().request));
+    EXPECT_FALSE(h.params->isDesperatelyRetrying());
+    EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
+    EXPECT_EQ(updated.count(), notes + 1);
+    h.params->networkFound();
+    EXPECT_EQ(h.sent.size(), before + 2);
+}
+
+TEST(ClientParameters, InactiveStopsTheScheduleAndActiveResumesIt)
+{
+    Harness h;
+    h.make();
+    h.start();
+    h.answerLast(h.fullAnswer(*h.sent[0].request));
+    ASSERT_TRUE(h.timerOf(10'800'000));
+    h.params->applicationWillResignActive();
+    EXPECT_FALSE(h.timerOf(10'800'000));
+    h.timing += 3'600'000;
+    h.params->applicationDidBecomeActive();
+    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_TRUE(h.timerOf(7'200'000));
+}

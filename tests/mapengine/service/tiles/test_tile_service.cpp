@@ -1,0 +1,346 @@
+#include "GMSTileRequestCoordinator.h"
+#include "TileServiceHarness.h"
+#include "testsupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QRandomGenerator>
+
+using namespace zenloft::wire;
+using zltest::TileServiceHarness;
+
+namespace {
+GMSDASHTileServiceOptions satellite(int edge = 256)
+{
+    GMSDASHTileServiceOptions o;
+    o.tileType.mapTileType = TILE_TYPE_SATELLITE;
+    o.tileEdgeLength = edge;
+    return o;
+}
+int countStatus(const TileServiceHarness& h, int status)
+{
+    return int(std::count_if(h.answers.begin(), h.answers.end(), [&](const auto& a) { return a.status == status; }));
+}
+}  // namespace
+
+TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
+{
+    TileServiceHarness h(satellite());
+    h.request(4, 3, 5);
+    h.request(4, 3, 5);
+    h.request(4, 3, 5, 3);  // a prefetch of the same tile joins too
+    ASSERT_EQ(h.sent.size(), 1u);
+    const auto proto = h.sent[0]->buildRequestProto();
+    ASSERT_EQ(proto.map_tile_array_size(), 1);
+    EXPECT_EQ(proto.map_tile_array(0).tile_index_x(), 3);
+    EXPECT_EQ(proto.map_tile_array(0).tile_index_y(), 5);
+    EXPECT_EQ(proto.map_tile_array(0).zoom_level(), 4);
+    EXPECT_EQ(proto.map_tile_array(0).tile_type(), TILE_TYPE_SATELLITE);
+    EXPECT_TRUE(proto.map_tile_array(0).version_id().supports_tile_hash());
+    EXPECT_EQ(proto.header().fetch_type(), 1);
+    EXPECT_EQ(proto.header().tile_size(), 256u);
+    EXPECT_EQ(proto.header().screen_pixel_density(), TILE_SCREEN_PIXEL_DENSITY_NORMAL);
+
+    h.respond(h.sent[0], {{{4, 3, 5}, {TileServiceHarness::png(), "v1"}}});
+    ASSERT_EQ(h.answers.size(), 3u);
+    for (const auto& a : h.answers) {
+        EXPECT_EQ(a.status, kGMSTileStatusFromNetwork);
+        ASSERT_TRUE(a.tile);
+        EXPECT_EQ(a.tile->data.toStdString(), TileServiceHarness::png());
+        EXPECT_EQ(a.tile->versionID, "v1");
+    }
+    EXPECT_FALSE(h.service->hasRequestsInFlight());
+}
+
+TEST(TileService, BatchIsBuiltLateAndSplitByZoomAndSize)
+{
+    auto o = satellite();
+    o.maxRequestsPerBatch = 3;
+    TileServiceHarness h(o);
+    h.request(5, 1, 1, 4);
+    h.request(5, 2, 1, 2);
+    ASSERT_EQ(h.sent.size(), 1u);  // the second joined the open batch
+    h.request(6, 0, 0);            // another zoom closes it
+    ASSERT_EQ(h.sent.size(), 2u);
+    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 2);
+    EXPECT_EQ(h.sent[0]->buildRequestProto().header().fetch_type(), 2);
+
+    // Built (sent by the transport): later tiles go in a new batch.
+    EXPECT_EQ(h.sent[1]->buildRequestProto().map_tile_array_size(), 1);
+    h.request(6, 1, 0);
+    ASSERT_EQ(h.sent.size(), 3u);
+    h.request(6, 2, 0);
+    h.request(6, 3, 0);
+    h.request(6, 4, 0);  // the batch was full at three
+    ASSERT_EQ(h.sent.size(), 4u);
+    EXPECT_EQ(h.sent[2]->buildRequestProto().map_tile_array_size(), 3);
+
+    // An empty batch asks with fetch type 12.
+    GMSDASHBatchedTileRequest empty(h.service, std::make_shared<std::vector<GMSTileRequestPtr>>());
+    EXPECT_EQ(empty.buildRequestProto().header().fetch_type(), 12);
+}
+
+TEST(TileService, EdgeOf512SendsTheZoomOneUpAndReadsItBack)
+{
+    auto o = satellite(512);
+    o.screenScale = 2.0;
+    TileServiceHarness h(o);
+    h.request(7, 10, 20);
+    ASSERT_EQ(h.sent.size(), 1u);
+    const auto proto = h.sent[0]->buildRequestProto();
+    EXPECT_EQ(proto.map_tile_array(0).zoom_level(), 8);
+    EXPECT_EQ(proto.header().tile_size(), 512u);
+    EXPECT_EQ(proto.header().screen_pixel_density(), TILE_SCREEN_PIXEL_DENSITY_HIGH);
+    h.respond(h.sent[0], {{{8, 10, 20}, {TileServiceHarness::png(), "v"}}});
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
+    EXPECT_EQ(h.answers[0].coords, GMSTileCoords(7, 10, 20));
+}
+
+TEST(TileService, MemoryHitsNotFoundAndFailures)
+{
+    zltest::LogCapture log;
+    TileServiceHarness h(satellite());
+    h.request(3, 1, 1);
+    h.request(3, 2, 2);
+    h.request(3, 4, 4);
+    ASSERT_EQ(h.sent.size(), 1u);
+    // 1,1 comes with data; 2,2 with a version and no data and nothing cached
+    // (failed); 4,4 is missing; 7,7 nobody asked for.
+    h.respond(h.sent[0], {{{3, 1, 1}, {TileServiceHarness::png(), "v"}},
+                          {{3, 2, 2}, {"", "v"}},
+                          {{3, 7, 7}, {TileServiceHarness::png(), "v"}}});
+    EXPECT_TRUE(log.contains("Unexpected tile in response: <GMSTileCoords z=3 x=7 y=7>"));
+    EXPECT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 1);
+    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+
+    h.answers.clear();
+    h.request(3, 1, 1);  // memory: no disk, no network
+    h.request(3, 2, 2);  // known not found
+    h.request(3, 4, 4);
+    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 1);
+    EXPECT_EQ(countStatus(h, kGMSTileStatusNotFound), 2);
+
+    // Bytes that are no image fail without entering any cache.
+    h.answers.clear();
+    h.request(3, 5, 5);
+    h.respond(h.sent.back(), {{{3, 5, 5}, {"garbage", "v"}}});
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFailed);
+}
+
+TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
+{
+    zltest::LogCapture log;
+    TileServiceHarness h(satellite());
+    h.request(2, 0, 0);
+    h.request(2, 0, 0);
+    h.fail(h.sent[0]);
+    ASSERT_EQ(h.answers.size(), 2u);
+    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+    h.request(2, 0, 0);  // not remembered as not found: asked again
+    ASSERT_EQ(h.sent.size(), 2u);
+    h.respond(h.sent[1], {}, TILE_RESPONSE_ERROR);
+    EXPECT_TRUE(log.contains("Request failed: 1"));
+    h.request(2, 0, 0);
+    ASSERT_EQ(h.sent.size(), 3u);
+    h.respond(h.sent[2], {{{2, 0, 0}, {TileServiceHarness::png(), "v"}}});
+    EXPECT_EQ(h.answers.back().status, kGMSTileStatusFromNetwork);
+}
+
+TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
+{
+    TileServiceHarness h(satellite());
+    auto e = GMSTileTypeExpirations::expirationsWithNoExpiry();
+    e._defaultExpirationMS = 1000;
+    h.service->setTileTypeExpirations(e);
+    h.request(1, 0, 1);
+    h.respond(h.sent[0], {{{1, 0, 1}, {TileServiceHarness::png('x'), "ver-7"}}});
+    h.answers.clear();
+
+    h.now += 1000;  // equal: still good
+    h.request(1, 0, 1);
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.sent.size(), 1u);
+
+    h.answers.clear();
+    h.now += 1;  // expired: not shown, asked again with the version in hand
+    h.request(1, 0, 1);
+    EXPECT_TRUE(h.answers.empty());
+    ASSERT_EQ(h.sent.size(), 2u);
+    const auto proto = h.sent[1]->buildRequestProto();
+    EXPECT_EQ(proto.map_tile_array(0).version_id().version_id(), "ver-7");
+    h.respond(h.sent[1], {{{1, 0, 1}, {"", "ver-7"}}});
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
+    EXPECT_EQ(h.answers[0].tile->data.toStdString(), TileServiceHarness::png('x'));
+    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now);
+}
+
+TEST(TileService, NewerDataVersionShowsTheOldTileWhileTheNewComes)
+{
+    TileServiceHarness h(satellite());
+    h.request(1, 1, 1);
+    h.respond(h.sent[0], {{{1, 1, 1}, {TileServiceHarness::png('a'), "a"}}}, 0, 1);
+    h.request(1, 0, 0);
+    h.respond(h.sent[1], {{{1, 0, 0}, {TileServiceHarness::png('b'), "b"}}}, 0, 2);
+    EXPECT_EQ(h.service->dataVersion(), 2);
+    h.answers.clear();
+    h.request(1, 1, 1);
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers[0].status, kGMSTileStatusCachedUpdateFollows);
+    ASSERT_EQ(h.sent.size(), 3u);
+    h.respond(h.sent[2], {{{1, 1, 1}, {TileServiceHarness::png('c'), "c"}}}, 0, 2);
+    ASSERT_EQ(h.answers.size(), 2u);
+    EXPECT_EQ(h.answers[1].status, kGMSTileStatusFromNetwork);
+    EXPECT_EQ(h.answers[1].tile->versionID, "c");
+}
+
+TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
+{
+    GMSDASHTileServiceOptions o;
+    o.tileType.dataType = 3;  // a vector kind, so per-tile expiry applies
+    TileServiceHarness h(o);
+    auto e = GMSTileTypeExpirations::expirationsWithNoExpiry();
+    e._defaultExpirationMS = 10'000;
+    e._perTileExpirationMS = 1'000;
+    h.service->setTileTypeExpirations(e);
+    const qint64 now = h.now;
+
+    auto tile = [&](qint64 validation) {
+        GMSTile t;
+        t.expirationState = std::make_shared<GMSPerTileExpirationState>(validation, o.tileType);
+        return t;
+    };
+    GMSTile fresh = tile(now);
+    EXPECT_EQ(h.service->shouldRequestUpdate(fresh, 1), kGMSTileUpdateNone);
+
+    GMSTile store = tile(now - 20'000);
+    store.isTileStoreTile = true;
+    EXPECT_EQ(h.service->shouldRequestUpdate(store, 1), kGMSTileUpdateTileStore);
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 20'000), 1), kGMSTileUpdateExpired);
+
+    // Per-tile expiry only matters for what is on screen.
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000), 1), kGMSTileUpdatePerTileExpired);
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000), 2), kGMSTileUpdateNone);
+
+    GMSTile country = tile(now - 2'000);
+    country.legalCountry = "PL";
+    EXPECT_EQ(h.service->shouldRequestUpdate(country, 1), kGMSTileUpdateLegalCountry);
+    GMSTile paint = country;
+    paint.paintExperiments = "x";
+    EXPECT_EQ(h.service->shouldRequestUpdate(paint, 1), kGMSTileUpdatePaintExperiments);
+
+    // Data version counts while the direct-to-paint mode is off, the major
+    // epoch while it is on; unknown values never count.
+    h.request(1, 0, 0);
+    h.respond(h.sent[0], {{{1, 0, 0}, {"vector-bytes", "v"}}}, 0, 5);
+    GMSTile old = paint;
+    old.dataVersion = 4;
+    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdateDataVersion);
+    old.dataVersion = -1;
+    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdatePaintExperiments);
+    h.service->setDirectToPaint(true);
+    h.service->updateMajorEpoch(9);
+    old.dataVersion = 4;
+    old.majorEpoch = 8;
+    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdateMajorEpoch);
+    old.majorEpoch = -1;
+    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdatePaintExperiments);
+}
+
+TEST(TileService, RequestsWaitForTheStartAndCachedOnlyMisses)
+{
+    TileServiceHarness h(satellite(), nullptr, false);
+    h.request(1, 0, 0);
+    EXPECT_TRUE(h.sent.empty());
+    h.service->startRequestQueue();
+    h.pump();
+    EXPECT_EQ(h.sent.size(), 1u);
+
+    h.service->requestCachedTile(GMSTileCoords(2, 1, 1), &h, h.callback());
+    h.pump();
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFailed);
+    EXPECT_EQ(h.sent.size(), 1u);
+
+    // Every in-flight request, duplicates too, hears of the failure.
+    h.answers.clear();
+    h.request(1, 0, 0);
+    h.service->failAllInFlightRequests();
+    h.pump();
+    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+    EXPECT_FALSE(h.service->hasRequestsInFlight());
+}
+
+TEST(TileService, CancelledCallbackIsNotCalled)
+{
+    TileServiceHarness h(satellite());
+    int other = 0;
+    int otherCalls = 0;
+    h.request(3, 3, 3);
+    h.service->requestTile(GMSTileCoords(3, 3, 3), &other,
+                           [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
+    h.service->cancelCallback(GMSTileCoords(3, 3, 3), &other);
+    h.pump();
+    h.respond(h.sent[0], {{{3, 3, 3}, {TileServiceHarness::png(), "v"}}});
+    EXPECT_EQ(otherCalls, 0);
+    EXPECT_EQ(h.answers.size(), 1u);
+}
+
+TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
+{
+    zltest::LogCapture quiet;
+    QRandomGenerator rng(20261122);
+    for (int round = 0; round < 200; ++round) {
+        TileServiceHarness h(satellite());
+        const int n = 1 + int(rng.bounded(8));
+        for (int i = 0; i < n; ++i)
+            h.request(4, int(rng.bounded(4)), int(rng.bounded(4)));
+        std::map<TileServiceHarness::Key, TileServiceHarness::Reply> replies;
+        const int m = int(rng.bounded(10));
+        for (int i = 0; i < m; ++i) {
+            TileServiceHarness::Reply r;
+            const int kind = int(rng.bounded(3));
+            if (kind == 0)
+                r.data = TileServiceHarness::png();
+            else if (kind == 1)
+                r.data = std::string(rng.bounded(20), char(rng.bounded(256)));
+            if (rng.bounded(2))
+                r.version = "v";
+            replies[{int(rng.bounded(6)), int(rng.bounded(5)), int(rng.bounded(5))}] = r;
+        }
+        const int code = rng.bounded(5) == 0 ? 1 : 0;
+        for (const auto& batch : h.sent)
+            h.respond(batch, replies, code);
+        ASSERT_EQ(int(h.answers.size()), n) << "round " << round;
+        EXPECT_FALSE(h.service->hasRequestsInFlight());
+    }
+}
+
+TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
+{
+    TileServiceHarness h(satellite());
+    GMSTileRequestCoordinator coordinator;
+    EXPECT_EQ(coordinator.requestMax(), 16);
+    std::vector<GMSTileRequestCoordinator::EntryPtr> entries;
+    for (int i = 0; i < 20; ++i)
+        entries.push_back(coordinator.requestTileCoords(GMSTileCoords(5, i, 0), h.service, &h, h.callback()));
+    h.pump();
+    EXPECT_EQ(coordinator.inFlightCount(), 16);
+    EXPECT_EQ(coordinator.pendingCount(), 4);
+    EXPECT_TRUE(coordinator.dropRequest(entries[19]));
+    EXPECT_FALSE(coordinator.dropRequest(entries[0]));  // already running
+    ASSERT_EQ(h.sent.size(), 1u);
+    std::map<TileServiceHarness::Key, TileServiceHarness::Reply> all;
+    for (int i = 0; i < 20; ++i)
+        all[{5, i, 0}] = {TileServiceHarness::png(), "v"};
+    h.respond(h.sent[0], all);
+    EXPECT_EQ(coordinator.inFlightCount(), 3);
+    EXPECT_EQ(coordinator.pendingCount(), 0);
+    ASSERT_EQ(h.sent.size(), 2u);
+    h.respond(h.sent[1], all);
+    EXPECT_EQ(coordinator.inFlightCount(), 0);
+    EXPECT_EQ(h.answers.size(), 19u);
+}
