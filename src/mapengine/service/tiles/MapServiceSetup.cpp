@@ -209,7 +209,10 @@ bool MapServiceSetup::startServices(bool install)
         if (error)
             qCInfo(lcSetup, "client parameters not fetched (%s); tiles come from the caches until they are",
                    qUtf8Printable(error->message));
-        // The map runs on what it has: cached tiles show even without parameters.
+        // Parameters (saved or fetched) are in hand, or the service is out of
+        // reach: either way the map runs on what it has.
+        if (impl->connection->isSuspended())
+            impl->connection->resumeSending();
         impl->paramsReady = true;
         impl->startQueuesIfReady();
     });
