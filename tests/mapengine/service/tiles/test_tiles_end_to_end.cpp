@@ -5,6 +5,7 @@
 #include "GMSCoreClientParameters.h"
 #include "GMSProjection.h"
 #include "GMSServiceTileSource.h"
+#include "GMSServices.h"
 #include "GMSTileManager.h"
 #include "MapServiceSetup.h"
 #include "testsupport.h"
@@ -169,6 +170,23 @@ TEST_F(TilesEndToEnd, AScreenFromTheServiceThenFromTheDiskCacheWithTheServiceGon
         expectImagery(screen, second);
         EXPECT_EQ(second, first);
     }
+    // Missing label tiles and the unreachable service are no reason to complain.
+    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
+}
+
+TEST_F(TilesEndToEnd, StartInstallsTheSourceForNewMapViewsAndStopTakesItBack)
+{
+    GMSServices::resetForTests();
+    ASSERT_TRUE(MapServiceSetup::start(options()));
+    EXPECT_FALSE(MapServiceSetup::start(options()));  // one at a time
+    ASSERT_TRUE(MapServiceSetup::instance());
+    ASSERT_TRUE(GMSServices::sharedServicesIfActive());
+    EXPECT_EQ(GMSServices::sharedServicesIfActive()->tileSource(), MapServiceSetup::instance()->tileSource());
+    EXPECT_EQ(GMSServices::sharedServicesIfActive()->APIKey(), kKey);
+    MapServiceSetup::stop();
+    EXPECT_FALSE(MapServiceSetup::instance());
+    EXPECT_NE(GMSServices::sharedServicesIfActive()->tileSource(), nullptr);  // the built-in pattern again
+    GMSServices::resetForTests();
 }
 
 TEST_F(TilesEndToEnd, UnusableOptionsAreRefusedWithAReason)
