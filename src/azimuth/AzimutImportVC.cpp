@@ -105,6 +105,9 @@ void AzimutImportVC::fail(const QString& message) {
 
 int AzimutImportVC::numberOfRowsInSection(int) const { return int(files.size()); }
 
+// The list shows what lies in the one folder files are read from.
+QString AzimutImportVC::titleForHeaderInSection(int) const { return QStringLiteral("azimuths"); }
+
 UITableViewCell AzimutImportVC::cellForRowAtIndexPath(int, int row) const {
     return {QStringLiteral("importCell"),
             {{"file", files.value(row).fileName()}, {"selected", row == selectedFile}}};

@@ -16,9 +16,11 @@
 #include "settings/UserDefaults.h"
 #include "store/Entities.h"
 #include "ui/NavigationController.h"
+#include "ui/UITableView.h"
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
@@ -121,5 +123,23 @@ int main(int argc, char** argv) {
     navigation.topViewController()->performSegueWithIdentifier(QStringLiteral("newAzimuth"), QStringLiteral("SHOT-35"));
     settle(700);
     ok &= save(window, QDir(out).filePath("azimuth-editor.png"));
+
+    // An import with two files in the folder, one of them chosen.
+    QDir().mkpath(AppPaths::documentsPath(QStringLiteral("azimuths")));
+    for (const char* name : {"site 12.json", "tower east.json"}) {
+        QFile f(QDir(AppPaths::documentsPath(QStringLiteral("azimuths"))).filePath(QString::fromUtf8(name)));
+        if (f.open(QIODevice::WriteOnly)) f.write("{\"azimuths\": []}");
+    }
+    navigation.popViewControllerAnimated(false);
+    navigation.topViewController()->performSegueWithIdentifier(QStringLiteral("importAzimuths"), QStringLiteral("1"));
+    settle(500);
+    if (auto* table = navigation.topViewController()->findChild<UITableView*>()) table->selectRow(1);
+    settle(300);
+    ok &= save(window, QDir(out).filePath("azimuth-import.png"));
+
+    navigation.popViewControllerAnimated(false);
+    navigation.topViewController()->performSegueWithIdentifier(QStringLiteral("changeLocation"), QStringLiteral("1"));
+    settle(1500);
+    ok &= save(window, QDir(out).filePath("azimuth-location.png"));
     return ok ? 0 : 1;
 }

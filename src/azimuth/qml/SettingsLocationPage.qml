@@ -72,23 +72,22 @@ ScreenPage {
                 }
             }
         }
-    }
-
-    Rectangle {
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.bottom: parent.bottom
-        height: 40
-        color: "#99000000"
-        visible: point.text.length > 0
-        Label {
-            id: point
-            objectName: "pointLocationTXT"
-            anchors.verticalCenter: parent.verticalCenter
-            anchors.left: parent.left
-            anchors.leftMargin: 12
-            text: page.vc ? page.vc.pointLocationTXT.text : ""
-            color: page.vc ? page.vc.pointLocationTXT.textColor : "white"
+        Rectangle {
+            Layout.fillWidth: true
+            implicitHeight: 36
+            radius: 8
+            color: "#99000000"
+            visible: point.text.length > 0
+            Label {
+                id: point
+                objectName: "pointLocationTXT"
+                anchors.verticalCenter: parent.verticalCenter
+                anchors.left: parent.left
+                anchors.leftMargin: 12
+                text: page.vc ? page.vc.pointLocationTXT.text : ""
+                color: page.vc ? page.vc.pointLocationTXT.textColor : "white"
+            }
         }
     }
+
 }
