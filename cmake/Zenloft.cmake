@@ -45,7 +45,13 @@ function(zl_add_gtest)
   endif()
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest GTest::gmock)
   zl_warnings(${T_NAME})
+  # One label per test: a list would be split apart on its way through
+  # the discovered tests' property file.
+  set(label "${T_NAME}")
+  if(T_LABELS)
+    list(GET T_LABELS 0 label)
+  endif()
   gtest_discover_tests(${T_NAME}
     DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${T_LABELS}" TIMEOUT 120)
+    PROPERTIES LABELS "${label}" TIMEOUT 120)
 endfunction()
