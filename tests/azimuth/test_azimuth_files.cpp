@@ -324,3 +324,27 @@ TEST_F(Files, ExportedTextsWithQuotesAndLineBreaksImportBack) {
     EXPECT_EQ(stored().first()->azimuth(), 12.25);
     EXPECT_EQ(stored().first()->distance(), 0.125);
 }
+
+TEST_F(Files, ASecondTapWhileWorkingIsIgnored) {
+    writeFile(QDir(folder()).filePath("two.json"), reference("two_azimuths.json"));
+    AzimutImportVC* vc = showImport();
+    vc->tableView->selectRow(0);
+    QSignalSpy done(vc, &AzimutImportVC::importFinished);
+    vc->importButtons->tap();
+    EXPECT_TRUE(vc->busy());
+    vc->importButtons->tap();
+    ASSERT_TRUE(done.wait(5000));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(done.size(), 1);
+    EXPECT_EQ(stored().size(), 2) << "imported once";
+
+    AzimuthExportVC* out = showExport();
+    QSignalSpy written(out, &AzimuthExportVC::exportFinished);
+    out->filename->userEdit("once");
+    out->exportAzimuths();
+    out->exportAzimuths();
+    ASSERT_TRUE(written.wait(5000));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(written.size(), 1);
+    EXPECT_EQ(QDir(folder()).entryList({"once*"}, QDir::Files).size(), 1);
+}
