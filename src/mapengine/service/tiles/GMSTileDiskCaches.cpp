@@ -31,18 +31,30 @@ GMSTileDataCache* GMSTileDiskCaches::cacheForType(int tileType) const
     return it == m_caches.end() ? nullptr : it->second.get();
 }
 
-void GMSTileDiskCaches::start(QObject* context, std::function<void()> done)
+namespace {
+struct StartChain {
+    std::vector<GMSTileDataCache*> order;
+    QObject* context;
+    std::function<void()> done;
+};
+
+void startFrom(const std::shared_ptr<StartChain>& chain, std::size_t i)
 {
-    auto remaining = std::make_shared<int>(int(m_caches.size()));
-    if (*remaining == 0) {
-        QMetaObject::invokeMethod(context, done, Qt::QueuedConnection);
+    if (i == chain->order.size()) {
+        QMetaObject::invokeMethod(chain->context, chain->done, Qt::QueuedConnection);
         return;
     }
-    for (auto& [type, cache] : m_caches) {
-        // A cache that cannot open goes on without a disk: the start still counts.
-        cache->startWithCompletionHandler(context, [remaining, done](bool) {
-            if (--*remaining == 0)
-                done();
-        });
-    }
+    // A cache that cannot open goes on without a disk: the start still counts.
+    chain->order[i]->startWithCompletionHandler(chain->context, [chain, i](bool) { startFrom(chain, i + 1); });
+}
+}  // namespace
+
+void GMSTileDiskCaches::start(QObject* context, std::function<void()> done)
+{
+    // The caches share one store file: they open one after the other, so
+    // that no two set it up at the same time and wait on its lock.
+    auto chain = std::make_shared<StartChain>(StartChain{{}, context, std::move(done)});
+    for (auto& [type, cache] : m_caches)
+        chain->order.push_back(cache.get());
+    startFrom(chain, 0);
 }

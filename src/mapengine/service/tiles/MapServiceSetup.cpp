@@ -218,12 +218,13 @@ bool MapServiceSetup::startServices(bool install)
     });
 
     if (install) {
-        if (!GMSServices::sharedServicesIfActive())
-            GMSServices::provideAPIKey(o.apiKey);
-        if (auto* services = GMSServices::sharedServices()) {
-            services->setTileSource(d->source.get());
-            d->installed = true;
-        }
+        // The key was given to GMSServices by the app; without it there is
+        // no map to draw tiles for.
+        auto* services = GMSServices::sharedServices();
+        if (!services)
+            return false;
+        services->setTileSource(d->source.get());
+        d->installed = true;
     }
     return true;
 }

@@ -21,7 +21,8 @@ struct MapServiceOptions {
 // Builds the engine's traffic with the map service: connection, disk caches,
 // client parameters, one tile service per layer and the tile source that the
 // map views draw from, which it installs with GMSServices. Call on the GUI
-// thread after QGuiApplication exists; stop() before it goes.
+// thread after QGuiApplication exists and GMSServices::provideAPIKey; stop()
+// before the application object goes.
 class MapServiceSetup {
 public:
     // False (with a logged reason) when the options are unusable or a setup

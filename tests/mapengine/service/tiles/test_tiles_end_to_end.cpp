@@ -177,6 +177,13 @@ TEST_F(TilesEndToEnd, AScreenFromTheServiceThenFromTheDiskCacheWithTheServiceGon
 TEST_F(TilesEndToEnd, StartInstallsTheSourceForNewMapViewsAndStopTakesItBack)
 {
     GMSServices::resetForTests();
+    {
+        zltest::LogCapture log;
+        EXPECT_FALSE(MapServiceSetup::start(options()));  // no key given yet
+        EXPECT_TRUE(log.contains("GMSServicesException"));
+        EXPECT_FALSE(MapServiceSetup::instance());
+    }
+    ASSERT_TRUE(GMSServices::provideAPIKey(kKey));
     ASSERT_TRUE(MapServiceSetup::start(options()));
     EXPECT_FALSE(MapServiceSetup::start(options()));  // one at a time
     ASSERT_TRUE(MapServiceSetup::instance());
