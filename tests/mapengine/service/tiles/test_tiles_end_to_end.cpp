@@ -71,7 +71,9 @@ protected:
         mbtiles = dir.filePath("test.mbtiles");
         writeMbtiles(mbtiles);
         service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
-        service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "2", "--api-key", kKey,
+        // More server threads than the client opens connections: kept-alive
+        // connections each hold a server thread.
+        service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "8", "--api-key", kKey,
                               "--tiles", "satellite=" + mbtiles, "--quiet"});
         service.start();
         ASSERT_TRUE(service.waitForStarted(10000)) << service.errorString().toStdString();
