@@ -286,9 +286,11 @@ void GMSDASHTileService::diskLoaded(const GMSTileRequestPtr& request, bool allow
             table.remove(request->coords());
             done.push_back(completion(request, kGMSTileStatusFailed, nullptr));
         }
-        if (toServer)
-            queueServerRequest(request);
     }
+    // Outside the monitor: sending takes the connection's lock, and the
+    // connection takes ours when it builds the batch.
+    if (toServer)
+        queueServerRequest(request);
     runAll(done);
 }
 
