@@ -6,6 +6,7 @@
 #include "GMSTileTypeExpirations.h"
 
 #include <QHash>
+#include <QSet>
 #include <QMutex>
 #include <QObject>
 #include <QPointer>
@@ -77,6 +78,11 @@ public:
     void requestCachedTile(const GMSTileCoords& coords, const void* target, GMSTileCallback selector);
     void cancelCallback(const GMSTileCoords& coords, const void* target);
     void removeTile(const GMSTileCoords& coords);
+    // Reserved tiles survive eviction; a client's new set replaces its old one.
+    void reserveSetInMemCache(const QSet<GMSTileCoords>& coords, const QString& client);
+    void cancelReserveSetInMemCache(const QString& client);
+    void reserveSetInDataCache(const QSet<GMSTileCoords>& coords, const QString& client);
+    void cancelReserveSetInDataCache(const QString& client);
     void failAllInFlightRequests();
     bool hasRequestsInFlight() const;
     void deleteTileCaches();

@@ -70,3 +70,36 @@ TEST(TileServiceDisk, FetchedTilesComeBackFromDiskInANewService)
     ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 0; }));
     EXPECT_EQ(cache.propertyForKey("ServerSchemaVersion").toInt(), 4);
 }
+
+TEST(TileServiceDisk, LocaleAndLegalCountryChangesEmptyTheCacheOnlyWhenKnownBefore)
+{
+    QTemporaryDir dir;
+    GMSTileDataCache cache(tiles(dir.path()), 1, 0, 0);
+    bool started = false;
+    cache.startWithCompletionHandler(nullptr, [&](bool ok) { started = ok; });
+    ASSERT_TRUE(zltest::waitFor([&] { return started; }));
+    cache.storeTileCoords({3, 1, 1}, 1, "v", QByteArray(TileServiceHarness::png().c_str()));
+    ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 1; }));
+
+    TileServiceHarness h(satellite(), &cache);
+    h.service->updateLocale("en");  // nothing known yet: kept
+    h.service->updateLegalCountry("PL");
+    EXPECT_EQ(cache.stats().count, 1);
+    EXPECT_EQ(cache.propertyForKey("KrotraLocale").toString(), "en");
+    EXPECT_EQ(cache.propertyForKey("KrotraLegalCountry").toString(), "PL");
+    h.service->updateLocale("en");
+    EXPECT_EQ(cache.stats().count, 1);
+    h.service->updateLocale("pl");
+    ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 0; }));
+    EXPECT_EQ(cache.propertyForKey("KrotraLocale").toString(), "pl");
+
+    // A tile in memory from another legal country is asked for again.
+    h.request(2, 1, 1);
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 1; }));
+    h.respond(h.sent[0], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
+    h.service->updateLegalCountry("DE");
+    h.answers.clear();
+    h.request(2, 1, 1);
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 2; }));
+    EXPECT_TRUE(h.answers.empty());  // the memory cache was dropped first
+}
