@@ -3,6 +3,7 @@
 
 #include "AppDelegate.h"
 #include "AppOptions.h"
+#include "AzimuthScreens.h"
 #include "AppPaths.h"
 #include "Geocoder.h"
 #include "LocationServices.h"
@@ -13,9 +14,7 @@
 #include "store/Realm.h"
 #include "ui/NavigationController.h"
 
-#ifdef ZL_HAVE_MAPENGINE
 #include "GMSServices.h"
-#endif
 
 #include <QDateTime>
 #include <QDebug>
@@ -30,9 +29,8 @@
 #include <cstdio>
 
 Q_IMPORT_QML_PLUGIN(Zenloft_ShellPlugin)
-#ifdef ZL_HAVE_MAPENGINE
 Q_IMPORT_QML_PLUGIN(Zenloft_MapPlugin)
-#endif
+Q_IMPORT_QML_PLUGIN(Zenloft_AzimuthPlugin)
 
 int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);
@@ -70,9 +68,7 @@ int main(int argc, char* argv[]) {
 
     AppDelegate appDelegate;
     appDelegate.didFinishLaunching(apiKey);
-#ifdef ZL_HAVE_MAPENGINE
     GMSServices::provideAPIKey(apiKey);
-#endif
     appDelegate.preloadStore();
 
     NavigationController navigation;
@@ -81,6 +77,7 @@ int main(int argc, char* argv[]) {
     ShellServices services(&navigation, &mainVC, &appDelegate);
 
     ShellScreens::registerScreens(navigation);
+    AzimuthScreens::registerScreens(navigation);
 
     QQuickStyle::setStyle(QStringLiteral("Material"));
     QQmlApplicationEngine engine;
