@@ -32,6 +32,50 @@ Q_IMPORT_QML_PLUGIN(Zenloft_ShellPlugin)
 Q_IMPORT_QML_PLUGIN(Zenloft_MapPlugin)
 Q_IMPORT_QML_PLUGIN(Zenloft_AzimuthPlugin)
 
+namespace {
+
+struct StartupTiming {
+    QQuickWindow* window;
+    QObject* stack;
+    NavigationController* navigation;
+    QStringList taps;
+    int step = -1;  // -1: waiting for the first frame
+    qint64 tappedAt = 0;
+    bool shown = false;
+
+    void frame() {
+        const qint64 now = QDateTime::currentMSecsSinceEpoch();
+        if (step < 0) {
+            std::printf("first frame at %lld\n", now);
+            step = 0;
+            next();
+        } else if (!shown) {
+            shown = true;
+            std::printf("%s: first frame after %lld ms\n", qPrintable(taps.value(step)), now - tappedAt);
+        } else if (stack && !stack->property("busy").toBool()) {
+            std::printf("%s: transition done after %lld ms\n", qPrintable(taps.value(step)), now - tappedAt);
+            navigation->popToRootViewControllerAnimated(false);
+            ++step;
+            next();
+        } else {
+            window->update();
+        }
+        std::fflush(stdout);
+    }
+    void next() {
+        if (step >= taps.size()) {
+            QCoreApplication::exit(0);
+            return;
+        }
+        shown = false;
+        tappedAt = QDateTime::currentMSecsSinceEpoch();
+        QMetaObject::invokeMethod(navigation->topViewController(), taps.at(step).toLatin1().constData());
+        window->update();
+    }
+};
+
+}  // namespace
+
 int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Zenloft"));
@@ -90,12 +134,14 @@ int main(int argc, char* argv[]) {
     if (options.selfTest) return SelfTest::run(navigation, engine);
 
     if (options.exitAfterFirstFrame) {
+        // Start-up timing; with --open, also the time from the tap on each
+        // named menu button to the first frame that shows its screen and to
+        // the end of the page transition.
         auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
-        QObject::connect(window, &QQuickWindow::frameSwapped, &app, [] {
-            std::printf("first frame at %lld\n", QDateTime::currentMSecsSinceEpoch());
-            std::fflush(stdout);
-            QCoreApplication::exit(0);
-        }, Qt::QueuedConnection);
+        QObject* stack = window->findChild<QObject*>(QStringLiteral("navigationStack"));
+        auto* timing = new StartupTiming{window, stack, &navigation, options.openSegues};
+        QObject::connect(window, &QQuickWindow::frameSwapped, &app, [timing] { timing->frame(); },
+                         Qt::QueuedConnection);
     }
 
     if (!options.screenshot.isEmpty()) {
