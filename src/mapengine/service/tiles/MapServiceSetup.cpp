@@ -192,7 +192,7 @@ bool MapServiceSetup::startServices(bool install)
                 impl->params->applicationWillResignActive();
         });
     }
-    if (QNetworkInformation::load(QNetworkInformation::Feature::Reachability)) {
+    if (QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
         QObject::connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, context,
                          [impl](QNetworkInformation::Reachability r) {
                              if (r == QNetworkInformation::Reachability::Online ||
