@@ -67,6 +67,8 @@ bool MapServiceServer::prepare(std::string& error)
     m_http->new_task_queue = [threads] { return new httplib::ThreadPool(static_cast<std::size_t>(threads)); };
     m_http->set_payload_max_length(m_config.maxBodyBytes);
     m_http->set_keep_alive_max_count(1000);
+    // An idle kept-alive connection holds a pool thread; let it go soon.
+    m_http->set_keep_alive_timeout(2);
     m_http->set_tcp_nodelay(true);
 
     auto handler = m_handler;

@@ -15,6 +15,7 @@
 #include "ui/NavigationController.h"
 
 #include "GMSServices.h"
+#include "MapServiceSetup.h"
 
 #include <QDateTime>
 #include <QDebug>
@@ -113,6 +114,17 @@ int main(int argc, char* argv[]) {
     AppDelegate appDelegate;
     appDelegate.didFinishLaunching(apiKey);
     GMSServices::provideAPIKey(apiKey);
+    // Tiles from the map service, through the caches; without a service the
+    // map draws what the disk cache holds, or its test pattern.
+    MapServiceOptions mapOptions;
+    mapOptions.endpoint = QUrl(options.mapEndpoint.isEmpty() ? QStringLiteral("http://127.0.0.1:8765/glm/mmap")
+                                                             : options.mapEndpoint);
+    mapOptions.apiKey = apiKey;
+    mapOptions.settingsIniPath = AppPaths::settingsFile();
+    mapOptions.cacheDir = QDir(AppPaths::cacheDir()).filePath(QStringLiteral("MapEngine"));
+    if (!options.selfTest && !MapServiceSetup::start(mapOptions))
+        qWarning().noquote() << "map service not set up; the map shows its test pattern";
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { MapServiceSetup::stop(); });
     appDelegate.preloadStore();
 
     NavigationController navigation;
@@ -148,10 +160,13 @@ int main(int argc, char* argv[]) {
         QTimer::singleShot(300, &app, [&] {
             for (const QString& segue : options.openSegues) {
                 UIViewController* top = navigation.topViewController();
+                const QByteArray method = segue.toLatin1() + "()";
                 if (segue == QLatin1String("back"))
                     navigation.popViewControllerAnimated(false);
-                else if (top && !top->performSegueWithIdentifier(segue))
-                    QMetaObject::invokeMethod(top, segue.toLatin1().constData());  // a menu button
+                else if (top && top->metaObject()->indexOfMethod(method.constData()) >= 0)
+                    QMetaObject::invokeMethod(top, segue.toLatin1().constData());  // a button of the screen
+                else if (top)
+                    top->performSegueWithIdentifier(segue);
             }
             QTimer::singleShot(options.screenshotDelayMs, &app, [&] {
                 auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
