@@ -136,3 +136,42 @@ TEST_F(Pages, TheFormTakesTypedTextAndItsButtonSaves) {
     EXPECT_EQ(stored().first()->azimuth(), 12.5);
     EXPECT_EQ(nav->depth(), 1);
 }
+
+TEST_F(Pages, FromTheMenuAnAddedAzimuthEndsUpAsALineOnTheMap) {
+    setManual(true, 52.0, 21.0);
+    zltest::LogCapture log;
+    QQuickWindow* window = loadMain();
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(click(window, "button_azimuth"));
+    settle();
+    auto* map = qobject_cast<AzimuthVC*>(nav->topViewController());
+    ASSERT_TRUE(map);
+    EXPECT_TRUE(map->linie.isEmpty());
+
+    ASSERT_TRUE(click(window, "settingsButton"));
+    settle();
+    auto* settings = qobject_cast<azimuthSettingsVC*>(nav->topViewController());
+    ASSERT_TRUE(settings);
+    // With no azimuth stored, the first row of the azimuth section adds one.
+    settings->tableView()->selectRow(settings->tableView()->indexOf(1, 0));
+    settle();
+    auto* editor = qobject_cast<NewAzimuthVC*>(nav->topViewController());
+    ASSERT_TRUE(editor);
+    for (auto [name, text] : {std::pair{"azimuthInput", "45"}, std::pair{"distanceInput", "2"}}) {
+        QQuickItem* input = find(window, name);
+        ASSERT_TRUE(input) << name;
+        input->forceActiveFocus();
+        for (const char* c = text; *c; ++c) QTest::keyClick(window, *c);
+    }
+    ASSERT_TRUE(click(window, "button"));
+    settle();
+    ASSERT_EQ(nav->topViewController(), settings) << "the editor closes after saving";
+    ASSERT_EQ(stored().size(), 1);
+
+    ASSERT_TRUE(click(window, "backButton"));
+    settle();
+    ASSERT_EQ(nav->topViewController(), map);
+    ASSERT_EQ(map->linie.size(), 1) << "the map redraws from the store when it appears again";
+    EXPECT_EQ(map->linie.first()->map(), map->mapView());
+    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
+}
