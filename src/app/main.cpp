@@ -143,7 +143,11 @@ int main(int argc, char* argv[]) {
     if (engine.rootObjects().isEmpty()) return 1;
     ShellScreens::showMenu(navigation);
 
-    if (options.selfTest) return SelfTest::run(navigation, engine);
+    if (options.selfTest) {
+        const int code = SelfTest::run(navigation, engine);
+        GMSServices::waitForTileWorkers();
+        return code;
+    }
 
     if (options.exitAfterFirstFrame) {
         // Start-up timing; with --open, also the time from the tap on each
@@ -180,5 +184,6 @@ int main(int argc, char* argv[]) {
 
     const int code = app.exec();
     appDelegate.saveStoreChanges();
+    GMSServices::waitForTileWorkers();
     return code;
 }

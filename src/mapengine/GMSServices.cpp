@@ -65,6 +65,11 @@ GMSTileSource* GMSServices::tileSource() const {
     return defaultSource_;
 }
 
+void GMSServices::waitForTileWorkers() {
+    if (g_services && g_services->defaultSource_)
+        static_cast<GMSCoordinateTileSource*>(g_services->defaultSource_)->waitForDone();
+}
+
 void GMSServices::resetForTests() {
     delete g_services;
     g_services = nullptr;

@@ -32,6 +32,9 @@ public:
 
     // Forgets the key and the singleton, so that each test starts clean.
     static void resetForTests();
+    // Waits for the built-in tile source's workers still drawing; call
+    // before the application object goes (they draw text with its fonts).
+    static void waitForTileWorkers();
 
 private:
     explicit GMSServices(const QString& key);

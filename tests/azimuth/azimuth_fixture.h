@@ -49,6 +49,16 @@ public:
 
 class Root : public UIViewController {};
 
+// The engine's tile workers must be done before the application object
+// goes, or a worker still drawing a tile meets a torn-down font system.
+inline const bool kServicesShutAtEnd = [] {
+    struct ServicesShutdown : ::testing::Environment {
+        void TearDown() override { GMSServices::waitForTileWorkers(); }
+    };
+    ::testing::AddGlobalTestEnvironment(new ServicesShutdown);
+    return true;
+}();
+
 class ScreenTest : public ::testing::Test {
 protected:
     void SetUp() override {
