@@ -13,6 +13,8 @@
 #include "screens/MainVC.h"
 
 #include <QQmlApplicationEngine>
+#include "quicktest.h"
+
 #include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -51,19 +53,8 @@ protected:
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window));
         return window;
     }
-    QQuickItem* find(QQuickWindow* window, const char* name) {
-        QQuickItem* found = nullptr;
-        for (QQuickItem* item : window->findChildren<QQuickItem*>(name))
-            if (item->isVisible()) found = item;
-        return found;
-    }
-    bool click(QQuickWindow* window, const char* name) {
-        QQuickItem* item = find(window, name);
-        if (!item) return false;
-        const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
-        QTest::mouseClick(window, Qt::LeftButton, Qt::NoModifier, centre.toPoint());
-        return true;
-    }
+    QQuickItem* find(QQuickWindow* window, const char* name) { return zltest::findVisible(window, name); }
+    bool click(QQuickWindow* window, const char* name) { return zltest::clickItem(window, name); }
     void settle() { QTest::qWait(400); }
 
     MainVC mainVC;

@@ -12,6 +12,8 @@
 #include <QDirIterator>
 #include <QQmlApplicationEngine>
 #include <QQmlComponent>
+#include "quicktest.h"
+
 #include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
@@ -44,20 +46,8 @@ struct App : ::testing::Test {
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window));
         return window;
     }
-    // The topmost visible item with this object name.
-    QQuickItem* find(QQuickWindow* window, const char* name) {
-        QQuickItem* found = nullptr;
-        for (QQuickItem* item : window->findChildren<QQuickItem*>(name))
-            if (item->isVisible()) found = item;
-        return found;
-    }
-    bool click(QQuickWindow* window, const char* name) {
-        QQuickItem* item = find(window, name);
-        if (!item) return false;
-        const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
-        QTest::mouseClick(window, Qt::LeftButton, Qt::NoModifier, centre.toPoint());
-        return true;
-    }
+    QQuickItem* find(QQuickWindow* window, const char* name) { return zltest::findVisible(window, name); }
+    bool click(QQuickWindow* window, const char* name) { return zltest::clickItem(window, name); }
     void settle() { QTest::qWait(450); }  // page transitions
 
     QTemporaryDir dir;
