@@ -25,6 +25,10 @@ struct ServiceConfig {
     int diskCacheSchemaVersion = 1;
     std::size_t tileCacheBytes = 256u << 20;    // hot tiles kept in memory
     bool quiet = false;                          // no per-request log lines
+    // The paint route: offered only with a signing key; tiles of these types
+    // are then asked for at the paint path, each batch signed with the key.
+    std::string paintSigningKey;
+    std::set<int> directToPaintTileTypes;
 };
 
 // Parses "key = value" lines ('#' starts a comment). Returns false with a

@@ -12,6 +12,9 @@ inline constexpr std::uint16_t kDashProtocolVersion = 24;
 inline constexpr const char16_t* kDashDistributionChannel = u"iOS-AppStore";
 inline constexpr const char* kDashContentType = "application/binary";
 inline constexpr const char* kDashPath = "/glm/mmap";
+// Where batches of the paint route go; client parameters name it relative
+// to the service's address.
+inline constexpr const char* kPaintPath = "/glm/paint";
 
 // The request numbers that tag each request and its answer in a body.
 enum DashRequestId : std::uint16_t {
