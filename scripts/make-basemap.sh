@@ -1,14 +1,19 @@
 #!/usr/bin/env bash
 # Builds the map service's default base map (land, water, country borders,
-# zooms 0-8) into <build-dir>/basemap/basemap.mbtiles from Natural Earth data
-# (public domain) as shipped by the npm package world-atlas. Does nothing when
-# the file is already there.
+# zooms 0-8) into <build-dir>/basemap/basemap.mbtiles, and its label layer
+# (country names) into <build-dir>/basemap/labels.mbtiles, from Natural Earth
+# data (public domain) as shipped by the npm package world-atlas. Makes only
+# what is missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD_DIR="${1:-${ZENLOFT_BUILD_DIR:-build}}"
 OUT="$BUILD_DIR/basemap/basemap.mbtiles"
-if [ -s "$OUT" ]; then
-  echo "make-basemap: $OUT exists"
+LABELS="$BUILD_DIR/basemap/labels.mbtiles"
+OUTPUTS=()
+[ -s "$OUT" ] || OUTPUTS+=(--out "$OUT")
+[ -s "$LABELS" ] || OUTPUTS+=(--labels-out "$LABELS")
+if [ ${#OUTPUTS[@]} -eq 0 ]; then
+  echo "make-basemap: $OUT and $LABELS exist"
   exit 0
 fi
 SRC="$BUILD_DIR/basemap-src"
@@ -23,4 +28,4 @@ if [ ! -x "$TOOL" ]; then
 fi
 mkdir -p "$BUILD_DIR/basemap"
 "$TOOL" --land-coarse "$ATLAS/land-110m.json" --land "$ATLAS/land-50m.json" \
-  --countries "$ATLAS/countries-50m.json" --out "$OUT" --max-zoom "${ZENLOFT_BASEMAP_MAX_ZOOM:-8}"
+  --countries "$ATLAS/countries-50m.json" "${OUTPUTS[@]}" --max-zoom "${ZENLOFT_BASEMAP_MAX_ZOOM:-8}"

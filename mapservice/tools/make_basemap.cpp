@@ -1,9 +1,11 @@
-// Renders the built-in base map into an MBTiles file:
+// Renders the built-in base map and its label layer into MBTiles files:
 //   zl_make_basemap --land-coarse land-110m.json --land land-50m.json
 //                   --countries countries-50m.json --out basemap.mbtiles
-//                   [--max-zoom 8] [--threads N]
-// The file is written under a temporary name and renamed when complete.
+//                   --labels-out labels.mbtiles [--max-zoom 8] [--threads N]
+// Either output may be left out. Each file is written under a temporary name
+// and renamed when complete.
 #include "BasemapRenderer.h"
+#include "CountryLabels.h"
 #include "MbtilesWriter.h"
 #include "TopoJson.h"
 
@@ -17,6 +19,8 @@
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
+#include <functional>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -44,6 +48,64 @@ struct Result {
     QByteArray data;  // empty: open water
 };
 
+// Writes `out` through a temporary file; `fill` adds the tiles.
+bool writeMbtiles(const QString& out, const std::map<QString, QString>& metadata,
+                  const std::function<bool(MbtilesWriter&, QString&)>& fill, int& tiles, int& images)
+{
+    const QString tmp = out + ".part";
+    QFile::remove(tmp);
+    MbtilesWriter writer;
+    QString error;
+    if (!writer.open(tmp, metadata, error) || !fill(writer, error) || !writer.finish(error)) {
+        std::fprintf(stderr, "zl_make_basemap: %s\n", qPrintable(error));
+        QFile::remove(tmp);
+        return false;
+    }
+    tiles = writer.tileCount();
+    images = writer.imageCount();
+    QFile::remove(out);
+    if (!QFile::rename(tmp, out)) {
+        std::fprintf(stderr, "zl_make_basemap: cannot move %s to %s\n", qPrintable(tmp), qPrintable(out));
+        return false;
+    }
+    return true;
+}
+
+// Country names: few tiles carry one, so they are drawn here in one thread;
+// every other tile is the one shared empty image.
+bool makeLabels(const TopoLayer& countries, int maxZoom, const QString& out)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const CountryLabels labels(countries, maxZoom);
+    const std::map<QString, QString> metadata = {
+        {"name", "Zenloft country names"},
+        {"format", "png"},
+        {"type", "overlay"},
+        {"minzoom", "0"},
+        {"maxzoom", QString::number(maxZoom)},
+        {"bounds", "-180,-85.0511,180,85.0511"},
+        {"attribution", "Natural Earth (public domain)"},
+        {"description", "Country names over the base map or imagery"},
+    };
+    const QByteArray empty = labels.emptyTile();
+    int tiles = 0, images = 0;
+    const bool ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
+        for (int z = 0; z <= maxZoom; ++z)
+            for (int y = 0; y < (1 << z); ++y)
+                for (int x = 0; x < (1 << z); ++x) {
+                    const auto png = labels.renderTile(z, x, y);
+                    if (!writer.addTile(z, x, y, png ? *png : empty, error))
+                        return false;
+                }
+        return true;
+    }, tiles, images);
+    if (ok)
+        std::printf("zl_make_basemap: %d label tiles (%d distinct images), zooms 0-%d, %.1f s -> %s\n", tiles,
+                    images, maxZoom, timer.elapsed() / 1000.0, qPrintable(out));
+    return ok;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -56,15 +118,20 @@ int main(int argc, char** argv)
     parser.addOption({"land-coarse", "TopoJSON with the object 'land' for the lowest zooms.", "file"});
     parser.addOption({"land", "TopoJSON with the object 'land'.", "file"});
     parser.addOption({"countries", "TopoJSON with the object 'countries' (borders).", "file"});
-    parser.addOption({"out", "MBTiles file to write.", "file"});
+    parser.addOption({"out", "MBTiles file of the base map to write.", "file"});
+    parser.addOption({"labels-out", "MBTiles file of the country names to write.", "file"});
     parser.addOption({"max-zoom", "Highest zoom level (default 8).", "n", "8"});
     parser.addOption({"threads", "Rendering threads (default: all cores).", "n"});
     parser.process(app);
-    for (const char* required : {"land", "countries", "out"}) {
+    for (const char* required : {"land", "countries"}) {
         if (!parser.isSet(required)) {
             std::fprintf(stderr, "zl_make_basemap: --%s is required\n", required);
             return 2;
         }
+    }
+    if (!parser.isSet("out") && !parser.isSet("labels-out")) {
+        std::fprintf(stderr, "zl_make_basemap: nothing to do: give --out, --labels-out or both\n");
+        return 2;
     }
     const int maxZoom = std::clamp(parser.value("max-zoom").toInt(), 0, 12);
     const int threads = parser.isSet("threads") ? std::max(1, parser.value("threads").toInt())
@@ -81,13 +148,13 @@ int main(int argc, char** argv)
     } else {
         coarse = detailed;
     }
+    if (parser.isSet("labels-out") && !makeLabels(countries, maxZoom, parser.value("labels-out")))
+        return 1;
+    if (!parser.isSet("out"))
+        return 0;
     const BasemapRenderer renderer(std::move(coarse), std::move(detailed), std::move(countries));
 
     const QString out = parser.value("out");
-    const QString tmp = out + ".part";
-    QFile::remove(tmp);
-    MbtilesWriter writer;
-    QString error;
     const std::map<QString, QString> metadata = {
         {"name", "Zenloft base map"},
         {"format", "png"},
@@ -98,11 +165,6 @@ int main(int argc, char** argv)
         {"attribution", "Natural Earth (public domain)"},
         {"description", "Land, water and country borders"},
     };
-    if (!writer.open(tmp, metadata, error)) {
-        std::fprintf(stderr, "zl_make_basemap: %s\n", qPrintable(error));
-        return 1;
-    }
-
     long long total = 0;
     for (int z = 0; z <= maxZoom; ++z)
         total += (1LL << z) * (1LL << z);
@@ -143,35 +205,31 @@ int main(int argc, char** argv)
         });
     }
     const QByteArray water = renderer.waterTile();
-    long long written = 0;
-    bool ok = true;
-    while (written < total) {
-        std::deque<Result> batch;
-        {
-            std::unique_lock lock(mutex);
-            ready.wait(lock, [&] { return !results.empty(); });
-            batch.swap(results);
-        }
-        for (const Result& r : batch) {
-            if (ok && !writer.addTile(r.z, r.x, r.y, r.data.isEmpty() ? water : r.data, error)) {
-                std::fprintf(stderr, "zl_make_basemap: %s\n", qPrintable(error));
-                ok = false;
+    int tiles = 0, images = 0;
+    // Every result is taken off the queue even after a failed write, so that
+    // the workers can finish and be joined.
+    const bool ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
+        long long written = 0;
+        bool good = true;
+        while (written < total) {
+            std::deque<Result> batch;
+            {
+                std::unique_lock lock(mutex);
+                ready.wait(lock, [&] { return !results.empty(); });
+                batch.swap(results);
             }
-            ++written;
+            for (const Result& r : batch) {
+                if (good && !writer.addTile(r.z, r.x, r.y, r.data.isEmpty() ? water : r.data, error))
+                    good = false;
+                ++written;
+            }
         }
-    }
-    for (auto& w : workers)
-        w.join();
-    if (!ok || !writer.finish(error)) {
-        QFile::remove(tmp);
+        for (auto& w : workers)
+            w.join();
+        return good;
+    }, tiles, images);
+    if (!ok)
         return 1;
-    }
-    const int tiles = writer.tileCount(), images = writer.imageCount();
-    QFile::remove(out);
-    if (!QFile::rename(tmp, out)) {
-        std::fprintf(stderr, "zl_make_basemap: cannot move %s to %s\n", qPrintable(tmp), qPrintable(out));
-        return 1;
-    }
     std::printf("zl_make_basemap: %d tiles (%d distinct images), zooms 0-%d, %d threads, %.1f s -> %s\n",
                 tiles, images, maxZoom, threads, timer.elapsed() / 1000.0, qPrintable(out));
     return 0;

@@ -93,6 +93,7 @@ std::vector<Line> splitAtJumps(const std::vector<QPointF>& pts)
 
 struct Decoder {
     std::vector<Arc> arcs;
+    std::vector<NamedShape> names;
     QString error;
 
     bool appendRing(const QJsonArray& indices, Line& ring)
@@ -145,15 +146,19 @@ struct Decoder {
             return true;
         }
         uses.emplace_back();
-        if (type == "Polygon")
-            return polygon(g.value("arcs").toArray(), out, uses);
-        if (type == "MultiPolygon") {
+        const std::size_t first = out.size();
+        bool ok = true;
+        if (type == "Polygon") {
+            ok = polygon(g.value("arcs").toArray(), out, uses);
+        } else if (type == "MultiPolygon") {
             for (const QJsonValue& p : g.value("arcs").toArray())
-                if (!polygon(p.toArray(), out, uses))
-                    return false;
-            return true;
-        }
-        return true;  // points and lines play no part in the base map
+                if (!(ok = polygon(p.toArray(), out, uses)))
+                    break;
+        }  // points and lines play no part in the base map
+        const QString name = g.value("properties").toObject().value("name").toString().trimmed();
+        if (ok && !name.isEmpty() && out.size() > first)
+            names.push_back({name, first, out.size() - first});
+        return ok;
     }
 };
 
@@ -207,6 +212,7 @@ bool readTopoJson(const QByteArray& json, const QString& objectName, TopoLayer& 
         error = d.error;
         return false;
     }
+    layer.names = std::move(d.names);
     std::map<int, int> count;
     for (const auto& s : uses)
         for (int a : s)

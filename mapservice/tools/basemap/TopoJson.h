@@ -19,9 +19,18 @@ struct Line {
 // A polygon: the first ring is the outline, the others are holes.
 using Polygon = std::vector<Line>;
 
+// A named geometry of the object (a country): its polygons are
+// polygons[firstPolygon, firstPolygon + polygonCount).
+struct NamedShape {
+    QString name;
+    std::size_t firstPolygon = 0;
+    std::size_t polygonCount = 0;
+};
+
 struct TopoLayer {
     std::vector<Polygon> polygons;
     std::vector<Line> borders;  // arcs shared by two or more geometries
+    std::vector<NamedShape> names;  // geometries with a "name" property
 };
 
 // Decodes one object of a TopoJSON topology (quantised or not). Lines are
