@@ -1,4 +1,5 @@
 #include "BasemapRenderer.h"
+#include "CountryLabels.h"
 #include "MbtilesStore.h"
 #include "MbtilesWriter.h"
 #include "TopoJson.h"
@@ -23,6 +24,37 @@ const char* kCountries = R"({"type":"Topology",
  "arcs":[[[10,0],[0,10]],
          [[10,10],[-10,0],[0,-10],[10,0]],
          [[10,0],[10,0],[0,10],[-10,0]]]})";
+
+// Named countries, not quantised: a wide one on the equator, a tiny one, a
+// U-shaped one whose centroid lies in its gap, one made of two islands (the
+// larger carries the name) and one across the antimeridian. The last
+// geometry has no name.
+const char* kNamed = R"({"type":"Topology",
+ "objects":{"countries":{"type":"GeometryCollection","geometries":[
+   {"type":"Polygon","properties":{"name":"Wideland"},"arcs":[[0]]},
+   {"type":"Polygon","properties":{"name":"Tiny"},"arcs":[[1]]},
+   {"type":"Polygon","properties":{"name":"Crescent"},"arcs":[[2]]},
+   {"type":"MultiPolygon","properties":{"name":"Twin Isles"},"arcs":[[[3]],[[4]]]},
+   {"type":"Polygon","properties":{"name":"Dateline"},"arcs":[[5]]},
+   {"type":"Polygon","properties":{},"arcs":[[6]]}]}},
+ "arcs":[[[-60,-20],[60,-20],[60,20],[-60,20],[-60,-20]],
+         [[100,0],[100.2,0],[100.2,0.2],[100,0.2],[100,0]],
+         [[120,30],[150,30],[150,0],[140,0],[140,20],[130,20],[130,0],[120,0],[120,30]],
+         [[-100,-60],[-99,-60],[-99,-59],[-100,-59],[-100,-60]],
+         [[-90,-60],[-70,-60],[-70,-50],[-90,-50],[-90,-60]],
+         [[170,60],[-170,60],[-170,70],[170,70],[170,60]],
+         [[0,-70],[1,-70],[1,-69],[0,-69],[0,-70]]]})";
+
+// Whether any pixel of the PNG in the given box is not transparent.
+bool inked(const QByteArray& png, const QRect& box = QRect(0, 0, 256, 256))
+{
+    const QImage img = QImage::fromData(png, "PNG").convertToFormat(QImage::Format_ARGB32);
+    for (int y = box.top(); y <= box.bottom(); ++y)
+        for (int x = box.left(); x <= box.right(); ++x)
+            if (qAlpha(img.pixel(x, y)) > 0)
+                return true;
+    return false;
+}
 
 // A ring crossing the antimeridian: lon 170 to -170 around lat 0.
 const char* kWrapped = R"({"type":"Topology",
@@ -126,4 +158,102 @@ TEST(Basemap, WriterDeduplicatesAndTheServiceReadsIt)
     EXPECT_EQ(data, "other");
     EXPECT_FALSE(store.tile(1, 0, 1, data));
     EXPECT_FALSE(store.tile(1, 2, 0, data));
+}
+
+TEST(CountryLabels, NamesAndLabelPoints)
+{
+    TopoLayer countries;
+    QString error;
+    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error)) << error.toStdString();
+    ASSERT_EQ(countries.names.size(), 5u);  // the nameless geometry is not listed
+    EXPECT_EQ(countries.names[3].name, "Twin Isles");
+    EXPECT_EQ(countries.names[3].firstPolygon, 3u);
+    EXPECT_EQ(countries.names[3].polygonCount, 2u);
+
+    std::map<QString, LabelCandidate> byName;
+    for (const LabelCandidate& c : CountryLabels::candidates(countries))
+        byName[c.text] = c;
+    ASSERT_EQ(byName.size(), 5u);
+    // The centroid of the U lies in its gap (lon 130-140); the label goes to
+    // the middle of the land on that row instead.
+    const QPointF u = byName["Crescent"].anchor;
+    EXPECT_TRUE(u.x() < mercator(130, 0).x() || u.x() > mercator(140, 0).x()) << u.x();
+    EXPECT_GT(u.x(), mercator(120, 0).x());
+    EXPECT_LT(u.x(), mercator(150, 0).x());
+    // Of two islands the larger one carries the name.
+    EXPECT_NEAR(byName["Twin Isles"].anchor.x(), mercator(-80, 0).x(), 1e-3);
+    // Across the antimeridian: the anchor is on the world, at its edge.
+    const double d = byName["Dateline"].anchor.x();
+    EXPECT_GE(d, 0.0);
+    EXPECT_LT(d, 1.0);
+    EXPECT_TRUE(d < 0.01 || d > 0.99) << d;
+    EXPECT_NEAR(byName["Wideland"].anchor.y(), 0.5, 1e-9);
+}
+
+TEST(CountryLabels, PlacementBySizeWithoutOverlaps)
+{
+    TopoLayer countries;
+    QString error;
+    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
+    const CountryLabels labels(countries, 10);
+    const auto names = [&](int z) {
+        QStringList out;
+        for (const PlacedLabel& p : labels.placed(z))
+            out << p.text;
+        return out;
+    };
+    EXPECT_TRUE(names(0).contains("Wideland"));
+    EXPECT_FALSE(names(0).contains("Tiny"));  // far too small for its name
+    EXPECT_TRUE(names(10).contains("Tiny"));
+    EXPECT_TRUE(labels.placed(11).empty());
+    EXPECT_TRUE(labels.placed(-1).empty());
+    for (int z = 0; z <= 10; ++z) {
+        const auto& placed = labels.placed(z);
+        for (std::size_t i = 0; i < placed.size(); ++i)
+            for (std::size_t j = i + 1; j < placed.size(); ++j)
+                EXPECT_FALSE(placed[i].rect.intersects(placed[j].rect))
+                    << z << " " << placed[i].text.toStdString() << " / " << placed[j].text.toStdString();
+    }
+}
+
+TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
+{
+    TopoLayer countries;
+    QString error;
+    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
+    const CountryLabels labels(countries, 6);
+
+    // At zoom 1 the world is 2 x 2 tiles and Wideland's name sits on the
+    // point where all four meet.
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 2; ++x) {
+            const auto png = labels.renderTile(1, x, y);
+            ASSERT_TRUE(png.has_value()) << x << "," << y;
+            const QRect nearCentre(x == 0 ? 200 : 0, y == 0 ? 240 : 0, 56, 16);
+            EXPECT_TRUE(inked(*png, nearCentre)) << x << "," << y;
+        }
+
+    // The antimeridian: the name is drawn on both edge tiles of its row.
+    int z = 0;
+    const PlacedLabel* dateline = nullptr;
+    for (z = 0; z <= 6 && !dateline; ++z)
+        for (const PlacedLabel& p : labels.placed(z))
+            if (p.text == "Dateline")
+                dateline = &p;
+    ASSERT_NE(dateline, nullptr);
+    --z;
+    const int last = (1 << z) - 1;
+    const int row = int(dateline->baseline.y()) / 256;
+    const auto west = labels.renderTile(z, 0, row);
+    const auto east = labels.renderTile(z, last, row);
+    ASSERT_TRUE(west && east) << z;
+    EXPECT_TRUE(inked(*west, QRect(0, 0, 8, 256)));
+    EXPECT_TRUE(inked(*east, QRect(248, 0, 8, 256)));
+
+    // Open sea far from any name: nothing to draw, and the shared empty tile
+    // is a whole transparent tile.
+    EXPECT_FALSE(labels.renderTile(6, 5, 60).has_value());
+    const QImage empty = QImage::fromData(labels.emptyTile(), "PNG");
+    EXPECT_EQ(empty.size(), QSize(256, 256));
+    EXPECT_FALSE(inked(labels.emptyTile()));
 }
