@@ -15,7 +15,7 @@ PACKAGES=(
   libsqlite3-dev sqlite3 zlib1g-dev libprotobuf-dev protobuf-compiler libexpat1-dev
   libgtest-dev libgmock-dev libbenchmark-dev libgeographiclib-dev libboost-dev
   libcpp-httplib-dev
-  qt6-shadertools-dev
+  qt6-shadertools-dev fonts-dejavu-core
 )
 
 missing=()

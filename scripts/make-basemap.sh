@@ -19,6 +19,9 @@ fi
 SRC="$BUILD_DIR/basemap-src"
 ATLAS="$SRC/node_modules/world-atlas"
 if [ ! -f "$ATLAS/land-50m.json" ]; then
+  if ! command -v npm >/dev/null; then
+    if [ "$(id -u)" -eq 0 ]; then apt-get install -y -q npm; else sudo apt-get install -y -q npm; fi
+  fi
   mkdir -p "$SRC"
   npm install --prefix "$SRC" --no-audit --no-fund --loglevel=error world-atlas@2
 fi
