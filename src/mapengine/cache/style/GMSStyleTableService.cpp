@@ -224,18 +224,127 @@ bool GMSStyleTableService::isTileEpochStale(bool usesGlobalStyles, qint32 majorE
 }
 
 void GMSStyleTableService::loadEpoch(qint32 epoch, const QList<GMSStyleTableMapping>& mappings) {
+    bool complete = false;
     {
         QMutexLocker l(&m_lock);
         m_loadingEpoch = epoch;
+        m_epochResources.insert(epoch, GMSStyleTableEpochResources{epoch, mappings});
+        // Tables already decoded in this run are in: only the others are pending.
         m_styleTableURLsPending = std::make_unique<QSet<QString>>();
-        for (const auto& m : mappings) m_styleTableURLsPending->insert(m.url);
-        if (m_styleTableURLsPending->isEmpty()) m_styleTableURLsPending.reset();
+        for (const auto& m : mappings)
+            if (!m_styleTableMemCache->objectForKey(m.url)) m_styleTableURLsPending->insert(m.url);
+        if (m_styleTableURLsPending->isEmpty()) {
+            m_styleTableURLsPending.reset();
+            complete = m_activeEpoch != epoch;
+        }
+    }
+    if (complete) {
+        setActiveEpoch(epoch);
+        emit activeEpochUpdate(epoch);
     }
     for (const GMSStyleTableMapping& m : mappings) {
         loadStyleTable(m, nullptr, [epoch, url = m.url](Table t) {
             if (!t) qCInfo(lcMapCache, "A StyleTable fetch/validation failed for epoch %d, %s", epoch, qUtf8Printable(url));
         });
     }
+}
+
+// ---- client parameters ----------------------------------------------------
+
+void GMSStyleTableService::setClientParameters(std::shared_ptr<GMSStyleTableClientParameters> clientParameters) {
+    QMutexLocker l(&m_lock);
+    m_clientParameters = std::move(clientParameters);
+}
+
+void GMSStyleTableService::clientParametersNotification(const QList<int>& changedGroupTypes) {
+    if (!changedGroupTypes.contains(kStyleTablesParameterGroup)) return;
+    post([this] { loadCurrentStyleTables(); });
+}
+
+void GMSStyleTableService::loadCurrentStyleTables() {
+    std::shared_ptr<GMSStyleTableClientParameters> params;
+    {
+        QMutexLocker l(&m_lock);
+        params = m_clientParameters;
+    }
+    if (!params) return;
+    const GMSStyleTableEpochResources resources = params->currentEpochResources();
+    if (resources.epoch == 0 || resources.styleTableMappingArray.isEmpty()) return;
+    storeEpochResources(resources);
+    loadEpoch(resources.epoch, resources.styleTableMappingArray);
+}
+
+void GMSStyleTableService::storeEpochResources(const GMSStyleTableEpochResources& resources) {
+    const qint32 epoch = resources.epoch;
+    m_epochResourcesDiskCache->storeObjectDataWithName(
+        GMSStyleTableEpochResources::cacheNameForEpoch(epoch), QStringLiteral("0"), resources.serialized(), nullptr,
+        [epoch](bool ok) {
+            if (!ok) qCInfo(lcMapCache, "Failed to store EpochResources %d", epoch);
+        });
+}
+
+void GMSStyleTableService::loadStyleTableForMapStyle(int mapStyle, qint32 epoch, QObject* context,
+                                                     std::function<void(Table)> handler) {
+    GMSCallback<Table> done(context, std::move(handler));
+    auto complete = [done](Table t) { done(std::move(t)); };
+    {
+        QMutexLocker l(&m_lock);
+        auto known = m_epochResources.constFind(epoch);
+        if (known != m_epochResources.cend()) {
+            const GMSStyleTableEpochResources resources = *known;
+            l.unlock();
+            fetchStyleTableWithEpochResources(resources, epoch, mapStyle, complete);
+            return;
+        }
+    }
+    // An epoch of an earlier run: its resources may be on disk; otherwise
+    // the client parameters in hand are all there is.
+    auto guard = m_guard;
+    m_epochResourcesDiskCache->loadObjectDataWithName(
+        GMSStyleTableEpochResources::cacheNameForEpoch(epoch), nullptr,
+        [this, guard, epoch, mapStyle, complete](GMSCachedObjectData d) {
+            QMutexLocker g(&guard->lock);
+            if (!guard->alive) return;
+            m_workQueue->async([this, epoch, mapStyle, complete, d] {
+                auto resources = d.found ? GMSStyleTableEpochResources::parse(d.data) : std::nullopt;
+                std::shared_ptr<GMSStyleTableClientParameters> params;
+                {
+                    QMutexLocker l(&m_lock);
+                    params = m_clientParameters;
+                    if (resources && resources->epoch == epoch) m_epochResources.insert(epoch, *resources);
+                }
+                if (!resources || resources->epoch != epoch)
+                    resources = params ? params->currentEpochResources() : GMSStyleTableEpochResources{};
+                fetchStyleTableWithEpochResources(*resources, epoch, mapStyle, complete);
+            });
+        });
+}
+
+void GMSStyleTableService::fetchStyleTableWithEpochResources(const GMSStyleTableEpochResources& resources,
+                                                             qint32 epoch, int mapStyle,
+                                                             std::function<void(Table)> complete) {
+    if (resources.epoch != epoch) {
+        // A newer epoch than the parameters know: they are out of date.
+        std::shared_ptr<GMSStyleTableClientParameters> params;
+        {
+            QMutexLocker l(&m_lock);
+            params = m_clientParameters;
+        }
+        if (params) params->refetchClientParametersExpectingPaintEpoch(epoch);
+        complete(nullptr);
+        return;
+    }
+    const auto mapping = resources.mappingForMapStyle(mapStyle);
+    if (!mapping) {
+        qCInfo(lcMapCache, "A StyleTable fetch/validation failed for epoch %d, %s", epoch,
+               qUtf8Printable(QStringLiteral("no style table for map style %1").arg(mapStyle)));
+        complete(nullptr);
+        return;
+    }
+    loadStyleTable(*mapping, nullptr, [epoch, url = mapping->url, complete](Table t) {
+        if (!t) qCInfo(lcMapCache, "A StyleTable fetch/validation failed for epoch %d, %s", epoch, qUtf8Printable(url));
+        complete(std::move(t));
+    });
 }
 
 // ---- tables ---------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include "GMSLRUCache.h"
 #include "GMSLazyMultiZoomStyleTable.h"
 #include "GMSObjectDataCache.h"
+#include "GMSStyleTableEpochResources.h"
 #include "GMSStyleTableFetcher.h"
 
 #include <QHash>
@@ -13,13 +14,6 @@
 #include <QSet>
 
 #include <memory>
-
-// One entry of the paint parameters' style table mapping.
-struct GMSStyleTableMapping {
-    QString url;
-    int styleTableFormat = 0;
-    int mapStyle = 0;
-};
 
 // Gets the style tables of the map styles: from memory, from the disk cache
 // (raw deflate, by URL text), from the application's resources, or by HTTP
@@ -37,6 +31,8 @@ public:
     static constexpr int kEpochResourcesObjectType = 2;
     static constexpr int kTries = 3;
     static constexpr int kRequestTimeoutMs = 90000;
+    // The client parameters' group of the style tables.
+    static constexpr int kStyleTablesParameterGroup = 37;
 
     GMSStyleTableService(std::shared_ptr<GMSStyleTableFetcher> fetcherService,
                          const GMSCacheStorageDescriptor& cacheStorageDescriptor, QList<int> mapStyles,
@@ -50,8 +46,19 @@ public:
                              std::function<void(QByteArray)> handler);
     // The decoded table of a mapping entry; nullptr when it can't be had.
     void loadStyleTable(const GMSStyleTableMapping& mapping, QObject* context, std::function<void(Table)> handler);
+    // The decoded table of a map style in a paint epoch, by the epoch's
+    // resources (from memory, the epoch resources cache, or the client
+    // parameters); nullptr when it can't be had.
+    void loadStyleTableForMapStyle(int mapStyle, qint32 epoch, QObject* context, std::function<void(Table)> handler);
     // Starts loading the tables of a paint epoch beside the active one.
     void loadEpoch(qint32 epoch, const QList<GMSStyleTableMapping>& mappings);
+
+    // Where the paint epoch and its tables come from; set before the first
+    // notification.
+    void setClientParameters(std::shared_ptr<GMSStyleTableClientParameters> clientParameters);
+    // kGMSClientParametersUpdated: a change of the style tables group (37)
+    // loads the current epoch's tables on the work queue.
+    void clientParametersNotification(const QList<int>& changedGroupTypes);
 
     qint32 activeEpoch() const;
     bool hasActiveEpoch() const;
@@ -75,6 +82,10 @@ private:
         std::function<void(QByteArray)> complete;  // runs on the work thread
     };
 
+    void loadCurrentStyleTables();
+    void fetchStyleTableWithEpochResources(const GMSStyleTableEpochResources& resources, qint32 epoch, int mapStyle,
+                                           std::function<void(Table)> complete);
+    void storeEpochResources(const GMSStyleTableEpochResources& resources);
     void fetchData(const QString& url, bool decompressed, int format, std::function<void(QByteArray)> complete);
     void lookUpResourcesOrNetwork(const QString& url);
     void requestStyleTable(const QString& url, int triesRemaining);
@@ -96,6 +107,7 @@ private:
     std::shared_ptr<Guard> m_guard = std::make_shared<Guard>();
 
     std::shared_ptr<GMSStyleTableFetcher> m_fetcherService;
+    std::shared_ptr<GMSStyleTableClientParameters> m_clientParameters;
     QList<int> m_mapStyles;
     std::shared_ptr<GMSStyleTableServiceResourceLoader> m_resourceLoader;
     GMSLazyMultiZoomStyleTable::Decoder m_decoder;
@@ -110,6 +122,7 @@ private:
     std::unique_ptr<QSet<QString>> m_styleTableURLsPending;
     qint32 m_activeEpoch = 0;
     bool m_activeEpochSet = false;
+    QHash<qint32, GMSStyleTableEpochResources> m_epochResources;  // the epochs loaded in this run
 
     std::unique_ptr<GMSCacheQueue> m_workQueue;  // last: drained first
 };
