@@ -4,6 +4,7 @@ set(ZL_CONNECTION_SOURCES
   connection/GMSUserDefaults.h
   connection/GMSDASHRequest.h connection/GMSDASHRequest.cpp
   connection/GMSDASHProtobufferRequest.h connection/GMSDASHProtobufferRequest.cpp
+  connection/GMSDASHBlocksRequest.h connection/GMSDASHBlocksRequest.cpp
   connection/GMSDASHClientIdentity.h connection/GMSDASHClientIdentity.cpp
   connection/GMSXGeoHeaderEncoder.h connection/GMSXGeoHeaderEncoder.cpp
   connection/GMSDASHIdentityRequests.h connection/GMSDASHIdentityRequests.cpp
