@@ -48,6 +48,22 @@ struct Result {
     QByteArray data;  // empty: open water
 };
 
+// Both files cover the whole Web Mercator world from zoom 0.
+std::map<QString, QString> metadataFor(const QString& name, const QString& type, const QString& description,
+                                       int maxZoom)
+{
+    return {
+        {"name", name},
+        {"format", "png"},
+        {"type", type},
+        {"minzoom", "0"},
+        {"maxzoom", QString::number(maxZoom)},
+        {"bounds", "-180,-85.0511,180,85.0511"},
+        {"attribution", "Natural Earth (public domain)"},
+        {"description", description},
+    };
+}
+
 // Writes `out` through a temporary file; `fill` adds the tiles.
 bool writeMbtiles(const QString& out, const std::map<QString, QString>& metadata,
                   const std::function<bool(MbtilesWriter&, QString&)>& fill, int& tiles, int& images)
@@ -78,16 +94,8 @@ bool makeLabels(const TopoLayer& countries, int maxZoom, const QString& out)
     QElapsedTimer timer;
     timer.start();
     const CountryLabels labels(countries, maxZoom);
-    const std::map<QString, QString> metadata = {
-        {"name", "Zenloft country names"},
-        {"format", "png"},
-        {"type", "overlay"},
-        {"minzoom", "0"},
-        {"maxzoom", QString::number(maxZoom)},
-        {"bounds", "-180,-85.0511,180,85.0511"},
-        {"attribution", "Natural Earth (public domain)"},
-        {"description", "Country names over the base map or imagery"},
-    };
+    const auto metadata =
+        metadataFor("Zenloft country names", "overlay", "Country names over the base map or imagery", maxZoom);
     const QByteArray empty = labels.emptyTile();
     int tiles = 0, images = 0;
     const bool ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
@@ -155,16 +163,7 @@ int main(int argc, char** argv)
     const BasemapRenderer renderer(std::move(coarse), std::move(detailed), std::move(countries));
 
     const QString out = parser.value("out");
-    const std::map<QString, QString> metadata = {
-        {"name", "Zenloft base map"},
-        {"format", "png"},
-        {"type", "baselayer"},
-        {"minzoom", "0"},
-        {"maxzoom", QString::number(maxZoom)},
-        {"bounds", "-180,-85.0511,180,85.0511"},
-        {"attribution", "Natural Earth (public domain)"},
-        {"description", "Land, water and country borders"},
-    };
+    const auto metadata = metadataFor("Zenloft base map", "baselayer", "Land, water and country borders", maxZoom);
     long long total = 0;
     for (int z = 0; z <= maxZoom; ++z)
         total += (1LL << z) * (1LL << z);

@@ -1,4 +1,5 @@
 #include "BasemapRenderer.h"
+#include "TilePng.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -16,15 +17,6 @@ bool intersects(const Line& l, double x0, double y0, double x1, double y1)
     return l.maxX >= x0 && l.minX <= x1 && l.maxY >= y0 && l.minY <= y1;
 }
 
-QByteArray png(const QImage& img)
-{
-    QByteArray bytes;
-    QBuffer buf(&bytes);
-    buf.open(QIODevice::WriteOnly);
-    img.save(&buf, "PNG");
-    return bytes;
-}
-
 }  // namespace
 
 BasemapRenderer::BasemapRenderer(TopoLayer coarse, TopoLayer detailed, TopoLayer countries, int coarseMaxZoom)
@@ -39,7 +31,7 @@ QByteArray BasemapRenderer::waterTile() const
 {
     QImage img(kTile, kTile, QImage::Format_RGB32);
     img.fill(m_style.water);
-    return png(img);
+    return tilePng(img);
 }
 
 namespace {
@@ -207,7 +199,7 @@ std::optional<QByteArray> BasemapRenderer::paint(const Clipped& c, int z, int x,
     for (const Line* l : c.borders)
         painter.drawPolyline(QPolygonF(QList<QPointF>(l->points.begin(), l->points.end())));
     painter.end();
-    return png(img);
+    return tilePng(img);
 }
 
 }  // namespace zenloft::basemap

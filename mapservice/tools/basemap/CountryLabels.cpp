@@ -1,6 +1,6 @@
 #include "CountryLabels.h"
+#include "TilePng.h"
 
-#include <QBuffer>
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
@@ -80,15 +80,6 @@ QPointF labelPoint(const Polygon& poly)
         }
     }
     return at;
-}
-
-QByteArray toPng(const QImage& image)
-{
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return png;
 }
 
 }  // namespace
@@ -203,14 +194,14 @@ std::optional<QByteArray> CountryLabels::renderTile(int z, int x, int y) const
         painter.fillPath(path, m_style.text);
     }
     painter.end();
-    return toPng(image);
+    return tilePng(image);
 }
 
 QByteArray CountryLabels::emptyTile() const
 {
     QImage image(kTile, kTile, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
-    return toPng(image);
+    return tilePng(image);
 }
 
 }  // namespace zenloft::basemap
