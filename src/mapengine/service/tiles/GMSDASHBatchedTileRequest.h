@@ -27,6 +27,11 @@ public:
     // Closes the batch and builds its message (also for tests).
     zenloft::wire::GMSx_GMMMapTileRequestProto buildRequestProto();
 
+    // The mode that tiles of this batch get: 3 on the paint route. Set when
+    // the batch is made, before anyone else sees it.
+    int mode() const { return m_mode; }
+    void setMode(int mode) { m_mode = mode; }
+
     quint16 requestID() const override { return 108; }
     void asyncSerializeRequestData(zenloft::wire::DashOutput& out, GMSDASHConnection* connection) override;
     bool asyncReadResponse(zenloft::wire::DashInput& in, GMSDASHConnection* connection) override;
@@ -35,4 +40,5 @@ public:
 private:
     std::weak_ptr<GMSDASHTileService> m_service;
     Requests m_requests;
+    int m_mode = 0;
 };

@@ -1,11 +1,14 @@
 #include "GMSDASHTileService.h"
 
 #include "GMSDASHBatchedTileRequest.h"
+#include "GMSPaintService.h"
 #include "GMSTileDataCache.h"
 #include "maptile.pb.h"
 
 #include <QLoggingCategory>
 #include <QMutexLocker>
+#include <QThread>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -312,6 +315,7 @@ void GMSDASHTileService::stopAddingToRequest(GMSDASHBatchedTileRequest* batch)
 void GMSDASHTileService::queueServerRequest(const GMSTileRequestPtr& request)
 {
     std::shared_ptr<GMSDASHBatchedTileRequest> toSend;
+    std::shared_ptr<GMSPaintService> paint;
     {
         QMutexLocker l(&m_monitor);
         if (_requestsInFlight.value(request->coords()) != request) {
@@ -325,15 +329,53 @@ void GMSDASHTileService::queueServerRequest(const GMSTileRequestPtr& request)
         if (!_dashRequest) {
             _dashRequest = std::make_shared<GMSDASHBatchedTileRequest>(weak_from_this(), _requestsForNextBatch);
             _dashRequest->setAllowsCellularAccess(m_options.allowsCellularAccess);
+            if (usesPaintRouteLocked()) {
+                paint = m_paintService;
+                _dashRequest->setMode(kGMSTileModePaint);
+            }
             toSend = _dashRequest;
         }
         if (int(_requestsForNextBatch->size()) >= m_options.maxRequestsPerBatch)
             stopAddingToRequest(_dashRequest.get());
     }
-    // The paint route is not taken: this service has no paint server, so
-    // every batch goes straight to the connection.
-    if (toSend && m_sender)
+    if (!toSend)
+        return;
+    if (paint) {
+        // The batch stays open meanwhile, so that more tiles can join.
+        std::weak_ptr<GMSDASHTileService> weak = weak_from_this();
+        const GMSTileType type = m_options.tileType;
+        schedule(kPaintGatheringDelayMs, [weak, paint, toSend, type] {
+            if (auto self = weak.lock())
+                paint->sendRequest(toSend, type, self);
+        });
+        return;
+    }
+    if (m_sender)
         m_sender(toSend);
+}
+
+void GMSDASHTileService::schedule(int delayMs, std::function<void()> work)
+{
+    Scheduler scheduler;
+    {
+        QMutexLocker l(&m_monitor);
+        scheduler = m_scheduler;
+    }
+    if (scheduler) {
+        scheduler(delayMs, std::move(work));
+        return;
+    }
+    QPointer<QObject> queue = m_workQueue;
+    if (!queue)
+        return;
+    auto start = [queue, delayMs, work] {
+        if (queue)
+            QTimer::singleShot(delayMs, Qt::PreciseTimer, queue.data(), work);
+    };
+    if (QThread::currentThread() == queue->thread())
+        start();
+    else
+        QMetaObject::invokeMethod(queue.data(), start, Qt::QueuedConnection);
 }
 
 GMSx_GMMMapTileRequestProto GMSDASHTileService::buildRequestProto(GMSDASHBatchedTileRequest* batch)
@@ -408,6 +450,7 @@ void GMSDASHTileService::handleServerResponse(const std::shared_ptr<GMSDASHBatch
         QMutexLocker l(&m_monitor);
         stopAddingToRequest(batch.get());
         const auto requests = *batch->tileRequests();
+        const int mode = batch->mode();
         auto failAll = [&] {
             for (const auto& r : requests)
                 if (takeInFlight(r->coords(), r))
@@ -448,6 +491,7 @@ void GMSDASHTileService::handleServerResponse(const std::shared_ptr<GMSDASHBatch
                         auto tile = std::const_pointer_cast<GMSTile>(makeTile(r->coords(), bytes, version, now));
                         tile->dataVersion = _dataVersion;
                         tile->majorEpoch = _majorEpoch;
+                        tile->mode = mode;
                         answers.insert(c, tile);
                     } else {
                         answers.insert(c, nullptr);
@@ -458,6 +502,7 @@ void GMSDASHTileService::handleServerResponse(const std::shared_ptr<GMSDASHBatch
                     auto tile = std::const_pointer_cast<GMSTile>(makeTile(r->coords(), cached->data, version, now));
                     tile->dataVersion = _dataVersion;
                     tile->majorEpoch = _majorEpoch;
+                    tile->mode = mode;
                     answers.insert(c, tile);
                     refreshedOnly.insert(c, true);
                 } else {
@@ -516,8 +561,7 @@ int GMSDASHTileService::shouldRequestUpdate(const GMSTile& tile, int fetchType) 
         return kGMSTileUpdateLegalCountry;
     if (fetchType == 1 && tile.expirationState && tile.expirationState->hasPerTileExpiredForClock(now, m_expirations))
         return kGMSTileUpdatePerTileExpired;
-    // Only an offline cache keeps tile epochs; this engine has none.
-    if (_offlineTileDataCache && tile.perTileEpoch != 0)
+    if (_offlineTileDataCache && tile.majorEpoch != -1 && m_isTileEpochStale && m_isTileEpochStale(tile))
         return kGMSTileUpdateEpochStale;
     return kGMSTileUpdateNone;
 }
@@ -649,6 +693,71 @@ void GMSDASHTileService::setDirectToPaint(bool on)
 {
     QMutexLocker l(&m_monitor);
     m_directToPaint = on;
+}
+
+void GMSDASHTileService::setPaintServer(const QUrl& paintServerBaseURL, const QByteArray& requestSigningKey)
+{
+    const QUrl url = GMSPaintService::resolvedPaintServerURL(m_options.dashEndpointURL, paintServerBaseURL);
+    if (!paintServerBaseURL.isEmpty() && url.isEmpty())
+        qCWarning(lcTiles, "paint route off: the paint server URL \"%s\" is relative and there is no endpoint to "
+                           "take it from",
+                  qUtf8Printable(paintServerBaseURL.toString()));
+    QMutexLocker l(&m_monitor);
+    if (url.isEmpty() || requestSigningKey.isEmpty()) {
+        m_paintService.reset();
+        return;
+    }
+    if (m_paintService && m_paintService->paintServerBaseURL() == url &&
+        m_paintService->requestSigningKey() == requestSigningKey)
+        return;
+    // One transport (and its thread) for every paint server this service has.
+    if (!m_paintTransport)
+        m_paintTransport = std::make_shared<GMSPaintHttpTransport>();
+    m_paintService = std::make_shared<GMSPaintService>(url, requestSigningKey, m_paintTransport);
+}
+
+bool GMSDASHTileService::usesPaintRouteLocked() const
+{
+    return m_directToPaint && m_paintService && m_options.tileType.paintTileType >= 0;
+}
+
+bool GMSDASHTileService::usesPaintRoute() const
+{
+    QMutexLocker l(&m_monitor);
+    return usesPaintRouteLocked();
+}
+
+std::shared_ptr<GMSPaintService> GMSDASHTileService::paintService() const
+{
+    QMutexLocker l(&m_monitor);
+    return m_paintService;
+}
+
+void GMSDASHTileService::setPaintTransport(std::shared_ptr<GMSPaintTransport> transport)
+{
+    QMutexLocker l(&m_monitor);
+    m_paintTransport = std::move(transport);
+    if (m_paintService)
+        m_paintService = std::make_shared<GMSPaintService>(m_paintService->paintServerBaseURL(),
+                                                           m_paintService->requestSigningKey(), m_paintTransport);
+}
+
+void GMSDASHTileService::setScheduler(Scheduler scheduler)
+{
+    QMutexLocker l(&m_monitor);
+    m_scheduler = std::move(scheduler);
+}
+
+void GMSDASHTileService::setOfflineTileDataCache(GMSTileDataCache* cache)
+{
+    QMutexLocker l(&m_monitor);
+    _offlineTileDataCache = cache;
+}
+
+void GMSDASHTileService::setTileEpochStalenessCheck(EpochStalenessCheck isTileEpochStale)
+{
+    QMutexLocker l(&m_monitor);
+    m_isTileEpochStale = std::move(isTileEpochStale);
 }
 
 void GMSDASHTileService::setPaintExperiments(const QString& experiments)

@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QUrl>
 
 #include <functional>
 #include <memory>
@@ -19,6 +20,8 @@
 
 class GMSDASHBatchedTileRequest;
 class GMSDASHRequest;
+class GMSPaintService;
+class GMSPaintTransport;
 class GMSTileDataCache;
 struct GMSDASHError;
 
@@ -37,6 +40,9 @@ struct GMSDASHTileServiceOptions {
     int serviceFlags = 0;
     bool allowsCellularAccess = true;
     bool largestDeviceClass = false;
+    // The framed connection's endpoint: relative paint server URLs are taken
+    // from there.
+    QUrl dashEndpointURL;
 };
 
 // Why a tile in hand should (or need not) be fetched again.
@@ -52,6 +58,9 @@ enum GMSTileUpdateReason : int {
     kGMSTileUpdateExpired = 9,
 };
 
+// The mode of tiles fetched by the paint route.
+inline constexpr int kGMSTileModePaint = 3;
+
 // Answers "the tile at these coordinates" for one tile type: memory cache,
 // then disk cache, then batched requests to the map service. All work and
 // all callbacks run on the work queue (the thread of the given QObject);
@@ -60,6 +69,9 @@ class GMSDASHTileService : public std::enable_shared_from_this<GMSDASHTileServic
 public:
     using Sender = std::function<void(const std::shared_ptr<GMSDASHRequest>&)>;
     using Clock = std::function<qint64()>;
+    // Runs work on the work queue after a delay in milliseconds.
+    using Scheduler = std::function<void(int delayMs, std::function<void()> work)>;
+    using EpochStalenessCheck = std::function<bool(const GMSTile&)>;
     using MemCache = GMSTileMemCache<GMSTileCoords, GMSTilePtr>;
 
     static std::shared_ptr<GMSDASHTileService> create(GMSDASHTileServiceOptions options, QObject* workQueue,
@@ -70,6 +82,8 @@ public:
     static int zoomShiftForTileEdgeLength(int edge);
     static int memCacheSizeForTileType(const GMSTileType& type, bool largestDeviceClass);
     static quint16 DASHRequestID() { return 108; }
+    // How long a batch of the paint route waits for more tiles to join.
+    static constexpr int kPaintGatheringDelayMs = 10;
 
     void requestTile(const GMSTileCoords& coords, const void* target, GMSTileCallback selector);
     void requestTile(const GMSTileCoords& coords, const void* target, GMSTileCallback selector,
@@ -99,6 +113,23 @@ public:
     void updateLocale(const QString& locale);
     void updateLegalCountry(const QString& country);
     void setDirectToPaint(bool on);
+    // The paint route's server and signing key; an empty URL or key turns the
+    // route off. A relative URL is resolved against options().dashEndpointURL.
+    void setPaintServer(const QUrl& paintServerBaseURL, const QByteArray& requestSigningKey);
+    // Batches go by the paint route when direct-to-paint is on, a paint
+    // server is set and the tile type has a paint tile type.
+    bool usesPaintRoute() const;
+    std::shared_ptr<GMSPaintService> paintService() const;
+    // For tests: the paint route's transport (null: Qt Network on a thread of
+    // its own) and the timer of its gathering delay (null: a QTimer on the
+    // work queue).
+    void setPaintTransport(std::shared_ptr<GMSPaintTransport> transport);
+    void setScheduler(Scheduler scheduler);
+    // A cache of tiles kept for offline use; with it, tiles whose epoch the
+    // check calls stale are fetched again. The check runs under the service's
+    // monitor and must not call back into the service.
+    void setOfflineTileDataCache(GMSTileDataCache* cache);
+    void setTileEpochStalenessCheck(EpochStalenessCheck isTileEpochStale);
     void setPaintExperiments(const QString& experiments);
 
     int shouldRequestUpdate(const GMSTile& tile, int fetchType) const;
@@ -116,6 +147,7 @@ public:
                               std::shared_ptr<const zenloft::wire::GMSx_GMMMapTileResponseProto> response,
                               std::optional<GMSDASHError> error);
     void hop(std::function<void()> work);
+    QObject* workQueue() const { return m_workQueue.data(); }
 
 private:
     GMSDASHTileService(GMSDASHTileServiceOptions options, QObject* workQueue, Sender sender, Clock clock,
@@ -129,6 +161,8 @@ private:
                     qint64 validationTime, const QString& versionID);
     void queueServerRequest(const GMSTileRequestPtr& request);
     void stopAddingToRequest(GMSDASHBatchedTileRequest* batch);
+    bool usesPaintRouteLocked() const;
+    void schedule(int delayMs, std::function<void()> work);
     bool canIncludeTileCoords(const GMSTileCoords& coords) const;
     GMSTilePtr makeTile(const GMSTileCoords& coords, QByteArray data, QString versionID, qint64 validationTime) const;
     bool decodes(const QByteArray& data) const;
@@ -150,6 +184,10 @@ private:
     int _dataVersion = -1;
     int _majorEpoch = -1;
     bool m_directToPaint = false;
+    std::shared_ptr<GMSPaintService> m_paintService;
+    std::shared_ptr<GMSPaintTransport> m_paintTransport;
+    Scheduler m_scheduler;
+    EpochStalenessCheck m_isTileEpochStale;
     QString m_paintExperiments;
     QString m_legalCountry;
     GMSTileTypeExpirations m_expirations;

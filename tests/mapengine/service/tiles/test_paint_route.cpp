@@ -1,0 +1,257 @@
+// Batches of the paint route: the gathering delay, the signed request, the
+// answer's tiles with mode 3, the ways the route stays off, and failures.
+#include "GMSPaintService.h"
+#include "PaintRouteFakes.h"
+#include "PaintSignature.h"
+#include "TileServiceHarness.h"
+#include "testsupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace zenloft::wire;
+using zltest::FakePaintTransport;
+using zltest::FakeScheduler;
+using zltest::TileServiceHarness;
+
+namespace {
+
+const QUrl kPaintURL(QStringLiteral("http://paint.test:9000/glm/paint"));
+const QByteArray kKey("paint-signing-key");
+
+GMSDASHTileServiceOptions paintable(int paintTileType = TILE_TYPE_SATELLITE)
+{
+    GMSDASHTileServiceOptions o;
+    o.tileType.mapTileType = TILE_TYPE_SATELLITE;
+    o.tileType.paintTileType = paintTileType;
+    return o;
+}
+
+struct PaintHarness : TileServiceHarness {
+    explicit PaintHarness(GMSDASHTileServiceOptions o = paintable()) : TileServiceHarness(o)
+    {
+        transport = std::make_shared<FakePaintTransport>();
+        service->setPaintTransport(transport);
+        service->setScheduler(timers.scheduler());
+        service->setPaintServer(kPaintURL, kKey);
+        service->setDirectToPaint(true);
+    }
+    GMSx_GMMMapTileRequestProto sentProto(std::size_t i) const
+    {
+        GMSx_GMMMapTileRequestProto p;
+        EXPECT_TRUE(p.ParseFromArray(transport->posts.at(i).body.constData(), int(transport->posts.at(i).body.size())));
+        return p;
+    }
+    // Answers POST i with the given tiles (zoom as on the wire).
+    void answer(std::size_t i, const std::map<Key, Reply>& tiles, int httpStatus = 200)
+    {
+        GMSx_GMMMapTileResponseProto resp;
+        resp.mutable_header()->set_response_code(TILE_RESPONSE_OK);
+        resp.mutable_header()->set_tile_edition(1);
+        for (const auto& [k, reply] : tiles) {
+            auto* t = resp.add_map_tile_array();
+            auto* mt = t->mutable_map_tile();
+            mt->set_tile_type(TILE_TYPE_SATELLITE);
+            mt->set_zoom_level(std::get<0>(k));
+            mt->set_tile_index_x(std::get<1>(k));
+            mt->set_tile_index_y(std::get<2>(k));
+            if (!reply.version.empty())
+                mt->mutable_version_id()->set_version_id(reply.version);
+            if (!reply.data.empty())
+                t->set_tile_data(reply.data);
+        }
+        reply(i, GMSPaintReply{httpStatus, QByteArray::fromStdString(resp.SerializeAsString()), std::nullopt});
+    }
+    void reply(std::size_t i, GMSPaintReply r)
+    {
+        transport->posts.at(i).done(std::move(r));
+        pump();
+    }
+    std::shared_ptr<FakePaintTransport> transport;
+    FakeScheduler timers;
+};
+
+int countStatus(const TileServiceHarness& h, int status)
+{
+    return int(std::count_if(h.answers.begin(), h.answers.end(), [&](const auto& a) { return a.status == status; }));
+}
+
+}  // namespace
+
+TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
+{
+    PaintHarness h;
+    EXPECT_TRUE(h.service->usesPaintRoute());
+    h.request(3, 1, 1);
+    EXPECT_TRUE(h.sent.empty()) << "the paint route does not use the connection";
+    ASSERT_EQ(h.timers.items.size(), 1u);
+    EXPECT_EQ(h.timers.items[0].delayMs, 10);
+    EXPECT_TRUE(h.transport->posts.empty()) << "nothing goes before the delay";
+
+    h.request(3, 2, 1, 4);  // joins the waiting batch
+    h.request(3, 1, 1);     // a duplicate folds into the first
+    EXPECT_EQ(h.timers.items.size(), 1u);
+    h.timers.runAll();
+    ASSERT_EQ(h.transport->posts.size(), 1u);
+    const auto& post = h.transport->posts[0];
+    EXPECT_EQ(post.url, kPaintURL);
+    EXPECT_EQ(post.header("Content-Type"), "application/x-protobuf");
+    EXPECT_EQ(post.header("X-Paint-Signature").toStdString(),
+              paintSignature(kKey.toStdString(), post.body.toStdString()));
+    EXPECT_EQ(post.header("X-Paint-Signature").size(), 64);
+    EXPECT_GT(post.timeoutMs, 0) << "a stalled paint server must not hold tiles forever";
+
+    const auto proto = h.sentProto(0);
+    ASSERT_EQ(proto.map_tile_array_size(), 2);
+    EXPECT_EQ(proto.header().fetch_type(), 1);
+    EXPECT_FALSE(proto.header().has_paint_epoch()) << "no epoch known yet";
+    ASSERT_EQ(proto.paint_description_array_size(), 1);
+    EXPECT_EQ(proto.paint_description_array(0).tile_type(), TILE_TYPE_SATELLITE);
+    for (const auto& t : proto.map_tile_array()) {
+        EXPECT_EQ(t.tile_type(), TILE_TYPE_SATELLITE);
+        EXPECT_EQ(t.paint_description_index(), 0);
+        EXPECT_TRUE(t.version_id().supports_tile_hash());
+    }
+
+    // Sent means closed: a new tile opens a new batch with its own delay.
+    h.request(3, 3, 1);
+    EXPECT_EQ(h.timers.items.size(), 1u);
+
+    h.answer(0, {{{3, 1, 1}, {TileServiceHarness::png('p'), "v1"}}, {{3, 2, 1}, {TileServiceHarness::png('q'), "v2"}}});
+    ASSERT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 3);
+    for (const auto& a : h.answers) {
+        ASSERT_TRUE(a.tile);
+        EXPECT_EQ(a.tile->mode, 3);
+    }
+    // The on-screen tile went to the memory cache with its mode.
+    h.answers.clear();
+    h.request(3, 1, 1);
+    ASSERT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
+    EXPECT_EQ(h.answers[0].tile->mode, 3);
+    EXPECT_TRUE(h.transport->posts.size() == 1u);
+}
+
+TEST(PaintRoute, EpochAndFullBatches)
+{
+    auto o = paintable(TILE_TYPE_HYBRID_OVERLAY);
+    o.maxRequestsPerBatch = 2;
+    o.tileEdgeLength = 512;
+    PaintHarness h(o);
+    h.service->updateMajorEpoch(7);
+    h.request(4, 0, 0);
+    h.request(4, 1, 0);
+    h.request(4, 2, 0);  // the first batch was full at two
+    h.request(5, 0, 0);  // another zoom closes the second
+    ASSERT_EQ(h.timers.items.size(), 3u);
+    h.timers.runAll();
+    ASSERT_EQ(h.transport->posts.size(), 3u);
+    EXPECT_EQ(h.sentProto(0).map_tile_array_size(), 2);
+    EXPECT_EQ(h.sentProto(1).map_tile_array_size(), 1);
+    const auto p = h.sentProto(2);
+    ASSERT_EQ(p.map_tile_array_size(), 1);
+    EXPECT_EQ(p.map_tile_array(0).zoom_level(), 6) << "the zoom shift of 512-pixel tiles holds here too";
+    EXPECT_EQ(p.header().paint_epoch(), 7);
+    EXPECT_EQ(p.map_tile_array(0).paint_epoch(), 7);
+    EXPECT_EQ(p.paint_description_array(0).tile_type(), TILE_TYPE_HYBRID_OVERLAY);
+    EXPECT_EQ(p.map_tile_array(0).tile_type(), TILE_TYPE_SATELLITE);
+}
+
+TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
+{
+    struct Case {
+        const char* name;
+        QUrl url;
+        QByteArray key;
+        int paintTileType;
+        bool direct;
+    };
+    const Case cases[] = {
+        {"no URL", QUrl(), kKey, TILE_TYPE_SATELLITE, true},
+        {"no key", kPaintURL, QByteArray(), TILE_TYPE_SATELLITE, true},
+        {"no paint tile type", kPaintURL, kKey, -1, true},
+        {"direct to paint off", kPaintURL, kKey, TILE_TYPE_SATELLITE, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        PaintHarness h(paintable(c.paintTileType));
+        h.service->setPaintServer(c.url, c.key);
+        h.service->setDirectToPaint(c.direct);
+        EXPECT_FALSE(h.service->usesPaintRoute());
+        h.request(2, 1, 1);
+        EXPECT_EQ(h.sent.size(), 1u) << "the framed connection takes the batch at once";
+        EXPECT_TRUE(h.timers.items.empty());
+        h.respond(h.sent[0], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
+        ASSERT_EQ(h.answers.size(), 1u);
+        EXPECT_EQ(h.answers[0].tile->mode, 0);
+        EXPECT_TRUE(h.transport->posts.empty());
+    }
+    // Turned off after being on: the next batch goes the normal way.
+    PaintHarness h;
+    h.service->setPaintServer(QUrl(), QByteArray());
+    EXPECT_FALSE(h.service->paintService());
+    h.request(2, 0, 0);
+    EXPECT_EQ(h.sent.size(), 1u);
+}
+
+TEST(PaintRoute, RelativeServerURLIsTakenFromTheEndpoint)
+{
+    auto o = paintable();
+    o.dashEndpointURL = QUrl(QStringLiteral("http://127.0.0.1:8765/glm/mmap"));
+    PaintHarness h(o);
+    h.service->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kKey);
+    ASSERT_TRUE(h.service->paintService());
+    EXPECT_EQ(h.service->paintService()->paintServerBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:8765/glm/paint")));
+    EXPECT_EQ(GMSPaintService::resolvedPaintServerURL(o.dashEndpointURL, kPaintURL), kPaintURL);
+
+    zltest::LogCapture log;
+    PaintHarness lost;  // no endpoint to resolve against
+    lost.service->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kKey);
+    EXPECT_FALSE(lost.service->usesPaintRoute());
+    EXPECT_TRUE(log.contains("paint route off"));
+}
+
+TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
+{
+    struct Case {
+        const char* name;
+        GMSPaintReply reply;
+    };
+    const Case cases[] = {
+        {"transport error",
+         GMSPaintReply{0, {}, GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "timed out", {}, {}}}},
+        {"HTTP 403", GMSPaintReply{403, "bad signature\n", std::nullopt}},
+        {"garbage body", GMSPaintReply{200, QByteArray("\xff\xff\xff\xff garbage", 13), std::nullopt}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        PaintHarness h;
+        h.request(3, 1, 1);
+        h.request(3, 1, 1);
+        h.timers.runAll();
+        ASSERT_EQ(h.transport->posts.size(), 1u);
+        h.reply(0, c.reply);
+        ASSERT_EQ(h.answers.size(), 2u);
+        EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+        EXPECT_FALSE(h.service->hasRequestsInFlight());
+        // Not marked as missing: asking again goes to the server again.
+        h.answers.clear();
+        h.request(3, 1, 1);
+        EXPECT_TRUE(h.answers.empty());
+        EXPECT_EQ(h.timers.items.size(), 1u);
+    }
+}
+
+TEST(PaintRoute, ServiceGoneBeforeTheAnswer)
+{
+    auto transport = std::make_shared<FakePaintTransport>();
+    FakeScheduler timers;
+    {
+        PaintHarness h;
+        h.service->setPaintTransport(transport);
+        h.service->setScheduler(timers.scheduler());
+        h.request(1, 0, 0);
+    }
+    // The delayed send and a late answer find no service and do nothing.
+    timers.runAll();
+    EXPECT_TRUE(transport->posts.empty());
+}
