@@ -212,7 +212,7 @@ DashAnswer DashRequestHandler::handle(std::string_view body) const
             continue;
         }
         case kDashMapTileRequest:
-            answerTiles(r.block, out, answer);
+            writeTileResponse(r.block, out, answer, true);
             continue;
         case kDashClientParametersRequest:
             answerClientParameters(r.block, out);
@@ -250,7 +250,8 @@ std::size_t varintSize(std::uint64_t v)
 
 }  // namespace
 
-void DashRequestHandler::answerTiles(std::string_view block, wire::DashOutput& out, DashAnswer& stats) const
+bool DashRequestHandler::writeTileResponse(std::string_view block, wire::DashOutput& out, DashAnswer& stats,
+                                           bool lengthPrefixed) const
 {
     GMSx_GMMMapTileRequestProto req;
     // Parsed leniently: a tile with a type we do not know still gets its
@@ -259,8 +260,11 @@ void DashRequestHandler::answerTiles(std::string_view block, wire::DashOutput& o
         GMSx_GMMMapTileResponseProto resp;
         resp.mutable_header()->set_tile_edition(1);
         resp.mutable_header()->set_response_code(TILE_RESPONSE_ERROR);
-        out.writeMessage(resp);
-        return;
+        if (lengthPrefixed)
+            out.writeMessage(resp);
+        else
+            out.writeBytes(resp.SerializeAsString());
+        return false;
     }
     const int shift = zoomShiftForTileSize(req.header().tile_size());
 
@@ -302,7 +306,8 @@ void DashRequestHandler::answerTiles(std::string_view block, wire::DashOutput& o
     std::size_t total = header.size();
     for (const Entry& e : entries)
         total += 1 + varintSize(e.length) + e.length;
-    out.writeUInt32(static_cast<std::uint32_t>(total));
+    if (lengthPrefixed)
+        out.writeUInt32(static_cast<std::uint32_t>(total));
     out.reserve(out.size() + total);
     out.writeBytes(header);
     std::string head;
@@ -321,6 +326,7 @@ void DashRequestHandler::answerTiles(std::string_view block, wire::DashOutput& o
         if (e.sendData)
             out.writeBytes(e.tile->data);
     }
+    return true;
 }
 
 void DashRequestHandler::answerClientParameters(std::string_view block, wire::DashOutput& out) const

@@ -39,6 +39,13 @@ public:
 
     DashAnswer handle(std::string_view body) const;
 
+    // Answers a serialised GMSx_GMMMapTileRequestProto with a
+    // GMSx_GMMMapTileResponseProto from the stores: framed (32-bit length
+    // first) for the DASH body, bare for the paint route. A request that does
+    // not parse gets an answer with an error code; false says so.
+    bool writeTileResponse(std::string_view request, wire::DashOutput& out, DashAnswer& stats,
+                           bool lengthPrefixed) const;
+
     // Weak version tag of a tile: clients send it back to learn that their
     // copy is still current.
     static std::string versionOf(std::string_view tileData);
@@ -47,7 +54,6 @@ private:
     struct Parsed;
     std::uint64_t newCookie() const;
     std::string randomToken(std::size_t bytes) const;
-    void answerTiles(std::string_view block, wire::DashOutput& out, DashAnswer& stats) const;
     void answerClientParameters(std::string_view block, wire::DashOutput& out) const;
     void answerQuota(bool keyAccepted, const std::string& apiKey, wire::DashOutput& out) const;
 

@@ -3,6 +3,8 @@
 #include "DashFraming.h"
 #include "DashRequestHandler.h"
 #include "MbtilesStore.h"
+#include "PaintRequestHandler.h"
+#include "PaintSignature.h"
 
 #include <httplib.h>
 
@@ -34,6 +36,7 @@ void logLine(const char* fmt, const std::string& remote, int status, std::size_t
 }
 
 constexpr const char* kPostLog = "%s POST /glm/mmap %s %d in=%zu out=%zu requests=%zu tiles=%zu/%zu %.1fms%s\n";
+constexpr const char* kPaintLog = "%s POST /glm/paint %s %d in=%zu out=%zu requests=%zu tiles=%zu/%zu %.1fms%s\n";
 
 }  // namespace
 
@@ -85,10 +88,26 @@ bool MapServiceServer::prepare(std::string& error)
             logLine(kPostLog, req.remote_addr, res.status, req.body.size(), res.body.size(), &a, ms);
         }
     });
+    m_paintHandler = std::make_shared<PaintRequestHandler>(m_config.paintSigningKey, m_handler);
+    auto paint = m_paintHandler;
+    m_http->Post(wire::kPaintPath, [paint, quiet](const httplib::Request& req, httplib::Response& res) {
+        const auto t0 = std::chrono::steady_clock::now();
+        const bool signed_ = req.has_header(wire::kPaintSignatureHeader);
+        const std::string signature = req.get_header_value(wire::kPaintSignatureHeader);
+        DashAnswer a = paint->handle(req.body, signed_ ? &signature : nullptr);
+        res.status = a.httpStatus;
+        res.set_header("Content-Type", a.contentType);
+        res.body = std::move(a.body);
+        if (!quiet) {
+            const double ms =
+                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+            logLine(kPaintLog, req.remote_addr, res.status, req.body.size(), res.body.size(), &a, ms);
+        }
+    });
     // Bodies refused before the handler (too large) still get their line.
     m_http->set_logger([quiet](const httplib::Request& req, const httplib::Response& res) {
         if (!quiet && req.method == "POST" && res.status == 413)
-            logLine(kPostLog, req.remote_addr, res.status, std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10), 0,
+            logLine(req.path == wire::kPaintPath ? kPaintLog : kPostLog, req.remote_addr, res.status, std::strtoull(req.get_header_value("Content-Length").c_str(), nullptr, 10), 0,
                     nullptr, 0.0);
     });
     m_http->set_error_handler([](const httplib::Request&, httplib::Response& res) {

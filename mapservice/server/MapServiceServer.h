@@ -11,8 +11,10 @@ namespace httplib { class Server; }
 namespace zenloft::mapservice {
 
 class DashRequestHandler;
+class PaintRequestHandler;
 
-// The HTTP side: POST /glm/mmap through DashRequestHandler, GET /styles/...
+// The HTTP side: POST /glm/mmap through DashRequestHandler, POST /glm/paint
+// through PaintRequestHandler (404 without a signing key), GET /styles/...
 // from the style folder, a thread pool, size limits and one log line per POST.
 class MapServiceServer {
 public:
@@ -34,6 +36,7 @@ private:
     ServiceConfig m_config;
     std::unique_ptr<httplib::Server> m_http;
     std::shared_ptr<DashRequestHandler> m_handler;
+    std::shared_ptr<PaintRequestHandler> m_paintHandler;
     std::thread m_thread;
     int m_port = 0;
 };
