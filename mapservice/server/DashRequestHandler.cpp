@@ -10,8 +10,10 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 namespace zenloft::mapservice {
@@ -329,6 +331,26 @@ bool DashRequestHandler::writeTileResponse(std::string_view block, wire::DashOut
     return true;
 }
 
+namespace {
+
+// The style tables on offer: the plain files of the style folder, in name
+// order (hidden files left out).
+std::vector<std::string> styleTableFiles(const std::string& styleDir)
+{
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& entry : std::filesystem::directory_iterator(styleDir, ec)) {
+        const std::string name = entry.path().filename().string();
+        std::error_code fileError;
+        if (!name.empty() && name[0] != '.' && entry.is_regular_file(fileError))
+            names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace
+
 void DashRequestHandler::answerClientParameters(std::string_view block, wire::DashOutput& out) const
 {
     GMSx_GMMClientParametersRequestProto req;
@@ -337,6 +359,7 @@ void DashRequestHandler::answerClientParameters(std::string_view block, wire::Da
         out.writeMessage(resp);
         return;
     }
+    const bool paintRoute = !m_config.paintSigningKey.empty();
     for (const auto& asked : req.parameter_group_array()) {
         if (asked.type() == PARAMETER_GROUP_UNKNOWN)
             continue;
@@ -347,9 +370,28 @@ void DashRequestHandler::answerClientParameters(std::string_view block, wire::Da
             vm->set_disk_cache_server_schema_version(m_config.diskCacheSchemaVersion);
             if (m_config.pertileDurationMinutes > 0)
                 vm->set_pertile_duration_in_minutes(m_config.pertileDurationMinutes);
+            if (paintRoute)
+                for (int type : m_config.directToPaintTileTypes)
+                    vm->add_direct_to_paint_enabled_tile_type_array(static_cast<GMSx_GMMTileType>(type));
         }
-        if (asked.type() == PARAMETER_GROUP_STYLE_TABLES && !m_config.styleDir.empty())
-            g.mutable_server_setting()->set_server_url("/styles/");
+        if (asked.type() == PARAMETER_GROUP_STYLE_TABLES && !m_config.styleDir.empty()) {
+            // Relative URLs: the app takes them from its service endpoint.
+            const auto files = styleTableFiles(m_config.styleDir);
+            if (!files.empty()) {
+                auto* st = g.mutable_style_tables();
+                st->set_paint_epoch(m_config.styleEpoch);
+                int mapStyle = 0;
+                for (const auto& name : files) {
+                    auto* m = st->add_style_table_mapping_array();
+                    m->set_url("/styles/" + name);
+                    m->set_map_style(mapStyle++);
+                }
+            }
+        }
+        if (asked.type() == PARAMETER_GROUP_PAINT && paintRoute) {
+            g.mutable_paint()->set_paint_server_base_url(kPaintPath);
+            g.mutable_paint()->set_request_signing_key(m_config.paintSigningKey);
+        }
         const std::uint64_t hash = fnv1a(g.SerializeAsString());
         auto* answered = resp.add_parameter_group_array();
         answered->set_type(asked.type());

@@ -86,6 +86,28 @@ bool applySetting(const std::string& key, const std::string& value, const std::s
         c.tilesByType[type] = resolve(value, baseDir);
     } else if (key == "style_dir") {
         c.styleDir = resolve(value, baseDir);
+    } else if (key == "style_epoch") {
+        if (!toInt(value, 1, (1LL << 31) - 1, n))
+            return error = "style_epoch must be 1..2147483647", false;
+        c.styleEpoch = static_cast<int>(n);
+    } else if (key == "paint_signing_key") {
+        c.paintSigningKey = value;
+    } else if (key == "direct_to_paint_types") {
+        // A list of tile types; empty turns the paint route off for all.
+        std::set<int> types;
+        std::string rest = value;
+        while (!rest.empty()) {
+            const auto comma = rest.find(',');
+            const std::string name = trim(rest.substr(0, comma));
+            rest = comma == std::string::npos ? std::string() : rest.substr(comma + 1);
+            if (name.empty())
+                continue;
+            const int type = tileTypeFromName(name);
+            if (type < 0)
+                return error = "unknown tile type '" + name + "' in direct_to_paint_types", false;
+            types.insert(type);
+        }
+        c.directToPaintTileTypes = std::move(types);
     } else if (key == "max_body_bytes") {
         if (!toInt(value, 64, 1LL << 32, n))
             return error = "max_body_bytes must be 64..4294967296", false;
@@ -161,7 +183,8 @@ bool parseCommandLine(int argc, char** argv, ServiceConfig& config, std::string&
         if (a == "--help" || a == "-h") {
             std::cout << "usage: zenloft-mapservice [--config FILE] [--address A] [--port N]\n"
                          "         [--threads N] [--api-key KEY]... [--tiles TYPE=FILE.mbtiles]...\n"
-                         "         [--style-dir DIR] [--quiet]\n"
+                         "         [--style-dir DIR] [--style-epoch N] [--paint-signing-key KEY]\n"
+                         "         [--direct-to-paint-types TYPE,...] [--quiet]\n"
                          "Answers POST /glm/mmap and serves GET /styles/<file> from the style folder.\n";
             helpShown = true;
             return false;

@@ -17,6 +17,7 @@ struct ServiceConfig {
     std::set<std::string> apiKeys;              // empty: any key is accepted
     std::map<int, std::string> tilesByType;     // tile type number -> MBTiles path
     std::string styleDir;                       // served under /styles/
+    int styleEpoch = 1;                         // the paint epoch of the style folder's tables
     std::size_t maxBodyBytes = 1u << 20;
     std::size_t maxRequestsPerBody = 256;
     std::string cohort = "zenloft";
