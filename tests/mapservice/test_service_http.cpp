@@ -1,5 +1,6 @@
 #include "MapServiceServer.h"
 #include "MbtilesFixture.h"
+#include "PaintSignature.h"
 
 #include <httplib.h>
 
@@ -145,4 +146,94 @@ TEST(ServiceHttpStart, MissingMbtilesIsAClearError)
     std::string error;
     EXPECT_FALSE(server.prepare(error));
     EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos);
+}
+
+namespace {
+
+// POSTs a paint request; signature null sends no signature header.
+httplib::Result postPaint(httplib::Client& c, const std::string& body, const std::string* signature)
+{
+    httplib::Headers headers;
+    if (signature)
+        headers.emplace("X-Paint-Signature", *signature);
+    return c.Post("/glm/paint", headers, body, "application/x-protobuf");
+}
+
+std::string paintBody(int z, int x, int y)
+{
+    GMSx_GMMMapTileRequestProto req;
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, z, x, y);
+    return req.SerializeAsString();
+}
+
+}  // namespace
+
+TEST_F(ServiceHttpTest, PaintRouteIsNotOfferedWithoutAKey)
+{
+    auto c = client();
+    const std::string body = paintBody(0, 0, 0);
+    const std::string sig = paintSignature("", body);
+    auto res = postPaint(c, body, &sig);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 404);
+    res = postPaint(c, body, nullptr);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 404);
+}
+
+TEST(ServiceHttpPaint, SignedTilesRefusalsAndLimits)
+{
+    zltest::MbtilesFixture tiles;
+    ServiceConfig config;
+    config.port = 0;
+    config.threads = 2;
+    config.quiet = true;
+    config.maxBodyBytes = 4096;
+    config.apiKeys = {"key"};
+    config.paintSigningKey = "paint-key";
+    config.tilesByType[TILE_TYPE_SATELLITE] = tiles.path();
+    MapServiceServer server(config);
+    std::string error;
+    ASSERT_TRUE(server.start(error)) << error;
+    httplib::Client c("127.0.0.1", server.port());
+    c.set_read_timeout(10, 0);
+
+    const std::string body = paintBody(2, 3, 1);
+    const std::string sig = paintSignature("paint-key", body);
+    auto res = postPaint(c, body, &sig);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
+    EXPECT_EQ(res->get_header_value("Content-Type"), "application/x-protobuf");
+    GMSx_GMMMapTileResponseProto resp;
+    ASSERT_TRUE(resp.ParseFromString(res->body));
+    ASSERT_EQ(resp.map_tile_array_size(), 1);
+    EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(2, 3, 1));
+
+    res = postPaint(c, body, nullptr);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 403);
+    const std::string wrong = paintSignature("guess", body);
+    res = postPaint(c, body, &wrong);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 403);
+    const std::string garbage("\xff\xff\xff\xff garbage", 12);
+    const std::string garbageSig = paintSignature("paint-key", garbage);
+    res = postPaint(c, garbage, &garbageSig);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 400);
+    const std::string big(5000, 'x');
+    const std::string bigSig = paintSignature("paint-key", big);
+    res = postPaint(c, big, &bigSig);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 413);
+
+    // The framed route is untouched by the key, and the service still serves.
+    GMSx_GMMMapTileRequestProto req;
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 1, 0, 0);
+    res = c.Post("/glm/mmap", zltest::framedTileBody("key", req), "application/binary");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
+    res = postPaint(c, body, &sig);
+    ASSERT_TRUE(res);
+    EXPECT_EQ(res->status, 200);
 }
