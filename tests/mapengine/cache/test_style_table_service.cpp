@@ -1,4 +1,5 @@
 #include "CacheTestHelpers.h"
+#include "StyleTableFakes.h"
 #include "GMSNetworkStyleTableFetcher.h"
 #include "GMSRawDeflate.h"
 #include "GMSStyleTableService.h"
@@ -13,72 +14,6 @@
 using namespace cachetest;
 
 namespace {
-
-// Answers from a script per URL; a held URL keeps its callers waiting until
-// release(). Counts every fetch.
-class FakeFetcher : public GMSStyleTableFetcher {
-public:
-    struct Answer {
-        QByteArray data;
-        QString error;
-    };
-    void script(const QString& url, QList<Answer> answers) {
-        QMutexLocker l(&m_lock);
-        m_script[url] = std::move(answers);
-    }
-    void hold(const QString& url) {
-        QMutexLocker l(&m_lock);
-        m_held.insert(url);
-    }
-    void release(const QString& url) {
-        QList<std::function<void()>> waiting;
-        {
-            QMutexLocker l(&m_lock);
-            m_held.remove(url);
-            waiting = m_waiting.take(url);
-        }
-        for (auto& w : waiting) w();
-    }
-    int fetches(const QString& url) const {
-        QMutexLocker l(&m_lock);
-        return m_fetches.value(url);
-    }
-    void fetch(const QString& url, int timeoutMs,
-               std::function<void(const QByteArray&, const QString&)> done) override {
-        Answer a{{}, QStringLiteral("no answer scripted")};
-        QMutexLocker l(&m_lock);
-        ++m_fetches[url];
-        m_timeouts.append(timeoutMs);
-        if (!m_script[url].isEmpty()) a = m_script[url].takeFirst();
-        auto answer = [done, a] { done(a.data, a.error); };
-        if (m_held.contains(url)) {
-            m_waiting[url].append(answer);
-            return;
-        }
-        l.unlock();
-        answer();
-    }
-    QList<int> timeouts() const {
-        QMutexLocker l(&m_lock);
-        return m_timeouts;
-    }
-
-private:
-    mutable QMutex m_lock;
-    QHash<QString, QList<Answer>> m_script;
-    QSet<QString> m_held;
-    QHash<QString, QList<std::function<void()>>> m_waiting;
-    QHash<QString, int> m_fetches;
-    QList<int> m_timeouts;
-};
-
-GMSCacheStorageDescriptor objects(const QString& root) {
-    GMSCacheStorageDescriptor d;
-    d.name = kGMSObjectsCacheName;
-    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
-    d.cachesDir = root;
-    return d;
-}
 
 const QString kUrlA = QStringLiteral("https://maps.example/styles/a?epoch=2");
 const QString kUrlB = QStringLiteral("https://maps.example/styles/b?epoch=2");

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "GMSCacheStorageDescriptor.h"
+#include "GMSStyleTableEpochResources.h"
+#include "GMSStyleTableFetcher.h"
+
+#include <QHash>
+#include <QList>
+#include <QMutex>
+#include <QSet>
+
+#include <atomic>
+#include <functional>
+
+namespace cachetest {
+
+// Answers from a script per URL; a held URL keeps its callers waiting until
+// release(). Counts every fetch.
+class FakeFetcher : public GMSStyleTableFetcher {
+public:
+    struct Answer {
+        QByteArray data;
+        QString error;
+    };
+    void script(const QString& url, QList<Answer> answers) {
+        QMutexLocker l(&m_lock);
+        m_script[url] = std::move(answers);
+    }
+    void hold(const QString& url) {
+        QMutexLocker l(&m_lock);
+        m_held.insert(url);
+    }
+    void release(const QString& url) {
+        QList<std::function<void()>> waiting;
+        {
+            QMutexLocker l(&m_lock);
+            m_held.remove(url);
+            waiting = m_waiting.take(url);
+        }
+        for (auto& w : waiting) w();
+    }
+    int fetches(const QString& url) const {
+        QMutexLocker l(&m_lock);
+        return m_fetches.value(url);
+    }
+    void fetch(const QString& url, int timeoutMs,
+               std::function<void(const QByteArray&, const QString&)> done) override {
+        Answer a{{}, QStringLiteral("no answer scripted")};
+        QMutexLocker l(&m_lock);
+        ++m_fetches[url];
+        m_timeouts.append(timeoutMs);
+        if (!m_script[url].isEmpty()) a = m_script[url].takeFirst();
+        auto answer = [done, a] { done(a.data, a.error); };
+        if (m_held.contains(url)) {
+            m_waiting[url].append(answer);
+            return;
+        }
+        l.unlock();
+        answer();
+    }
+    QList<int> timeouts() const {
+        QMutexLocker l(&m_lock);
+        return m_timeouts;
+    }
+
+private:
+    mutable QMutex m_lock;
+    QHash<QString, QList<Answer>> m_script;
+    QSet<QString> m_held;
+    QHash<QString, QList<std::function<void()>>> m_waiting;
+    QHash<QString, int> m_fetches;
+    QList<int> m_timeouts;
+};
+
+inline GMSCacheStorageDescriptor objects(const QString& root) {
+    GMSCacheStorageDescriptor d;
+    d.name = kGMSObjectsCacheName;
+    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
+    d.cachesDir = root;
+    return d;
+}
+
+// Client parameters as the style table service sees them, set by the test;
+// counts the refetches asked for and the epoch expected by the last.
+class FakeStyleParameters : public GMSStyleTableClientParameters {
+public:
+    void set(GMSStyleTableEpochResources r) {
+        QMutexLocker l(&m_lock);
+        m_current = std::move(r);
+    }
+    GMSStyleTableEpochResources currentEpochResources() const override {
+        QMutexLocker l(&m_lock);
+        return m_current;
+    }
+    void refetchClientParametersExpectingPaintEpoch(qint32 epoch) override {
+        expected = epoch;
+        ++refetches;
+    }
+    std::atomic<int> refetches{0};
+    std::atomic<qint32> expected{0};
+
+private:
+    mutable QMutex m_lock;
+    GMSStyleTableEpochResources m_current;
+};
+
+}  // namespace cachetest

@@ -1,0 +1,216 @@
+#include "CacheTestHelpers.h"
+#include "GMSRawDeflate.h"
+#include "GMSStyleTableService.h"
+#include "StyleTableFakes.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+
+using namespace cachetest;
+
+namespace {
+
+const QString kUrlA = QStringLiteral("http://127.0.0.1:9/styles/a");
+const QString kUrlB = QStringLiteral("http://127.0.0.1:9/styles/b");
+const QString kUrlC = QStringLiteral("http://127.0.0.1:9/styles/c");
+
+// Counts how often the service reads the parameters.
+class CountingParameters : public FakeStyleParameters {
+public:
+    GMSStyleTableEpochResources currentEpochResources() const override {
+        ++reads;
+        return FakeStyleParameters::currentEpochResources();
+    }
+    mutable std::atomic<int> reads{0};
+};
+
+GMSCachedObjectData onDisk(GMSObjectDataCache& cache, const QString& name) {
+    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
+}
+
+GMSStyleTableService::Table tableFor(GMSStyleTableService& s, int mapStyle, qint32 epoch) {
+    return await<GMSStyleTableService::Table>(
+        [&](QObject* c, auto fn) { s.loadStyleTableForMapStyle(mapStyle, epoch, c, fn); });
+}
+
+}  // namespace
+
+TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitchesWhenTheLastIsIn) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"A", {}}});
+    fetcher->script(kUrlB, {{"B", {}}});
+    fetcher->hold(kUrlB);
+    auto params = std::make_shared<CountingParameters>();
+    // Two map styles share table A: it is still fetched once.
+    const GMSStyleTableEpochResources epoch2{2, {{kUrlA, 1, 0}, {kUrlB, 1, 1}, {kUrlA, 1, 2}}};
+    params->set(epoch2);
+    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1, 2});
+    service.setClientParameters(params);
+    service.setActiveEpoch(1);
+    QList<qint32> updates;
+    QObject receiver;
+    QObject::connect(&service, &GMSStyleTableService::activeEpochUpdate, &receiver,
+                     [&](qint32 e) { updates.append(e); });
+
+    service.clientParametersNotification({1, 38});  // other groups: nothing to load
+    service.clientParametersNotification({1, 37});
+    ASSERT_TRUE(zltest::waitFor([&] { return fetcher->fetches(kUrlA) == 1 && fetcher->fetches(kUrlB) == 1; }));
+    EXPECT_EQ(params->reads.load(), 1) << "only the notification with the style tables group reads the parameters";
+    ASSERT_TRUE(tableFor(service, 0, 2));
+    ASSERT_TRUE(tableFor(service, 2, 2));
+    // A is in, B is pending: the old epoch stays in force.
+    EXPECT_EQ(service.activeEpoch(), 1);
+    EXPECT_EQ(service.stableActiveEpoch(), 0);
+    EXPECT_TRUE(updates.isEmpty());
+
+    fetcher->release(kUrlB);
+    ASSERT_TRUE(zltest::waitFor([&] { return !updates.isEmpty(); }));
+    EXPECT_EQ(updates, QList<qint32>{2});
+    EXPECT_EQ(service.activeEpoch(), 2);
+    EXPECT_EQ(service.stableActiveEpoch(), 2);
+    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
+    EXPECT_EQ(fetcher->fetches(kUrlB), 1);
+    EXPECT_EQ(gmsRawInflate(onDisk(service.styleTableDiskCache(), kUrlB).data), "B") << "raw deflate on disk";
+    EXPECT_EQ(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "2");
+    const auto stored = GMSStyleTableEpochResources::parse(
+        onDisk(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).data);
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(*stored, epoch2);
+
+    // The same group again: everything is in memory, nothing is fetched and
+    // the epoch does not change again.
+    service.clientParametersNotification({37});
+    ASSERT_TRUE(zltest::waitFor([&] { return params->reads.load() == 2; }));
+    auto b = tableFor(service, 1, 2);
+    ASSERT_TRUE(b);
+    EXPECT_EQ(b->data(), "B");
+    EXPECT_EQ(fetcher->fetches(kUrlB), 1);
+    EXPECT_EQ(updates, QList<qint32>{2});
+}
+
+TEST(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTriesAgain) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{{}, "refused"}, {{}, "refused"}, {{}, "refused"}, {"A", {}}});
+    fetcher->script(kUrlB, {{"B", {}}});
+    auto params = std::make_shared<FakeStyleParameters>();
+    params->set({4, {{kUrlA, 1, 0}, {kUrlB, 1, 1}}});
+    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+    service.setClientParameters(params);
+    zltest::LogCapture log;
+
+    service.clientParametersNotification({37});
+    const QString failed = QStringLiteral("A StyleTable fetch/validation failed for epoch 4, %1").arg(kUrlA);
+    ASSERT_TRUE(zltest::waitFor([&] { return log.contains(failed); })) << log.messages().join('\n').toStdString();
+    EXPECT_EQ(fetcher->fetches(kUrlA), 3);
+    // With no epoch in force the first table makes the loading one active.
+    ASSERT_TRUE(zltest::waitFor([&] { return service.activeEpoch() == 4; }));
+
+    service.clientParametersNotification({37});
+    ASSERT_TRUE(zltest::waitFor([&] { return fetcher->fetches(kUrlA) == 4; }));
+    auto a = tableFor(service, 0, 4);
+    ASSERT_TRUE(a);
+    EXPECT_EQ(a->data(), "A");
+    EXPECT_EQ(fetcher->fetches(kUrlB), 1);
+}
+
+TEST(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"A", {}}});
+    fetcher->script(kUrlC, {{"C", {}}});
+    auto params = std::make_shared<FakeStyleParameters>();
+    params->set({2, {{kUrlA, 1, 0}}});
+    {
+        GMSStyleTableService service(fetcher, objects(root.path()), {0});
+        service.setClientParameters(params);
+        EXPECT_FALSE(tableFor(service, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
+        EXPECT_EQ(params->refetches.load(), 1);
+        EXPECT_EQ(params->expected.load(), 3);
+        EXPECT_EQ(fetcher->fetches(kUrlA), 0);
+
+        auto a = tableFor(service, 0, 2);  // the parameters' epoch
+        ASSERT_TRUE(a);
+        EXPECT_EQ(a->data(), "A");
+        EXPECT_FALSE(tableFor(service, 7, 2)) << "no table for that map style";
+        EXPECT_EQ(params->refetches.load(), 1);
+
+        service.clientParametersNotification({37});
+        ASSERT_TRUE(zltest::waitFor([&] {
+            return onDisk(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
+        }));
+    }
+    // A later run whose parameters name epoch 5: tiles of epoch 2 still find
+    // their table through the stored resources, without the network.
+    params->set({5, {{kUrlC, 1, 0}}});
+    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    service.setClientParameters(params);
+    auto a = tableFor(service, 0, 2);
+    ASSERT_TRUE(a);
+    EXPECT_EQ(a->data(), "A");
+    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
+    EXPECT_EQ(params->refetches.load(), 1);
+}
+
+TEST(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
+    QTemporaryDir root;
+    // The caches folder is a file: no store can open, the tables still come.
+    const QString blocked = root.filePath("blocked");
+    QFile f(blocked);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.close();
+    auto fetcher = std::make_shared<FakeFetcher>();
+    fetcher->script(kUrlA, {{"A", {}}});
+    auto params = std::make_shared<FakeStyleParameters>();
+    params->set({3, {{kUrlA, 1, 0}}});
+    zltest::LogCapture log;
+    GMSStyleTableService service(fetcher, objects(blocked), {0});
+    service.setClientParameters(params);
+    service.clientParametersNotification({37});
+    ASSERT_TRUE(zltest::waitFor([&] { return log.contains(QStringLiteral("Failed to store EpochResources 3")); }));
+    ASSERT_TRUE(zltest::waitFor([&] { return service.activeEpoch() == 3; }));
+    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
+}
+
+TEST(GMSStyleTableServiceParameters, NoParametersOrNoEpochLoadsNothing) {
+    QTemporaryDir root;
+    auto fetcher = std::make_shared<FakeFetcher>();
+    {
+        GMSStyleTableService bare(fetcher, objects(root.path()), {0});
+        bare.clientParametersNotification({37});  // no parameters set: nothing to read
+    }
+    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    auto params = std::make_shared<CountingParameters>();
+    params->set({0, {{kUrlA, 1, 0}}});
+    service.setClientParameters(params);
+    service.clientParametersNotification({37});
+    params->set({6, {}});
+    service.clientParametersNotification({37});
+    ASSERT_TRUE(zltest::waitFor([&] { return params->reads.load() == 2; }));
+    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
+    EXPECT_FALSE(service.hasActiveEpoch());
+}
+
+TEST(GMSStyleTableEpochResources, RoundTripsAndRefusesGarbage) {
+    const GMSStyleTableEpochResources r{12, {{kUrlA, 3, 0}, {QStringLiteral("/styles/\"q\" é"), 0, 9}}};
+    EXPECT_EQ(r.serialized(),
+              QByteArray(R"({"epoch":12,"styleTables":[{"mapStyle":0,"styleTableFormat":3,"url":")") +
+                  kUrlA.toUtf8() + R"("},{"mapStyle":9,"styleTableFormat":0,"url":"/styles/\"q\" é"}]})");
+    EXPECT_EQ(GMSStyleTableEpochResources::parse(r.serialized()), r);
+    EXPECT_EQ(r.mappingForMapStyle(9)->styleTableFormat, 0);
+    EXPECT_FALSE(r.mappingForMapStyle(1));
+    EXPECT_FALSE(GMSStyleTableEpochResources::parse(""));
+    EXPECT_FALSE(GMSStyleTableEpochResources::parse("[]"));
+    EXPECT_FALSE(GMSStyleTableEpochResources::parse(R"({"epoch":"1","styleTables":[]})"));
+    EXPECT_FALSE(GMSStyleTableEpochResources::parse(R"({"epoch":1,"styleTables":[{"url":5}]})"));
+    // Truncations and random bytes: refused or read, never a crash.
+    const QByteArray good = r.serialized();
+    for (int n = 0; n < good.size(); ++n) EXPECT_FALSE(GMSStyleTableEpochResources::parse(good.left(n)));
+    QRandomGenerator rng(7);
+    for (int round = 0; round < 200; ++round) {
+        QByteArray noisy = good;
+        for (int k = 0; k < 3; ++k) noisy[int(rng.bounded(noisy.size()))] = char(rng.bounded(256));
+        GMSStyleTableEpochResources::parse(noisy);
+    }
+}
