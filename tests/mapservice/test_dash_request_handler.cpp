@@ -4,6 +4,10 @@
 #include "TileCache.h"
 #include "clientparams.pb.h"
 
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 using namespace zenloft::wire;
@@ -173,6 +177,128 @@ TEST_F(HandlerTest, ClientParametersAnswerEachGroupAndHashOnlyWhenUnchanged)
     EXPECT_FALSE(second.parameter_group_array(0).has_vector_maps());
     EXPECT_EQ(second.parameter_group_array(0).hash_p(), first.parameter_group_array(0).hash_p());
     EXPECT_TRUE(second.parameter_group_array(1).has_hash_p());
+}
+
+namespace {
+
+std::string bytes(std::initializer_list<int> b)
+{
+    std::string s;
+    for (int c : b)
+        s.push_back(static_cast<char>(c));
+    return s;
+}
+
+std::string fixed64(std::uint64_t v)
+{
+    std::string s;
+    for (int i = 0; i < 8; ++i)
+        s.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+    return s;
+}
+
+std::uint64_t fnv(const std::string& s)
+{
+    std::uint64_t h = 1469598103934665603ULL;
+    for (unsigned char c : s) {
+        h ^= c;
+        h *= 1099511628211ULL;
+    }
+    return h;
+}
+
+// The serialised group as the service sends it: type, hash of the rest, rest.
+std::string withHash(int type, const std::string& content)
+{
+    const std::string head = bytes({0x08, type});
+    return head + bytes({0x11}) + fixed64(fnv(head + content)) + content;
+}
+
+// The raw bytes of the one answer message of a client parameters body.
+std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pair<int, std::uint64_t>>& groups)
+{
+    GMSx_GMMClientParametersRequestProto req;
+    for (auto [type, hash] : groups) {
+        auto* g = req.add_parameter_group_array();
+        g->set_type(static_cast<GMSx_GMMParameterGroupType>(type));
+        if (hash)
+            g->set_hash_p(hash);
+    }
+    DashOutput out;
+    writeRequestHeader(out, DashRequestHeader{});
+    out.writeUInt16(kDashClientParametersRequest);
+    out.writeMessage(req);
+    const DashAnswer a = h.handle(out.bytes());
+    DashInput in(a.body, true);
+    in.readUInt16();
+    EXPECT_EQ(in.readUInt16(), kDashClientParametersRequest);
+    const auto block = in.readLengthPrefixed();
+    return std::string(block.data(), block.size());
+}
+
+}  // namespace
+
+TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
+{
+    config.apiKeys.clear();
+    QTemporaryDir styles;
+    for (const char* name : {"b.tbl", "a.tbl", ".hidden"}) {
+        QFile f(styles.filePath(name));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("table");
+    }
+    ASSERT_TRUE(QDir(styles.path()).mkdir("sub"));
+    config.styleDir = styles.path().toStdString();
+    config.styleEpoch = 7;
+
+    // paint_epoch 7; a.tbl map style 0, b.tbl map style 1 (name order); no
+    // format field; relative URLs under /styles/.
+    const std::string mapA = bytes({0x0A, 13}) + "/styles/a.tbl" + bytes({0x18, 0});
+    const std::string mapB = bytes({0x0A, 13}) + "/styles/b.tbl" + bytes({0x18, 1});
+    const std::string tables = bytes({0x08, 7, 0x12, 17}) + mapA + bytes({0x12, 17}) + mapB;
+    const std::string group = withHash(37, bytes({0x6A, 40}) + tables);
+    const std::string answer = askForGroups(handler(), {{37, 0}});
+    EXPECT_EQ(answer, bytes({0x0A, static_cast<int>(group.size())}) + group);
+
+    // The client's copy is current: type and hash only.
+    const std::uint64_t hash = fnv(bytes({0x08, 37, 0x6A, 40}) + tables);
+    EXPECT_EQ(askForGroups(handler(), {{37, hash}}), bytes({0x0A, 11, 0x08, 37, 0x11}) + fixed64(hash));
+
+    // An empty or missing folder offers no tables.
+    config.styleDir = styles.filePath("sub").toStdString();
+    const std::string empty = withHash(37, "");
+    EXPECT_EQ(askForGroups(handler(), {{37, 0}}), bytes({0x0A, static_cast<int>(empty.size())}) + empty);
+    config.styleDir = styles.filePath("none").toStdString();
+    EXPECT_EQ(askForGroups(handler(), {{37, 0}}), bytes({0x0A, static_cast<int>(empty.size())}) + empty);
+}
+
+TEST_F(HandlerTest, PaintRouteIsOfferedOnlyWithASigningKey)
+{
+    config.apiKeys.clear();
+    config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
+    // Without a key: neither the paint group nor the direct-to-paint types.
+    const std::string vmOff = withHash(1, bytes({0x52, 2, 0x38, 1}));
+    const std::string paintOff = withHash(38, "");
+    EXPECT_EQ(askForGroups(handler(), {{1, 0}, {38, 0}}),
+              bytes({0x0A, static_cast<int>(vmOff.size())}) + vmOff +
+                  bytes({0x0A, static_cast<int>(paintOff.size())}) + paintOff);
+
+    config.paintSigningKey = "k3y";
+    // Vector maps: schema version 1, then field 38 once per type, in order.
+    const std::string vm = withHash(1, bytes({0x52, 8, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2}));
+    const std::string paint =
+        withHash(38, bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y");
+    EXPECT_EQ(askForGroups(handler(), {{1, 0}, {38, 0}}),
+              bytes({0x0A, static_cast<int>(vm.size())}) + vm + bytes({0x0A, static_cast<int>(paint.size())}) + paint);
+
+    // A changed key changes the hash: a client with the old copy gets the new one.
+    const std::uint64_t oldHash = fnv(bytes({0x08, 38, 0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y");
+    EXPECT_EQ(askForGroups(handler(), {{38, oldHash}}), bytes({0x0A, 11, 0x08, 38, 0x11}) + fixed64(oldHash));
+    config.paintSigningKey = "k4y";
+    GMSx_GMMClientParametersResponseProto changed;
+    ASSERT_TRUE(changed.ParseFromString(askForGroups(handler(), {{38, oldHash}})));
+    EXPECT_EQ(changed.parameter_group_array(0).paint().request_signing_key(), "k4y");
+    EXPECT_NE(changed.parameter_group_array(0).hash_p(), oldHash);
 }
 
 TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)

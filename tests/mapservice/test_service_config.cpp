@@ -73,3 +73,41 @@ TEST(ServiceConfig, TileTypeNames)
     EXPECT_EQ(tileTypeFromName("9999"), -1);
     EXPECT_EQ(tileTypeName(3), "hybrid_overlay");
 }
+
+TEST(ServiceConfig, StyleEpochAndPaintRoute)
+{
+    QTemporaryDir dir;
+    ServiceConfig c;
+    std::string error;
+    EXPECT_TRUE(c.paintSigningKey.empty()) << "the paint route is off by default";
+    EXPECT_TRUE(c.directToPaintTileTypes.empty());
+    EXPECT_EQ(c.styleEpoch, 1);
+    ASSERT_TRUE(loadConfigFile(writeConf(dir,
+                                         "style_epoch = 12\n"
+                                         "paint_signing_key = s3cret\n"
+                                         "direct_to_paint_types = satellite, 2 ,TILE_TYPE_ROADMAP,\n"),
+                               c, error))
+        << error;
+    EXPECT_EQ(c.styleEpoch, 12);
+    EXPECT_EQ(c.paintSigningKey, "s3cret");
+    EXPECT_EQ(c.directToPaintTileTypes, (std::set<int>{0, 1, 2}));
+
+    std::vector<std::string> args = {"svc", "--direct-to-paint-types", "terrain", "--paint-signing-key", "k2",
+                                     "--style-epoch", "3"};
+    std::vector<char*> argv;
+    for (auto& a : args)
+        argv.push_back(a.data());
+    bool help = false;
+    ASSERT_TRUE(parseCommandLine(static_cast<int>(argv.size()), argv.data(), c, error, help)) << error;
+    EXPECT_EQ(c.directToPaintTileTypes, std::set<int>{2}) << "a later list replaces the earlier one";
+    EXPECT_EQ(c.paintSigningKey, "k2");
+    EXPECT_EQ(c.styleEpoch, 3);
+    ASSERT_TRUE(applySetting("direct_to_paint_types", "", "", c, error));
+    EXPECT_TRUE(c.directToPaintTileTypes.empty());
+
+    EXPECT_FALSE(loadConfigFile(writeConf(dir, "direct_to_paint_types = satellite, moon\n"), c, error));
+    EXPECT_NE(error.find(":1: unknown tile type 'moon' in direct_to_paint_types"), std::string::npos) << error;
+    EXPECT_FALSE(loadConfigFile(writeConf(dir, "style_epoch = 0\n"), c, error));
+    EXPECT_NE(error.find("style_epoch must be"), std::string::npos) << error;
+    EXPECT_FALSE(loadConfigFile(writeConf(dir, "style_epoch = 2147483648\n"), c, error));
+}
