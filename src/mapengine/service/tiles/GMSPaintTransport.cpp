@@ -17,6 +17,7 @@ struct GMSPaintHttpTransport::Worker : QObject {
             network = new QNetworkAccessManager(this);
         QNetworkRequest req(url);
         req.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+        req.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("application/octet-stream"));
         for (const auto& [name, value] : headers)
             req.setRawHeader(name, value);
         // A stalled server fails the batch instead of holding it forever.
@@ -35,7 +36,8 @@ struct GMSPaintHttpTransport::Worker : QObject {
         running.erase(it);
         GMSPaintReply r;
         r.httpStatus = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        r.body = reply->readAll();
+        if (reply->isOpen())
+            r.body = reply->readAll();
         // An HTTP error status is an answer; only a failed exchange is a
         // transport error.
         if (reply->error() != QNetworkReply::NoError && r.httpStatus == 0)
@@ -65,7 +67,8 @@ struct GMSPaintHttpTransport::Worker : QObject {
         default:
             break;
         }
-        return {kGMSDASHURLErrorDomain, code, reply->errorString(), {}, {}};
+        const QString message = code == kGMSDASHURLErrorTimedOut ? QStringLiteral("timed out") : reply->errorString();
+        return {kGMSDASHURLErrorDomain, code, message, {}, {}};
     }
 
     void cancelAll()

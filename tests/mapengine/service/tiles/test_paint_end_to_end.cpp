@@ -6,6 +6,7 @@
 #include "testsupport.h"
 
 #include <QProcess>
+#include <QTcpServer>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
@@ -13,6 +14,7 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <map>
 #include <tuple>
 
@@ -159,5 +161,72 @@ TEST_F(PaintEndToEnd, AWrongKeyGetsFailuresNotTiles)
     ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == 1; }, 20000));
     EXPECT_EQ(answers.begin()->second.status, kGMSTileStatusFailed);
     EXPECT_TRUE(capture.contains("403"));
+    EXPECT_FALSE(tiles->hasRequestsInFlight());
+}
+
+namespace {
+
+// A loopback socket that takes connections and never answers.
+struct SilentServer {
+    SilentServer() { listening = server.listen(QHostAddress::LocalHost, 0); }
+    QUrl url() const { return QUrl(QStringLiteral("http://127.0.0.1:%1/glm/paint").arg(server.serverPort())); }
+    QTcpServer server;
+    bool listening = false;
+};
+
+}  // namespace
+
+TEST(PaintHttpTransport, AStalledServerTimesOutAndAClosedPortFails)
+{
+    SilentServer silent;
+    ASSERT_TRUE(silent.listening);
+    GMSPaintHttpTransport transport;
+    std::optional<GMSPaintReply> stalled;
+    transport.post(silent.url(), "body", {}, 200, [&](GMSPaintReply r) { stalled = std::move(r); });
+    ASSERT_TRUE(zltest::waitFor([&] { return stalled.has_value(); }, 20000));
+    ASSERT_TRUE(stalled->error);
+    EXPECT_EQ(stalled->error->domain, kGMSDASHURLErrorDomain);
+    EXPECT_EQ(stalled->error->code, kGMSDASHURLErrorTimedOut);
+
+    // A port that nobody listens on any more.
+    const QUrl closed = silent.url();
+    silent.server.close();
+    std::optional<GMSPaintReply> refused;
+    transport.post(closed, "body", {}, 5000, [&](GMSPaintReply r) { refused = std::move(r); });
+    ASSERT_TRUE(zltest::waitFor([&] { return refused.has_value(); }, 20000));
+    ASSERT_TRUE(refused->error);
+    EXPECT_EQ(refused->error->code, kGMSDASHURLErrorCannotConnectToHost);
+}
+
+TEST(PaintHttpTransport, PostsStillRunningAtTheEndAreCancelledOnce)
+{
+    SilentServer silent;
+    ASSERT_TRUE(silent.listening);
+    std::atomic<int> calls{0};
+    std::atomic<int> cancelled{0};
+    {
+        GMSPaintHttpTransport transport;
+        for (int i = 0; i < 3; ++i)
+            transport.post(silent.url(), "body", {}, 60000, [&](GMSPaintReply r) {
+                ++calls;
+                if (r.error && r.error->code == kGMSDASHURLErrorCancelled)
+                    ++cancelled;
+            });
+    }
+    EXPECT_EQ(calls.load(), 3);
+    EXPECT_EQ(cancelled.load(), 3);
+    GMSPaintHttpTransport unused;  // never started: nothing to stop
+}
+
+TEST_F(PaintEndToEnd, AStalledPaintServerFailsTheBatchInItsTimeout)
+{
+    SilentServer silent;
+    ASSERT_TRUE(silent.listening);
+    auto tiles = tileService(kPaintKey);
+    tiles->setPaintServer(silent.url(), kPaintKey);
+    tiles->paintService()->setTimeoutMs(200);
+    tiles->requestTile(GMSTileCoords(0, 0, 0), this, collect());
+    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == 1; }, 20000));
+    EXPECT_EQ(answers.begin()->second.status, kGMSTileStatusFailed);
     EXPECT_FALSE(tiles->hasRequestsInFlight());
 }
