@@ -561,6 +561,8 @@ int GMSDASHTileService::shouldRequestUpdate(const GMSTile& tile, int fetchType) 
         return kGMSTileUpdateLegalCountry;
     if (fetchType == 1 && tile.expirationState && tile.expirationState->hasPerTileExpiredForClock(now, m_expirations))
         return kGMSTileUpdatePerTileExpired;
+    // Offline tiles are kept a long time: their epoch must still fit the
+    // style tables in force.
     if (_offlineTileDataCache && tile.majorEpoch != -1 && m_isTileEpochStale && m_isTileEpochStale(tile))
         return kGMSTileUpdateEpochStale;
     return kGMSTileUpdateNone;

@@ -62,7 +62,8 @@ enum GMSTileUpdateReason : int {
 inline constexpr int kGMSTileModePaint = 3;
 
 // Answers "the tile at these coordinates" for one tile type: memory cache,
-// then disk cache, then batched requests to the map service. All work and
+// then disk cache, then batched requests to the map service (through the
+// framed connection, or as signed POSTs of the paint route). All work and
 // all callbacks run on the work queue (the thread of the given QObject);
 // requests wait until startRequestQueue.
 class GMSDASHTileService : public std::enable_shared_from_this<GMSDASHTileService> {
