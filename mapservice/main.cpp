@@ -42,6 +42,14 @@ int main(int argc, char** argv)
         std::printf("api-key %s\n", key.c_str());
     for (const auto& [type, path] : config.tilesByType)
         std::printf("tiles %s %s\n", zenloft::mapservice::tileTypeName(type).c_str(), path.c_str());
+    if (!config.styleDir.empty())
+        std::printf("styles %s epoch %d\n", config.styleDir.c_str(), config.styleEpoch);
+    if (!config.paintSigningKey.empty()) {
+        std::printf("paint route on for");
+        for (int type : config.directToPaintTileTypes)
+            std::printf(" %s", zenloft::mapservice::tileTypeName(type).c_str());
+        std::printf("\n");
+    }
     std::fflush(stdout);
 
     g_server = &server;

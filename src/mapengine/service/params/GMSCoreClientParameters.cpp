@@ -77,14 +77,15 @@ QUrl GMSCoreClientParameters::paintServerBaseURL() const
 
 QByteArray GMSCoreClientParameters::requestSigningKey() const
 {
-    const auto& key = paramGroup(PARAMETER_GROUP_PAINT).paint().request_signing_key();
+    const std::string key = paramGroup(PARAMETER_GROUP_PAINT).paint().request_signing_key();
     return QByteArray(key.data(), qsizetype(key.size()));
 }
 
 QSet<int> GMSCoreClientParameters::directToPaintEnabledTileTypes() const
 {
     QSet<int> out;
-    for (int t : paramGroup(PARAMETER_GROUP_VECTOR_MAPS).vector_maps().direct_to_paint_enabled_tile_type_array())
+    const Group g = paramGroup(PARAMETER_GROUP_VECTOR_MAPS);
+    for (int t : g.vector_maps().direct_to_paint_enabled_tile_type_array())
         out.insert(t);
     return out;
 }

@@ -5,7 +5,9 @@
 #include "GMSDASHProtobufferRequest.h"
 #include "GMSDASHTileService.h"
 #include "GMSServiceTileSource.h"
+#include "GMSNetworkStyleTableFetcher.h"
 #include "GMSServices.h"
+#include "GMSStyleTableService.h"
 #include "GMSTileDiskCaches.h"
 #include "GMSTileRequestCoordinator.h"
 #include "GMSUserDefaults.h"
@@ -13,7 +15,9 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QLoggingCategory>
+#include <QMutex>
 #include <QNetworkInformation>
+#include <QPointer>
 #include <QThread>
 
 namespace {
@@ -32,6 +36,46 @@ const std::vector<std::pair<GMSTileLayerType, int>> kLayerTileTypes = {
     {GMSTileLayerType::Terrain, 2},
     {GMSTileLayerType::Labels, 3},
 };
+
+// The map styles whose decoded tables stay in memory.
+const QList<int> kMapStyles = {0, 1, 2, 3};
+
+// The style table service's view of the client parameters: a copy taken on
+// the GUI thread at each change, read from the service's work queue.
+class StyleTableParameters : public GMSStyleTableClientParameters {
+public:
+    explicit StyleTableParameters(GMSCoreClientParameters* params) : m_params(params) {}
+
+    void update()
+    {
+        GMSStyleTableEpochResources r;
+        r.epoch = m_params->paintEpoch();
+        for (const auto& m : m_params->styleTableMappingArray())
+            r.styleTableMappingArray.append({m.URL.toString(), m.styleTableFormat, m.mapStyle});
+        QMutexLocker l(&m_lock);
+        m_current = std::move(r);
+    }
+    GMSStyleTableEpochResources currentEpochResources() const override
+    {
+        QMutexLocker l(&m_lock);
+        return m_current;
+    }
+    void refetchClientParametersExpectingPaintEpoch(qint32 epoch) override
+    {
+        QMetaObject::invokeMethod(
+            m_params.data(),
+            [params = m_params, epoch] {
+                if (params)
+                    params->refetchClientParametersExpectingPaintEpoch(epoch);
+            },
+            Qt::QueuedConnection);
+    }
+
+private:
+    QPointer<GMSCoreClientParameters> m_params;
+    mutable QMutex m_lock;
+    GMSStyleTableEpochResources m_current;
+};
 }  // namespace
 
 const QString MapServiceSetup::kEngineVersion = QStringLiteral("3.0.0.0");
@@ -47,6 +91,8 @@ struct MapServiceSetup::Impl {
     QThread workThread;
     QObject* workQueue = nullptr;
     std::unique_ptr<GMSCoreClientParameters> params;
+    std::shared_ptr<StyleTableParameters> styleTableParameters;
+    std::unique_ptr<GMSStyleTableService> styleTables;
     std::map<GMSTileLayerType, std::shared_ptr<GMSDASHTileService>> services;
     std::shared_ptr<GMSTileRequestCoordinator> coordinator;
     std::unique_ptr<GMSServiceTileSource> source;
@@ -64,6 +110,26 @@ struct MapServiceSetup::Impl {
             if (schema != -1 && cachesReady)
                 service->verifyDiskCacheServerSchemaVersion(schema);
         }
+    }
+    // The paint route's settings go to every tile service as soon as the
+    // parameters (saved or fetched) are known.
+    void applyPaintParameters()
+    {
+        const QUrl paintServer = params->paintServerBaseURL();
+        const QByteArray key = params->requestSigningKey();
+        const QSet<int> directToPaint = params->directToPaintEnabledTileTypes();
+        for (auto& [layer, service] : services) {
+            service->setPaintServer(paintServer, key);
+            service->setDirectToPaint(directToPaint.contains(service->options().tileType.mapTileType));
+        }
+    }
+    void clientParametersChanged(const QList<int>& changed)
+    {
+        styleTableParameters->update();
+        styleTables->clientParametersNotification(changed);
+        applyPaintParameters();
+        if (queuesStarted)
+            applyParameters();
     }
     void startQueuesIfReady()
     {
@@ -87,6 +153,9 @@ MapServiceSetup::~MapServiceSetup()
         if (auto* services = GMSServices::sharedServicesIfActive(); services && services->tileSource() == d->source.get())
             services->setTileSource(nullptr);
     d->source.reset();
+    // The style tables stop before the parameters that feed them: their
+    // queue finishes what is posted, and later network answers are dropped.
+    d->styleTables.reset();
     if (d->params) {
         d->params->stopAutoUpdates();
         d->params->flushPendingWrites();
@@ -158,27 +227,40 @@ bool MapServiceSetup::startServices(bool install)
     };
     d->params = std::make_unique<GMSCoreClientParameters>(paramsSender,
                                                           QDir(o.cacheDir).filePath("ServerControlledParams"), millis);
+    d->params->setServiceEndpoint(o.endpoint);
+
+    d->styleTableParameters = std::make_shared<StyleTableParameters>(d->params.get());
+    d->styleTables = std::make_unique<GMSStyleTableService>(
+        std::make_shared<GMSNetworkStyleTableFetcher>(),
+        GMSCacheStorageDescriptor::cacheStorageDescriptorForName(kGMSObjectsCacheName, kGMSObjectsCacheBoundaryVersion,
+                                                                 o.cacheDir, lastRun),
+        kMapStyles);
+    d->styleTables->setClientParameters(d->styleTableParameters);
 
     for (const auto& [layer, type] : kLayerTileTypes) {
         GMSDASHTileServiceOptions so;
         so.tileType.mapTileType = type;
         so.tileType.dataType = 0;
+        so.tileType.paintTileType = type;
+        so.dashEndpointURL = o.endpoint;
         so.tileEdgeLength = o.tileEdgeLength;
         so.screenScale = o.screenScale;
         so.maxRequestsPerBatch = int(connection->batchSize());
         d->services[layer] = GMSDASHTileService::create(
             so, d->workQueue, [connection](const std::shared_ptr<GMSDASHRequest>& r) { connection->sendRequest(r); },
             millis, d->diskCaches->cacheForType(type));
+        GMSStyleTableService* styleTables = d->styleTables.get();
+        d->services[layer]->setTileEpochStalenessCheck([styleTables](const GMSTile& tile) {
+            // Tiles that carry an epoch are drawn with the global styles.
+            return styleTables->isTileEpochStale(tile.majorEpoch != -1, tile.majorEpoch);
+        });
     }
     d->coordinator = std::make_shared<GMSTileRequestCoordinator>(16);
     d->source = std::make_unique<GMSServiceTileSource>(d->services, d->coordinator);
 
     QObject* context = d->params.get();
     QObject::connect(d->params.get(), &GMSClientParameters::kGMSClientParametersUpdated, context,
-                     [impl](const QList<int>&) {
-                         if (impl->queuesStarted)
-                             impl->applyParameters();
-                     });
+                     [impl](const QList<int>& changed) { impl->clientParametersChanged(changed); });
     QObject::connect(connection, &GMSDASHConnection::kLegalCountryChangedNotification, context,
                      [impl](const QString& country) {
                          for (auto& [layer, service] : impl->services)
@@ -232,6 +314,15 @@ bool MapServiceSetup::startServices(bool install)
 bool MapServiceSetup::isReady() const { return d->queuesStarted; }
 GMSServiceTileSource* MapServiceSetup::tileSource() const { return d->source.get(); }
 GMSCoreClientParameters* MapServiceSetup::clientParameters() const { return d->params.get(); }
+GMSStyleTableService* MapServiceSetup::styleTableService() const { return d->styleTables.get(); }
+
+GMSDASHTileService* MapServiceSetup::tileServiceForType(int mapTileType) const
+{
+    for (const auto& [layer, service] : d->services)
+        if (service->options().tileType.mapTileType == mapTileType)
+            return service.get();
+    return nullptr;
+}
 GMSDASHConnection* MapServiceSetup::connection() const { return d->connection.get(); }
 
 bool MapServiceSetup::start(const MapServiceOptions& options)

@@ -6,8 +6,10 @@
 #include <memory>
 
 class GMSCoreClientParameters;
+class GMSDASHTileService;
 class GMSDASHConnection;
 class GMSServiceTileSource;
+class GMSStyleTableService;
 
 struct MapServiceOptions {
     QUrl endpoint;            // e.g. http://127.0.0.1:8765/glm/mmap
@@ -19,8 +21,8 @@ struct MapServiceOptions {
 };
 
 // Builds the engine's traffic with the map service: connection, disk caches,
-// client parameters, one tile service per layer and the tile source that the
-// map views draw from, which it installs with GMSServices. Call on the GUI
+// client parameters, the style tables they name, one tile service per layer
+// and the tile source that the map views draw from, which it installs with GMSServices. Call on the GUI
 // thread after QGuiApplication exists and GMSServices::provideAPIKey; stop()
 // before the application object goes.
 class MapServiceSetup {
@@ -42,6 +44,9 @@ public:
 
     GMSServiceTileSource* tileSource() const;
     GMSCoreClientParameters* clientParameters() const;
+    GMSStyleTableService* styleTableService() const;
+    // The tile service of a map service tile type; null when there is none.
+    GMSDASHTileService* tileServiceForType(int mapTileType) const;
     GMSDASHConnection* connection() const;
 
     static const QString kEngineVersion;

@@ -1,0 +1,148 @@
+// The real map service as a child process with a small style folder and the
+// paint route on; the engine's setup fetches the style tables it names, makes
+// their epoch active and hands the paint settings to the tile services.
+#include "GMSCoreClientParameters.h"
+#include "GMSDASHTileService.h"
+#include "GMSObjectDataCache.h"
+#include "GMSRawDeflate.h"
+#include "GMSStyleTableService.h"
+#include "MapServiceSetup.h"
+#include "testsupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace {
+
+const QString kKey = QStringLiteral("ZenloftLocalServiceKey-0000000000000000");
+constexpr int kSatellite = 1;
+constexpr int kRoadmap = 0;
+
+QByteArray styleTable()
+{
+    QByteArray t;
+    for (int i = 0; i < 200; ++i)
+        t += "style " + QByteArray::number(i) + " colour #" + QByteArray::number(i * 7919 % 0xFFFFFF, 16) + "\n";
+    return t;
+}
+
+class SetupStyleTables : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(dir.isValid());
+        ASSERT_TRUE(QDir(dir.path()).mkdir("styles"));
+        QFile f(dir.filePath("styles/base.tbl"));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(styleTable());
+        f.close();
+        service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
+        service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "4", "--api-key", kKey,
+                              "--style-dir", dir.filePath("styles"), "--style-epoch", "9", "--paint-signing-key",
+                              "k3y", "--direct-to-paint-types", "satellite", "--quiet"});
+        service.start();
+        ASSERT_TRUE(service.waitForStarted(10000)) << service.errorString().toStdString();
+        QByteArray out;
+        const QRegularExpression re(QStringLiteral("endpoint (\\S+)"));
+        while (!re.match(QString::fromUtf8(out)).hasMatch() && service.waitForReadyRead(10000))
+            out += service.readAllStandardOutput();
+        const auto m = re.match(QString::fromUtf8(out));
+        ASSERT_TRUE(m.hasMatch()) << out.toStdString() << service.readAllStandardError().toStdString();
+        endpoint = QUrl(m.captured(1));
+    }
+    void TearDown() override { stopService(); }
+    void stopService()
+    {
+        if (service.state() == QProcess::NotRunning)
+            return;
+        service.terminate();
+        if (!service.waitForFinished(10000))
+            service.kill();
+        service.waitForFinished(5000);
+    }
+    MapServiceOptions options() const
+    {
+        MapServiceOptions o;
+        o.endpoint = endpoint;
+        o.apiKey = kKey;
+        o.settingsIniPath = dir.filePath("settings.ini");
+        o.cacheDir = dir.filePath("caches");
+        return o;
+    }
+    QString tableURL() const { return endpoint.resolved(QUrl("/styles/base.tbl")).toString(); }
+
+    static std::optional<GMSCachedObjectData> onDisk(GMSStyleTableService& s, const QString& url)
+    {
+        std::optional<GMSCachedObjectData> result;
+        QObject context;
+        s.styleTableDiskCache().loadObjectDataWithName(url, &context,
+                                                       [&](GMSCachedObjectData d) { result = std::move(d); });
+        EXPECT_TRUE(zltest::waitFor([&] { return result.has_value(); }));
+        return result;
+    }
+
+    QTemporaryDir dir;
+    QProcess service;
+    QUrl endpoint;
+};
+
+}  // namespace
+
+TEST_F(SetupStyleTables, TablesOfTheParametersEpochAreFetchedStoredAndMadeActive)
+{
+    {
+        MapServiceSetup setup(options());
+        ASSERT_TRUE(setup.startServices(false));
+        GMSStyleTableService* styles = setup.styleTableService();
+        ASSERT_TRUE(styles);
+        ASSERT_TRUE(zltest::waitFor([&] { return styles->activeEpoch() == 9; }, 15000));
+        EXPECT_EQ(styles->stableActiveEpoch(), 9);
+
+        // On disk as raw deflate under the table's full URL.
+        const auto stored = onDisk(*styles, tableURL());
+        ASSERT_TRUE(stored && stored->found) << tableURL().toStdString();
+        EXPECT_EQ(gmsRawInflate(stored->data), styleTable());
+
+        // The parameters resolve the service's relative URLs against the endpoint.
+        GMSCoreClientParameters* params = setup.clientParameters();
+        EXPECT_EQ(params->paintEpoch(), 9);
+        ASSERT_EQ(params->styleTableMappingArray().size(), 1);
+        EXPECT_EQ(params->styleTableMappingArray().at(0).URL.toString(), tableURL());
+        EXPECT_EQ(params->paintServerBaseURL(), endpoint.resolved(QUrl("/glm/paint")));
+        EXPECT_EQ(params->requestSigningKey(), "k3y");
+
+        // The paint route for the types the service lists, and only those.
+        ASSERT_TRUE(zltest::waitFor([&] { return setup.isReady(); }, 15000));
+        ASSERT_TRUE(setup.tileServiceForType(kSatellite));
+        EXPECT_TRUE(setup.tileServiceForType(kSatellite)->usesPaintRoute());
+        EXPECT_EQ(setup.tileServiceForType(kSatellite)->options().tileType.paintTileType, kSatellite);
+        ASSERT_TRUE(setup.tileServiceForType(kRoadmap));
+        EXPECT_FALSE(setup.tileServiceForType(kRoadmap)->usesPaintRoute());
+    }
+
+    // A later run without the service: the saved parameters name the epoch,
+    // its table comes from disk.
+    stopService();
+    MapServiceSetup setup(options());
+    ASSERT_TRUE(setup.startServices(false));
+    GMSStyleTableService* styles = setup.styleTableService();
+    ASSERT_TRUE(zltest::waitFor([&] { return styles->activeEpoch() == 9; }, 15000));
+    std::shared_ptr<GMSLazyMultiZoomStyleTable> table;
+    bool answered = false;
+    QObject context;
+    styles->loadStyleTableForMapStyle(0, 9, &context, [&](GMSStyleTableService::Table t) {
+        table = std::move(t);
+        answered = true;
+    });
+    ASSERT_TRUE(zltest::waitFor([&] { return answered; }, 15000));
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->data(), styleTable());
+    EXPECT_TRUE(setup.tileServiceForType(kSatellite)->usesPaintRoute()) << "from the saved parameters";
+}
