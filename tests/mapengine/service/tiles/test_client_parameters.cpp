@@ -274,3 +274,66 @@ TEST(ClientParameters, InactiveStopsTheScheduleAndActiveResumesIt)
     EXPECT_EQ(h.sent.size(), 1u);
     EXPECT_TRUE(h.timerOf(7'200'000));
 }
+
+TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
+{
+    Harness h;
+    h.make();
+    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
+    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
+    h.start();
+    EXPECT_EQ(h.params->paintEpoch(), 0) << "defaults: no epoch, no tables, no paint route";
+    EXPECT_TRUE(h.params->styleTableMappingArray().isEmpty());
+    EXPECT_TRUE(h.params->paintServerBaseURL().isEmpty());
+    EXPECT_TRUE(h.params->requestSigningKey().isEmpty());
+    EXPECT_TRUE(h.params->directToPaintEnabledTileTypes().isEmpty());
+
+    auto resp = h.fullAnswer(*h.sent[0].request);
+    for (auto& g : *resp->mutable_parameter_group_array()) {
+        if (g.type() == PARAMETER_GROUP_STYLE_TABLES) {
+            auto* st = g.mutable_style_tables();
+            st->set_paint_epoch(9);
+            auto* rel = st->add_style_table_mapping_array();
+            rel->set_url("/styles/base.tbl");
+            rel->set_style_table_format(2);
+            rel->set_map_style(1);
+            auto* abs = st->add_style_table_mapping_array();
+            abs->set_url("https://cdn.example/t?x=1");
+            st->add_style_table_mapping_array()->set_map_style(4);  // no URL: left out
+        } else if (g.type() == PARAMETER_GROUP_PAINT) {
+            g.mutable_paint()->set_paint_server_base_url("/glm/paint");
+            g.mutable_paint()->set_request_signing_key(std::string("k\0y", 3));
+        } else if (g.type() == PARAMETER_GROUP_VECTOR_MAPS) {
+            g.mutable_vector_maps()->add_direct_to_paint_enabled_tile_type_array(zenloft::wire::TILE_TYPE_SATELLITE);
+            g.mutable_vector_maps()->add_direct_to_paint_enabled_tile_type_array(zenloft::wire::TILE_TYPE_TERRAIN);
+        }
+    }
+    h.answerLast(resp);
+    ASSERT_EQ(updated.count(), 2);
+    EXPECT_TRUE(updated.at(1).at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
+    EXPECT_EQ(h.params->paintEpoch(), 9);
+    const QList<GMSCoreClientParameters::StyleTableMapping> expected = {
+        {QUrl("http://127.0.0.1:8765/styles/base.tbl"), 2, 1}, {QUrl("https://cdn.example/t?x=1"), 0, 0}};
+    EXPECT_EQ(h.params->styleTableMappingArray(), expected);
+    EXPECT_EQ(h.params->paintServerBaseURL(), QUrl("http://127.0.0.1:8765/glm/paint"));
+    EXPECT_EQ(h.params->requestSigningKey(), QByteArray("k\0y", 3));
+    EXPECT_EQ(h.params->directToPaintEnabledTileTypes(), (QSet<int>{1, 2}));
+
+    // The epoch in hand: no new request. Another one: asked for at once.
+    const auto before = h.sent.size();
+    h.params->refetchClientParametersExpectingPaintEpoch(9);
+    EXPECT_EQ(h.sent.size(), before);
+    h.params->refetchClientParametersExpectingPaintEpoch(10);
+    EXPECT_EQ(h.sent.size(), before + 1);
+
+    // Tables without an epoch could never become active: the group is refused
+    // and the one in hand stays.
+    auto noEpoch = h.fullAnswer(*h.sent.back().request, 2);
+    for (auto& g : *noEpoch->mutable_parameter_group_array())
+        if (g.type() == PARAMETER_GROUP_STYLE_TABLES)
+            g.mutable_style_tables()->add_style_table_mapping_array()->set_url("/styles/other.tbl");
+    h.answerLast(noEpoch);
+    EXPECT_EQ(h.params->paintEpoch(), 9);
+    EXPECT_EQ(h.params->styleTableMappingArray(), expected);
+    EXPECT_TRUE(h.params->paintServerBaseURL().isEmpty()) << "the new paint group has no server";
+}
