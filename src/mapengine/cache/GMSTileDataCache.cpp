@@ -73,6 +73,22 @@ void GMSTileDataCache::loadTileForTileCoords(const GMSCacheTileKey& coords, QObj
     m_openLoadBatch->loads.append({coords, std::move(done)});
 }
 
+GMSCachedTileData GMSTileDataCache::loadTileForTileCoordsAndWait(const GMSCacheTileKey& coords) {
+    if (m_queue->isCurrent()) {
+        // Already on the cache's thread: the loads before this one have run.
+        if (m_deleteTileDataCachePendings.load() > 0 || !usable()) return {};
+        return m_core->loadTiles({coords}).value(0).value_or(GMSCachedTileData{});
+    }
+    GMSCacheWaiter waiter;
+    GMSCachedTileData result;
+    loadTileForTileCoords(coords, nullptr, [&](GMSCachedTileData d) {
+        result = std::move(d);
+        waiter.signal();
+    });
+    waiter.wait();
+    return result;
+}
+
 void GMSTileDataCache::drainLoads(const std::shared_ptr<LoadBatch>& batch) {
     QList<PendingLoad> loads;
     {

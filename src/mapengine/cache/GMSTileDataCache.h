@@ -43,6 +43,10 @@ public:
     // context: on the calling thread).
     void loadTileForTileCoords(const GMSCacheTileKey& coords, QObject* context,
                                std::function<void(GMSCachedTileData)> handler);
+    // The same load for a worker that waits for each tile before it asks for
+    // the next: the store is read on the cache's thread and the result handed
+    // back without a Qt event. Never call it on the GUI thread.
+    GMSCachedTileData loadTileForTileCoordsAndWait(const GMSCacheTileKey& coords);
     void storeTileCoords(const GMSCacheTileKey& coords, qint64 validationTime, const QString& versionID,
                          const QByteArray& data, QObject* context = nullptr,
                          std::function<void(bool saved)> handler = {});
