@@ -7,6 +7,91 @@
 #include <QImage>
 #include <QThreadPool>
 
+#include <algorithm>
+
+GMSDecodedTileCache::GMSDecodedTileCache(int maxEntries) : m_maxEntries(std::max(0, maxEntries)) {}
+
+QImage GMSDecodedTileCache::imageForData(const GMSTileKey& key, const QByteArray& data)
+{
+    QMutexLocker l(&m_lock);
+    auto it = m_entries.find(key);
+    if (it == m_entries.end())
+        return {};
+    if (it->data != data) {
+        // The tile has changed since: its old picture is of no use.
+        m_useOrder.erase(it->use);
+        m_entries.erase(it);
+        return {};
+    }
+    m_useOrder.splice(m_useOrder.begin(), m_useOrder, it->use);
+    return it->image;
+}
+
+void GMSDecodedTileCache::insert(const GMSTileKey& key, const QByteArray& data, const QImage& image)
+{
+    if (image.isNull() || m_maxEntries == 0)
+        return;
+    QMutexLocker l(&m_lock);
+    auto it = m_entries.find(key);
+    if (it != m_entries.end()) {
+        it->data = data;
+        it->image = image;
+        m_useOrder.splice(m_useOrder.begin(), m_useOrder, it->use);
+        return;
+    }
+    m_useOrder.push_front(key);
+    m_entries.insert(key, Entry{data, image, m_useOrder.begin()});
+    while (int(m_entries.size()) > m_maxEntries) {
+        m_entries.remove(m_useOrder.back());
+        m_useOrder.pop_back();
+    }
+}
+
+void GMSDecodedTileCache::remove(const GMSTileKey& key)
+{
+    QMutexLocker l(&m_lock);
+    auto it = m_entries.find(key);
+    if (it == m_entries.end())
+        return;
+    m_useOrder.erase(it->use);
+    m_entries.erase(it);
+}
+
+void GMSDecodedTileCache::clear()
+{
+    QMutexLocker l(&m_lock);
+    m_entries.clear();
+    m_useOrder.clear();
+}
+
+int GMSDecodedTileCache::count() const
+{
+    QMutexLocker l(&m_lock);
+    return int(m_entries.size());
+}
+
+QImage GMSDecodeTileImage(const QByteArray& data)
+{
+    // Naming the format spares the reader its probing of every decoder.
+    const char* format = nullptr;
+    if (data.startsWith("\x89PNG"))
+        format = "PNG";
+    else if (data.startsWith("\xFF\xD8"))
+        format = "JPG";
+    QImage image = QImage::fromData(data, format);
+    if (image.isNull() && format)
+        image = QImage::fromData(data);  // the bytes lied about their kind
+    if (image.isNull())
+        return image;
+    // Opaque pictures stay opaque: they upload as they are and draw without
+    // blending. Those with transparency are premultiplied as textures want.
+    const QImage::Format wanted =
+        image.hasAlphaChannel() ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32;
+    if (image.format() != wanted)
+        image.convertTo(wanted);
+    return image;
+}
+
 struct GMSServiceTileSource::Pending {
     GMSTileRequestCoordinator::EntryPtr entry;
 };
@@ -16,7 +101,8 @@ GMSServiceTileSource::GMSServiceTileSource(Services services, std::shared_ptr<GM
     : GMSTileSource(parent),
       m_services(std::move(services)),
       m_coordinator(std::move(coordinator)),
-      m_relay(new GMSServiceTileRelay, [](GMSServiceTileRelay* r) { r->deleteLater(); })
+      m_relay(new GMSServiceTileRelay, [](GMSServiceTileRelay* r) { r->deleteLater(); }),
+      m_decoded(std::make_shared<GMSDecodedTileCache>(kDecodedCacheEntries))
 {
     qRegisterMetaType<GMSTileKey>();
     connect(m_relay.get(), &GMSServiceTileRelay::tileDecoded, this,
@@ -55,18 +141,24 @@ void GMSServiceTileSource::requestTile(const GMSTileKey& key)
     auto pending = std::make_shared<Pending>();
     m_pending.insert(key, pending);
     std::shared_ptr<GMSServiceTileRelay> relay = m_relay;
+    std::shared_ptr<GMSDecodedTileCache> decoded = m_decoded;
     // Runs on the tile service's work queue; decoding goes to the pool so the
     // queue keeps serving.
-    auto callback = [relay, key](const GMSTileCoords&, int status, const GMSTilePtr& tile) {
+    auto callback = [relay, decoded, key](const GMSTileCoords&, int status, const GMSTilePtr& tile) {
         const bool final = status != kGMSTileStatusCachedUpdateFollows;
         if (!tile || (status != kGMSTileStatusFromNetwork && status != kGMSTileStatusCachedUpdateFollows)) {
+            if (final)
+                decoded->remove(key);
             emit relay->tileDecoded(key, QImage(), final);
             return;
         }
-        QThreadPool::globalInstance()->start([relay, key, tile, final] {
-            QImage image = QImage::fromData(tile->data);
-            if (!image.isNull() && image.format() != QImage::Format_ARGB32_Premultiplied)
-                image = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        if (QImage known = decoded->imageForData(key, tile->data); !known.isNull()) {
+            emit relay->tileDecoded(key, known, final);
+            return;
+        }
+        QThreadPool::globalInstance()->start([relay, decoded, key, tile, final] {
+            const QImage image = GMSDecodeTileImage(tile->data);
+            decoded->insert(key, tile->data, image);
             emit relay->tileDecoded(key, image, final);
         });
     };

@@ -1,0 +1,253 @@
+// The tile source's decoded pictures: decoding of tile bytes, the bounded
+// cache of pictures, and the source answering from it without ever showing
+// a picture of bytes the tile service no longer has.
+#include <gtest/gtest.h>
+
+#include <QBuffer>
+#include <QImage>
+#include <QRandomGenerator>
+#include <QSignalSpy>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "GMSDASHTileService.h"
+#include "GMSServiceTileSource.h"
+#include "GMSTileRequestCoordinator.h"
+#include "testsupport.h"
+
+namespace {
+
+QByteArray encoded(const QImage& img, const char* format) {
+    QByteArray bytes;
+    QBuffer buf(&bytes);
+    buf.open(QIODevice::WriteOnly);
+    img.save(&buf, format);
+    return bytes;
+}
+
+QByteArray opaquePng(QRgb colour) {
+    QImage img(256, 256, QImage::Format_RGB32);
+    img.fill(colour);
+    img.setPixel(3, 4, qRgb(1, 2, 3));
+    return encoded(img, "PNG");
+}
+
+QByteArray translucentPng() {
+    QImage img(256, 256, QImage::Format_ARGB32);
+    img.fill(Qt::transparent);
+    img.setPixel(10, 10, qRgba(200, 100, 50, 128));
+    return encoded(img, "PNG");
+}
+
+GMSTileKey key(int x, int y = 0) { return {GMSTileLayerType::Satellite, 5, x, y}; }
+
+QImage picture(QRgb colour) {
+    QImage img(4, 4, QImage::Format_RGB32);
+    img.fill(colour);
+    return img;
+}
+
+}  // namespace
+
+TEST(TileDecode, OpaqueStaysOpaqueTranslucentIsPremultiplied) {
+    const QImage opaque = GMSDecodeTileImage(opaquePng(qRgb(20, 40, 60)));
+    ASSERT_FALSE(opaque.isNull());
+    EXPECT_EQ(opaque.format(), QImage::Format_RGB32);
+    EXPECT_EQ(opaque.size(), QSize(256, 256));
+    EXPECT_EQ(opaque.pixel(0, 0), qRgb(20, 40, 60));
+    EXPECT_EQ(opaque.pixel(3, 4), qRgb(1, 2, 3));
+
+    const QImage translucent = GMSDecodeTileImage(translucentPng());
+    ASSERT_FALSE(translucent.isNull());
+    EXPECT_EQ(translucent.format(), QImage::Format_ARGB32_Premultiplied);
+    EXPECT_EQ(qAlpha(translucent.pixel(0, 0)), 0);
+    EXPECT_EQ(qAlpha(translucent.pixel(10, 10)), 128);
+
+    QImage photo(256, 256, QImage::Format_RGB32);
+    photo.fill(qRgb(120, 130, 140));
+    const QImage jpeg = GMSDecodeTileImage(encoded(photo, "JPG"));
+    ASSERT_FALSE(jpeg.isNull());
+    EXPECT_EQ(jpeg.format(), QImage::Format_RGB32);
+    EXPECT_NEAR(qGreen(jpeg.pixel(100, 100)), 130, 3);
+}
+
+TEST(TileDecode, BytesThatAreNoPictureGiveANullImage) {
+    EXPECT_TRUE(GMSDecodeTileImage({}).isNull());
+    EXPECT_TRUE(GMSDecodeTileImage("not a picture").isNull());
+    EXPECT_TRUE(GMSDecodeTileImage(QByteArray("\x89PNG\r\n\x1a\n", 8)).isNull());
+    EXPECT_TRUE(GMSDecodeTileImage(QByteArray("\xFF\xD8\xFF", 3)).isNull());
+    // A picture whose first bytes claim another kind is still read.
+    QImage gif(8, 8, QImage::Format_RGB32);
+    gif.fill(Qt::red);
+    const QByteArray bmp = encoded(gif, "BMP");
+    EXPECT_FALSE(GMSDecodeTileImage(bmp).isNull());
+}
+
+TEST(TileDecode, TruncatedAndCorruptedTilesNeverCrash) {
+    const QByteArray png = opaquePng(qRgb(90, 90, 90));
+    QImage photo(64, 64, QImage::Format_RGB32);
+    photo.fill(qRgb(10, 200, 30));
+    const QByteArray jpeg = encoded(photo, "JPG");
+    QRandomGenerator rng(20261122);
+    int decoded = 0;
+    for (const QByteArray& good : {png, jpeg}) {
+        for (int i = 0; i < 60; ++i) {
+            QByteArray bad = good.left(int(rng.bounded(good.size())));
+            const QImage img = GMSDecodeTileImage(bad);
+            if (!img.isNull()) ++decoded;
+        }
+        for (int i = 0; i < 60; ++i) {
+            QByteArray bad = good;
+            for (int flips = 0; flips < 8; ++flips) bad[int(rng.bounded(bad.size()))] = char(rng.bounded(256));
+            const QImage img = GMSDecodeTileImage(bad);
+            if (!img.isNull()) {
+                ++decoded;
+                EXPECT_TRUE(img.format() == QImage::Format_RGB32 ||
+                            img.format() == QImage::Format_ARGB32_Premultiplied);
+            }
+        }
+    }
+    SUCCEED() << decoded << " damaged tiles still gave a picture";
+}
+
+TEST(DecodedTileCache, ServesOnlyTheBytesItWasMadeFrom) {
+    GMSDecodedTileCache cache(4);
+    const QByteArray a = "bytes of a", b = "bytes of b";
+    cache.insert(key(1), a, picture(qRgb(1, 1, 1)));
+    EXPECT_EQ(cache.imageForData(key(1), a).pixel(0, 0), qRgb(1, 1, 1));
+    // The tile changed: no old picture, and the entry is gone.
+    EXPECT_TRUE(cache.imageForData(key(1), b).isNull());
+    EXPECT_EQ(cache.count(), 0);
+    EXPECT_TRUE(cache.imageForData(key(1), a).isNull());
+    // A newer picture of the same tile replaces the older one.
+    cache.insert(key(1), a, picture(qRgb(1, 1, 1)));
+    cache.insert(key(1), b, picture(qRgb(2, 2, 2)));
+    EXPECT_EQ(cache.count(), 1);
+    EXPECT_EQ(cache.imageForData(key(1), b).pixel(0, 0), qRgb(2, 2, 2));
+    cache.remove(key(1));
+    EXPECT_TRUE(cache.imageForData(key(1), b).isNull());
+    // Null pictures are not kept; the same place on another layer is another tile.
+    cache.insert(key(2), a, QImage());
+    EXPECT_EQ(cache.count(), 0);
+    cache.insert(key(3), a, picture(qRgb(3, 3, 3)));
+    EXPECT_TRUE(cache.imageForData({GMSTileLayerType::Labels, 5, 3, 0}, a).isNull());
+    cache.clear();
+    EXPECT_EQ(cache.count(), 0);
+}
+
+TEST(DecodedTileCache, BoundedLeastRecentlyUsedFirstOut) {
+    GMSDecodedTileCache cache(3);
+    for (int x = 0; x < 3; ++x) cache.insert(key(x), QByteArray::number(x), picture(qRgb(x, x, x)));
+    EXPECT_FALSE(cache.imageForData(key(0), "0").isNull());  // 0 is now the most recent
+    cache.insert(key(3), "3", picture(qRgb(3, 3, 3)));
+    EXPECT_EQ(cache.count(), 3);
+    EXPECT_TRUE(cache.imageForData(key(1), "1").isNull());  // the least recent went
+    EXPECT_FALSE(cache.imageForData(key(0), "0").isNull());
+    EXPECT_FALSE(cache.imageForData(key(2), "2").isNull());
+    EXPECT_FALSE(cache.imageForData(key(3), "3").isNull());
+
+    GMSDecodedTileCache none(0);
+    none.insert(key(0), "0", picture(qRgb(0, 0, 0)));
+    EXPECT_EQ(none.count(), 0);
+}
+
+TEST(DecodedTileCache, WorkersAndTheQueueAtOnce) {
+    GMSDecodedTileCache cache(16);
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&cache, &wrong, t] {
+            for (int i = 0; i < 2000; ++i) {
+                const int x = (i * 7 + t) % 40;
+                const QByteArray data = QByteArray::number(x * 3);
+                if (i % 3 == 0) {
+                    cache.insert(key(x), data, picture(qRgb(x, 0, 0)));
+                } else if (i % 17 == 0) {
+                    cache.remove(key(x));
+                } else {
+                    const QImage img = cache.imageForData(key(x), data);
+                    if (!img.isNull() && qRed(img.pixel(0, 0)) != x) ++wrong;
+                }
+            }
+        });
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_LE(cache.count(), 16);
+}
+
+// The source over a real tile service whose memory cache the test fills;
+// the service's connection never answers.
+class SourceOverService : public ::testing::Test {
+protected:
+    void SetUp() override {
+        GMSDASHTileServiceOptions options;
+        options.tileType.mapTileType = 1;
+        service = GMSDASHTileService::create(
+            options, &queue, [this](const std::shared_ptr<GMSDASHRequest>&) { ++sent; }, [] { return qint64(0); });
+        service->startRequestQueue();
+        source = std::make_unique<GMSServiceTileSource>(
+            GMSServiceTileSource::Services{{GMSTileLayerType::Satellite, service}},
+            std::make_shared<GMSTileRequestCoordinator>(16));
+    }
+    void putInService(const GMSTileKey& k, const QByteArray& data) {
+        auto tile = std::make_shared<GMSTile>();
+        tile->coords = GMSTileCoords(k.zoom, k.x, k.y);
+        tile->data = data;
+        service->memCache()->setObject(tile, tile->coords);
+    }
+    // Asks for a tile and waits for its answer.
+    QImage fetch(const GMSTileKey& k) {
+        QSignalSpy spy(source.get(), &GMSTileSource::tileReady);
+        source->requestTile(k);
+        if (!zltest::waitFor([&] { return !spy.isEmpty(); }, 5000)) {
+            ADD_FAILURE() << "no answer for the tile";
+            return {};
+        }
+        EXPECT_EQ(spy.first().at(0).value<GMSTileKey>(), k);
+        return spy.first().at(1).value<QImage>();
+    }
+
+    QObject queue;
+    int sent = 0;
+    std::shared_ptr<GMSDASHTileService> service;
+    std::unique_ptr<GMSServiceTileSource> source;
+};
+
+TEST_F(SourceOverService, ATileAskedAgainIsNotDecodedAgain) {
+    putInService(key(1), opaquePng(qRgb(10, 20, 30)));
+    const QImage first = fetch(key(1));
+    ASSERT_FALSE(first.isNull());
+    EXPECT_EQ(first.pixel(0, 0), qRgb(10, 20, 30));
+    EXPECT_EQ(source->decodedCache().count(), 1);
+    const QImage again = fetch(key(1));
+    EXPECT_EQ(again.cacheKey(), first.cacheKey());  // the very same picture
+    EXPECT_EQ(sent, 0);
+}
+
+TEST_F(SourceOverService, NoStalePictureAfterTheTileChangedOrWentAway) {
+    putInService(key(2), opaquePng(qRgb(10, 20, 30)));
+    const QImage first = fetch(key(2));
+    ASSERT_FALSE(first.isNull());
+    // The service now has other bytes for the tile: they are what is shown.
+    putInService(key(2), opaquePng(qRgb(200, 0, 0)));
+    const QImage changed = fetch(key(2));
+    ASSERT_FALSE(changed.isNull());
+    EXPECT_EQ(changed.pixel(0, 0), qRgb(200, 0, 0));
+
+    // Removed from the service: the request goes to the network, which
+    // doesn't answer; the old picture is never offered meanwhile.
+    service->removeTile(GMSTileCoords(5, 2, 0));
+    QSignalSpy spy(source.get(), &GMSTileSource::tileReady);
+    source->requestTile(key(2));
+    ASSERT_TRUE(zltest::waitFor([&] { return sent > 0; }, 5000));
+    EXPECT_TRUE(spy.isEmpty());
+}
+
+TEST_F(SourceOverService, UndecodableBytesAnswerWithANullPicture) {
+    putInService(key(3), "garbage, not a tile");
+    const QImage img = fetch(key(3));
+    EXPECT_TRUE(img.isNull());
+    EXPECT_EQ(source->decodedCache().count(), 0);
+}
