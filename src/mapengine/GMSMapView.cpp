@@ -74,6 +74,11 @@ void GMSMapView::sharedInit(const std::optional<GMSCameraPosition>& camera) {
         emit tileRenderingStarted();
     });
     connect(tiles_, &GMSTileManager::loadingFinished, this, [this] {
+        // A paced frame still waiting (the last tile failed) is due now.
+        if (tileFrameTimer_.isActive()) {
+            tileFrameTimer_.stop();
+            if (rendering_) requestTileFrame();
+        }
         if (delegate_) delegate_->mapViewDidFinishTileRendering(this);
         emit tileRenderingFinished();
         checkIdle();
@@ -82,6 +87,11 @@ void GMSMapView::sharedInit(const std::optional<GMSCameraPosition>& camera) {
     setMapType(kGMSTypeNormal);
     camera_ = camera.value_or(GMSCameraPosition(51.1789, -1.8264, 4.0f));
     settings_->didMoveToCameraPosition(camera_);
+    tileFrameTimer_.setSingleShot(true);
+    tileFrameTimer_.setTimerType(Qt::PreciseTimer);
+    connect(&tileFrameTimer_, &QTimer::timeout, this, [this] {
+        if (rendering_) requestTileFrame();
+    });
     gestureTimer_.setSingleShot(true);
     connect(&gestureTimer_, &QTimer::timeout, this, [this] {
         gestures_.timeout(clock_->now());
@@ -122,7 +132,10 @@ void GMSMapView::storeCamera(const GMSCameraPosition& camera, bool fromGesture) 
 
 void GMSMapView::cameraDidChange() {
     if (width() > 0 && height() > 0) tiles_->update(projection());
-    if (rendering_) update();
+    if (rendering_) {
+        tileFrameTimer_.stop();
+        requestTileFrame();
+    }
 }
 
 void GMSMapView::animateToCameraPosition(const GMSCameraPosition& camera) { startAnimation(camera); }
@@ -319,7 +332,28 @@ void GMSMapView::setTileSource(GMSTileSource* source) {
 GMSTileSource* GMSMapView::tileSource() const { return tiles_->source(); }
 
 void GMSMapView::tilesChanged() {
-    if (rendering_) update();
+    if (!rendering_) return;
+    // The tile that completes the screen is shown at once. Tiles that arrive
+    // while others still load are shown at most once per frame of the map's
+    // rate: more partial screens than the display can show would only take
+    // the time that decoding the rest of the screen needs.
+    if (!tiles_->isLoading()) {
+        tileFrameTimer_.stop();
+        requestTileFrame();
+        return;
+    }
+    if (tileFrameTimer_.isActive()) return;
+    const qint64 interval = 1000 / std::max(1u, preferredFrameRate());
+    const qint64 since = lastTileFrame_.isValid() ? lastTileFrame_.elapsed() : interval;
+    if (since >= interval)
+        requestTileFrame();
+    else
+        tileFrameTimer_.start(int(interval - since));
+}
+
+void GMSMapView::requestTileFrame() {
+    lastTileFrame_.start();
+    update();
 }
 
 // ---------------------------------------------------------------- padding, location

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QMarginsF>
 #include <QPointer>
@@ -192,6 +193,7 @@ private:
     void refreshMyLocationState();
     void removeOverlayEntry(GMSOverlay* overlay);
     void tilesChanged();
+    void requestTileFrame();
     void feedGestures(const std::vector<GMSTouchPoint>& touches);
     void scheduleGestureTimer();
     // The camera that puts a world point (normalised, 0..1) under a view point.
@@ -250,6 +252,9 @@ private:
 
     GMSGestureHandler gestures_;
     QTimer gestureTimer_;
+    // Frames for tiles that arrive while others still load are paced.
+    QTimer tileFrameTimer_;
+    QElapsedTimer lastTileFrame_;
     QPointF panAnchorWorld_;
     QPointF panAnchorPoint_;
     float zoomStart_ = 0.0f;
