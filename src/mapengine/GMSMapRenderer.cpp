@@ -164,6 +164,15 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
                  float(-sin_ * k), float(cos_ * k), 0, float(centerY_ - ox * sin_ + oy * cos_),
                  0, 0, 1, 0, 0, 0, 0, 1);
     tileRoot_->setMatrix(m);
+    // At a whole zoom with north up, one tile pixel is one screen pixel:
+    // sampling the nearest texel is exact there, and cheaper than blending four.
+    const bool pixelExact = std::abs(k - 1.0) < 1e-9 && sin_ == 0.0 && cos_ == 1.0 &&
+                            window->effectiveDevicePixelRatio() == 1.0;
+    const bool filteringChanged = pixelExact != tilesPixelExact_;
+    tilesPixelExact_ = pixelExact;
+    auto filteringFor = [pixelExact](bool ownTile) {
+        return pixelExact && ownTile ? QSGTexture::Nearest : QSGTexture::Linear;
+    };
 
     if (tm->generation() != tileGeneration_) {
         // Textures of pictures the manager has dropped go now.
@@ -177,11 +186,17 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
             }
         }
     }
-    if (tm->drawListVersion() == tileListVersion_) return;
+    if (tm->drawListVersion() == tileListVersion_) {
+        if (filteringChanged)
+            for (std::size_t i = 0; i < tileNodeOwn_.size(); ++i)
+                tilePool_[i]->setFiltering(filteringFor(tileNodeOwn_[i]));
+        return;
+    }
     tileListVersion_ = tm->drawListVersion();
     ++stats_.tileListBuilds;
     ++g_tileListBuilds;
     tileRoot_->removeAllChildNodes();
+    tileNodeOwn_.clear();
     std::size_t used = 0;
     for (const auto& layer : tm->drawList()) {
         for (const GMSTileManager::DrawTile& t : layer) {
@@ -202,6 +217,8 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
             n->setTexture(tex);
             n->setRect(QRectF((t.column - tm->firstColumn()) * 256.0, (t.row - tm->firstRow()) * 256.0, 256.0, 256.0));
             n->setSourceRect(t.sourceRect);
+            n->setFiltering(filteringFor(t.drawnKey == t.key));
+            tileNodeOwn_.push_back(t.drawnKey == t.key);
             tileRoot_->appendChildNode(n);
         }
     }

@@ -97,6 +97,8 @@ private:
     QHash<GMSTileKey, QSGTexture*> tileTextures_;
     quint64 tileListVersion_ = ~quint64(0);
     quint64 tileGeneration_ = ~quint64(0);
+    std::vector<bool> tileNodeOwn_;  // per pool node in use: shows its own tile
+    bool tilesPixelExact_ = false;
 
     std::unordered_map<std::uint64_t, ShapeEntry> shapes_;
     std::unordered_map<std::uint64_t, MarkerEntry> markers_;
