@@ -4,7 +4,10 @@
 //   xvfb-run -a -s "-screen 0 1280x1024x24" <build>/bench/view/bench_view [--places N] [--rounds R]
 //
 // (the program sets QT_QPA_PLATFORM=xcb and QSG_RHI_BACKEND=opengl itself;
-// the render loop is Qt's default unless QSG_RENDER_LOOP says otherwise)
+// the render loop is Qt's default unless QSG_RENDER_LOOP says otherwise).
+// Qt on X11 lets a requested frame wait QT_QPA_UPDATE_IDLE_TIME ms (5 by
+// default) to gather more changes; run once more with
+// QT_QPA_UPDATE_IDLE_TIME=0 in front to see the times without that wait.
 //
 // A 390 x 844 map view at zoom 16 in a real window, drawing from the real
 // tile source, tile services and disk cache in a temporary folder. First a
@@ -22,8 +25,11 @@
 // the first frame whose synchronisation saw every visible tile drawn at its
 // own zoom (nothing pending, no parent standing in). "tiles" is the time to
 // the last tile's arrival at the tile manager, for the split between loading
-// and drawing. Both map types of the app are run: normal (one layer) and
-// hybrid (imagery with labels over it).
+// and drawing; below each line the complete frame's steps are split (wait
+// until its synchronisation began, synchronisation, recording of the render
+// pass, then until the swap, where Mesa's software rasteriser does the
+// drawing). Both map types of the app are run: normal (one layer) and
+// hybrid (imagery with transparent labels over it).
 #include <QBuffer>
 #include <QDir>
 #include <QElapsedTimer>
@@ -61,6 +67,32 @@ const QString kKey = QStringLiteral("ZenloftLocalServiceKey-0000000000000000");
 constexpr QSize kView(390, 844);
 constexpr float kZoom = 16.0f;
 
+QByteArray pngBytes(const QImage& img) {
+    QByteArray bytes;
+    QBuffer buf(&bytes);
+    buf.open(QIODevice::WriteOnly);
+    img.save(&buf, "PNG");
+    return bytes;
+}
+
+// A label tile: roads and names on a transparent ground.
+QByteArray labelTile(quint32 seed) {
+    QRandomGenerator rng(seed);
+    QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
+    img.fill(Qt::transparent);
+    QPainter p(&img);
+    p.setRenderHint(QPainter::Antialiasing);
+    for (int i = 0; i < 12; ++i) {
+        p.setPen(QPen(QColor(255, 255, 200, 220), 2 + rng.bounded(3)));
+        p.drawLine(int(rng.bounded(256)), int(rng.bounded(256)), int(rng.bounded(256)), int(rng.bounded(256)));
+    }
+    p.setPen(Qt::white);
+    for (int i = 0; i < 10; ++i)
+        p.drawText(int(rng.bounded(200)), int(rng.bounded(250)), QStringLiteral("Ulica %1").arg(rng.bounded(1000)));
+    p.end();
+    return pngBytes(img);
+}
+
 // A tile picture of roughly 20 KB as PNG: smooth shades, a few shapes and
 // some grain, so that decoding costs what a real tile costs.
 QByteArray pngTile(quint32 seed) {
@@ -80,11 +112,7 @@ QByteArray pngTile(quint32 seed) {
         const int x = int(rng.bounded(256)), y = int(rng.bounded(256));
         img.setPixel(x, y, img.pixel(x, y) ^ (rng.generate() & 0x1f1f1f));
     }
-    QByteArray bytes;
-    QBuffer buf(&bytes);
-    buf.open(QIODevice::WriteOnly);
-    img.save(&buf, "PNG");
-    return bytes;
+    return pngBytes(img);
 }
 
 struct Place {
@@ -107,13 +135,14 @@ std::vector<GMSTileKey> tilesAround(const Place& place) {
     return keys;
 }
 
-// One file for every layer; the service serves it as each tile type.
-bool writeMbtiles(const QString& path, const std::vector<Place>& places) {
+// The tiles of every place, made of a few dozen distinct pictures.
+bool writeMbtiles(const QString& path, const std::vector<Place>& places, bool labels) {
     std::vector<QByteArray> pictures;
-    for (quint32 i = 0; i < 48; ++i) pictures.push_back(pngTile(i + 1));
+    for (quint32 i = 0; i < 48; ++i) pictures.push_back(labels ? labelTile(i + 1) : pngTile(i + 1));
     qint64 total = 0;
     for (const QByteArray& b : pictures) total += b.size();
-    std::printf("tile pictures: PNG, %lld bytes on average\n", total / qint64(pictures.size()));
+    std::printf("%s tiles: PNG, %lld bytes on average\n", labels ? "label" : "base and imagery",
+                total / qint64(pictures.size()));
 
     sqlite3* db = nullptr;
     if (sqlite3_open(path.toUtf8().constData(), &db) != SQLITE_OK) return false;
@@ -143,11 +172,11 @@ bool writeMbtiles(const QString& path, const std::vector<Place>& places) {
 }
 
 // The map service as a child on loopback; its endpoint once it listens.
-QUrl startService(QProcess& service, const QString& mbtiles) {
+QUrl startService(QProcess& service, const QString& mbtiles, const QString& labels) {
     service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
     service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "8", "--api-key", kKey, "--tiles",
                           "roadmap=" + mbtiles, "--tiles", "satellite=" + mbtiles, "--tiles",
-                          "hybrid_overlay=" + mbtiles, "--quiet"});
+                          "hybrid_overlay=" + labels, "--quiet"});
     service.start();
     if (!service.waitForStarted(10000)) return {};
     QByteArray out;
@@ -383,7 +412,8 @@ int main(int argc, char** argv) {
 
     QTemporaryDir dir;
     const QString mbtiles = dir.filePath("bench.mbtiles");
-    if (!writeMbtiles(mbtiles, places)) {
+    const QString labels = dir.filePath("labels.mbtiles");
+    if (!writeMbtiles(mbtiles, places, false) || !writeMbtiles(labels, places, true)) {
         std::fprintf(stderr, "could not write the MBTiles file\n");
         return 1;
     }
@@ -395,7 +425,7 @@ int main(int argc, char** argv) {
     // 1. The service fills the disk cache: every place once, each map type.
     {
         QProcess service;
-        options.endpoint = startService(service, mbtiles);
+        options.endpoint = startService(service, mbtiles, labels);
         if (!options.endpoint.isValid()) {
             std::fprintf(stderr, "the map service did not start\n");
             return 1;
