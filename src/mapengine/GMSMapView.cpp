@@ -343,16 +343,16 @@ void GMSMapView::tilesChanged() {
         return;
     }
     if (tileFrameTimer_.isActive()) return;
-    const qint64 interval = 1000 / std::max(1u, preferredFrameRate());
-    const qint64 since = lastTileFrame_.isValid() ? lastTileFrame_.elapsed() : interval;
-    if (since >= interval)
+    const double interval = 1.0 / std::max(1u, preferredFrameRate());
+    const double since = clock_->now() - lastTileFrame_;
+    if (since >= interval || since < 0.0)  // a clock set anew starts afresh
         requestTileFrame();
     else
-        tileFrameTimer_.start(int(interval - since));
+        tileFrameTimer_.start(int(std::ceil((interval - since) * 1000.0)));
 }
 
 void GMSMapView::requestTileFrame() {
-    lastTileFrame_.start();
+    lastTileFrame_ = clock_->now();
     update();
 }
 

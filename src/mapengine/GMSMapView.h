@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QElapsedTimer>
 #include <QImage>
 #include <QMarginsF>
 #include <QPointer>
@@ -140,6 +139,8 @@ public:
     GMSDisplayLink* displayLink() const { return displayLink_; }
     GMSGestureHandler& gestureHandler() { return gestures_; }
     bool isIdle() const;
+    // A frame for tiles that arrived while others load waits for its turn.
+    bool isTileFramePaced() const { return tileFrameTimer_.isActive(); }
 
     // GMSDisplayLinkClient
     unsigned preferredFrameRate() const override;
@@ -254,7 +255,7 @@ private:
     QTimer gestureTimer_;
     // Frames for tiles that arrive while others still load are paced.
     QTimer tileFrameTimer_;
-    QElapsedTimer lastTileFrame_;
+    double lastTileFrame_ = -1e300;  // clock time of the last frame asked for tiles
     QPointF panAnchorWorld_;
     QPointF panAnchorPoint_;
     float zoomStart_ = 0.0f;

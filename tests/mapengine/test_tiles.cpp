@@ -2,7 +2,10 @@
 
 #include <QSignalSpy>
 
+#include "GMSClock.h"
 #include "GMSCoordinateTileSource.h"
+#include "GMSMapView.h"
+#include "GMSServices.h"
 #include "GMSProjection.h"
 #include "GMSTileManager.h"
 #include "testsupport.h"
@@ -115,6 +118,56 @@ TEST(TileManager, KeepsABoundedNumberOfPictures) {
         src.asked.clear();
     }
     EXPECT_LE(tm.loaded().size(), GMSTileManager::kMaxLoadedTiles);
+}
+
+// Tiles arriving while the rest of the screen loads are drawn at the map's
+// frame rate; the tile that completes the screen, or the failure that ends
+// the load, is drawn at once.
+TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
+    GMSServices::resetForTests();
+    GMSServices::provideAPIKey(QString(39, QChar('A')));
+    ManualSource src;
+    GMSManualClock clock(50.0);
+    {
+        GMSMapView view(GMSCameraPosition(10.0, 20.0, 10.0f));
+        view.setClock(&clock);
+        view.setSize(QSizeF(600, 600));
+        view.setTileSource(&src);
+        src.asked.clear();
+        view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
+        QList<GMSTileKey> asked = src.asked;
+        ASSERT_GE(asked.size(), 4);
+
+        clock.advance(0.004);
+        src.answer(asked.takeFirst());
+        EXPECT_TRUE(view.isTileFramePaced());
+        clock.advance(0.004);
+        src.answer(asked.takeFirst());
+        EXPECT_TRUE(view.isTileFramePaced());
+        // Its turn came: the next tile alone is drawn at once.
+        ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
+        clock.advance(0.050);
+        src.answer(asked.takeFirst());
+        EXPECT_FALSE(view.isTileFramePaced());
+        clock.advance(0.001);
+        src.answer(asked.takeFirst());
+        EXPECT_EQ(view.isTileFramePaced(), !asked.isEmpty());
+        while (!asked.isEmpty()) src.answer(asked.takeFirst());
+        EXPECT_FALSE(view.tileManager()->isLoading());
+        EXPECT_FALSE(view.isTileFramePaced());
+
+        // A load that ends in a failure: the waiting frame is due at once.
+        view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
+        asked = view.tileManager()->pending().values();
+        ASSERT_GE(asked.size(), 2);
+        clock.advance(0.001);
+        src.answer(asked.takeFirst());
+        EXPECT_TRUE(view.isTileFramePaced());
+        for (const GMSTileKey& k : asked) emit src.tileReady(k, QImage());
+        EXPECT_FALSE(view.tileManager()->isLoading());
+        EXPECT_FALSE(view.isTileFramePaced());
+    }
+    GMSServices::resetForTests();
 }
 
 TEST(CoordinateTileSource, DrawsOnAWorkerAndAnswersOnce) {
