@@ -62,6 +62,9 @@ public:
     }
     void refetchClientParametersExpectingPaintEpoch(qint32 epoch) override
     {
+        // Called on the style tables' queue; the parameters live on the GUI thread.
+        if (!m_params)
+            return;
         QMetaObject::invokeMethod(
             m_params.data(),
             [params = m_params, epoch] {
@@ -153,9 +156,6 @@ MapServiceSetup::~MapServiceSetup()
         if (auto* services = GMSServices::sharedServicesIfActive(); services && services->tileSource() == d->source.get())
             services->setTileSource(nullptr);
     d->source.reset();
-    // The style tables stop before the parameters that feed them: their
-    // queue finishes what is posted, and later network answers are dropped.
-    d->styleTables.reset();
     if (d->params) {
         d->params->stopAutoUpdates();
         d->params->flushPendingWrites();
@@ -164,6 +164,11 @@ MapServiceSetup::~MapServiceSetup()
     // the connection, whose answers can now only post to the stopped queue.
     d->workThread.quit();
     d->workThread.wait();
+    // Then the style tables, whose epoch the tile services read on that
+    // queue: theirs finishes what is posted (a refetch it asks for is
+    // queued to the parameters, still alive), later network answers are
+    // dropped.
+    d->styleTables.reset();
     d->connection.reset();
     d->params.reset();
     d->coordinator.reset();
