@@ -20,6 +20,9 @@
 //            cache only (the service is gone).
 //  - memory: back to a place shown a moment ago, whose pictures are still
 //            held in memory.
+//  - new view: a second map (another screen's) moves to the place the
+//            first one has just loaded: the tile services' memory caches
+//            and the source's decoded pictures have it, the view nothing.
 //
 // A sample is the wall time from setCamera on the GUI thread to the swap of
 // the first frame whose synchronisation saw every visible tile drawn at its
@@ -471,15 +474,26 @@ int main(int argc, char** argv) {
         stage.setMapType(type);
         const char* typeName = type == 1 ? "normal" : "hybrid";
         const auto first = places.begin() + (type == 1 ? 0 : placesPerType);
-        std::vector<Stage::Sample> disk, memory;
-        for (auto p = first; p != first + placesPerType; ++p) disk.push_back(stage.moveTo(*p));
+        std::vector<Stage::Sample> disk, memory, fresh;
+        {
+            // Another screen's map, opened where the first one has just
+            // arrived: it has no pictures of its own, the tile services'
+            // memory and the source's decoded pictures have them all.
+            Stage other(setup.tileSource());
+            other.setMapType(type);
+            for (auto p = first; p != first + placesPerType; ++p) {
+                disk.push_back(stage.moveTo(*p));
+                fresh.push_back(other.moveTo(*p));
+            }
+        }
         // The last few places are still held in memory: go round them.
-        const int recent = std::min(placesPerType, type == 1 ? 10 : 6);
+        const int recent = std::min(placesPerType, 10);
         for (int r = 0; r < rounds; ++r)
             for (auto p = first + placesPerType - recent; p != first + placesPerType; ++p)
                 memory.push_back(stage.moveTo(*p));
         report((QByteArray(typeName) + " disk").constData(), disk, 50.0);
         report((QByteArray(typeName) + " memory").constData(), memory, 5.0);
+        report((QByteArray(typeName) + " new view").constData(), fresh, 5.0);
     }
     return 0;
 }
