@@ -1,0 +1,121 @@
+#include "ConnectionTestSupport.h"
+#include "GMSDASHBlocksRequest.h"
+#include "GMSDASHStreamingReply.h"
+
+#include <gtest/gtest.h>
+
+using namespace zenloft::wire;
+
+namespace {
+
+// A block request with an answer of its own shape: a count, then that many
+// 16-bit numbers.
+struct Numbers {
+    std::vector<int> read;
+    int reads = 0;
+    int completions = 0;
+    std::vector<int> failures;
+    std::shared_ptr<GMSDASHBlocksRequest> request(quint16 id = 200)
+    {
+        return std::make_shared<GMSDASHBlocksRequest>(
+            id, [](DashOutput& out) { out.writeUInt16(7); out.writeUInt16(9); },
+            [this](DashInput& in) {
+                ++reads;
+                const std::uint32_t n = in.readUInt32();
+                std::vector<int> values;
+                for (std::uint32_t i = 0; i < n; ++i)
+                    values.push_back(in.readUInt16());
+                // Only a whole answer counts.
+                read = values;
+                ++completions;
+                return true;
+            },
+            [this](const GMSDASHError& e) { failures.push_back(e.code); });
+    }
+};
+
+std::string numbersAnswer(std::uint16_t id, std::vector<std::uint16_t> values)
+{
+    DashOutput out;
+    out.writeUInt16(id);
+    out.writeUInt32(static_cast<std::uint32_t>(values.size()));
+    for (auto v : values)
+        out.writeUInt16(v);
+    return out.take();
+}
+
+}  // namespace
+
+TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswer)
+{
+    Numbers n;
+    auto request = n.request();
+    GMSDASHClientDescription description;
+    description.platformID = "ios:test";
+    description.preferredLanguages = {"en"};
+    GMSDASHConnection connection(QUrl("http://127.0.0.1:1/glm/mmap"), description, nullptr,
+                                 std::make_shared<GMSManualTimingClock>());
+    connection.setSuppressUserState(true);
+    std::vector<GMSDASHRequestPtr> body{request};
+    const std::string payload = connection.buildServerPayloadForRequests(body);
+    // The body ends with the request's id and exactly its block's bytes.
+    EXPECT_EQ(payload.substr(payload.size() - 6), std::string("\x00\xC8\x00\x07\x00\x09", 6));
+    EXPECT_EQ(request->sentBytes(), 6);
+
+    // Byte by byte: the reader is tried again until the answer is whole,
+    // and completes once.
+    std::vector<GMSDASHRequestPtr> sent{request};
+    GMSDASHStreamingReply reply(sent, nullptr);
+    DashOutput version;
+    version.writeUInt16(24);
+    const std::string answer = version.take() + numbersAnswer(200, {1, 2, 65535});
+    for (char c : answer)
+        reply.appendData(&c, 1);
+    reply.finish(std::nullopt);
+    EXPECT_EQ(n.completions, 1);
+    EXPECT_EQ(n.read, (std::vector<int>{1, 2, 65535}));
+    EXPECT_TRUE(n.failures.empty());
+}
+
+TEST(BlocksRequest, BrokenAnswersAndMissingBlocksFail)
+{
+    // A wrong id fails it with the framing error.
+    Numbers wrongId;
+    {
+        std::vector<GMSDASHRequestPtr> sent{wrongId.request(200)};
+        GMSDASHStreamingReply reply(sent, nullptr);
+        DashOutput out;
+        out.writeUInt16(24);
+        const std::string body = out.take() + numbersAnswer(201, {1});
+        reply.appendData(body.data(), body.size());
+        reply.finish(std::nullopt);
+    }
+    EXPECT_EQ(wrongId.failures, std::vector<int>{100});
+    EXPECT_EQ(wrongId.completions, 0);
+
+    // An answer cut short fails once the body has ended.
+    Numbers cut;
+    {
+        std::vector<GMSDASHRequestPtr> sent{cut.request()};
+        GMSDASHStreamingReply reply(sent, nullptr);
+        DashOutput out;
+        out.writeUInt16(24);
+        std::string body = out.take() + numbersAnswer(200, {1, 2, 3});
+        body.resize(body.size() - 1);
+        reply.appendData(body.data(), body.size());
+        reply.finish(std::nullopt);
+    }
+    EXPECT_EQ(cut.failures.size(), 1u);
+    EXPECT_EQ(cut.completions, 0);
+
+    // With no reader the answer's end can't be found: a framing error, and
+    // the request after it fails too; with no failure block nothing breaks.
+    auto blind = std::make_shared<GMSDASHBlocksRequest>(300, nullptr, nullptr);
+    auto after = std::make_shared<zltest::RecordingRequest>(108);
+    std::vector<GMSDASHRequestPtr> sent{blind, after};
+    GMSDASHStreamingReply reply(sent, nullptr);
+    const std::string body = zltest::answerBody(24, {{300, "x"}, {108, "y"}});
+    reply.appendData(body.data(), body.size());
+    reply.finish(std::nullopt);
+    EXPECT_EQ(after->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
+}
