@@ -1,0 +1,87 @@
+// Tile pixels on a real OpenGL surface: at a whole zoom with north up a tile
+// pixel lands on one screen pixel unblurred, even half a pixel off the grid;
+// between zooms tiles are smoothed.
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QTimer>
+
+#include "GMSMapView.h"
+#include "GMSServices.h"
+#include "GMSTileManager.h"
+#include "testsupport.h"
+
+namespace {
+
+// Tiles of one-pixel black and white columns, answered on the next turn.
+struct StripeSource : GMSTileSource {
+    void requestTile(const GMSTileKey& k) override {
+        QTimer::singleShot(0, this, [this, k] {
+            QImage img(256, 256, QImage::Format_RGB32);
+            for (int x = 0; x < 256; ++x)
+                for (int y = 0; y < 256; ++y) img.setPixel(x, y, x % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
+            emit tileReady(k, img);
+        });
+    }
+    void cancelTile(const GMSTileKey&) override {}
+};
+
+// How many pixels of a row in the middle are neither near black nor near white.
+int blurredPixels(const QImage& shot) {
+    int blurred = 0;
+    const int y = shot.height() / 2;
+    for (int x = shot.width() / 4; x < shot.width() * 3 / 4; ++x) {
+        const int g = qGreen(shot.pixel(x, y));
+        if (g > 40 && g < 215) ++blurred;
+    }
+    return blurred;
+}
+
+class TileRenderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (QGuiApplication::platformName() != QLatin1String("xcb"))
+            GTEST_SKIP() << "no X display for OpenGL rendering";
+        GMSServices::resetForTests();
+        GMSServices::provideAPIKey(QString(39, QChar('R')));
+    }
+    void TearDown() override { GMSServices::resetForTests(); }
+
+    QImage shotAt(QQuickWindow& window, GMSMapView& map, const GMSCameraPosition& camera) {
+        map.setCamera(camera);
+        if (!zltest::waitFor([&] { return !map.tileManager()->isLoading(); })) return {};
+        return window.grabWindow();
+    }
+};
+
+TEST_F(TileRenderTest, WholeZoomIsPixelExactOtherZoomsAreSmoothed) {
+    QQuickWindow window;
+    window.resize(200, 120);
+    StripeSource source;
+    GMSMapView map(GMSCameraPosition(0.0, 0.0, 6.0f), window.contentItem());
+    map.setSize(QSizeF(200, 120));
+    map.setTileSource(&source);
+    window.show();
+    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    if (window.rendererInterface()->graphicsApi() != QSGRendererInterface::OpenGL)
+        GTEST_SKIP() << "scene graph is not on OpenGL";
+    if (window.effectiveDevicePixelRatio() != 1.0) GTEST_SKIP() << "the display scales points";
+
+    // Half a pixel east of the grid at zoom 6 (2^14 pixels round the world).
+    const double halfPixel = 0.5 * 360.0 / 16384.0;
+    const QImage exact = shotAt(window, map, GMSCameraPosition(0.0, 0.2 + halfPixel, 6.0f));
+    ASSERT_FALSE(exact.isNull());
+    EXPECT_EQ(blurredPixels(exact), 0);
+
+    const QImage between = shotAt(window, map, GMSCameraPosition(0.0, 0.2 + halfPixel, 6.3f));
+    ASSERT_FALSE(between.isNull());
+    EXPECT_GT(blurredPixels(between), 10);
+
+    // Turned, the same zoom is smoothed too.
+    const QImage turned = shotAt(window, map, GMSCameraPosition(CLLocationCoordinate2D{0.0, 0.2 + halfPixel}, 6.0f, 30.0, 0.0));
+    ASSERT_FALSE(turned.isNull());
+    EXPECT_GT(blurredPixels(turned), 10);
+}
+
+}  // namespace
