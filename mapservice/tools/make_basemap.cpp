@@ -1,12 +1,15 @@
-// Renders the built-in base map and its label layer into MBTiles files:
+// Renders the built-in base map, its label layer and the two together (the
+// road map) into MBTiles files:
 //   zl_make_basemap --land-coarse land-110m.json --land land-50m.json
 //                   --countries countries-50m.json --out basemap.mbtiles
-//                   --labels-out labels.mbtiles [--max-zoom 8] [--threads N]
-// Either output may be left out. Each file is written under a temporary name
+//                   --labels-out labels.mbtiles --roadmap-out roadmap.mbtiles
+//                   [--max-zoom 8] [--threads N]
+// Any output may be left out, but the road map is made with the base map. Each file is written under a temporary name
 // and renamed when complete.
 #include "BasemapRenderer.h"
 #include "CountryLabels.h"
 #include "MbtilesWriter.h"
+#include "TilePng.h"
 #include "TopoJson.h"
 
 #include <QCommandLineParser>
@@ -22,6 +25,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 using namespace zenloft::basemap;
@@ -45,7 +49,8 @@ bool load(const QString& path, const QString& object, TopoLayer& layer)
 
 struct Result {
     int z, x, y;
-    QByteArray data;  // empty: open water
+    QByteArray data;     // empty: open water
+    QByteArray roadmap;  // with the names drawn on; empty: no name here
 };
 
 // Both files cover the whole Web Mercator world from zoom 0.
@@ -89,11 +94,10 @@ bool writeMbtiles(const QString& out, const std::map<QString, QString>& metadata
 
 // Country names: few tiles carry one, so they are drawn here in one thread;
 // every other tile is the one shared empty image.
-bool makeLabels(const TopoLayer& countries, int maxZoom, const QString& out)
+bool makeLabels(const CountryLabels& labels, int maxZoom, const QString& out)
 {
     QElapsedTimer timer;
     timer.start();
-    const CountryLabels labels(countries, maxZoom);
     const auto metadata =
         metadataFor("Zenloft country names", "overlay", "Country names over the base map or imagery", maxZoom);
     const QByteArray empty = labels.emptyTile();
@@ -128,6 +132,7 @@ int main(int argc, char** argv)
     parser.addOption({"countries", "TopoJSON with the object 'countries' (borders).", "file"});
     parser.addOption({"out", "MBTiles file of the base map to write.", "file"});
     parser.addOption({"labels-out", "MBTiles file of the country names to write.", "file"});
+    parser.addOption({"roadmap-out", "MBTiles file of the base map with the names drawn on (needs --out).", "file"});
     parser.addOption({"max-zoom", "Highest zoom level (default 8).", "n", "8"});
     parser.addOption({"threads", "Rendering threads (default: all cores).", "n"});
     parser.process(app);
@@ -139,6 +144,10 @@ int main(int argc, char** argv)
     }
     if (!parser.isSet("out") && !parser.isSet("labels-out")) {
         std::fprintf(stderr, "zl_make_basemap: nothing to do: give --out, --labels-out or both\n");
+        return 2;
+    }
+    if (parser.isSet("roadmap-out") && !parser.isSet("out")) {
+        std::fprintf(stderr, "zl_make_basemap: --roadmap-out is made with the base map: give --out too\n");
         return 2;
     }
     const int maxZoom = std::clamp(parser.value("max-zoom").toInt(), 0, 12);
@@ -156,13 +165,18 @@ int main(int argc, char** argv)
     } else {
         coarse = detailed;
     }
-    if (parser.isSet("labels-out") && !makeLabels(countries, maxZoom, parser.value("labels-out")))
+    std::optional<CountryLabels> labels;
+    if (parser.isSet("labels-out") || parser.isSet("roadmap-out"))
+        labels.emplace(countries, maxZoom);
+    if (parser.isSet("labels-out") && !makeLabels(*labels, maxZoom, parser.value("labels-out")))
         return 1;
     if (!parser.isSet("out"))
         return 0;
     const BasemapRenderer renderer(std::move(coarse), std::move(detailed), std::move(countries));
 
     const QString out = parser.value("out");
+    const QString roadmapOut = parser.value("roadmap-out");
+    const CountryLabels* names = roadmapOut.isEmpty() ? nullptr : &*labels;
     const auto metadata = metadataFor("Zenloft base map", "baselayer", "Land, water and country borders", maxZoom);
     long long total = 0;
     for (int z = 0; z <= maxZoom; ++z)
@@ -182,6 +196,7 @@ int main(int argc, char** argv)
     for (int y = 0; y < (1 << split); ++y)
         for (int x = 0; x < (1 << split); ++x)
             items.push_back({split, x, y, true});
+    const QByteArray water = renderer.waterTile();
     std::atomic<std::size_t> next{0};
     std::mutex mutex;
     std::condition_variable ready;
@@ -190,8 +205,15 @@ int main(int argc, char** argv)
     for (int t = 0; t < threads; ++t) {
         workers.emplace_back([&] {
             const auto sink = [&](int z, int x, int y, const std::optional<QByteArray>& png) {
+                QByteArray roadmap;
+                if (names && names->touches(z, x, y)) {
+                    QImage picture = png ? QImage::fromData(*png, "PNG").convertToFormat(QImage::Format_RGB32)
+                                         : QImage::fromData(water, "PNG");
+                    names->drawOnto(picture, z, x, y);
+                    roadmap = tilePng(picture);
+                }
                 std::lock_guard lock(mutex);
-                results.push_back({z, x, y, png ? *png : QByteArray()});
+                results.push_back({z, x, y, png ? *png : QByteArray(), roadmap});
                 ready.notify_one();
             };
             for (std::size_t i = next++; i < items.size(); i = next++) {
@@ -203,11 +225,10 @@ int main(int argc, char** argv)
             }
         });
     }
-    const QByteArray water = renderer.waterTile();
-    int tiles = 0, images = 0;
+    int tiles = 0, images = 0, roadmapTiles = 0, roadmapImages = 0;
     // Every result is taken off the queue even after a failed write, so that
     // the workers can finish and be joined.
-    const bool ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
+    const auto drain = [&](MbtilesWriter& writer, MbtilesWriter* roadmapWriter, QString& error) {
         long long written = 0;
         bool good = true;
         while (written < total) {
@@ -218,7 +239,11 @@ int main(int argc, char** argv)
                 batch.swap(results);
             }
             for (const Result& r : batch) {
-                if (good && !writer.addTile(r.z, r.x, r.y, r.data.isEmpty() ? water : r.data, error))
+                const QByteArray& base = r.data.isEmpty() ? water : r.data;
+                if (good && !writer.addTile(r.z, r.x, r.y, base, error))
+                    good = false;
+                if (good && roadmapWriter &&
+                    !roadmapWriter->addTile(r.z, r.x, r.y, r.roadmap.isEmpty() ? base : r.roadmap, error))
                     good = false;
                 ++written;
             }
@@ -226,9 +251,26 @@ int main(int argc, char** argv)
         for (auto& w : workers)
             w.join();
         return good;
-    }, tiles, images);
+    };
+    bool ok;
+    if (names) {
+        const auto roadmapMetadata = metadataFor("Zenloft road map", "baselayer",
+                                                 "Land, water, country borders and names", maxZoom);
+        ok = writeMbtiles(roadmapOut, roadmapMetadata, [&](MbtilesWriter& roadmapWriter, QString& error) {
+            return writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& e) {
+                return drain(writer, &roadmapWriter, e);
+            }, tiles, images) || (error = QStringLiteral("the base map was not written"), false);
+        }, roadmapTiles, roadmapImages);
+    } else {
+        ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
+            return drain(writer, nullptr, error);
+        }, tiles, images);
+    }
     if (!ok)
         return 1;
+    if (names)
+        std::printf("zl_make_basemap: %d tiles with names (%d distinct images) -> %s\n", roadmapTiles, roadmapImages,
+                    qPrintable(roadmapOut));
     std::printf("zl_make_basemap: %d tiles (%d distinct images), zooms 0-%d, %d threads, %.1f s -> %s\n",
                 tiles, images, maxZoom, threads, timer.elapsed() / 1000.0, qPrintable(out));
     return 0;

@@ -257,3 +257,33 @@ TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
     EXPECT_EQ(empty.size(), QSize(256, 256));
     EXPECT_FALSE(inked(labels.emptyTile()));
 }
+
+TEST(CountryLabels, NamesDrawnOntoTheBaseMapForTheRoadMap)
+{
+    TopoLayer countries;
+    QString error;
+    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
+    const CountryLabels labels(countries, 4);
+    // Where a name lies, the base map's picture gets it and stays opaque.
+    QImage picture(256, 256, QImage::Format_RGB32);
+    picture.fill(QColor(0xEF, 0xE8, 0xD8));
+    const QImage before = picture;
+    ASSERT_TRUE(labels.touches(1, 0, 0));
+    EXPECT_TRUE(labels.drawOnto(picture, 1, 0, 0));
+    EXPECT_NE(picture, before);
+    EXPECT_EQ(picture.format(), QImage::Format_RGB32);
+    // The same name as on the label layer: where that tile is clear, the
+    // picture is untouched.
+    const QImage layer =
+        QImage::fromData(*labels.renderTile(1, 0, 0), "PNG").convertToFormat(QImage::Format_ARGB32);
+    for (int y = 0; y < 256; y += 3)
+        for (int x = 0; x < 256; x += 3)
+            if (qAlpha(layer.pixel(x, y)) == 0)
+                ASSERT_EQ(picture.pixel(x, y), before.pixel(x, y)) << x << "," << y;
+    // No name: nothing drawn, and the layer has no tile either.
+    QImage sea = before;
+    EXPECT_FALSE(labels.touches(4, 3, 14));
+    EXPECT_FALSE(labels.drawOnto(sea, 4, 3, 14));
+    EXPECT_EQ(sea, before);
+    EXPECT_FALSE(labels.renderTile(4, 3, 14).has_value());
+}

@@ -164,36 +164,48 @@ std::vector<PlacedLabel> CountryLabels::place(int z) const
     return placed;
 }
 
-std::optional<QByteArray> CountryLabels::renderTile(int z, int x, int y) const
+std::vector<CountryLabels::Draw> CountryLabels::drawsFor(int z, int x, int y) const
 {
     const double world = double(kTile) * double(1LL << z);
     const QRectF tile(double(x) * kTile, double(y) * kTile, kTile, kTile);
-    struct Draw {
-        const PlacedLabel* label;
-        double shift;
-    };
     std::vector<Draw> draws;
     for (const PlacedLabel& p : placed(z))
         for (double shift : {-world, 0.0, world})
             if (p.rect.translated(shift, 0).intersects(tile))
                 draws.push_back({&p, shift});
-    if (draws.empty())
-        return std::nullopt;
+    return draws;
+}
 
-    QImage image(kTile, kTile, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
+bool CountryLabels::touches(int z, int x, int y) const
+{
+    return !drawsFor(z, x, y).empty();
+}
+
+bool CountryLabels::drawOnto(QImage& image, int z, int x, int y) const
+{
+    const std::vector<Draw> draws = drawsFor(z, x, y);
+    if (draws.empty())
+        return false;
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.translate(-tile.topLeft());
+    painter.translate(-double(x) * kTile, -double(y) * kTile);
     const QFont font = fontForZoom(z);
-    QPen halo(m_style.halo, m_style.haloWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    const QPen halo(m_style.halo, m_style.haloWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
     for (const Draw& d : draws) {
         QPainterPath path;
         path.addText(d.label->baseline + QPointF(d.shift, 0), font, d.label->text);
         painter.strokePath(path, halo);
         painter.fillPath(path, m_style.text);
     }
-    painter.end();
+    return true;
+}
+
+std::optional<QByteArray> CountryLabels::renderTile(int z, int x, int y) const
+{
+    QImage image(kTile, kTile, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    if (!drawOnto(image, z, x, y))
+        return std::nullopt;
     return tilePng(image);
 }
 

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QColor>
 #include <QFont>
+#include <QImage>
 #include <QRectF>
 #include <QString>
 
@@ -59,8 +60,18 @@ public:
     // the caller then stores the shared empty tile.
     std::optional<QByteArray> renderTile(int z, int x, int y) const;
     QByteArray emptyTile() const;
+    // Whether a name touches the tile, and drawing the names onto a tile
+    // picture (the base map's, for a map with names); false: nothing drawn.
+    // Both are safe from several threads at once.
+    bool touches(int z, int x, int y) const;
+    bool drawOnto(QImage& image, int z, int x, int y) const;
 
 private:
+    struct Draw {
+        const PlacedLabel* label;
+        double shift;  // a whole world left or right, across the antimeridian
+    };
+    std::vector<Draw> drawsFor(int z, int x, int y) const;
     std::vector<PlacedLabel> place(int z) const;
 
     std::vector<LabelCandidate> m_candidates;
