@@ -19,6 +19,7 @@ void GMSTileManager::setSource(GMSTileSource* source) {
         for (const GMSTileKey& k : std::as_const(pending_)) source_->cancelTile(k);
     }
     pending_.clear();
+    missing_.clear();
     loaded_.clear();
     lastUsed_.clear();
     ++generation_;
@@ -75,9 +76,19 @@ void GMSTileManager::update(const GMSProjection& projection) {
             for (int x = r.x0; x <= r.x1; ++x) visible.insert({layer, z, ((x % n) + n) % n, y});
 
     const bool wasLoading = isLoading();
+    visible_ = visible;
+    // What the source lacked is asked again once it is back in view; what it
+    // lacked elsewhere is forgotten, so the set stays small.
+    for (auto it = missing_.begin(); it != missing_.end();) {
+        if (visible.contains(*it)) {
+            ++it;
+            continue;
+        }
+        it = isAncestorOfVisible(*it) ? std::next(it) : missing_.erase(it);
+    }
     if (source_) {
         for (auto it = pending_.begin(); it != pending_.end();) {
-            if (!visible.contains(*it)) {
+            if (!visible.contains(*it) && !isAncestorOfVisible(*it)) {
                 source_->cancelTile(*it);
                 it = pending_.erase(it);
             } else {
@@ -86,12 +97,13 @@ void GMSTileManager::update(const GMSProjection& projection) {
         }
         for (const GMSTileKey& k : std::as_const(visible)) {
             if (!loaded_.contains(k) && !pending_.contains(k)) {
+                missing_.remove(k);
                 pending_.insert(k);
                 source_->requestTile(k);
             }
         }
+        requestStandIns();
     }
-    visible_ = visible;
     if (!wasLoading && isLoading()) emit loadingStarted();
     if (wasLoading && !isLoading()) emit loadingFinished();
     rebuildDrawList();
@@ -141,14 +153,46 @@ void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image) {
     const bool wanted = pending_.remove(key);
     if (!wanted) return;  // cancelled or from an earlier source
     if (!image.isNull()) {
+        missing_.remove(key);
         loaded_.insert(key, image);
         lastUsed_[key] = ++useCounter_;
         evict();
         ++generation_;
         rebuildDrawList();
         emit tilesChanged();
+    } else {
+        missing_.insert(key);
+        requestStandIns();
     }
     if (wasLoading && !isLoading()) emit loadingFinished();
+}
+
+bool GMSTileManager::isAncestorOfVisible(const GMSTileKey& key) const {
+    const int up = tileZoom_ - key.zoom;
+    if (up <= 0 || up > kMaxParentLevels) return false;
+    // Visible tiles form a block of rows and (wrapped) columns: the key is an
+    // ancestor when its row and column cover part of that block.
+    const int n = 1 << tileZoom_;
+    if ((range_.y0 >> up) > key.y || (range_.y1 >> up) < key.y) return false;
+    for (int x = range_.x0; x <= range_.x1; ++x)
+        if ((((x % n) + n) % n) >> up == key.x) return true;
+    return false;
+}
+
+void GMSTileManager::requestStandIns() {
+    if (!source_) return;
+    for (const GMSTileKey& k : std::as_const(visible_)) {
+        if (!missing_.contains(k)) continue;
+        GMSTileKey p = k;
+        while (p.zoom > 0 && k.zoom - p.zoom < kMaxParentLevels) {
+            p = p.parent();
+            if (loaded_.contains(p) || pending_.contains(p)) break;
+            if (missing_.contains(p)) continue;
+            pending_.insert(p);
+            source_->requestTile(p);
+            break;
+        }
+    }
 }
 
 void GMSTileManager::evict() {

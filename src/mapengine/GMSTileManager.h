@@ -30,7 +30,10 @@ public:
     };
 
     static constexpr int kMaxLoadedTiles = 384;
-    static constexpr int kMaxParentLevels = 8;
+    // A tile's ancestors stand in for it up to zoom 0: while it loads, and
+    // for good where the source has nothing so deep (imagery that ends at
+    // some zoom is drawn enlarged beyond it rather than not at all).
+    static constexpr int kMaxParentLevels = 22;
 
     explicit GMSTileManager(QObject* parent = nullptr);
     ~GMSTileManager() override;
@@ -49,6 +52,8 @@ public:
     const QHash<GMSTileKey, QImage>& loaded() const { return loaded_; }
     bool isLoading() const { return !pending_.isEmpty(); }
     const QSet<GMSTileKey>& pending() const { return pending_; }
+    // Tiles the source could not give (asked again when the view moves on).
+    const QSet<GMSTileKey>& missing() const { return missing_; }
     // Grows whenever a picture came or went.
     quint64 generation() const { return generation_; }
     // Grows whenever the draw list changed.
@@ -68,6 +73,10 @@ private:
     void onTileReady(const GMSTileKey& key, const QImage& image);
     void rebuildDrawList();
     void evict();
+    // For each visible tile the source lacks, asks for its nearest ancestor
+    // that is neither loaded, nor asked for, nor known to be missing.
+    void requestStandIns();
+    bool isAncestorOfVisible(const GMSTileKey& key) const;
 
     QPointer<GMSTileSource> source_;
     std::vector<GMSTileLayerType> layers_;
@@ -77,6 +86,7 @@ private:
     } range_;
     QSet<GMSTileKey> visible_;
     QSet<GMSTileKey> pending_;
+    QSet<GMSTileKey> missing_;
     QHash<GMSTileKey, QImage> loaded_;
     QHash<GMSTileKey, quint64> lastUsed_;
     quint64 useCounter_ = 0;

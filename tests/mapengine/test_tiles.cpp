@@ -101,10 +101,61 @@ TEST(TileManager, FailedTileIsNotStoredAndLoadingEnds) {
     tm.setSource(&src);
     tm.setLayers({GMSTileLayerType::Roadmap});
     tm.update(GMSProjection(GMSCameraPosition(0.0, 0.0, 2.0f), QSizeF(64, 64)));
-    for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) emit src.tileReady(k, QImage());
+    // Each failure asks for the next ancestor, down to zoom 0.
+    for (int i = 0; i < src.asked.size(); ++i) emit src.tileReady(src.asked[i], QImage());
     EXPECT_TRUE(tm.loaded().isEmpty());
     EXPECT_FALSE(tm.isLoading());
     EXPECT_EQ(done.count(), 1);
+    EXPECT_TRUE(src.asked.contains(GMSTileKey{GMSTileLayerType::Roadmap, 0, 0, 0}));
+    EXPECT_EQ(QSet<GMSTileKey>(src.asked.begin(), src.asked.end()).size(), src.asked.size());  // each once
+}
+
+// A source whose data ends at zoom 3, seen at zoom 6: the nearest ancestor
+// it has is drawn enlarged, once found, and the failing zooms between are
+// not asked again while the view stays over them.
+TEST(TileManager, DeepestAncestorStandsInWhereTheSourceEnds) {
+    ManualSource src;
+    GMSTileManager tm;
+    tm.setSource(&src);
+    tm.setLayers({GMSTileLayerType::Satellite});
+    const auto answerAll = [&] {
+        for (int i = 0; i < src.asked.size(); ++i) {
+            const GMSTileKey k = src.asked[i];
+            if (!tm.pending().contains(k)) continue;
+            if (k.zoom <= 3) src.answer(k);
+            else emit src.tileReady(k, QImage());
+        }
+    };
+    tm.update(GMSProjection(GMSCameraPosition(50.0, 20.0, 6.0f), QSizeF(100, 100)));
+    answerAll();
+    EXPECT_FALSE(tm.isLoading());
+    for (const GMSTileKey& k : src.asked) EXPECT_GE(k.zoom, 3);  // nothing above the deepest it has
+    ASSERT_FALSE(tm.drawList()[0].empty());
+    for (const auto& t : tm.drawList()[0]) {
+        EXPECT_EQ(t.drawnKey, t.key.parent(3));
+        EXPECT_DOUBLE_EQ(t.sourceRect.width(), 32.0);
+    }
+    // A small move within the same ancestor: the visible tiles are asked
+    // again (the source may have them now), the missing zooms 4 and 5 not.
+    src.asked.clear();
+    tm.update(GMSProjection(GMSCameraPosition(50.0, 20.05, 6.0f), QSizeF(140, 100)));
+    answerAll();
+    for (const GMSTileKey& k : src.asked) EXPECT_EQ(k.zoom, 6);
+    EXPECT_FALSE(tm.isLoading());
+    // Moving far away cancels a stand-in still on its way.
+    src.asked.clear();
+    tm.update(GMSProjection(GMSCameraPosition(-30.0, -60.0, 6.0f), QSizeF(100, 100)));
+    for (int i = 0; i < src.asked.size(); ++i)
+        if (src.asked[i].zoom == 6) emit src.tileReady(src.asked[i], QImage());
+    const QList<GMSTileKey> standIns = [&] {
+        QList<GMSTileKey> out;
+        for (const GMSTileKey& k : tm.pending()) out << k;
+        return out;
+    }();
+    ASSERT_FALSE(standIns.isEmpty());
+    for (const GMSTileKey& k : standIns) EXPECT_EQ(k.zoom, 5);
+    tm.update(GMSProjection(GMSCameraPosition(10.0, 100.0, 6.0f), QSizeF(100, 100)));
+    for (const GMSTileKey& k : standIns) EXPECT_TRUE(src.cancelled.contains(k));
 }
 
 TEST(TileManager, KeepsABoundedNumberOfPictures) {
@@ -163,7 +214,9 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
         clock.advance(0.001);
         src.answer(asked.takeFirst());
         EXPECT_TRUE(view.isTileFramePaced());
-        for (const GMSTileKey& k : asked) emit src.tileReady(k, QImage());
+        // Each failure asks for an ancestor to stand in; they fail too.
+        for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
+            for (const GMSTileKey& k : view.tileManager()->pending().values()) emit src.tileReady(k, QImage());
         EXPECT_FALSE(view.tileManager()->isLoading());
         EXPECT_FALSE(view.isTileFramePaced());
     }
