@@ -33,21 +33,16 @@
 // pass, then until the swap, where Mesa's software rasteriser does the
 // drawing). Both map types of the app are run: normal (one layer) and
 // hybrid (imagery with transparent labels over it).
-#include <QBuffer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
-#include <QProcess>
 #include <QQuickWindow>
 #include <QRandomGenerator>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
-
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <atomic>
@@ -63,20 +58,14 @@
 #include "GMSServices.h"
 #include "GMSTileManager.h"
 #include "MapServiceSetup.h"
+#include "mapservice_child.h"
+#include "mbtiles_writer.h"
 
 namespace {
 
 const QString kKey = QStringLiteral("ZenloftLocalServiceKey-0000000000000000");
 constexpr QSize kView(390, 844);
 constexpr float kZoom = 16.0f;
-
-QByteArray pngBytes(const QImage& img) {
-    QByteArray bytes;
-    QBuffer buf(&bytes);
-    buf.open(QIODevice::WriteOnly);
-    img.save(&buf, "PNG");
-    return bytes;
-}
 
 // A label tile: roads and names on a transparent ground.
 QByteArray labelTile(quint32 seed) {
@@ -93,7 +82,7 @@ QByteArray labelTile(quint32 seed) {
     for (int i = 0; i < 10; ++i)
         p.drawText(int(rng.bounded(200)), int(rng.bounded(250)), QStringLiteral("Ulica %1").arg(rng.bounded(1000)));
     p.end();
-    return pngBytes(img);
+    return zltest::pngBytes(img);
 }
 
 // A tile picture of roughly 20 KB as PNG: smooth shades, a few shapes and
@@ -115,7 +104,7 @@ QByteArray pngTile(quint32 seed) {
         const int x = int(rng.bounded(256)), y = int(rng.bounded(256));
         img.setPixel(x, y, img.pixel(x, y) ^ (rng.generate() & 0x1f1f1f));
     }
-    return pngBytes(img);
+    return zltest::pngBytes(img);
 }
 
 struct Place {
@@ -147,54 +136,28 @@ bool writeMbtiles(const QString& path, const std::vector<Place>& places, bool la
     std::printf("%s tiles: PNG, %lld bytes on average\n", labels ? "label" : "base and imagery",
                 total / qint64(pictures.size()));
 
-    sqlite3* db = nullptr;
-    if (sqlite3_open(path.toUtf8().constData(), &db) != SQLITE_OK) return false;
-    sqlite3_exec(db,
-                 "CREATE TABLE metadata (name TEXT, value TEXT);"
-                 "CREATE TABLE tiles (zoom_level INTEGER, tile_column INTEGER, tile_row INTEGER, tile_data BLOB);"
-                 "CREATE UNIQUE INDEX tile_index ON tiles (zoom_level, tile_column, tile_row);"
-                 "BEGIN;",
-                 nullptr, nullptr, nullptr);
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, "INSERT OR IGNORE INTO tiles VALUES (?,?,?,?)", -1, &st, nullptr);
+    // Where places overlap, a tile keeps the first picture given to it.
+    zltest::MbtilesTiles tiles;
     std::size_t i = 0;
     for (const Place& place : places)
-        for (const GMSTileKey& k : tilesAround(place)) {
-            const QByteArray& data = pictures[i++ % pictures.size()];
-            sqlite3_bind_int(st, 1, k.zoom);
-            sqlite3_bind_int(st, 2, k.x);
-            sqlite3_bind_int(st, 3, (1 << k.zoom) - 1 - k.y);
-            sqlite3_bind_blob(st, 4, data.constData(), int(data.size()), SQLITE_STATIC);
-            sqlite3_step(st);
-            sqlite3_reset(st);
-        }
-    sqlite3_finalize(st);
-    const bool ok = sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr) == SQLITE_OK;
-    sqlite3_close(db);
-    return ok;
+        for (const GMSTileKey& k : tilesAround(place))
+            tiles.try_emplace({k.zoom, k.x, k.y}, pictures[i++ % pictures.size()]);
+    QString error;
+    if (!zltest::writeMbtiles(path, tiles, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return false;
+    }
+    return true;
 }
 
 // The map service as a child on loopback; its endpoint once it listens.
-QUrl startService(QProcess& service, const QString& mbtiles, const QString& labels) {
-    service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
-    service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "8", "--api-key", kKey, "--tiles",
-                          "roadmap=" + mbtiles, "--tiles", "satellite=" + mbtiles, "--tiles",
-                          "hybrid_overlay=" + labels, "--quiet"});
-    service.start();
-    if (!service.waitForStarted(10000)) return {};
-    QByteArray out;
-    const QRegularExpression re(QStringLiteral("endpoint (\\S+)"));
-    while (!re.match(QString::fromUtf8(out)).hasMatch() && service.waitForReadyRead(10000))
-        out += service.readAllStandardOutput();
-    const auto m = re.match(QString::fromUtf8(out));
-    return m.hasMatch() ? QUrl(m.captured(1)) : QUrl();
-}
-
-void stopService(QProcess& service) {
-    if (service.state() == QProcess::NotRunning) return;
-    service.terminate();
-    if (!service.waitForFinished(10000)) service.kill();
-    service.waitForFinished(5000);
+QUrl startService(zltest::MapServiceChild& service, const QString& mbtiles, const QString& labels) {
+    const QUrl endpoint = service.start(QStringLiteral(ZL_MAPSERVICE_EXE),
+                                        {"--threads", "8", "--api-key", kKey, "--tiles", "roadmap=" + mbtiles,
+                                         "--tiles", "satellite=" + mbtiles, "--tiles", "hybrid_overlay=" + labels,
+                                         "--quiet"});
+    if (!endpoint.isValid()) std::fprintf(stderr, "%s\n", qPrintable(service.error()));
+    return endpoint;
 }
 
 bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
@@ -428,7 +391,7 @@ int main(int argc, char** argv) {
 
     // 1. The service fills the disk cache: every place once, each map type.
     {
-        QProcess service;
+        zltest::MapServiceChild service;
         options.endpoint = startService(service, mbtiles, labels);
         if (!options.endpoint.isValid()) {
             std::fprintf(stderr, "the map service did not start\n");
@@ -436,13 +399,13 @@ int main(int argc, char** argv) {
         }
         MapServiceSetup setup(options);
         if (!setup.startServices(false)) {
-            stopService(service);
+            service.stop();
             return 1;
         }
         Stage stage(setup.tileSource());
         if (!stage.ready()) {
             std::fprintf(stderr, "no OpenGL window (run under xvfb-run)\n");
-            stopService(service);
+            service.stop();
             return 77;
         }
         int failed = 0;
@@ -454,10 +417,10 @@ int main(int argc, char** argv) {
         }
         if (failed) {
             std::fprintf(stderr, "%d places never drew in full from the service\n", failed);
-            stopService(service);
+            service.stop();
             return 1;
         }
-        stopService(service);
+        service.stop();
     }  // the setup finishes its disk writes as it goes
 
     // 2. A new chain with empty memory caches, the service gone.

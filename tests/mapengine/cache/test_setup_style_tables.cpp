@@ -7,12 +7,11 @@
 #include "GMSRawDeflate.h"
 #include "GMSStyleTableService.h"
 #include "MapServiceSetup.h"
+#include "mapservice_child.h"
 #include "testsupport.h"
 
 #include <QDir>
 #include <QFile>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -43,30 +42,13 @@ protected:
         ASSERT_TRUE(f.open(QIODevice::WriteOnly));
         f.write(styleTable());
         f.close();
-        service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
-        service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "4", "--api-key", kKey,
-                              "--style-dir", dir.filePath("styles"), "--style-epoch", "9", "--paint-signing-key",
-                              "k3y", "--direct-to-paint-types", "satellite", "--quiet"});
-        service.start();
-        ASSERT_TRUE(service.waitForStarted(10000)) << service.errorString().toStdString();
-        QByteArray out;
-        const QRegularExpression re(QStringLiteral("endpoint (\\S+)"));
-        while (!re.match(QString::fromUtf8(out)).hasMatch() && service.waitForReadyRead(10000))
-            out += service.readAllStandardOutput();
-        const auto m = re.match(QString::fromUtf8(out));
-        ASSERT_TRUE(m.hasMatch()) << out.toStdString() << service.readAllStandardError().toStdString();
-        endpoint = QUrl(m.captured(1));
+        endpoint = service.start(QStringLiteral(ZL_MAPSERVICE_EXE),
+                                 {"--threads", "4", "--api-key", kKey, "--style-dir", dir.filePath("styles"),
+                                  "--style-epoch", "9", "--paint-signing-key", "k3y", "--direct-to-paint-types",
+                                  "satellite", "--quiet"});
+        ASSERT_TRUE(endpoint.isValid()) << service.error().toStdString();
     }
-    void TearDown() override { stopService(); }
-    void stopService()
-    {
-        if (service.state() == QProcess::NotRunning)
-            return;
-        service.terminate();
-        if (!service.waitForFinished(10000))
-            service.kill();
-        service.waitForFinished(5000);
-    }
+    void stopService() { service.stop(); }
     MapServiceOptions options() const
     {
         MapServiceOptions o;
@@ -89,7 +71,7 @@ protected:
     }
 
     QTemporaryDir dir;
-    QProcess service;
+    zltest::MapServiceChild service;
     QUrl endpoint;
 };
 

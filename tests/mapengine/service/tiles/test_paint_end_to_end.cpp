@@ -3,16 +3,15 @@
 // marked with mode 3; a wrong key gets nothing but failures.
 #include "GMSDASHTileService.h"
 #include "GMSPaintService.h"
+#include "mapservice_child.h"
+#include "mbtiles_writer.h"
 #include "testsupport.h"
 
-#include <QProcess>
 #include <QTcpServer>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <sqlite3.h>
 
 #include <atomic>
 #include <map>
@@ -27,62 +26,19 @@ QByteArray fakePng(int z, int x, int y)
     return QByteArray("\x89PNG\r\n\x1a\n", 8) + QStringLiteral("tile %1/%2/%3").arg(z).arg(x).arg(y).toUtf8();
 }
 
-// Every tile of zooms 0 and 1, in TMS rows as MBTiles keeps them.
-bool writeMbtiles(const QString& path)
-{
-    sqlite3* db = nullptr;
-    if (sqlite3_open(path.toUtf8().constData(), &db) != SQLITE_OK)
-        return false;
-    sqlite3_exec(db,
-                 "CREATE TABLE metadata (name TEXT, value TEXT);"
-                 "CREATE TABLE tiles (zoom_level INTEGER, tile_column INTEGER, tile_row INTEGER, tile_data BLOB);"
-                 "CREATE UNIQUE INDEX tile_index ON tiles (zoom_level, tile_column, tile_row);",
-                 nullptr, nullptr, nullptr);
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, "INSERT INTO tiles VALUES (?,?,?,?)", -1, &st, nullptr);
-    for (int z = 0; z <= 1; ++z)
-        for (int x = 0; x < (1 << z); ++x)
-            for (int y = 0; y < (1 << z); ++y) {
-                const QByteArray data = fakePng(z, x, y);
-                sqlite3_bind_int(st, 1, z);
-                sqlite3_bind_int(st, 2, x);
-                sqlite3_bind_int(st, 3, (1 << z) - 1 - y);
-                sqlite3_bind_blob(st, 4, data.constData(), int(data.size()), SQLITE_TRANSIENT);
-                sqlite3_step(st);
-                sqlite3_reset(st);
-            }
-    sqlite3_finalize(st);
-    return sqlite3_close(db) == SQLITE_OK;
-}
-
 class PaintEndToEnd : public ::testing::Test {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(dir.isValid());
         const QString mbtiles = dir.filePath("paint.mbtiles");
-        ASSERT_TRUE(writeMbtiles(mbtiles));
-        service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
-        service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "4", "--tiles",
-                              "satellite=" + mbtiles, "--paint-signing-key", QString::fromLatin1(kPaintKey)});
-        service.start();
-        ASSERT_TRUE(service.waitForStarted(10000)) << service.errorString().toStdString();
-        QByteArray out;
-        const QRegularExpression re(QStringLiteral("endpoint (\\S+)"));
-        while (!re.match(QString::fromUtf8(out)).hasMatch() && service.waitForReadyRead(10000))
-            out += service.readAllStandardOutput();
-        const auto m = re.match(QString::fromUtf8(out));
-        ASSERT_TRUE(m.hasMatch()) << out.toStdString() << service.readAllStandardError().toStdString();
-        endpoint = QUrl(m.captured(1));
-    }
-    void TearDown() override
-    {
-        if (service.state() == QProcess::NotRunning)
-            return;
-        service.terminate();
-        if (!service.waitForFinished(10000))
-            service.kill();
-        service.waitForFinished(5000);
+        // Every tile of zooms 0 and 1.
+        QString error;
+        ASSERT_TRUE(zltest::writeMbtiles(mbtiles, 1, fakePng, &error)) << error.toStdString();
+        endpoint = service.start(QStringLiteral(ZL_MAPSERVICE_EXE),
+                                 {"--threads", "4", "--tiles", "satellite=" + mbtiles, "--paint-signing-key",
+                                  QString::fromLatin1(kPaintKey)});
+        ASSERT_TRUE(endpoint.isValid()) << service.error().toStdString();
     }
 
     std::shared_ptr<GMSDASHTileService> tileService(const QByteArray& key)
@@ -112,7 +68,7 @@ protected:
     }
 
     QTemporaryDir dir;
-    QProcess service;
+    zltest::MapServiceChild service;
     QUrl endpoint;
     QObject queue;
     int framedBatches = 0;
@@ -148,8 +104,8 @@ TEST_F(PaintEndToEnd, TilesArriveByThePaintRouteWithMode3)
 
     // The zooms went in two batches; each POST has its line in the log.
     tiles.reset();
-    TearDown();
-    const QString log = QString::fromUtf8(service.readAllStandardError());
+    service.stop();
+    const QString log = service.standardError();
     EXPECT_GE(log.count(QRegularExpression(QStringLiteral("POST /glm/paint \\S+ 200 .*tiles=\\d+/\\d+"))), 3) << log.toStdString();
 }
 

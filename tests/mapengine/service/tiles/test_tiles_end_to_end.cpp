@@ -8,18 +8,15 @@
 #include "GMSServices.h"
 #include "GMSTileManager.h"
 #include "MapServiceSetup.h"
+#include "mapservice_child.h"
+#include "mbtiles_writer.h"
 #include "testsupport.h"
 
-#include <QBuffer>
 #include <QFile>
 #include <QImage>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <sqlite3.h>
 
 namespace {
 
@@ -29,38 +26,7 @@ QByteArray pngTile(int z, int x, int y)
 {
     QImage img(256, 256, QImage::Format_RGB32);
     img.fill(qRgb(20 * x + 10, 20 * y + 10, 60 * z + 10));
-    QByteArray bytes;
-    QBuffer buf(&bytes);
-    buf.open(QIODevice::WriteOnly);
-    img.save(&buf, "PNG");
-    return bytes;
-}
-
-// Every tile of zooms 0 to 2, in TMS rows as MBTiles keeps them.
-void writeMbtiles(const QString& path)
-{
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &db), SQLITE_OK);
-    sqlite3_exec(db,
-                 "CREATE TABLE metadata (name TEXT, value TEXT);"
-                 "CREATE TABLE tiles (zoom_level INTEGER, tile_column INTEGER, tile_row INTEGER, tile_data BLOB);"
-                 "CREATE UNIQUE INDEX tile_index ON tiles (zoom_level, tile_column, tile_row);",
-                 nullptr, nullptr, nullptr);
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, "INSERT INTO tiles VALUES (?,?,?,?)", -1, &st, nullptr);
-    for (int z = 0; z <= 2; ++z)
-        for (int x = 0; x < (1 << z); ++x)
-            for (int y = 0; y < (1 << z); ++y) {
-                const QByteArray data = pngTile(z, x, y);
-                sqlite3_bind_int(st, 1, z);
-                sqlite3_bind_int(st, 2, x);
-                sqlite3_bind_int(st, 3, (1 << z) - 1 - y);
-                sqlite3_bind_blob(st, 4, data.constData(), int(data.size()), SQLITE_TRANSIENT);
-                sqlite3_step(st);
-                sqlite3_reset(st);
-            }
-    sqlite3_finalize(st);
-    sqlite3_close(db);
+    return zltest::pngBytes(img);
 }
 
 class TilesEndToEnd : public ::testing::Test {
@@ -69,33 +35,16 @@ protected:
     {
         ASSERT_TRUE(dir.isValid());
         mbtiles = dir.filePath("test.mbtiles");
-        writeMbtiles(mbtiles);
-        service.setProgram(QStringLiteral(ZL_MAPSERVICE_EXE));
+        // Every tile of zooms 0 to 2.
+        QString error;
+        ASSERT_TRUE(zltest::writeMbtiles(mbtiles, 2, pngTile, &error)) << error.toStdString();
         // More server threads than the client opens connections: kept-alive
         // connections each hold a server thread.
-        service.setArguments({"--address", "127.0.0.1", "--port", "0", "--threads", "8", "--api-key", kKey,
-                              "--tiles", "satellite=" + mbtiles, "--quiet"});
-        service.start();
-        ASSERT_TRUE(service.waitForStarted(10000)) << service.errorString().toStdString();
-        // It prints its endpoint once it listens.
-        QByteArray out;
-        const QRegularExpression re(QStringLiteral("endpoint (\\S+)"));
-        while (!re.match(QString::fromUtf8(out)).hasMatch() && service.waitForReadyRead(10000))
-            out += service.readAllStandardOutput();
-        const auto m = re.match(QString::fromUtf8(out));
-        ASSERT_TRUE(m.hasMatch()) << out.toStdString() << service.readAllStandardError().toStdString();
-        endpoint = QUrl(m.captured(1));
+        endpoint = service.start(QStringLiteral(ZL_MAPSERVICE_EXE),
+                                 {"--threads", "8", "--api-key", kKey, "--tiles", "satellite=" + mbtiles, "--quiet"});
+        ASSERT_TRUE(endpoint.isValid()) << service.error().toStdString();
     }
-    void TearDown() override { stopService(); }
-    void stopService()
-    {
-        if (service.state() == QProcess::NotRunning)
-            return;
-        service.terminate();
-        if (!service.waitForFinished(10000))
-            service.kill();
-        service.waitForFinished(5000);
-    }
+    void stopService() { service.stop(); }
 
     MapServiceOptions options() const
     {
@@ -133,7 +82,7 @@ protected:
 
     QTemporaryDir dir;
     QString mbtiles;
-    QProcess service;
+    zltest::MapServiceChild service;
     QUrl endpoint;
 };
 
