@@ -59,6 +59,7 @@
 #include "GMSTileManager.h"
 #include "MapServiceSetup.h"
 #include "mapservice_child.h"
+#include "mapservice_options.h"
 #include "mbtiles_writer.h"
 
 namespace {
@@ -384,10 +385,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "could not write the MBTiles file\n");
         return 1;
     }
-    MapServiceOptions options;
-    options.apiKey = kKey;
-    options.settingsIniPath = dir.filePath("settings.ini");
-    options.cacheDir = dir.filePath("caches");
+    MapServiceOptions options = zltest::localServiceOptions(QUrl(), kKey, dir.path());  // endpoint: once it listens
 
     // 1. The service fills the disk cache: every place once, each map type.
     {

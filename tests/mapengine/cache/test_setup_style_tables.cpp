@@ -8,6 +8,7 @@
 #include "GMSStyleTableService.h"
 #include "MapServiceSetup.h"
 #include "mapservice_child.h"
+#include "mapservice_options.h"
 #include "testsupport.h"
 
 #include <QDir>
@@ -48,16 +49,7 @@ protected:
                                   "satellite", "--quiet"});
         ASSERT_TRUE(endpoint.isValid()) << service.error().toStdString();
     }
-    void stopService() { service.stop(); }
-    MapServiceOptions options() const
-    {
-        MapServiceOptions o;
-        o.endpoint = endpoint;
-        o.apiKey = kKey;
-        o.settingsIniPath = dir.filePath("settings.ini");
-        o.cacheDir = dir.filePath("caches");
-        return o;
-    }
+    MapServiceOptions options() const { return zltest::localServiceOptions(endpoint, kKey, dir.path()); }
     QString tableURL() const { return endpoint.resolved(QUrl("/styles/base.tbl")).toString(); }
 
     static std::optional<GMSCachedObjectData> onDisk(GMSStyleTableService& s, const QString& url)
@@ -111,7 +103,7 @@ TEST_F(SetupStyleTables, TablesOfTheParametersEpochAreFetchedStoredAndMadeActive
 
     // A later run without the service: the saved parameters name the epoch,
     // its table comes from disk.
-    stopService();
+    service.stop();
     MapServiceSetup setup(options());
     ASSERT_TRUE(setup.startServices(false));
     GMSStyleTableService* styles = setup.styleTableService();

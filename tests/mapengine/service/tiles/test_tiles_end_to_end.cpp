@@ -9,6 +9,7 @@
 #include "GMSTileManager.h"
 #include "MapServiceSetup.h"
 #include "mapservice_child.h"
+#include "mapservice_options.h"
 #include "mbtiles_writer.h"
 #include "testsupport.h"
 
@@ -44,17 +45,7 @@ protected:
                                  {"--threads", "8", "--api-key", kKey, "--tiles", "satellite=" + mbtiles, "--quiet"});
         ASSERT_TRUE(endpoint.isValid()) << service.error().toStdString();
     }
-    void stopService() { service.stop(); }
-
-    MapServiceOptions options() const
-    {
-        MapServiceOptions o;
-        o.endpoint = endpoint;
-        o.apiKey = kKey;
-        o.settingsIniPath = dir.filePath("settings.ini");
-        o.cacheDir = dir.filePath("caches");
-        return o;
-    }
+    MapServiceOptions options() const { return zltest::localServiceOptions(endpoint, kKey, dir.path()); }
 
     // One screen of the hybrid map: imagery with the label layer over it.
     struct Screen {
@@ -105,7 +96,7 @@ TEST_F(TilesEndToEnd, AScreenFromTheServiceThenFromTheDiskCacheWithTheServiceGon
     EXPECT_TRUE(QFile::exists(dir.filePath("caches/ServerControlledParams")));
     EXPECT_TRUE(QFile::exists(dir.filePath("caches/GMSCacheStorage-Tiles/Tiles.sqlite")));
 
-    stopService();
+    service.stop();
     {
         MapServiceSetup setup(options());
         ASSERT_TRUE(setup.startServices(false));
