@@ -14,20 +14,19 @@
 #include "GMSPolyline.h"
 #include "GMSServices.h"
 #include "GMSTileManager.h"
+#include "render_fixture.h"
 #include "testsupport.h"
 
 namespace {
 
-// Plain grey tiles, answered on the next turn of the event loop.
-struct GreySource : GMSTileSource {
-    void requestTile(const GMSTileKey& k) override {
-        QTimer::singleShot(0, this, [this, k] {
-            QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
-            img.fill(QColor(128, 128, 128));
-            emit tileReady(k, img);
-        });
-    }
-    void cancelTile(const GMSTileKey&) override {}
+// Plain grey tiles.
+struct GreySource : zltest::GeneratedTileSource {
+    GreySource()
+        : GeneratedTileSource([] {
+              QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
+              img.fill(QColor(128, 128, 128));
+              return img;
+          }) {}
 };
 
 bool near(QRgb got, QColor want, int tolerance = 40) {
@@ -39,16 +38,7 @@ std::string describe(QRgb c) {
     return "rgb(" + std::to_string(qRed(c)) + "," + std::to_string(qGreen(c)) + "," + std::to_string(qBlue(c)) + ")";
 }
 
-class RenderTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (QGuiApplication::platformName() != QLatin1String("xcb"))
-            GTEST_SKIP() << "no X display for OpenGL rendering";
-        GMSServices::resetForTests();
-        GMSServices::provideAPIKey(QString(39, QChar('R')));
-    }
-    void TearDown() override { GMSServices::resetForTests(); }
-};
+using zltest::RenderTest;
 
 TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
     QQuickWindow window;

@@ -10,21 +10,20 @@
 #include "GMSMapView.h"
 #include "GMSServices.h"
 #include "GMSTileManager.h"
+#include "render_fixture.h"
 #include "testsupport.h"
 
 namespace {
 
-// Tiles of one-pixel black and white columns, answered on the next turn.
-struct StripeSource : GMSTileSource {
-    void requestTile(const GMSTileKey& k) override {
-        QTimer::singleShot(0, this, [this, k] {
-            QImage img(256, 256, QImage::Format_RGB32);
-            for (int x = 0; x < 256; ++x)
-                for (int y = 0; y < 256; ++y) img.setPixel(x, y, x % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
-            emit tileReady(k, img);
-        });
-    }
-    void cancelTile(const GMSTileKey&) override {}
+// Tiles of one-pixel black and white columns.
+struct StripeSource : zltest::GeneratedTileSource {
+    StripeSource()
+        : GeneratedTileSource([] {
+              QImage img(256, 256, QImage::Format_RGB32);
+              for (int x = 0; x < 256; ++x)
+                  for (int y = 0; y < 256; ++y) img.setPixel(x, y, x % 2 ? qRgb(255, 255, 255) : qRgb(0, 0, 0));
+              return img;
+          }) {}
 };
 
 // How many pixels of a row in the middle are neither near black nor near white.
@@ -38,16 +37,8 @@ int blurredPixels(const QImage& shot) {
     return blurred;
 }
 
-class TileRenderTest : public ::testing::Test {
+class TileRenderTest : public zltest::RenderTest {
 protected:
-    void SetUp() override {
-        if (QGuiApplication::platformName() != QLatin1String("xcb"))
-            GTEST_SKIP() << "no X display for OpenGL rendering";
-        GMSServices::resetForTests();
-        GMSServices::provideAPIKey(QString(39, QChar('R')));
-    }
-    void TearDown() override { GMSServices::resetForTests(); }
-
     QImage shotAt(QQuickWindow& window, GMSMapView& map, const GMSCameraPosition& camera) {
         map.setCamera(camera);
         if (!zltest::waitFor([&] { return !map.tileManager()->isLoading(); })) return {};
