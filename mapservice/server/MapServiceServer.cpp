@@ -74,35 +74,31 @@ bool MapServiceServer::prepare(std::string& error)
     m_http->set_keep_alive_timeout(2);
     m_http->set_tcp_nodelay(true);
 
-    auto handler = m_handler;
     const bool quiet = m_config.quiet;
-    m_http->Post(wire::kDashPath, [handler, quiet](const httplib::Request& req, httplib::Response& res) {
-        const auto t0 = std::chrono::steady_clock::now();
-        DashAnswer a = handler->handle(req.body);
-        res.status = a.httpStatus;
-        res.set_header("Content-Type", a.contentType);
-        res.body = std::move(a.body);
-        if (!quiet) {
-            const double ms =
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
-            logLine(kPostLog, req.remote_addr, res.status, req.body.size(), res.body.size(), &a, ms);
-        }
-    });
+    // Both routes answer the same way: the handler's status, type and body,
+    // and one log line with the time it took.
+    const auto route = [this, quiet](const char* path, const char* logFormat, auto handle) {
+        m_http->Post(path, [handle, quiet, logFormat](const httplib::Request& req, httplib::Response& res) {
+            const auto t0 = std::chrono::steady_clock::now();
+            DashAnswer a = handle(req);
+            res.status = a.httpStatus;
+            res.set_header("Content-Type", a.contentType);
+            res.body = std::move(a.body);
+            if (!quiet) {
+                const double ms =
+                    std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+                logLine(logFormat, req.remote_addr, res.status, req.body.size(), res.body.size(), &a, ms);
+            }
+        });
+    };
+    auto handler = m_handler;
+    route(wire::kDashPath, kPostLog, [handler](const httplib::Request& req) { return handler->handle(req.body); });
     m_paintHandler = std::make_shared<PaintRequestHandler>(m_config.paintSigningKey, m_handler);
     auto paint = m_paintHandler;
-    m_http->Post(wire::kPaintPath, [paint, quiet](const httplib::Request& req, httplib::Response& res) {
-        const auto t0 = std::chrono::steady_clock::now();
+    route(wire::kPaintPath, kPaintLog, [paint](const httplib::Request& req) {
         const bool signed_ = req.has_header(wire::kPaintSignatureHeader);
         const std::string signature = req.get_header_value(wire::kPaintSignatureHeader);
-        DashAnswer a = paint->handle(req.body, signed_ ? &signature : nullptr);
-        res.status = a.httpStatus;
-        res.set_header("Content-Type", a.contentType);
-        res.body = std::move(a.body);
-        if (!quiet) {
-            const double ms =
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
-            logLine(kPaintLog, req.remote_addr, res.status, req.body.size(), res.body.size(), &a, ms);
-        }
+        return paint->handle(req.body, signed_ ? &signature : nullptr);
     });
     // Bodies refused before the handler (too large) still get their line.
     m_http->set_logger([quiet](const httplib::Request& req, const httplib::Response& res) {
