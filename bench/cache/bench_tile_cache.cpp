@@ -83,32 +83,49 @@ struct Fixture {
     }
 };
 
-// Plain SQLite: a kept statement reading the blob of a random tile row, the
-// bytes copied out as the cache does.
+// Plain SQLite reads of the store's blobs: a kept statement reading the blob
+// of a random tile row, the bytes copied out as the cache does.
+struct RawReader {
+    explicit RawReader(const QString& root) {
+        sqlite3_open_v2(descriptor(root).storePath().toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
+        sqlite3_stmt* ids = nullptr;
+        sqlite3_prepare_v2(db, "SELECT id FROM GMSCachedTile", -1, &ids, nullptr);
+        while (sqlite3_step(ids) == SQLITE_ROW) rowIds.push_back(sqlite3_column_int64(ids, 0));
+        sqlite3_finalize(ids);
+        sqlite3_prepare_v2(db, "SELECT data FROM GMSCachedTileBlob WHERE tile = ?", -1, &blob, nullptr);
+    }
+    ~RawReader() {
+        sqlite3_finalize(blob);
+        sqlite3_close(db);
+    }
+    RawReader(const RawReader&) = delete;
+    RawReader& operator=(const RawReader&) = delete;
+
+    QByteArray readRandom(QRandomGenerator& rng) {
+        QByteArray data;
+        sqlite3_bind_int64(blob, 1, rowIds[rng.bounded(quint32(rowIds.size()))]);
+        if (sqlite3_step(blob) == SQLITE_ROW)
+            data = QByteArray(static_cast<const char*>(sqlite3_column_blob(blob, 0)), sqlite3_column_bytes(blob, 0));
+        sqlite3_reset(blob);
+        return data;
+    }
+
+    sqlite3* db = nullptr;
+    sqlite3_stmt* blob = nullptr;
+    std::vector<qint64> rowIds;
+};
+
+// Plain SQLite, one random blob at a time.
 void BM_RawSqliteRandomLoad(benchmark::State& state) {
     Fixture& f = Fixture::get();
-    sqlite3* db = nullptr;
-    sqlite3_open_v2(descriptor(f.root.path()).storePath().toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt* ids = nullptr;
-    sqlite3_prepare_v2(db, "SELECT id FROM GMSCachedTile", -1, &ids, nullptr);
-    std::vector<qint64> rowIds;
-    while (sqlite3_step(ids) == SQLITE_ROW) rowIds.push_back(sqlite3_column_int64(ids, 0));
-    sqlite3_finalize(ids);
-    sqlite3_stmt* s = nullptr;
-    sqlite3_prepare_v2(db, "SELECT data FROM GMSCachedTileBlob WHERE tile = ?", -1, &s, nullptr);
+    RawReader reader(f.root.path());
     QRandomGenerator rng(1);
     qint64 bytes = 0;
     for (auto _ : state) {
-        sqlite3_bind_int64(s, 1, rowIds[rng.bounded(quint32(rowIds.size()))]);
-        if (sqlite3_step(s) == SQLITE_ROW) {
-            QByteArray data(static_cast<const char*>(sqlite3_column_blob(s, 0)), sqlite3_column_bytes(s, 0));
-            bytes += data.size();
-            benchmark::DoNotOptimize(data.data());
-        }
-        sqlite3_reset(s);
+        const QByteArray data = reader.readRandom(rng);
+        bytes += data.size();
+        benchmark::DoNotOptimize(data.data());
     }
-    sqlite3_finalize(s);
-    sqlite3_close(db);
     state.SetItemsProcessed(state.iterations());
     state.SetBytesProcessed(bytes);
 }
@@ -171,15 +188,7 @@ BENCHMARK(BM_CoreRandomLoad)->UseRealTime();
 // load. Items count pairs.
 void BM_SingleLoadSideBySide(benchmark::State& state) {
     Fixture& f = Fixture::get();
-    sqlite3* db = nullptr;
-    sqlite3_open_v2(descriptor(f.root.path()).storePath().toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-    sqlite3_stmt* ids = nullptr;
-    sqlite3_prepare_v2(db, "SELECT id FROM GMSCachedTile", -1, &ids, nullptr);
-    std::vector<qint64> rowIds;
-    while (sqlite3_step(ids) == SQLITE_ROW) rowIds.push_back(sqlite3_column_int64(ids, 0));
-    sqlite3_finalize(ids);
-    sqlite3_stmt* s = nullptr;
-    sqlite3_prepare_v2(db, "SELECT data FROM GMSCachedTileBlob WHERE tile = ?", -1, &s, nullptr);
+    RawReader reader(f.root.path());
 
     GMSTileDataCache cache(descriptor(f.root.path()), 1, 0, 0);
     startAndWait(cache);
@@ -199,12 +208,8 @@ void BM_SingleLoadSideBySide(benchmark::State& state) {
     QRandomGenerator rng(1);
     for (auto _ : state) {
         const auto t0 = Clock::now();
-        sqlite3_bind_int64(s, 1, rowIds[rng.bounded(quint32(rowIds.size()))]);
-        if (sqlite3_step(s) == SQLITE_ROW) {
-            QByteArray data(static_cast<const char*>(sqlite3_column_blob(s, 0)), sqlite3_column_bytes(s, 0));
-            benchmark::DoNotOptimize(data.data());
-        }
-        sqlite3_reset(s);
+        const QByteArray data = reader.readRandom(rng);
+        benchmark::DoNotOptimize(data.data());
         const auto t1 = Clock::now();
         const int i = int(rng.bounded(quint32(kTiles)));
         if (cacheWaiter) {
@@ -219,8 +224,6 @@ void BM_SingleLoadSideBySide(benchmark::State& state) {
         raw += t1 - t0;
         viaCache += t2 - t1;
     }
-    sqlite3_finalize(s);
-    sqlite3_close(db);
     if (misses.load() != 0) state.SkipWithError("cache missed");
     const double n = double(state.iterations());
     const double rawSeconds = std::chrono::duration<double>(raw).count();
