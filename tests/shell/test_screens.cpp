@@ -105,12 +105,16 @@ TEST_F(Menu, ALaterPermissionChangeOpensTheLastWorkScreenAgain) {
 TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
     services.setAuthorizationStatus(4);
     zltest::LogCapture log;
-    IntroVC* intro = showMenu();
+    // The spy must exist before the menu appears: on a quick disk the folders
+    // are made before the first event pass is over.
+    auto* intro = new IntroVC;
     QSignalSpy ready(intro, &IntroVC::foldersReady);
-    ASSERT_TRUE(ready.wait(5000));
+    nav.setRootViewController(intro, QUrl());
+    ASSERT_TRUE(ready.count() > 0 || ready.wait(5000));
     for (const QString& name : IntroVC::folderNames())
         EXPECT_TRUE(QDir(AppPaths::documentsPath(name)).exists()) << name.toStdString();
     EXPECT_FALSE(QDir(AppPaths::documentsPath("azimuths")).exists()) << "made by the export screen";
+    ready.clear();
     intro->viewDidAppear(false);
     ASSERT_TRUE(ready.wait(5000));
     EXPECT_TRUE(log.warnings().isEmpty());
