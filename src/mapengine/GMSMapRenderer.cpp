@@ -24,13 +24,14 @@
 #include "GMSPolyline.h"
 #include "GMSSimdState.h"
 #include "GMSTileManager.h"
+#include "GMSTileStackMaterial.h"
 #include "GMSUISettings.h"
 #include "geometry/GMSPolylinePrep.h"
 
 using gmscore::model::Point2D;
 
 namespace {
-std::atomic<std::uint64_t> g_geometryBuilds{0}, g_tileListBuilds{0}, g_texturesCreated{0};
+std::atomic<std::uint64_t> g_geometryBuilds{0}, g_tileListBuilds{0}, g_texturesCreated{0}, g_stackedTiles{0};
 constexpr double kWorld = 1073741824.0;  // 2^30 units
 constexpr double kDegrees = 57.29577951308232;
 
@@ -100,6 +101,7 @@ GMSMapRenderer::~GMSMapRenderer() {
     // Pool nodes may be out of the tree; they are ours to delete.
     tileRoot_->removeAllChildNodes();
     for (QSGImageNode* n : tilePool_) delete n;
+    for (StackNode& s : stackPool_) delete s.node;
     qDeleteAll(tileTextures_);
     qDeleteAll(iconTextures_);
     delete infoTexture_;
@@ -124,7 +126,7 @@ QSGTexture* GMSMapRenderer::iconTexture(const QImage& image, QQuickWindow* windo
 }
 
 GMSMapRenderer::Stats GMSMapRenderer::totals() {
-    return {g_geometryBuilds.load(), g_tileListBuilds.load(), g_texturesCreated.load()};
+    return {g_geometryBuilds.load(), g_tileListBuilds.load(), g_texturesCreated.load(), g_stackedTiles.load()};
 }
 
 void GMSMapRenderer::sync(GMSMapView* view) {
@@ -186,10 +188,18 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
             }
         }
     }
+    auto stackFiltering = [&](StackNode& s) {
+        auto* m = static_cast<GMSTileStackMaterial*>(s.node->material());
+        m->baseFiltering = filteringFor(s.baseOwn);
+        m->overFiltering = filteringFor(s.overOwn);
+        s.node->markDirty(QSGNode::DirtyMaterial);
+    };
     if (tm->drawListVersion() == tileListVersion_) {
-        if (filteringChanged)
+        if (filteringChanged) {
             for (std::size_t i = 0; i < tileNodeOwn_.size(); ++i)
                 tilePool_[i]->setFiltering(filteringFor(tileNodeOwn_[i]));
+            for (std::size_t i = 0; i < stacksUsed_; ++i) stackFiltering(stackPool_[i]);
+        }
         return;
     }
     tileListVersion_ = tm->drawListVersion();
@@ -197,31 +207,95 @@ void GMSMapRenderer::syncTiles(GMSMapView* view, QQuickWindow* window) {
     ++g_tileListBuilds;
     tileRoot_->removeAllChildNodes();
     tileNodeOwn_.clear();
+    stacksUsed_ = 0;
+
+    using DrawTile = GMSTileManager::DrawTile;
+    auto textureFor = [&](const DrawTile& t) -> QSGTexture* {
+        QSGTexture*& tex = tileTextures_[t.drawnKey];
+        if (!tex) {
+            const QImage img = tm->loaded().value(t.drawnKey);
+            if (img.isNull()) {
+                tileTextures_.remove(t.drawnKey);
+                return nullptr;
+            }
+            tex = window->createTextureFromImage(img);
+            ++stats_.texturesCreated;
+            ++g_texturesCreated;
+        }
+        return tex;
+    };
+    auto rectOf = [&](const DrawTile& t) {
+        return QRectF((t.column - tm->firstColumn()) * 256.0, (t.row - tm->firstRow()) * 256.0, 256.0, 256.0);
+    };
     std::size_t used = 0;
-    for (const auto& layer : tm->drawList()) {
-        for (const GMSTileManager::DrawTile& t : layer) {
-            QSGTexture*& tex = tileTextures_[t.drawnKey];
-            if (!tex) {
-                const QImage img = tm->loaded().value(t.drawnKey);
-                if (img.isNull()) continue;
-                tex = window->createTextureFromImage(img);
-                ++stats_.texturesCreated;
-    ++g_texturesCreated;
+    auto addImage = [&](const DrawTile& t, QSGTexture* tex) {
+        if (used == tilePool_.size()) {
+            QSGImageNode* n = makeImageNode(window);
+            n->setFlag(QSGNode::OwnedByParent, false);
+            tilePool_.push_back(n);
+        }
+        QSGImageNode* n = tilePool_[used++];
+        n->setTexture(tex);
+        n->setRect(rectOf(t));
+        n->setSourceRect(t.sourceRect);
+        n->setFiltering(filteringFor(t.drawnKey == t.key));
+        tileNodeOwn_.push_back(t.drawnKey == t.key);
+        tileRoot_->appendChildNode(n);
+    };
+    auto addStack = [&](const DrawTile& b, QSGTexture* baseTex, const DrawTile& o, QSGTexture* overTex) {
+        if (stacksUsed_ == stackPool_.size()) {
+            auto* n = new QSGGeometryNode;
+            auto* g = new QSGGeometry(GMSTileStackMaterial::attributes(), 4);
+            g->setDrawingMode(QSGGeometry::DrawTriangleStrip);
+            n->setGeometry(g);
+            n->setMaterial(new GMSTileStackMaterial);
+            n->setFlags(QSGNode::OwnsGeometry | QSGNode::OwnsMaterial);
+            stackPool_.push_back({n, false, false});
+        }
+        StackNode& s = stackPool_[stacksUsed_++];
+        auto* m = static_cast<GMSTileStackMaterial*>(s.node->material());
+        m->base = baseTex;
+        m->over = overTex;
+        s.baseOwn = b.drawnKey == b.key;
+        s.overOwn = o.drawnKey == o.key;
+        stackFiltering(s);
+        GMSTileStackMaterial::setQuad(s.node->geometry(), rectOf(b), baseTex, b.sourceRect, overTex, o.sourceRect);
+        s.node->markDirty(QSGNode::DirtyGeometry);
+        tileRoot_->appendChildNode(s.node);
+    };
+
+    const auto& layers = tm->drawList();
+    // A transparent layer over opaque pictures (labels over imagery) is drawn
+    // in the same pass as the picture under it: each screen pixel is filled
+    // once, which is most of a frame's cost where drawing is done in software.
+    // The software scene graph has no shaders: there every layer is drawn on its own.
+    const bool canStack =
+        layers.size() > 1 && window->rendererInterface()->graphicsApi() != QSGRendererInterface::Software;
+    std::vector<bool> stacked(canStack ? layers[1].size() : 0, false);
+    QHash<QPoint, std::size_t> upperAt;
+    if (canStack)
+        for (std::size_t i = 0; i < layers[1].size(); ++i) upperAt.insert(QPoint(layers[1][i].column, layers[1][i].row), i);
+    for (std::size_t li = 0; li < layers.size(); ++li) {
+        for (std::size_t i = 0; i < layers[li].size(); ++i) {
+            if (li == 1 && canStack && stacked[i]) continue;
+            const DrawTile& t = layers[li][i];
+            QSGTexture* tex = textureFor(t);
+            if (!tex) continue;
+            if (li == 0 && canStack && !tex->hasAlphaChannel()) {
+                const auto up = upperAt.constFind(QPoint(t.column, t.row));
+                if (up != upperAt.constEnd()) {
+                    if (QSGTexture* overTex = textureFor(layers[1][*up])) {
+                        addStack(t, tex, layers[1][*up], overTex);
+                        stacked[*up] = true;
+                        continue;
+                    }
+                }
             }
-            if (used == tilePool_.size()) {
-                QSGImageNode* n = makeImageNode(window);
-                n->setFlag(QSGNode::OwnedByParent, false);
-                tilePool_.push_back(n);
-            }
-            QSGImageNode* n = tilePool_[used++];
-            n->setTexture(tex);
-            n->setRect(QRectF((t.column - tm->firstColumn()) * 256.0, (t.row - tm->firstRow()) * 256.0, 256.0, 256.0));
-            n->setSourceRect(t.sourceRect);
-            n->setFiltering(filteringFor(t.drawnKey == t.key));
-            tileNodeOwn_.push_back(t.drawnKey == t.key);
-            tileRoot_->appendChildNode(n);
+            addImage(t, tex);
         }
     }
+    stats_.stackedTiles += stacksUsed_;
+    g_stackedTiles += stacksUsed_;
 }
 
 // ---------------------------------------------------------------- shapes

@@ -39,6 +39,7 @@ public:
         std::uint64_t geometryBuilds = 0;  // shape geometries made from scratch
         std::uint64_t tileListBuilds = 0;
         std::uint64_t texturesCreated = 0;
+        std::uint64_t stackedTiles = 0;  // tiles drawn with their upper layer in one pass, over all tile lists
     };
     const Stats& stats() const { return stats_; }
     // The same, summed over every map in the process.
@@ -98,6 +99,12 @@ private:
     quint64 tileListVersion_ = ~quint64(0);
     quint64 tileGeneration_ = ~quint64(0);
     std::vector<bool> tileNodeOwn_;  // per pool node in use: shows its own tile
+    struct StackNode {
+        QSGGeometryNode* node = nullptr;
+        bool baseOwn = false, overOwn = false;
+    };
+    std::vector<StackNode> stackPool_;
+    std::size_t stacksUsed_ = 0;
     bool tilesPixelExact_ = false;
 
     std::unordered_map<std::uint64_t, ShapeEntry> shapes_;

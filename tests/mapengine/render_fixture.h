@@ -9,7 +9,10 @@
 #include <QImage>
 #include <QTimer>
 
+#include <cmath>
 #include <functional>
+
+#include "CLLocationCoordinate2D.h"
 
 #include "GMSServices.h"
 #include "GMSTileSource.h"
@@ -27,6 +30,48 @@ struct GeneratedTileSource : GMSTileSource {
 private:
     std::function<QImage()> make_;
 };
+
+// Imagery of one blue and labels whose tiles are half-transparent red on
+// their western half and clear on the eastern; labels end at `labelsUpTo`.
+struct HybridSource : GMSTileSource {
+    explicit HybridSource(int labelsUpTo) : labelsUpTo_(labelsUpTo) {}
+    void requestTile(const GMSTileKey& k) override {
+        QTimer::singleShot(0, this, [this, k] { emit tileReady(k, make(k)); });
+    }
+    void cancelTile(const GMSTileKey&) override {}
+
+private:
+    QImage make(const GMSTileKey& k) const {
+        if (k.type == GMSTileLayerType::Satellite) {
+            QImage img(256, 256, QImage::Format_RGB32);
+            img.fill(qRgb(0, 0, 255));
+            return img;
+        }
+        if (k.zoom > labelsUpTo_) return {};
+        QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
+        img.fill(Qt::transparent);
+        for (int y = 0; y < 256; ++y)
+            for (int x = 0; x < 128; ++x) img.setPixel(x, y, qRgba(128, 0, 0, 128));
+        return img;
+    }
+    int labelsUpTo_;
+};
+
+// The middle of tile (x, y) at a zoom.
+inline CLLocationCoordinate2D tileMiddle(int zoom, int x, int y) {
+    const double n = double(1 << zoom);
+    const double lon = (x + 0.5) / n * 360.0 - 180.0;
+    const double lat = std::atan(std::sinh(M_PI * (1.0 - 2.0 * (y + 0.5) / n))) * 180.0 / M_PI;
+    return {lat, lon};
+}
+
+inline bool near(QRgb a, QRgb b) {
+    return std::abs(qRed(a) - qRed(b)) <= 3 && std::abs(qGreen(a) - qGreen(b)) <= 3 && std::abs(qBlue(a) - qBlue(b)) <= 3;
+}
+
+// What those tiles show: labels at half opacity over the imagery, and the imagery.
+inline const QRgb kLabelledPixel = qRgb(128, 0, 127);
+inline const QRgb kImageryPixel = qRgb(0, 0, 255);
 
 class RenderTest : public ::testing::Test {
 protected:
