@@ -4,6 +4,7 @@
 #include "DashFraming.h"
 #include "MbtilesStore.h"
 #include "TileCache.h"
+#include "TileZoomShift.h"
 #include "clientparams.pb.h"
 #include "dash.pb.h"
 #include "maptile.pb.h"
@@ -35,25 +36,6 @@ struct Request {
 bool parse(google::protobuf::MessageLite& m, std::string_view block)
 {
     return m.ParseFromArray(block.data(), static_cast<int>(block.size()));
-}
-
-// Edge length to zoom shift as the client computes it: 256 gives 0, 512 gives
-// 1, 128 gives 0, 64 gives -1.
-int zoomShiftForTileSize(std::uint32_t edge)
-{
-    if (edge == 0)
-        return 0;
-    int shift = 0;
-    std::uint64_t e = edge;
-    while (e > 256) {
-        e /= 2;
-        ++shift;
-    }
-    while (e < 128) {
-        e *= 2;
-        --shift;
-    }
-    return shift;
 }
 
 std::uint64_t fnv1a(std::string_view s, std::uint64_t h = 1469598103934665603ULL)
@@ -268,7 +250,7 @@ bool DashRequestHandler::writeTileResponse(std::string_view block, wire::DashOut
             out.writeBytes(resp.SerializeAsString());
         return false;
     }
-    const int shift = zoomShiftForTileSize(req.header().tile_size());
+    const int shift = zenloft::wire::zoomShiftForTileEdge(req.header().tile_size());
 
     // The answer is a GMSx_GMMMapTileResponseProto written field by field,
     // so that each tile's bytes are copied once, straight from the cache.

@@ -157,13 +157,10 @@ void AzimutImportVC::copyFileIntoFolder(const QUrl& file) {
 bool AzimutImportVC::deleteAll() {
     NSManagedObjectContext* c = context();
     if (!c) return false;
+    const auto all = c->fetchAllOrLog<Azimuth>();
+    if (!all) return false;
+    for (Azimuth* a : *all) c->deleteObject(a);
     QString error;
-    const QList<Azimuth*> all = c->fetchAll<Azimuth>(&error);
-    if (!error.isEmpty()) {
-        qDebug().noquote() << "could not fetch: " + error;
-        return false;
-    }
-    for (Azimuth* a : all) c->deleteObject(a);
     if (!c->save(&error)) {
         qDebug().noquote() << "could not remove: " + error;
         return false;

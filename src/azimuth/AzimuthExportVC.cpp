@@ -43,13 +43,9 @@ void AzimuthExportVC::viewDidLoad() {
     if (!appDelegate) return;
     NSManagedObjectContext* c = appDelegate->persistentContainer()->viewContext();
     if (!c) return;
-    QString error;
-    const QList<Azimuth*> fetched = c->fetchAll<Azimuth>(&error);
-    if (!error.isEmpty()) {
-        qDebug().noquote() << "could not fetch: " + error;
-        return;
-    }
-    azymuty = fetched;
+    const auto fetched = c->fetchAllOrLog<Azimuth>();
+    if (!fetched) return;
+    azymuty = *fetched;
 }
 
 QByteArray AzimuthExportVC::exportText() const {

@@ -73,13 +73,9 @@ void AzimuthVC::loadAzimuths() {
     if (!appDelegate) return;
     NSManagedObjectContext* context = appDelegate->persistentContainer()->viewContext();
     if (!context) return;
-    QString error;
-    const QList<Azimuth*> fetched = context->fetchAll<Azimuth>(&error);
-    if (!error.isEmpty()) {
-        qDebug().noquote() << "could not fetch: " + error;
-        return;
-    }
-    azymuty = fetched;
+    const auto fetched = context->fetchAllOrLog<Azimuth>();
+    if (!fetched) return;
+    azymuty = *fetched;
     UserDefaults& defaults = UserDefaults::standardUserDefaults();
     const double latitude = defaults.doubleForKey(SettingsKey::latitude);
     const double longitude = defaults.doubleForKey(SettingsKey::longitude);

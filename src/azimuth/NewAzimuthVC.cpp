@@ -73,11 +73,8 @@ void NewAzimuthVC::viewDidLoad() {
     setTitle(tr("add azimuth"));
 
     if (NSManagedObjectContext* c = context()) {
-        NSFetchRequest request(Azimuth::entityName());
-        request.predicate = NSPredicate::predicateWithFormat(QStringLiteral("id = %@"), uuid);
-        request.fetchLimit = 1;
         QString error;
-        const QList<Azimuth*> found = c->fetch<Azimuth>(request, &error);
+        const QList<Azimuth*> found = c->fetchWithId<Azimuth>(uuid, 1, &error);
         if (found.size() == 1) {
             const Azimuth* o = found.first();
             redSlider->setValue(float(o->colorRed()));
@@ -128,11 +125,8 @@ void NewAzimuthVC::saveAzimuth() {
     const double kmFactor = useImperialUnits ? Units::milesToKm : 1.0;
     const QString desc = pointDesc->text().isNull() ? QString(QLatin1String("")) : pointDesc->text();
     if (!uuid.isEmpty()) {
-        NSFetchRequest request(Azimuth::entityName());
-        request.predicate = NSPredicate::predicateWithFormat(QStringLiteral("id = %@"), uuid);
-        request.fetchLimit = 1;
         QString error;
-        const QList<Azimuth*> found = c->fetch<Azimuth>(request, &error);
+        const QList<Azimuth*> found = c->fetchWithId<Azimuth>(uuid, 1, &error);
         if (found.size() == 1) {
             // An edit keeps whole degrees only; the value must fit 32 bits.
             const double whole = std::trunc(azimuthFin);

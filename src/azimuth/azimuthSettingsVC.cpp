@@ -26,13 +26,9 @@ void azimuthSettingsVC::setLocationDescriptor() {
 void azimuthSettingsVC::fetchAzimuths() {
     NSManagedObjectContext* c = context();
     if (!c) return;
-    QString error;
-    const QList<Azimuth*> fetched = c->fetchAll<Azimuth>(&error);
-    if (!error.isEmpty()) {
-        qDebug().noquote() << "could not fetch: " + error;
-        return;
-    }
-    azymuty = fetched;
+    const auto fetched = c->fetchAllOrLog<Azimuth>();
+    if (!fetched) return;
+    azymuty = *fetched;
 }
 
 void azimuthSettingsVC::viewDidLoad() {
@@ -147,10 +143,8 @@ void azimuthSettingsVC::azimuthStateChanged(int tag) {
     NSManagedObjectContext* c = context();
     if (!c || tag < 0 || tag >= azymuty.size()) return;
     const Azimuth* shown = azymuty.at(tag);
-    NSFetchRequest request(Azimuth::entityName());
-    request.predicate = NSPredicate::predicateWithFormat(QStringLiteral("id = %@"), shown->id());
     QString error;
-    const QList<Azimuth*> found = c->fetch<Azimuth>(request, &error);
+    const QList<Azimuth*> found = c->fetchWithId<Azimuth>(shown->id(), 0, &error);
     if (!error.isEmpty()) {
         qDebug().noquote() << "could not fetch: " + error;
         return;

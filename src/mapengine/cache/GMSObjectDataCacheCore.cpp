@@ -19,14 +19,6 @@ const char* const kReplaceBlob = "INSERT OR REPLACE INTO GMSCachedObjectBlob (pa
 const char* const kDeleteBlob = "DELETE FROM GMSCachedObjectBlob WHERE parent = ?";
 const char* const kDeleteObject = "DELETE FROM GMSCachedObject WHERE id = ?";
 
-bool run(Statement* s) {
-    if (!s) return false;
-    s->step();
-    const bool ok = !s->failed();
-    s->reset();
-    return ok;
-}
-
 double toSeconds(const QDateTime& d) { return d.isValid() ? d.toMSecsSinceEpoch() / 1000.0 : 0.0; }
 QDateTime fromSeconds(double s) { return QDateTime::fromMSecsSinceEpoch(qint64(s * 1000.0), Qt::UTC); }
 }  // namespace
@@ -94,7 +86,7 @@ std::optional<GMSCachedObjectData> GMSObjectDataCacheCore::load(const QString& n
     if (t) {
         t->bind(1, row->touched);
         t->bind(2, row->id);
-        run(t);
+        zl::sqlite::run(t);
     }
     return out;
 }
@@ -120,7 +112,7 @@ bool GMSObjectDataCacheCore::store(const QList<QPair<QString, QByteArray>>& obje
             s->bind(2, version);
             s->bind(3, touched);
             s->bind(4, row->id);
-            if (!run(s)) {
+            if (!zl::sqlite::run(s)) {
                 recover("could not save");
                 return false;
             }
@@ -139,7 +131,7 @@ bool GMSObjectDataCacheCore::store(const QList<QPair<QString, QByteArray>>& obje
             s->bind(3, version);
             s->bind(4, touched);
             s->bind(5, m_objectType);
-            if (!run(s)) {
+            if (!zl::sqlite::run(s)) {
                 recover("could not save");
                 return false;
             }
@@ -157,7 +149,7 @@ bool GMSObjectDataCacheCore::store(const QList<QPair<QString, QByteArray>>& obje
         }
         b->bind(1, row->id);
         b->bindBlob(2, data);
-        if (!run(b)) {
+        if (!zl::sqlite::run(b)) {
             recover("could not save");
             return false;
         }
@@ -175,7 +167,7 @@ bool GMSObjectDataCacheCore::deleteRow(qint64 id) {
         Statement* s = db().statement(sql);
         if (!s) return false;
         s->bind(1, id);
-        if (!run(s)) return false;
+        if (!zl::sqlite::run(s)) return false;
     }
     return true;
 }

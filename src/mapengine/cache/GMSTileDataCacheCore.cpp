@@ -36,13 +36,6 @@ const char* const kSelectProperties = "SELECT key, value FROM GMSCacheProperty";
 const char* const kReplaceProperty = "INSERT OR REPLACE INTO GMSCacheProperty (key, value) VALUES (?, ?)";
 const char* const kDeleteProperty = "DELETE FROM GMSCacheProperty WHERE key = ?";
 
-bool run(Statement* s) {
-    if (!s) return false;
-    s->step();
-    const bool ok = !s->failed();
-    s->reset();
-    return ok;
-}
 }  // namespace
 
 GMSTileDataCacheCore::GMSTileDataCacheCore(int tileType, qint64 maxCount, qint64 maxSize, GMSTimingClock clock)
@@ -199,7 +192,7 @@ bool GMSTileDataCacheCore::writeDirtyTouches() {
         if (!row->touchDirty) continue;
         s->bind(1, row->touched);
         s->bind(2, row->id);
-        if (!run(s)) return false;
+        if (!zl::sqlite::run(s)) return false;
         --left;
     }
     return true;
@@ -260,7 +253,7 @@ bool GMSTileDataCacheCore::storeOne(const GMSCacheableTileData& item) {
         if (!s) return false;
         s->bind(1, item.validationTime);
         s->bind(2, row->id);
-        if (!run(s)) return false;
+        if (!zl::sqlite::run(s)) return false;
         row->validationTime = item.validationTime;
         return true;
     }
@@ -284,7 +277,7 @@ bool GMSTileDataCacheCore::storeOne(const GMSCacheableTileData& item) {
     s->bind(5, qint64(item.data.size()));
     if (proto) s->bind(6, item.versionID); else s->bindNull(6);
     s->bind(7, row->id);
-    if (!run(s) || !writeBlob(row->id, proto, item.data)) return false;
+    if (!zl::sqlite::run(s) || !writeBlob(row->id, proto, item.data)) return false;
     m_cacheSize += item.data.size() - row->size;
     row->size = item.data.size();
     row->validationTime = item.validationTime;
@@ -318,7 +311,7 @@ bool GMSTileDataCacheCore::insertRow(const GMSCacheableTileData& item) {
     s->bind(8, row.serverPerTileEpoch);
     s->bind(9, row.size);
     if (proto) s->bind(10, row.versionID); else s->bindNull(10);
-    if (!run(s)) return false;
+    if (!zl::sqlite::run(s)) return false;
     row.id = db().lastInsertRowId();
     if (!writeBlob(row.id, proto, item.data)) return false;
     m_cacheSize += row.size;
@@ -332,12 +325,12 @@ bool GMSTileDataCacheCore::writeBlob(qint64 id, bool proto, const QByteArray& da
     Statement* other = db().statement(proto ? kDeleteBlob : kDeleteProto);
     if (!other) return false;
     other->bind(1, id);
-    if (!run(other)) return false;
+    if (!zl::sqlite::run(other)) return false;
     Statement* s = db().statement(proto ? kReplaceProto : kReplaceBlob);
     if (!s) return false;
     s->bind(1, id);
     s->bindBlob(2, data);
-    return run(s);
+    return zl::sqlite::run(s);
 }
 
 bool GMSTileDataCacheCore::deleteRowFromStore(qint64 id) {
@@ -345,7 +338,7 @@ bool GMSTileDataCacheCore::deleteRowFromStore(qint64 id) {
         Statement* s = db().statement(sql);
         if (!s) return false;
         s->bind(1, id);
-        if (!run(s)) return false;
+        if (!zl::sqlite::run(s)) return false;
     }
     return true;
 }
@@ -508,7 +501,7 @@ bool GMSTileDataCacheCore::setProperty(const QString& key, const QVariant& value
         default: s->bind(2, value.toString()); break;
         }
     }
-    if (!run(s)) {
+    if (!zl::sqlite::run(s)) {
         qCWarning(lcMapCache, "could not save: %s", qUtf8Printable(db().error()));
         return false;
     }

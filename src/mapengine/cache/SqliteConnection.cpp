@@ -155,4 +155,12 @@ bool Transaction::commit() {
     return true;
 }
 
+bool run(Statement* s) {
+    if (!s) return false;
+    s->step();
+    const bool ok = !s->failed();
+    s->reset();
+    return ok;
+}
+
 }  // namespace zl::sqlite

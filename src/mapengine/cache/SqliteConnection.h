@@ -65,6 +65,10 @@ private:
     Statement& m_s;
 };
 
+// Runs a kept statement without results once and resets it. False when it
+// didn't prepare (nullptr) or failed.
+bool run(Statement* s);
+
 // One SQLite connection, used by one thread only. Statements made by
 // statement() are prepared once and kept until the connection closes.
 class Connection {

@@ -2,12 +2,14 @@
 
 #include "StoreFile.h"
 
+#include <QDebug>
 #include <QList>
 #include <QObject>
 #include <QString>
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace zl::store {
@@ -110,6 +112,26 @@ public:
     template <class T>
     QList<T*> fetchAll(QString* error) const {
         return fetch<T>(NSFetchRequest(T::entityName()), error);
+    }
+    // fetchAll for the screens: a failure is logged as "could not fetch: ..."
+    // and gives nothing, so the screen keeps what it shows.
+    template <class T>
+    std::optional<QList<T*>> fetchAllOrLog() const {
+        QString error;
+        QList<T*> all = fetchAll<T>(&error);
+        if (!error.isEmpty()) {
+            qDebug().noquote() << "could not fetch: " + error;
+            return std::nullopt;
+        }
+        return all;
+    }
+    // The entity's objects whose "id" is `id`, at most `limit` (0: all).
+    template <class T>
+    QList<T*> fetchWithId(const QString& id, int limit, QString* error) const {
+        NSFetchRequest request(T::entityName());
+        request.predicate = NSPredicate::predicateWithFormat(QStringLiteral("id = %@"), id);
+        request.fetchLimit = limit;
+        return fetch<T>(request, error);
     }
 
     void deleteObject(NSManagedObject* object);

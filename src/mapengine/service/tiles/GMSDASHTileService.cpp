@@ -3,6 +3,7 @@
 #include "GMSDASHBatchedTileRequest.h"
 #include "GMSPaintService.h"
 #include "GMSTileDataCache.h"
+#include "TileZoomShift.h"
 #include "maptile.pb.h"
 
 #include <QLoggingCategory>
@@ -57,21 +58,7 @@ GMSDASHTileService::~GMSDASHTileService() = default;
 
 int GMSDASHTileService::zoomShiftForTileEdgeLength(int edge)
 {
-    if (edge <= 0)
-        return 0;
-    // The map service reads the shift back the same way: 256 gives 0, 512
-    // gives 1, 128 gives 0, 64 gives -1.
-    int shift = 0;
-    qint64 e = edge;
-    while (e > 256) {
-        e /= 2;
-        ++shift;
-    }
-    while (e < 128) {
-        e *= 2;
-        --shift;
-    }
-    return shift;
+    return zenloft::wire::zoomShiftForTileEdge(edge);
 }
 
 int GMSDASHTileService::memCacheSizeForTileType(const GMSTileType& type, bool largestDeviceClass)
