@@ -22,6 +22,43 @@ void Statement::bindBlob(int index, const QByteArray& value) {
 
 void Statement::bindNull(int index) { sqlite3_bind_null(m_stmt, index); }
 
+bool Statement::bindValue(int index, const QVariant& v) {
+    int rc = SQLITE_OK;
+    if (!v.isValid() || v.isNull()) {
+        rc = sqlite3_bind_null(m_stmt, index);
+    } else {
+        switch (v.typeId()) {
+        case QMetaType::Bool:
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+            rc = sqlite3_bind_int64(m_stmt, index, v.toLongLong());
+            break;
+        case QMetaType::Double:
+        case QMetaType::Float:
+            rc = sqlite3_bind_double(m_stmt, index, v.toDouble());
+            break;
+        case QMetaType::QByteArray: {
+            const QByteArray b = v.toByteArray();
+            rc = sqlite3_bind_blob64(m_stmt, index, b.isEmpty() ? "" : b.constData(), sqlite3_uint64(b.size()),
+                                     SQLITE_TRANSIENT);
+            break;
+        }
+        default: {
+            const QByteArray t = v.toString().toUtf8();
+            rc = sqlite3_bind_text64(m_stmt, index, t.constData(), sqlite3_uint64(t.size()), SQLITE_TRANSIENT,
+                                     SQLITE_UTF8);
+        }
+        }
+    }
+    if (rc == SQLITE_OK) return true;
+    m_failed = true;
+    m_errorCode = rc;
+    m_error = QString::fromUtf8(sqlite3_errmsg(m_db));
+    return false;
+}
+
 bool Statement::step() {
     const int rc = sqlite3_step(m_stmt);
     if (rc == SQLITE_ROW) return true;
@@ -56,6 +93,20 @@ QByteArray Statement::blob(int column) const {
 
 bool Statement::isNull(int column) const { return sqlite3_column_type(m_stmt, column) == SQLITE_NULL; }
 int Statement::columnType(int column) const { return sqlite3_column_type(m_stmt, column); }
+int Statement::columnCount() const { return sqlite3_column_count(m_stmt); }
+
+QVariant Statement::value(int column) const {
+    switch (sqlite3_column_type(m_stmt, column)) {
+    case SQLITE_INTEGER: return QVariant(int64(column));
+    case SQLITE_FLOAT: return QVariant(real(column));
+    case SQLITE_TEXT: return QVariant(text(column));
+    case SQLITE_BLOB: {
+        const void* p = sqlite3_column_blob(m_stmt, column);
+        return QVariant(QByteArray(static_cast<const char*>(p), sqlite3_column_bytes(m_stmt, column)));
+    }
+    default: return QVariant();
+    }
+}
 
 Connection::~Connection() { close(); }
 
@@ -75,9 +126,15 @@ bool Connection::open(const QString& path) {
     return true;
 }
 
+void Connection::setBusyTimeout(int ms) {
+    if (m_db) sqlite3_busy_timeout(m_db, ms);
+}
+
 void Connection::close() {
     qDeleteAll(m_statements);
     m_statements.clear();
+    qDeleteAll(m_textStatements);
+    m_textStatements.clear();
     if (m_db) {
         sqlite3_close_v2(m_db);
         m_db = nullptr;
@@ -101,20 +158,32 @@ bool Connection::exec(const QString& sql) {
 }
 
 Statement* Connection::statement(const char* sql) {
+    if (Statement* s = m_statements.value(sql)) return s;
+    Statement* s = prepare(QByteArray(sql));
+    if (s) m_statements.insert(sql, s);
+    return s;
+}
+
+Statement* Connection::statement(const QString& sql) {
+    if (Statement* s = m_textStatements.value(sql)) return s;
+    Statement* s = prepare(sql.toUtf8());
+    if (s) m_textStatements.insert(sql, s);
+    return s;
+}
+
+Statement* Connection::prepare(const QByteArray& sql) {
     if (!m_db) {
         m_error = QStringLiteral("not open");
         return nullptr;
     }
-    if (Statement* s = m_statements.value(sql)) return s;
     sqlite3_stmt* stmt = nullptr;
-    if (sqlite3_prepare_v3(m_db, sql, -1, SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) != SQLITE_OK) {
+    if (sqlite3_prepare_v3(m_db, sql.constData(), int(sql.size()), SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) !=
+        SQLITE_OK) {
         noteError();
         sqlite3_finalize(stmt);
         return nullptr;
     }
-    auto* s = new Statement(m_db, stmt);
-    m_statements.insert(sql, s);
-    return s;
+    return new Statement(m_db, stmt);
 }
 
 int Connection::userVersion() {

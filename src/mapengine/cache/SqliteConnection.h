@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QString>
+#include <QVariant>
 #include <QtGlobal>
 
 #include <memory>
@@ -27,6 +28,9 @@ public:
     void bind(int index, const QString& value);
     void bindBlob(int index, const QByteArray& value);
     void bindNull(int index);
+    // Null, integer (bools too), real, blob or else text. False, with
+    // failed() set, when SQLite refuses the value (too big, say).
+    bool bindValue(int index, const QVariant& value);
 
     // SQLITE_ROW: true; SQLITE_DONE: false; anything else: false and
     // failed() is set with the connection's message in error().
@@ -39,6 +43,9 @@ public:
     QByteArray blob(int column) const;
     bool isNull(int column) const;
     int columnType(int column) const;
+    int columnCount() const;
+    // The column as null, qint64, double, QString or QByteArray.
+    QVariant value(int column) const;
 
     bool failed() const { return m_failed; }
     int errorCode() const { return m_errorCode; }
@@ -79,6 +86,8 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     bool open(const QString& path);
+    // How long a statement waits for another connection's lock.
+    void setBusyTimeout(int ms);
     void close();
     bool isOpen() const { return m_db != nullptr; }
 
@@ -87,6 +96,8 @@ public:
     // The kept statement for this text, prepared on first use; nullptr
     // (with error() set) when the text does not prepare.
     Statement* statement(const char* sql);
+    // The same for a text built at run time, kept by its content.
+    Statement* statement(const QString& sql);
 
     // PRAGMA user_version
     int userVersion();
@@ -105,7 +116,10 @@ private:
     void noteError();
 
     sqlite3* m_db = nullptr;
+    Statement* prepare(const QByteArray& sql);
+
     QHash<const char*, Statement*> m_statements;
+    QHash<QString, Statement*> m_textStatements;
     QString m_error;
     int m_errorCode = 0;
 };

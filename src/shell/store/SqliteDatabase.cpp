@@ -1,5 +1,7 @@
 #include "SqliteDatabase.h"
 
+#include "SqliteConnection.h"
+
 #include <QFileInfo>
 #include <sqlite3.h>
 
@@ -7,30 +9,28 @@ namespace zl::store {
 
 namespace {
 
+const QString kNotOpen = QStringLiteral("database is not open");
+
 void setError(QString* error, const QString& text) {
     if (error) *error = text;
 }
 
 }  // namespace
 
+SqliteDatabase::SqliteDatabase() : conn_(std::make_unique<zl::sqlite::Connection>()) {}
+
 SqliteDatabase::~SqliteDatabase() { close(); }
+
+bool SqliteDatabase::isOpen() const { return conn_->isOpen(); }
 
 bool SqliteDatabase::open(const QString& path, QString* error) {
     close();
-    sqlite3* db = nullptr;
-    const QByteArray file = path.toUtf8();
-    int rc = sqlite3_open_v2(file.constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                             nullptr);
-    if (rc != SQLITE_OK) {
-        setError(error, QStringLiteral("%1: %2").arg(path, db ? QString::fromUtf8(sqlite3_errmsg(db))
-                                                              : QString::fromUtf8(sqlite3_errstr(rc))));
-        if (db) sqlite3_close(db);
+    if (!conn_->open(path)) {
+        setError(error, QStringLiteral("%1: %2").arg(path, conn_->error()));
         return false;
     }
-    db_ = db;
     path_ = path;
-    sqlite3_busy_timeout(db_, 2000);
-    sqlite3_extended_result_codes(db_, 1);
+    conn_->setBusyTimeout(2000);
     // A file that isn't a database only shows itself on the first read.
     QString err;
     bool ok = run(QStringLiteral("PRAGMA journal_mode=WAL"), {}, &err) &&
@@ -44,129 +44,52 @@ bool SqliteDatabase::open(const QString& path, QString* error) {
     return true;
 }
 
-void SqliteDatabase::close() {
-    for (auto& [sql, stmt] : statements_) sqlite3_finalize(stmt);
-    statements_.clear();
-    if (db_) sqlite3_close(db_);
-    db_ = nullptr;
-}
+void SqliteDatabase::close() { conn_->close(); }
 
 QString SqliteDatabase::lastError() const {
-    return db_ ? QString::fromUtf8(sqlite3_errmsg(db_)) : QStringLiteral("database is not open");
-}
-
-sqlite3_stmt* SqliteDatabase::prepared(const QString& sql, QString* error) {
-    if (!db_) {
-        setError(error, QStringLiteral("database is not open"));
-        return nullptr;
-    }
-    auto it = statements_.find(sql);
-    if (it != statements_.end()) {
-        sqlite3_reset(it->second);
-        sqlite3_clear_bindings(it->second);
-        return it->second;
-    }
-    sqlite3_stmt* stmt = nullptr;
-    const QByteArray text = sql.toUtf8();
-    if (sqlite3_prepare_v3(db_, text.constData(), int(text.size()), SQLITE_PREPARE_PERSISTENT, &stmt, nullptr) !=
-        SQLITE_OK) {
-        setError(error, lastError());
-        return nullptr;
-    }
-    statements_.emplace(sql, stmt);
-    return stmt;
+    return conn_->isOpen() ? QString::fromUtf8(sqlite3_errmsg(conn_->handle())) : kNotOpen;
 }
 
 bool SqliteDatabase::exec(const QString& sql, QString* error) {
-    if (!db_) {
-        setError(error, QStringLiteral("database is not open"));
+    if (!conn_->isOpen()) {
+        setError(error, kNotOpen);
         return false;
     }
-    char* msg = nullptr;
-    if (sqlite3_exec(db_, sql.toUtf8().constData(), nullptr, nullptr, &msg) != SQLITE_OK) {
-        setError(error, msg ? QString::fromUtf8(msg) : lastError());
-        sqlite3_free(msg);
-        return false;
-    }
-    return true;
+    if (conn_->exec(sql)) return true;
+    setError(error, conn_->error());
+    return false;
 }
 
 bool SqliteDatabase::run(const QString& sql, const QVariantList& bindings,
                          const std::function<void(const QVariantList& row)>& onRow, QString* error) {
-    sqlite3_stmt* stmt = prepared(sql, error);
-    if (!stmt) return false;
+    if (!conn_->isOpen()) {
+        setError(error, kNotOpen);
+        return false;
+    }
+    zl::sqlite::Statement* stmt = conn_->statement(sql);
+    if (!stmt) {
+        setError(error, conn_->error());
+        return false;
+    }
+    zl::sqlite::Reset reset(*stmt);
     for (int i = 0; i < bindings.size(); ++i) {
-        const QVariant& v = bindings.at(i);
-        const int idx = i + 1;
-        int rc = SQLITE_OK;
-        if (!v.isValid() || v.isNull()) {
-            rc = sqlite3_bind_null(stmt, idx);
-        } else {
-            switch (v.typeId()) {
-            case QMetaType::Bool:
-            case QMetaType::Int:
-            case QMetaType::UInt:
-            case QMetaType::LongLong:
-            case QMetaType::ULongLong:
-                rc = sqlite3_bind_int64(stmt, idx, v.toLongLong());
-                break;
-            case QMetaType::Double:
-            case QMetaType::Float:
-                rc = sqlite3_bind_double(stmt, idx, v.toDouble());
-                break;
-            case QMetaType::QByteArray: {
-                const QByteArray b = v.toByteArray();
-                rc = sqlite3_bind_blob64(stmt, idx, b.constData(), sqlite3_uint64(b.size()), SQLITE_TRANSIENT);
-                break;
-            }
-            default: {
-                const QByteArray t = v.toString().toUtf8();
-                rc = sqlite3_bind_text64(stmt, idx, t.constData(), sqlite3_uint64(t.size()), SQLITE_TRANSIENT,
-                                         SQLITE_UTF8);
-            }
-            }
-        }
-        if (rc != SQLITE_OK) {
-            setError(error, lastError());
-            sqlite3_reset(stmt);
+        if (!stmt->bindValue(i + 1, bindings.at(i))) {
+            setError(error, stmt->error());
             return false;
         }
     }
-    for (;;) {
-        const int rc = sqlite3_step(stmt);
-        if (rc == SQLITE_DONE) break;
-        if (rc != SQLITE_ROW) {
-            setError(error, lastError());
-            sqlite3_reset(stmt);
-            return false;
-        }
+    while (stmt->step()) {
         if (!onRow) continue;
-        const int n = sqlite3_column_count(stmt);
+        const int n = stmt->columnCount();
         QVariantList row;
         row.reserve(n);
-        for (int c = 0; c < n; ++c) {
-            switch (sqlite3_column_type(stmt, c)) {
-            case SQLITE_INTEGER:
-                row << QVariant(qint64(sqlite3_column_int64(stmt, c)));
-                break;
-            case SQLITE_FLOAT:
-                row << QVariant(sqlite3_column_double(stmt, c));
-                break;
-            case SQLITE_TEXT:
-                row << QVariant(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(stmt, c)),
-                                                  sqlite3_column_bytes(stmt, c)));
-                break;
-            case SQLITE_BLOB:
-                row << QVariant(QByteArray(static_cast<const char*>(sqlite3_column_blob(stmt, c)),
-                                           sqlite3_column_bytes(stmt, c)));
-                break;
-            default:
-                row << QVariant();
-            }
-        }
+        for (int c = 0; c < n; ++c) row << stmt->value(c);
         onRow(row);
     }
-    sqlite3_reset(stmt);
+    if (stmt->failed()) {
+        setError(error, stmt->error());
+        return false;
+    }
     return true;
 }
 
@@ -181,7 +104,7 @@ bool SqliteDatabase::setUserVersion(int version, QString* error) {
     return exec(QStringLiteral("PRAGMA user_version = %1").arg(version), error);
 }
 
-qint64 SqliteDatabase::lastInsertRowId() const { return db_ ? sqlite3_last_insert_rowid(db_) : 0; }
+qint64 SqliteDatabase::lastInsertRowId() const { return conn_->lastInsertRowId(); }
 
 Transaction::Transaction(SqliteDatabase& db, QString* error) : db_(db) {
     active_ = db_.exec(QStringLiteral("BEGIN IMMEDIATE"), error);

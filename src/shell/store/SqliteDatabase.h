@@ -5,21 +5,22 @@
 #include <QVariantList>
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <vector>
 
-struct sqlite3;
-struct sqlite3_stmt;
+namespace zl::sqlite {
+class Connection;
+}
 
 namespace zl::store {
 
-// One SQLite connection, used by one thread at a time. Statements are
-// prepared once and kept; values travel as QVariant (null, integer, double,
-// text, blob).
+// One SQLite connection for the stores, used by one thread at a time, on the
+// map caches' connection. Statements are prepared once and kept; values
+// travel as QVariant (null, integer, double, text, blob), and every failure
+// comes back as text for the user.
 class SqliteDatabase {
 public:
-    SqliteDatabase() = default;
+    SqliteDatabase();
     ~SqliteDatabase();
     SqliteDatabase(const SqliteDatabase&) = delete;
     SqliteDatabase& operator=(const SqliteDatabase&) = delete;
@@ -28,7 +29,7 @@ public:
     // false and leaves the file as it was.
     bool open(const QString& path, QString* error);
     void close();
-    bool isOpen() const { return db_ != nullptr; }
+    bool isOpen() const;
     QString path() const { return path_; }
 
     bool exec(const QString& sql, QString* error);
@@ -46,11 +47,8 @@ public:
     QString lastError() const;
 
 private:
-    sqlite3_stmt* prepared(const QString& sql, QString* error);
-
-    sqlite3* db_ = nullptr;
+    std::unique_ptr<zl::sqlite::Connection> conn_;
     QString path_;
-    std::map<QString, sqlite3_stmt*> statements_;
 };
 
 // Begins a transaction; rolls it back unless commit() succeeded.
