@@ -65,15 +65,15 @@ struct TileServiceHarness {
         std::string data;     // empty: no tile data
         std::string version;  // empty: no version
     };
-    // Answers a batch with the given tiles, in the service's thread.
-    void respond(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch, const std::map<Key, Reply>& tiles,
-                 int responseCode = 0, int edition = 1)
+    // A tile answer with the given satellite tiles.
+    static zenloft::wire::GMSx_GMMMapTileResponseProto tileResponse(const std::map<Key, Reply>& tiles,
+                                                                    int responseCode = 0, int edition = 1)
     {
-        auto resp = std::make_shared<zenloft::wire::GMSx_GMMMapTileResponseProto>();
-        resp->mutable_header()->set_response_code(zenloft::wire::GMSx_GMMMapTileResponseCode(responseCode));
-        resp->mutable_header()->set_tile_edition(edition);
+        zenloft::wire::GMSx_GMMMapTileResponseProto resp;
+        resp.mutable_header()->set_response_code(zenloft::wire::GMSx_GMMMapTileResponseCode(responseCode));
+        resp.mutable_header()->set_tile_edition(edition);
         for (const auto& [k, reply] : tiles) {
-            auto* t = resp->add_map_tile_array();
+            auto* t = resp.add_map_tile_array();
             auto* mt = t->mutable_map_tile();
             mt->set_tile_type(zenloft::wire::TILE_TYPE_SATELLITE);
             mt->set_zoom_level(std::get<0>(k));
@@ -84,6 +84,14 @@ struct TileServiceHarness {
             if (!reply.data.empty())
                 t->set_tile_data(reply.data);
         }
+        return resp;
+    }
+    // Answers a batch with the given tiles, in the service's thread.
+    void respond(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch, const std::map<Key, Reply>& tiles,
+                 int responseCode = 0, int edition = 1)
+    {
+        auto resp =
+            std::make_shared<zenloft::wire::GMSx_GMMMapTileResponseProto>(tileResponse(tiles, responseCode, edition));
         service->handleServerResponse(batch, resp, std::nullopt);
         pump();
     }

@@ -44,21 +44,7 @@ struct PaintHarness : TileServiceHarness {
     // Answers POST i with the given tiles (zoom as on the wire).
     void answer(std::size_t i, const std::map<Key, Reply>& tiles, int httpStatus = 200)
     {
-        GMSx_GMMMapTileResponseProto resp;
-        resp.mutable_header()->set_response_code(TILE_RESPONSE_OK);
-        resp.mutable_header()->set_tile_edition(1);
-        for (const auto& [k, reply] : tiles) {
-            auto* t = resp.add_map_tile_array();
-            auto* mt = t->mutable_map_tile();
-            mt->set_tile_type(TILE_TYPE_SATELLITE);
-            mt->set_zoom_level(std::get<0>(k));
-            mt->set_tile_index_x(std::get<1>(k));
-            mt->set_tile_index_y(std::get<2>(k));
-            if (!reply.version.empty())
-                mt->mutable_version_id()->set_version_id(reply.version);
-            if (!reply.data.empty())
-                t->set_tile_data(reply.data);
-        }
+        const GMSx_GMMMapTileResponseProto resp = tileResponse(tiles, TILE_RESPONSE_OK);
         reply(i, GMSPaintReply{httpStatus, QByteArray::fromStdString(resp.SerializeAsString()), std::nullopt});
     }
     void reply(std::size_t i, GMSPaintReply r)
