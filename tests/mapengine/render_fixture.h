@@ -7,6 +7,7 @@
 
 #include <QGuiApplication>
 #include <QImage>
+#include <QQuickWindow>
 #include <QTimer>
 
 #include <cmath>
@@ -14,8 +15,10 @@
 
 #include "CLLocationCoordinate2D.h"
 
+#include "GMSMapView.h"
 #include "GMSServices.h"
 #include "GMSTileSource.h"
+#include "testsupport.h"
 
 namespace zltest {
 
@@ -72,6 +75,26 @@ inline bool near(QRgb a, QRgb b) {
 // What those tiles show: labels at half opacity over the imagery, and the imagery.
 inline const QRgb kLabelledPixel = qRgb(128, 0, 127);
 inline const QRgb kImageryPixel = qRgb(0, 0, 255);
+
+// The map fills a window of this size and draws from this source.
+inline void placeMap(QQuickWindow& window, GMSMapView& map, GMSTileSource& source, QSize size) {
+    window.resize(size);
+    map.setSize(QSizeF(size));
+    map.setTileSource(&source);
+}
+
+// Shows the window; false when it never reaches the screen.
+inline bool showWindow(QQuickWindow& window) {
+    window.show();
+    return waitFor([&] { return window.isExposed(); });
+}
+
+// A hybrid map of HybridSource's tiles in a 600 x 300 window, shown.
+inline bool showHybrid(QQuickWindow& window, GMSMapView& map, GMSTileSource& source) {
+    map.setMapType(GMSMapView::kGMSTypeHybrid);
+    placeMap(window, map, source, QSize(600, 300));
+    return showWindow(window);
+}
 
 class RenderTest : public ::testing::Test {
 protected:

@@ -42,11 +42,9 @@ using zltest::RenderTest;
 
 TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
     QQuickWindow window;
-    window.resize(400, 300);
     GreySource source;
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
-    map.setSize(QSizeF(400, 300));
-    map.setTileSource(&source);
+    zltest::placeMap(window, map, source, QSize(400, 300));
 
     auto polygon = GMSPolygon::polygonWithPath(GMSPath({{-5, -15}, {-5, -5}, {5, -5}, {5, -15}}));
     polygon->setFillColor(QColor(255, 0, 0));
@@ -61,8 +59,7 @@ TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
     marker->setIcon(GMSMarker::markerImageWithColor(QColor(0, 0, 255)));
     marker->setMap(&map);
 
-    window.show();
-    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::showWindow(window));
     ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
     if (window.rendererInterface()->graphicsApi() != QSGRendererInterface::OpenGL)
         GTEST_SKIP() << "scene graph is not on OpenGL";
@@ -113,11 +110,9 @@ namespace {
 
 TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
     QQuickWindow window;
-    window.resize(400, 300);
     GreySource source;
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
-    map.setSize(QSizeF(400, 300));
-    map.setTileSource(&source);
+    zltest::placeMap(window, map, source, QSize(400, 300));
     auto line = GMSPolyline::polylineWithPath(GMSPath({{5, -10}, {5, 0}, {5, 10}}));
     line->setStrokeWidth(8);
     line->setSpans(std::vector<GMSStyleSpan>{GMSStyleSpan::spanWithColor({1, 0, 0, 1}),
@@ -134,8 +129,7 @@ TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
         for (int x = 0; x < 64; ++x) picture.setPixel(x, y, qRgb(255, 0, 0));
     auto ground = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({-10, 12}, {0, 22}), picture);
     ground->setMap(&map);
-    window.show();
-    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::showWindow(window));
     ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
     const QImage shot = window.grabWindow().scaled(400, 300);
     const GMSProjection p = map.projection();
@@ -159,11 +153,9 @@ namespace {
 
 TEST_F(RenderTest, BadNumbersRenderWithoutHarm) {
     QQuickWindow window;
-    window.resize(200, 150);
     GreySource source;
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
-    map.setSize(QSizeF(200, 150));
-    map.setTileSource(&source);
+    zltest::placeMap(window, map, source, QSize(200, 150));
     const double nan = std::numeric_limits<double>::quiet_NaN();
     auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, 1e308}, {3, 3}, {-1e308, 5}}));
     poly->setStrokeColor(Qt::black);
@@ -175,8 +167,7 @@ TEST_F(RenderTest, BadNumbersRenderWithoutHarm) {
     marker->setRotation(std::numeric_limits<double>::infinity());
     marker->setMap(&map);
     const auto before = GMSMapRenderer::totals().geometryBuilds;
-    window.show();
-    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::showWindow(window));
     EXPECT_FALSE(window.grabWindow().isNull());
     EXPECT_GT(GMSMapRenderer::totals().geometryBuilds, before);
     map.setCamera(GMSCameraPosition(nan, nan, 30.0f));

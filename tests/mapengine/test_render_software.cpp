@@ -17,14 +17,9 @@ TEST(SoftwareRender, HybridLayersAreDrawnOneByOneToTheSamePicture) {
     GMSServices::resetForTests();
     GMSServices::provideAPIKey(QString(39, QChar('R')));
     QQuickWindow window;
-    window.resize(600, 300);
     zltest::HybridSource source(5);
     GMSMapView map(GMSCameraPosition(zltest::tileMiddle(6, 32, 20), 6.0f), window.contentItem());
-    map.setSize(QSizeF(600, 300));
-    map.setMapType(GMSMapView::kGMSTypeHybrid);
-    map.setTileSource(&source);
-    window.show();
-    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::showHybrid(window, map, source));
     if (window.rendererInterface()->graphicsApi() != QSGRendererInterface::Software)
         GTEST_SKIP() << "the scene graph is not the software one";
     ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));

@@ -49,13 +49,10 @@ protected:
 
 TEST_F(TileRenderTest, WholeZoomIsPixelExactOtherZoomsAreSmoothed) {
     QQuickWindow window;
-    window.resize(200, 120);
     StripeSource source;
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 6.0f), window.contentItem());
-    map.setSize(QSizeF(200, 120));
-    map.setTileSource(&source);
-    window.show();
-    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    zltest::placeMap(window, map, source, QSize(200, 120));
+    ASSERT_TRUE(zltest::showWindow(window));
     if (window.rendererInterface()->graphicsApi() != QSGRendererInterface::OpenGL)
         GTEST_SKIP() << "scene graph is not on OpenGL";
     if (window.effectiveDevicePixelRatio() != 1.0) GTEST_SKIP() << "the display scales points";
@@ -85,22 +82,13 @@ protected:
     // Labels at half opacity over blue imagery.
     const QRgb labelled = zltest::kLabelledPixel;
     const QRgb imagery = zltest::kImageryPixel;
-
-    bool showHybrid(QQuickWindow& window, GMSMapView& map, GMSTileSource& source) {
-        window.resize(600, 300);
-        map.setSize(QSizeF(600, 300));
-        map.setMapType(GMSMapView::kGMSTypeHybrid);
-        map.setTileSource(&source);
-        window.show();
-        return zltest::waitFor([&] { return window.isExposed(); });
-    }
 };
 
 TEST_F(HybridRenderTest, LabelsOverImageryAreDrawnInOnePassWithTheirOwnPixels) {
     QQuickWindow window;
     HybridSource source(20);
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 6.0f), window.contentItem());
-    ASSERT_TRUE(showHybrid(window, map, source));
+    ASSERT_TRUE(zltest::showHybrid(window, map, source));
     const auto before = GMSMapRenderer::totals().stackedTiles;
     const QImage shot = shotAt(window, map, GMSCameraPosition(tileMiddle(6, 32, 20), 6.0f));
     ASSERT_FALSE(shot.isNull());
@@ -118,7 +106,7 @@ TEST_F(HybridRenderTest, LabelsThatEndSoonerStandInEnlargedOverOwnImagery) {
     QQuickWindow window;
     HybridSource source(5);
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 6.0f), window.contentItem());
-    ASSERT_TRUE(showHybrid(window, map, source));
+    ASSERT_TRUE(zltest::showHybrid(window, map, source));
     const QImage shot = shotAt(window, map, GMSCameraPosition(tileMiddle(6, 32, 20), 6.0f));
     ASSERT_FALSE(shot.isNull());
     // Zoom 5's west half covers the whole of tile 32 and none of 33.
