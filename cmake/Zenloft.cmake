@@ -1,15 +1,5 @@
 # Helpers shared by every subsystem's CMakeLists.
 
-# Adds each listed folder that has a CMakeLists.txt, so that subsystems can
-# come and go without touching the top level.
-function(zl_add_subdirectories)
-  foreach(dir IN LISTS ARGN)
-    if(EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${dir}/CMakeLists.txt")
-      add_subdirectory(${dir})
-    endif()
-  endforeach()
-endfunction()
-
 # Warnings every target of ours gets.
 function(zl_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wno-unused-parameter)
@@ -21,22 +11,6 @@ endfunction()
 # offscreen QGuiApplication) so that signals, timers and threads work.
 function(zl_add_gtest)
   cmake_parse_arguments(T "GUI" "NAME" "SOURCES;LIBS;LABELS" ${ARGN})
-  # While several people work in one tree, a test whose sources aren't
-  # written yet can be left out with -DZENLOFT_TOLERATE_MISSING=ON.
-  if(ZENLOFT_TOLERATE_MISSING)
-    foreach(src IN LISTS T_SOURCES)
-      if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${src}" AND NOT EXISTS "${src}")
-        message(STATUS "skipping test ${T_NAME}: ${src} is missing")
-        return()
-      endif()
-    endforeach()
-    foreach(lib IN LISTS T_LIBS)
-      if(lib MATCHES "^zl_" AND NOT TARGET ${lib})
-        message(STATUS "skipping test ${T_NAME}: ${lib} is missing")
-        return()
-      endif()
-    endforeach()
-  endif()
   add_executable(${T_NAME} ${T_SOURCES})
   if(T_GUI)
     target_link_libraries(${T_NAME} PRIVATE zl_test_main_gui)

@@ -3,7 +3,7 @@
 
 // The render test wants a real X display with OpenGL (Mesa's llvmpipe under
 // Xvfb will do). Without DISPLAY it still starts, offscreen, and the tests
-// skip themselves.
+// that need OpenGL fail.
 int main(int argc, char** argv) {
     if (qEnvironmentVariableIsSet("DISPLAY")) {
         qputenv("QT_QPA_PLATFORM", "xcb");
