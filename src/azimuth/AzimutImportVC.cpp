@@ -8,8 +8,8 @@
 #include <QUuid>
 #include <QtConcurrent/QtConcurrentRun>
 
-AzimutImportVC::AzimutImportVC(QObject* parent)
-    : UIViewController(parent),
+AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
+    : UIViewController(parent), context_(context),
       selectFileToImport(new UILabel(this)),
       importButtons(new UIButton(this)),
       deleteAllBeforeImportLabel(new UILabel(this)),
@@ -19,7 +19,7 @@ AzimutImportVC::AzimutImportVC(QObject* parent)
       listWatcher_(new QFutureWatcher<AzimuthFolder::Listing>(this)),
       readWatcher_(new QFutureWatcher<ReadOutcome>(this)),
       copyWatcher_(new QFutureWatcher<AzimuthFolder::WriteResult>(this)) {
-    appDelegate = AppDelegate::shared();
+    appDelegate = context.appDelegate;
     importButtons->setTitle(tr("import"));
     connect(importButtons, &UIButton::touchUpInside, this, &AzimutImportVC::importAzimuths);
 
@@ -64,7 +64,7 @@ AzimutImportVC::AzimutImportVC(QObject* parent)
     });
 }
 
-QString AzimutImportVC::folderPath() const { return AzimuthFolder::path(); }
+QString AzimutImportVC::folderPath() const { return AzimuthFolder::path(context_.paths); }
 
 NSManagedObjectContext* AzimutImportVC::context() const {
     if (!appDelegate) return nullptr;
@@ -82,7 +82,7 @@ void AzimutImportVC::viewDidLoad() {
 
 void AzimutImportVC::listFiles(const QString& select) {
     pendingSelect_ = select;
-    const QString folder = AzimuthFolder::path();
+    const QString folder = AzimuthFolder::path(context_.paths);
     listWatcher_->setFuture(QtConcurrent::run([folder] { return AzimuthFolder::list(folder); }));
 }
 
@@ -147,8 +147,8 @@ void AzimutImportVC::copyFileIntoFolder(const QUrl& file) {
         return;
     }
     const QString source = file.toLocalFile();
-    const QString folder = AzimuthFolder::path();
-    const QString stamp = AzimuthFolder::stamp(QDateTime::currentDateTime());
+    const QString folder = AzimuthFolder::path(context_.paths);
+    const QString stamp = AzimuthFolder::stamp(context_.clock->now());
     setBusy(true);
     copyWatcher_->setFuture(
         QtConcurrent::run([folder, source, stamp] { return AzimuthFolder::copyInto(folder, source, stamp); }));
@@ -171,7 +171,7 @@ bool AzimutImportVC::deleteAll() {
 void AzimutImportVC::importContent(const AzimuthFile::Content& content) {
     NSManagedObjectContext* c = context();
     if (!c || content.azimuths.isEmpty()) return;
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     for (const AzimuthFile::Entry& e : content.azimuths) {
         Azimuth* o = c->insertNewObject<Azimuth>();
         o->setAzimuth(e.azimuth);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "AzimuthFile.h"
 #include "AzimuthFolder.h"
 #include "store/Entities.h"
@@ -20,6 +21,7 @@ class AppDelegate;
 // can't be read leaves every stored azimuth as it was.
 class AzimutImportVC : public UIViewController, public UITableViewDataSource {
     Q_OBJECT
+    ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
     QML_UNCREATABLE("made by the navigation")
     Q_PROPERTY(UILabel* selectFileToImport MEMBER selectFileToImport CONSTANT)
@@ -33,7 +35,7 @@ class AzimutImportVC : public UIViewController, public UITableViewDataSource {
     Q_PROPERTY(QString folderPath READ folderPath CONSTANT)
 
 public:
-    explicit AzimutImportVC(QObject* parent = nullptr);
+    explicit AzimutImportVC(const ScreenContext& context, QObject* parent = nullptr);
 
     void viewDidLoad() override;
 

@@ -8,15 +8,14 @@
 #include <QDebug>
 #include <QtConcurrent/QtConcurrentRun>
 
-AzimuthExportVC::AzimuthExportVC(QObject* parent)
-    : UIViewController(parent),
+AzimuthExportVC::AzimuthExportVC(const ScreenContext& context, QObject* parent)
+    : UIViewController(parent), context_(context),
       filenameLbl(new UILabel(this)),
       filename(new UITextField(this)),
       exportTitleLbl(new UILabel(this)),
       statusLbl(new UILabel(this)),
-      clock_(Clock::system()),
       watcher_(new QFutureWatcher<AzimuthFolder::WriteResult>(this)) {
-    appDelegate = AppDelegate::shared();
+    appDelegate = context.appDelegate;
     connect(watcher_, &QFutureWatcherBase::finished, this, [this] {
         const AzimuthFolder::WriteResult result = watcher_->result();
         busy_ = false;
@@ -56,7 +55,7 @@ QByteArray AzimuthExportVC::exportText() const {
         entries << AzimuthFile::Entry{a->azimuth(), a->distance(), a->desc(), a->colorRed(), a->colorGreen(),
                                       a->colorBlue()};
     }
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     return AzimuthFile::exportText(defaults.doubleForKey(SettingsKey::latitude),
                                    defaults.doubleForKey(SettingsKey::longitude), entries);
 }
@@ -65,8 +64,8 @@ void AzimuthExportVC::exportAzimuths() {
     if (busy_) return;
     const QByteArray text = exportText();
     const QString name = filename->text().isNull() ? QString(QLatin1String("")) : filename->text();
-    const QString folder = AzimuthFolder::path();
-    const QString stamp = AzimuthFolder::stamp(clock_->now());
+    const QString folder = AzimuthFolder::path(context_.paths);
+    const QString stamp = AzimuthFolder::stamp(context_.clock->now());
     busy_ = true;
     emit busyChanged();
     statusLbl->setText(QString());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "AzimuthFolder.h"
 #include "store/Entities.h"
 #include "ui/UIKit.h"
@@ -9,13 +10,13 @@
 #include <QPointer>
 
 class AppDelegate;
-class Clock;
 
 // Writes every azimuth, with the manual position, to a file of the folder
 // "azimuths". The text is built on the GUI thread from the objects fetched
 // when the screen loaded; the file is written on a worker thread.
 class AzimuthExportVC : public UIViewController {
     Q_OBJECT
+    ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
     QML_UNCREATABLE("made by the navigation")
     Q_PROPERTY(UILabel* filenameLbl MEMBER filenameLbl CONSTANT)
@@ -25,15 +26,13 @@ class AzimuthExportVC : public UIViewController {
     Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)
 
 public:
-    explicit AzimuthExportVC(QObject* parent = nullptr);
+    explicit AzimuthExportVC(const ScreenContext& context, QObject* parent = nullptr);
 
     void viewDidLoad() override;
 
     Q_INVOKABLE void exportAzimuths();  // the button ("export:")
     QByteArray exportText() const;
 
-    // The clock the name stamp reads (tests put a fixed one here).
-    void setClock(Clock* clock) { clock_ = clock; }
     bool busy() const { return busy_; }
 
     UILabel* filenameLbl;
@@ -50,7 +49,6 @@ signals:
     void exportFinished(bool ok, const QString& path);
 
 private:
-    Clock* clock_;
     bool busy_ = false;
     QFutureWatcher<AzimuthFolder::WriteResult>* watcher_;
 };

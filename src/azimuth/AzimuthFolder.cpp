@@ -9,7 +9,7 @@
 
 namespace AzimuthFolder {
 
-QString path() { return AppPaths::documentsPath(QStringLiteral("azimuths")); }
+QString path(const AppPaths& paths) { return paths.documentsPath(QStringLiteral("azimuths")); }
 
 QString stamp(const QDateTime& when) {
     return when.toLocalTime().toString(QStringLiteral("yyyy.MM.dd_HH.mm.ss"));

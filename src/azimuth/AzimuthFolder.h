@@ -5,12 +5,14 @@
 #include <QString>
 #include <QStringList>
 
+class AppPaths;
+
 // The folder "azimuths" below the documents: the one place where azimuth
 // files are written and read. Everything here touches the disk and runs on
 // a worker thread; the screens get the results back on the GUI thread.
 namespace AzimuthFolder {
 
-QString path();
+QString path(const AppPaths& paths);
 
 // "yyyy.MM.dd_HH.mm.ss" of a moment, in local time.
 QString stamp(const QDateTime& when);

@@ -1,5 +1,7 @@
 #include "AzimuthScreens.h"
 
+#include "ScreenContext.h"
+
 #include "AzimutImportVC.h"
 #include "AzimuthExportVC.h"
 #include "AzimuthVC.h"
@@ -16,17 +18,17 @@ QUrl page(const char* file) {
 }
 }  // namespace
 
-void registerScreens(NavigationController& navigation) {
-    navigation.registerScreen(QStringLiteral("azimuthVC"), [] { return new AzimuthVC; }, page("AzimuthPage.qml"));
+void registerScreens(NavigationController& navigation, const ScreenContext& context) {
+    navigation.registerScreen(QStringLiteral("azimuthVC"), [context] { return new AzimuthVC(context); }, page("AzimuthPage.qml"));
     const QUrl settingsPage = page("AzimuthSettingsPage.qml");
-    navigation.registerScreen(QStringLiteral("settingsVC"), [] { return new azimuthSettingsVC; }, settingsPage);
-    navigation.registerScreen(QStringLiteral("azimuth_settings"), [] { return new azimuthSettingsVC; }, settingsPage);
-    navigation.registerScreen(QStringLiteral("newAzimuth"), [] { return new NewAzimuthVC; }, page("NewAzimuthPage.qml"));
-    navigation.registerScreen(QStringLiteral("importAzimuths"), [] { return new AzimutImportVC; },
+    navigation.registerScreen(QStringLiteral("settingsVC"), [context] { return new azimuthSettingsVC(context); }, settingsPage);
+    navigation.registerScreen(QStringLiteral("azimuth_settings"), [context] { return new azimuthSettingsVC(context); }, settingsPage);
+    navigation.registerScreen(QStringLiteral("newAzimuth"), [context] { return new NewAzimuthVC(context); }, page("NewAzimuthPage.qml"));
+    navigation.registerScreen(QStringLiteral("importAzimuths"), [context] { return new AzimutImportVC(context); },
                               page("AzimuthImportPage.qml"));
-    navigation.registerScreen(QStringLiteral("exportAzimuths"), [] { return new AzimuthExportVC; },
+    navigation.registerScreen(QStringLiteral("exportAzimuths"), [context] { return new AzimuthExportVC(context); },
                               page("AzimuthExportPage.qml"));
-    navigation.registerScreen(QStringLiteral("changeLocation"), [] { return new SettingsLocationVC; },
+    navigation.registerScreen(QStringLiteral("changeLocation"), [context] { return new SettingsLocationVC(context); },
                               page("SettingsLocationPage.qml"));
 }
 

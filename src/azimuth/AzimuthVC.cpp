@@ -16,8 +16,8 @@
 
 #include <cmath>
 
-AzimuthVC::AzimuthVC(QObject* parent)
-    : UIViewController(parent),
+AzimuthVC::AzimuthVC(const ScreenContext& context, QObject* parent)
+    : UIViewController(parent), context_(context),
       kompasTXT_(new UILabel(this)),
       pointLocationTXT_(new UILabel(this)),
       pointDescriptionTXT_(new UILabel(this)),
@@ -26,8 +26,8 @@ AzimuthVC::AzimuthVC(QObject* parent)
     kompasTXT_->setTextColor(Qt::white);
     pointLocationTXT_->setTextColor(Qt::white);
     pointDescriptionTXT_->setTextColor(Qt::white);
-    authorizationStatus = LocationManager::authorizationStatus();
-    appDelegate = AppDelegate::shared();
+    authorizationStatus = context_.location->authorizationStatus();
+    appDelegate = context.appDelegate;
     pinCel = GMSMarker::marker();
     pinUzytkownik = GMSMarker::marker();
     pinKompas = GMSMarker::marker();
@@ -47,7 +47,7 @@ void AzimuthVC::viewDidLoad() {
     padding.setBottom(50.0);
     mapView_->setPadding(padding);
 
-    locationManager = new LocationManager(this);
+    locationManager = new LocationManager(context_.location, this);
     connect(locationManager, &LocationManager::didUpdateHeading, this, &AzimuthVC::didUpdateHeading);
     locationManager->requestWhenInUseAuthorization();
     locationManager->setDesiredAccuracy(kCLLocationAccuracyBest);
@@ -62,7 +62,7 @@ void AzimuthVC::viewDidLoad() {
 
 void AzimuthVC::viewWillAppear(bool) {
     setTitle(tr("azimuth"));
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     useImperialUnits = defaults.boolForKey(SettingsKey::useImperialUnits);
     loadAzimuths();
     pinKompas->setOpacity(defaults.boolForKey(SettingsKey::hideCompassIndicator) ? 0.0f : 1.0f);
@@ -76,7 +76,7 @@ void AzimuthVC::loadAzimuths() {
     const auto fetched = context->fetchAllOrLog<Azimuth>();
     if (!fetched) return;
     azymuty = *fetched;
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     const double latitude = defaults.doubleForKey(SettingsKey::latitude);
     const double longitude = defaults.doubleForKey(SettingsKey::longitude);
     useGeocoder = defaults.boolForKey(SettingsKey::useGeocoder);
@@ -153,7 +153,7 @@ bool AzimuthVC::didTapMarker(GMSMapView*, GMSMarker* marker) {
 }
 
 void AzimuthVC::didLongPressAtCoordinate(GMSMapView*, CLLocationCoordinate2D coordinate) {
-    AudioServicesPlaySystemSound(SystemSound::kLongPress);
+    context_.sound->play(SystemSound::kLongPress);
     lokalizacjaUzytkownika = coordinate;
     pinUzytkownik->setPosition(coordinate);
     pinKompas->setPosition(coordinate);

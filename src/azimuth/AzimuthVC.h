@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "AzimuthLines.h"
 #include "GMSMapViewDelegate.h"
 #include "GMSMarker.h"
@@ -24,6 +25,7 @@ class LocationManager;
 // when the phone points along the selected azimuth.
 class AzimuthVC : public UIViewController, public GMSMapViewDelegate {
     Q_OBJECT
+    ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
     QML_UNCREATABLE("made by the navigation")
     Q_PROPERTY(UILabel* kompasTXT READ kompasTXT CONSTANT)
@@ -38,7 +40,7 @@ public:
         double azymut = 0.0;
     };
 
-    explicit AzimuthVC(QObject* parent = nullptr);
+    explicit AzimuthVC(const ScreenContext& context, QObject* parent = nullptr);
     ~AzimuthVC() override;
 
     UILabel* kompasTXT() const { return kompasTXT_; }

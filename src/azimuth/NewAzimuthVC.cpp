@@ -11,8 +11,8 @@
 #include <cmath>
 #include <limits>
 
-NewAzimuthVC::NewAzimuthVC(QObject* parent)
-    : UIViewController(parent),
+NewAzimuthVC::NewAzimuthVC(const ScreenContext& context, QObject* parent)
+    : UIViewController(parent), context_(context),
       button(new UIButton(this)),
       azimuth(new UITextField(this)),
       distance(new UITextField(this)),
@@ -30,7 +30,7 @@ NewAzimuthVC::NewAzimuthVC(QObject* parent)
       colorLabel(new UILabel(this)),
       DescriptionLabel(new UILabel(this)),
       statusLbl(new UILabel(this)) {
-    appDelegate = AppDelegate::shared();
+    appDelegate = context.appDelegate;
     ColorForm::Controls controls;
     controls.slider[0] = redSlider;
     controls.slider[1] = greenSlider;
@@ -69,7 +69,7 @@ void NewAzimuthVC::viewDidLoad() {
     distanceLabel->setText(tr("Distance [km]"));
     colorLabel->setText(tr("Color"));
     DescriptionLabel->setText(tr("Description"));
-    useImperialUnits = UserDefaults::standardUserDefaults().boolForKey(SettingsKey::useImperialUnits);
+    useImperialUnits = (*context_.defaults).boolForKey(SettingsKey::useImperialUnits);
     setTitle(tr("add azimuth"));
 
     if (NSManagedObjectContext* c = context()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "store/Entities.h"
 #include "ui/UIKit.h"
 #include "ui/UIViewController.h"
@@ -13,6 +14,7 @@ class ColorForm;
 // over. Fields are checked on leaving them and again on the button.
 class NewAzimuthVC : public UIViewController {
     Q_OBJECT
+    ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
     QML_UNCREATABLE("made by the navigation")
     Q_PROPERTY(UIButton* button MEMBER button CONSTANT)
@@ -34,7 +36,7 @@ class NewAzimuthVC : public UIViewController {
     Q_PROPERTY(UILabel* statusLbl MEMBER statusLbl CONSTANT)
 
 public:
-    explicit NewAzimuthVC(QObject* parent = nullptr);
+    explicit NewAzimuthVC(const ScreenContext& context, QObject* parent = nullptr);
 
     void viewDidLoad() override;
 

@@ -11,16 +11,16 @@
 #include "settings/Units.h"
 #include "settings/UserDefaults.h"
 
-SettingsLocationVC::SettingsLocationVC(QObject* parent)
-    : UIViewController(parent),
+SettingsLocationVC::SettingsLocationVC(const ScreenContext& context, QObject* parent)
+    : UIViewController(parent), context_(context),
       picker(new UISegmentedControl(this)),
       lokalizacjaName(new UITextField(this)),
       pointLocationTXT(new UILabel(this)),
       mapView_(new GMSMapView(std::nullopt)) {
     mapView_->setParent(this);
     pointLocationTXT->setTextColor(Qt::white);
-    locationManager = new LocationManager(this);
-    authorizationStatus = LocationManager::authorizationStatus();
+    locationManager = new LocationManager(context_.location, this);
+    authorizationStatus = context_.location->authorizationStatus();
     pinUzytkownika = GMSMarker::marker();
     connect(picker, &UISegmentedControl::valueChanged, this, &SettingsLocationVC::pickerChange);
 }
@@ -33,7 +33,7 @@ void SettingsLocationVC::viewDidLoad() {
     forceLightStyle();
     setTitle(tr("marker location"));
     picker->setTitles({tr("automatic (GPS)"), tr("manual")});
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     useGeocoder = defaults.boolForKey(SettingsKey::useGeocoder);
     latitude = defaults.doubleForKey(SettingsKey::latitude);
     longitude = defaults.doubleForKey(SettingsKey::longitude);
@@ -68,14 +68,14 @@ void SettingsLocationVC::showPoint(CLLocationCoordinate2D coordinate) {
 }
 
 void SettingsLocationVC::savePoint(CLLocationCoordinate2D coordinate) {
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     defaults.setDouble(coordinate.latitude, SettingsKey::latitude);
     defaults.setDouble(coordinate.longitude, SettingsKey::longitude);
     defaults.setBool(true, SettingsKey::useGeocoder);
 }
 
 void SettingsLocationVC::didLongPressAtCoordinate(GMSMapView*, CLLocationCoordinate2D coordinate) {
-    AudioServicesPlaySystemSound(SystemSound::kLongPress);
+    context_.sound->play(SystemSound::kLongPress);
     showPoint(coordinate);
     savePoint(coordinate);
 }
@@ -84,7 +84,7 @@ void SettingsLocationVC::pickerChange() {
     const int segment = picker->selectedSegmentIndex();
     if (segment == 0) useGeocoder = false;
     else if (segment == 1) useGeocoder = true;
-    UserDefaults::standardUserDefaults().setBool(useGeocoder, SettingsKey::useGeocoder);
+    (*context_.defaults).setBool(useGeocoder, SettingsKey::useGeocoder);
 }
 
 void SettingsLocationVC::szukajLokalizacji() {
@@ -94,7 +94,7 @@ void SettingsLocationVC::szukajLokalizacji() {
         geocoder_->cancelGeocode();
         geocoder_->deleteLater();
     }
-    geocoder_ = new Geocoder(this);
+    geocoder_ = new Geocoder(context_.geocoder, this);
     Geocoder* mine = geocoder_;
     mine->geocodeAddressString(lokalizacjaName->text(),
                                [this, mine](const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "GMSMapViewDelegate.h"
 #include "GMSMarker.h"
 #include "Geocoder.h"
@@ -16,6 +17,7 @@ class LocationManager;
 // and the manual one. Every change is written to the settings at once.
 class SettingsLocationVC : public UIViewController, public GMSMapViewDelegate {
     Q_OBJECT
+    ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
     QML_UNCREATABLE("made by the navigation")
     Q_PROPERTY(GMSMapView* mapView READ mapView CONSTANT)
@@ -24,7 +26,7 @@ class SettingsLocationVC : public UIViewController, public GMSMapViewDelegate {
     Q_PROPERTY(UILabel* pointLocationTXT MEMBER pointLocationTXT CONSTANT)
 
 public:
-    explicit SettingsLocationVC(QObject* parent = nullptr);
+    explicit SettingsLocationVC(const ScreenContext& context, QObject* parent = nullptr);
     ~SettingsLocationVC() override;
 
     GMSMapView* mapView() const { return mapView_; }

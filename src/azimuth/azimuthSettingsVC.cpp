@@ -7,11 +7,11 @@
 
 #include <QDebug>
 
-azimuthSettingsVC::azimuthSettingsVC(QObject* parent) : UIViewController(parent), tableView_(new UITableView(this)) {
+azimuthSettingsVC::azimuthSettingsVC(const ScreenContext& context, QObject* parent) : UIViewController(parent), context_(context), tableView_(new UITableView(this)) {
     OpisySekcji = {tr("Location"), tr("Azimuths"), tr("General settings")};
     OpisWpisow = {{tr("Location")}, {}, {tr("Hide compass indicator"), tr("Distance units")}};
     OpisDeskryptorow = {{tr("automatic (GPS)")}, {}, {QString(), QStringLiteral("km"), QString(), QString()}};
-    appDelegate = AppDelegate::shared();
+    appDelegate = context.appDelegate;
 }
 
 NSManagedObjectContext* azimuthSettingsVC::context() const {
@@ -33,7 +33,7 @@ void azimuthSettingsVC::fetchAzimuths() {
 
 void azimuthSettingsVC::viewDidLoad() {
     forceLightStyle();
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = *context_.defaults;
     useGeocoder = defaults.boolForKey(SettingsKey::useGeocoder);
     hideCompassIndicator = defaults.boolForKey(SettingsKey::hideCompassIndicator);
     useImperialUnits = defaults.boolForKey(SettingsKey::useImperialUnits);
@@ -45,7 +45,7 @@ void azimuthSettingsVC::viewDidLoad() {
 }
 
 void azimuthSettingsVC::viewWillAppear(bool) {
-    useGeocoder = UserDefaults::standardUserDefaults().boolForKey(SettingsKey::useGeocoder);
+    useGeocoder = (*context_.defaults).boolForKey(SettingsKey::useGeocoder);
     setLocationDescriptor();
     fetchAzimuths();
     tableView_->reloadData();
@@ -121,7 +121,7 @@ void azimuthSettingsVC::didSelectRowAtIndexPath(int section, int row) {
 
 void azimuthSettingsVC::toggleUnits() {
     useImperialUnits = !useImperialUnits;
-    UserDefaults::standardUserDefaults().setBool(useImperialUnits, SettingsKey::useImperialUnits);
+    (*context_.defaults).setBool(useImperialUnits, SettingsKey::useImperialUnits);
     OpisDeskryptorow[2][1] = useImperialUnits ? QStringLiteral("mi") : QStringLiteral("km");
     tableView_->reloadData();
 }
@@ -136,7 +136,7 @@ void azimuthSettingsVC::cellControlChanged(int section, int row, const QString& 
 void azimuthSettingsVC::switchChanged(int tag, bool isOn) {
     if (tag != 0) return;
     hideCompassIndicator = isOn;
-    UserDefaults::standardUserDefaults().setBool(isOn, SettingsKey::hideCompassIndicator);
+    (*context_.defaults).setBool(isOn, SettingsKey::hideCompassIndicator);
 }
 
 void azimuthSettingsVC::azimuthStateChanged(int tag) {

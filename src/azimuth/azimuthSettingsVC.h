@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "store/Entities.h"
 #include "ui/UITableView.h"
 #include "ui/UIViewController.h"
@@ -14,12 +15,13 @@ class AppDelegate;
 // general settings.
 class azimuthSettingsVC : public UIViewController, public UITableViewDataSource {
     Q_OBJECT
+    ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
     QML_UNCREATABLE("made by the navigation")
     Q_PROPERTY(UITableView* tableView READ tableView CONSTANT)
 
 public:
-    explicit azimuthSettingsVC(QObject* parent = nullptr);
+    explicit azimuthSettingsVC(const ScreenContext& context, QObject* parent = nullptr);
 
     UITableView* tableView() const { return tableView_; }
 

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "GMSClock.h"
+#include "Clock.h"
 #include "GMSCoordinateTileSource.h"
 #include "GMSMapRenderer.h"
 #include "GMSMapViewDelegate.h"
@@ -48,7 +48,7 @@ GMSMapView::~GMSMapView() {
 void GMSMapView::sharedInit(const std::optional<GMSCameraPosition>& camera) {
     qRegisterMetaType<GMSCameraPosition>();
     services_ = GMSServices::sharedServicesSync();
-    clock_ = GMSClock::systemClock();
+    clock_ = &zl::Clock::system();
     if (services_) {
         displayLink_ = services_->displayLink();
     } else {
@@ -94,7 +94,7 @@ void GMSMapView::sharedInit(const std::optional<GMSCameraPosition>& camera) {
     });
     gestureTimer_.setSingleShot(true);
     connect(&gestureTimer_, &QTimer::timeout, this, [this] {
-        gestures_.timeout(clock_->now());
+        gestures_.timeout(clock_->monotonicSeconds());
         scheduleGestureTimer();
     });
     frameRateSetting_ = kGMSFrameRateMaximum;
@@ -172,7 +172,7 @@ void GMSMapView::startAnimation(const GMSCameraPosition& to, std::optional<QPoin
     Animation a;
     a.from = camera_;
     a.to = to;
-    a.start = clock_->now();
+    a.start = clock_->monotonicSeconds();
     a.fixedPoint = fixedPoint;
     animation_ = a;
     refreshTicking();
@@ -249,7 +249,7 @@ bool GMSMapView::setPreferredFrameRate(unsigned long rate) {
     return true;
 }
 
-void GMSMapView::setClock(GMSClock* clock) { clock_ = clock ? clock : GMSClock::systemClock(); }
+void GMSMapView::setClock(zl::Clock* clock) { clock_ = clock ? clock : &zl::Clock::system(); }
 
 void GMSMapView::setDisplayLink(GMSDisplayLink* link) {
     if (displayLink_ == link) return;
@@ -271,7 +271,7 @@ void GMSMapView::refreshTicking() {
 }
 
 void GMSMapView::displayLinkFired(GMSDisplayLink*) {
-    const double now = clock_->now();
+    const double now = clock_->monotonicSeconds();
     if (gestures_.isDecelerating()) gestures_.tick(now);
     if (animation_) stepAnimation(now);
     refreshTicking();
@@ -344,7 +344,7 @@ void GMSMapView::tilesChanged() {
     }
     if (tileFrameTimer_.isActive()) return;
     const double interval = 1.0 / std::max(1u, preferredFrameRate());
-    const double since = clock_->now() - lastTileFrame_;
+    const double since = clock_->monotonicSeconds() - lastTileFrame_;
     if (since >= interval || since < 0.0)  // a clock set anew starts afresh
         requestTileFrame();
     else
@@ -352,7 +352,7 @@ void GMSMapView::tilesChanged() {
 }
 
 void GMSMapView::requestTileFrame() {
-    lastTileFrame_ = clock_->now();
+    lastTileFrame_ = clock_->monotonicSeconds();
     update();
 }
 
@@ -633,7 +633,7 @@ void GMSMapView::decelerationTicksNeeded(bool) {
 }
 
 void GMSMapView::feedGestures(const std::vector<GMSTouchPoint>& touches) {
-    gestures_.feed(clock_->now(), touches);
+    gestures_.feed(clock_->monotonicSeconds(), touches);
     scheduleGestureTimer();
 }
 
@@ -643,7 +643,7 @@ void GMSMapView::scheduleGestureTimer() {
         gestureTimer_.stop();
         return;
     }
-    const double ms = std::max(0.0, (*deadline - clock_->now()) * 1000.0);
+    const double ms = std::max(0.0, (*deadline - clock_->monotonicSeconds()) * 1000.0);
     gestureTimer_.start(int(std::ceil(ms)));
 }
 
@@ -655,7 +655,7 @@ void GMSMapView::touchEvent(QTouchEvent* event) {
     event->accept();
 }
 
-void GMSMapView::touchUngrabEvent() { gestures_.cancel(clock_->now()); }
+void GMSMapView::touchUngrabEvent() { gestures_.cancel(clock_->monotonicSeconds()); }
 
 void GMSMapView::mousePressEvent(QMouseEvent* event) {
     mouseDown_ = true;
@@ -683,7 +683,7 @@ void GMSMapView::mouseDoubleClickEvent(QMouseEvent* event) {
 
 void GMSMapView::mouseUngrabEvent() {
     mouseDown_ = false;
-    gestures_.cancel(clock_->now());
+    gestures_.cancel(clock_->monotonicSeconds());
 }
 
 void GMSMapView::wheelEvent(QWheelEvent* event) {

@@ -21,7 +21,9 @@
 #include "GMSTileSource.h"
 #include "geometry/CLLocationCoordinate2D.h"
 
-class GMSClock;
+namespace zl {
+class Clock;
+}
 class GMSMapRenderer;
 class GMSMapViewDelegate;
 #include "GMSMarker.h"
@@ -133,8 +135,8 @@ public:
     QRectF markerFrame(const GMSMarker* marker, const GMSProjection& projection) const;
 
     // --- Time ---
-    void setClock(GMSClock* clock);
-    GMSClock* clock() const { return clock_; }
+    void setClock(zl::Clock* clock);
+    zl::Clock* clock() const { return clock_; }
     void setDisplayLink(GMSDisplayLink* link);
     GMSDisplayLink* displayLink() const { return displayLink_; }
     GMSGestureHandler& gestureHandler() { return gestures_; }
@@ -244,7 +246,7 @@ private:
     std::vector<MarkerTapDelegate> markerTapDelegates_;
     GMSMapViewDelegate* delegate_ = nullptr;
 
-    GMSClock* clock_ = nullptr;
+    zl::Clock* clock_ = nullptr;
     QPointer<GMSDisplayLink> displayLink_;
     bool ticking_ = false;
     std::optional<Animation> animation_;

@@ -2,7 +2,6 @@
 
 #include <QDebug>
 
-#include "GMSClock.h"
 #include "GMSCoordinateTileSource.h"
 #include "GMSDisplayLink.h"
 
@@ -10,18 +9,7 @@ namespace {
 QString g_key;
 bool g_keyGiven = false;
 GMSServices* g_services = nullptr;
-
-struct SystemClock : GMSClock {
-    SystemClock() { timer.start(); }
-    double now() const override { return timer.nsecsElapsed() * 1e-9; }
-    QElapsedTimer timer;
-};
 }  // namespace
-
-GMSClock* GMSClock::systemClock() {
-    static SystemClock clock;
-    return &clock;
-}
 
 bool GMSServices::provideAPIKey(const QString& key) {
     if (key.isEmpty()) {

@@ -5,12 +5,7 @@
 #include <QDebug>
 #include <QGuiApplication>
 
-namespace {
-AppDelegate* g_shared = nullptr;
-}
-
-AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {
-    if (!g_shared) g_shared = this;
+AppDelegate::AppDelegate(const AppPaths& paths, QObject* parent) : QObject(parent), paths_(paths) {
     if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
         connect(app, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
             if (state == Qt::ApplicationSuspended || state == Qt::ApplicationHidden) sceneDidEnterBackground();
@@ -18,11 +13,7 @@ AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {
     }
 }
 
-AppDelegate::~AppDelegate() {
-    if (g_shared == this) g_shared = nullptr;
-}
-
-AppDelegate* AppDelegate::shared() { return g_shared; }
+AppDelegate::~AppDelegate() = default;
 
 bool AppDelegate::didFinishLaunching(const QString& mapApiKey) {
     if (mapApiKey.size() != kApiKeyLength) {
@@ -37,12 +28,12 @@ bool AppDelegate::didFinishLaunching(const QString& mapApiKey) {
 }
 
 void AppDelegate::preloadStore() {
-    if (!container_) container_ = std::make_unique<NSPersistentContainer>(QStringLiteral("Zenloft"), AppPaths::dataDir());
+    if (!container_) container_ = std::make_unique<NSPersistentContainer>(QStringLiteral("Zenloft"), paths_.dataDir());
     container_->storeFile()->load();
 }
 
 NSPersistentContainer* AppDelegate::persistentContainer() {
-    if (!container_) container_ = std::make_unique<NSPersistentContainer>(QStringLiteral("Zenloft"), AppPaths::dataDir());
+    if (!container_) container_ = std::make_unique<NSPersistentContainer>(QStringLiteral("Zenloft"), paths_.dataDir());
     if (!container_->viewContext()) {
         QString error;
         if (!container_->loadPersistentStores(&error)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AppPaths.h"
 #include "store/Entities.h"
 
 #include <QObject>
@@ -24,11 +25,9 @@ class AppDelegate : public QObject {
 public:
     static constexpr int kApiKeyLength = 39;
 
-    explicit AppDelegate(QObject* parent = nullptr);
+    // The store lives in the data folder of paths.
+    explicit AppDelegate(const AppPaths& paths, QObject* parent = nullptr);
     ~AppDelegate() override;
-
-    // The delegate the screens reach the store through; none before one is made.
-    static AppDelegate* shared();
 
     // Launch: hands the key to the map services. A key that isn't 39
     // characters is reported; the app still starts.
@@ -60,6 +59,7 @@ signals:
     void noticeChanged();
 
 private:
+    AppPaths paths_;
     std::unique_ptr<NSPersistentContainer> container_;
     QString problem_;
     QString notice_;

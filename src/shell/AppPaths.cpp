@@ -3,34 +3,15 @@
 #include <QDir>
 #include <QStandardPaths>
 
-#include <mutex>
+AppPaths::AppPaths(const QString& dataDir) : dataDir_(QDir(dataDir).absolutePath()) {}
 
-namespace {
-std::mutex g_mutex;
-QString g_dataDir;
-}  // namespace
-
-namespace AppPaths {
-
-void setDataDir(const QString& dir) {
-    std::lock_guard lock(g_mutex);
-    g_dataDir = QDir(dir).absolutePath();
+QString AppPaths::defaultDataDir() {
+    const QString env = qEnvironmentVariable("ZENLOFT_DATA_DIR");
+    return env.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) : env;
 }
 
-QString dataDir() {
-    std::lock_guard lock(g_mutex);
-    if (g_dataDir.isEmpty()) {
-        const QString env = qEnvironmentVariable("ZENLOFT_DATA_DIR");
-        g_dataDir = env.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)
-                                  : QDir(env).absolutePath();
-    }
-    return g_dataDir;
-}
-
-QString documentsDir() { return QDir(dataDir()).filePath(QStringLiteral("Documents")); }
-QString documentsPath(const QString& folder) { return QDir(documentsDir()).filePath(folder); }
-QString cacheDir() { return QDir(dataDir()).filePath(QStringLiteral("Caches")); }
-QString settingsFile() { return QDir(dataDir()).filePath(QStringLiteral("settings.ini")); }
-QString realmFile() { return QDir(dataDir()).filePath(QStringLiteral("default.realm")); }
-
-}  // namespace AppPaths
+QString AppPaths::documentsDir() const { return QDir(dataDir_).filePath(QStringLiteral("Documents")); }
+QString AppPaths::documentsPath(const QString& folder) const { return QDir(documentsDir()).filePath(folder); }
+QString AppPaths::cacheDir() const { return QDir(dataDir_).filePath(QStringLiteral("Caches")); }
+QString AppPaths::settingsFile() const { return QDir(dataDir_).filePath(QStringLiteral("settings.ini")); }
+QString AppPaths::realmFile() const { return QDir(dataDir_).filePath(QStringLiteral("default.realm")); }

@@ -1,5 +1,7 @@
 #include "ShellScreens.h"
 
+#include "ScreenContext.h"
+
 #include "screens/AboutVC.h"
 #include "screens/IntroVC.h"
 #include "screens/SettingsVC.h"
@@ -16,8 +18,8 @@ void registerScreens(NavigationController& navigation) {
     navigation.registerScreen(QStringLiteral("help"), [] { return new AboutVC; }, page("AboutPage.qml"));
 }
 
-void showMenu(NavigationController& navigation) {
-    navigation.setRootViewController(new IntroVC, page("IntroPage.qml"));
+void showMenu(NavigationController& navigation, const ScreenContext& context) {
+    navigation.setRootViewController(new IntroVC(context), page("IntroPage.qml"));
 }
 
 }  // namespace ShellScreens

@@ -15,6 +15,7 @@
 #include "SystemSound.h"
 #include "settings/UserDefaults.h"
 #include "store/Entities.h"
+#include "fake_context.h"
 #include "testsupport.h"
 #include "ui/NavigationController.h"
 
@@ -26,26 +27,8 @@
 
 namespace aztest {
 
-class FakeBackend : public LocationBackend {
-public:
-    bool providesPositions() const override { return true; }
-    bool providesHeadings() const override { return true; }
-    void fix(double lat, double lon) {
-        CLLocation loc;
-        loc.coordinate = {lat, lon};
-        loc.timestamp = QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC);
-        emit locationsUpdated({loc});
-    }
-    void heading(double magnetic) {
-        emit magneticHeadingUpdated(magnetic, 3.0, QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC));
-    }
-};
-
-class RecordingPlayer : public SoundPlayer {
-public:
-    void play(int soundId) override { played << soundId; }
-    QList<int> played;
-};
+using zltest::FakeBackend;
+using zltest::RecordingPlayer;
 
 class Root : public UIViewController {};
 
@@ -65,17 +48,8 @@ protected:
         ASSERT_TRUE(dir.isValid());
         // Maps draw the built-in coordinate tiles: no network.
         GMSServices::provideAPIKey(QString(39, QChar('A')));
-        AppPaths::setDataDir(dir.path());
-        UserDefaults::setStandardPath(dir.filePath("settings.ini"));
-        services = new LocationServices(&clock);
-        backend = new FakeBackend;
-        services->setBackends(backend, backend);
-        LocationServices::setShared(services);
-        player = std::make_shared<RecordingPlayer>();
-        SystemSound::setPlayer(player);
-        appDelegate = std::make_unique<AppDelegate>();
         nav = std::make_unique<NavigationController>();
-        AzimuthScreens::registerScreens(*nav);
+        AzimuthScreens::registerScreens(*nav, fake.context);
         root = new Root;
         nav->setRootViewController(root, QUrl());
     }
@@ -83,16 +57,12 @@ protected:
         nav.reset();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         if (auto* c = context()) c->flush();
-        appDelegate.reset();
-        SystemSound::setPlayer(nullptr);
-        LocationServices::setShared(nullptr);
-        delete services;
     }
 
     NSManagedObjectContext* context() const {
-        return appDelegate ? appDelegate->persistentContainer()->viewContext() : nullptr;
+        return appDelegate->persistentContainer()->viewContext();
     }
-    UserDefaults& defaults() const { return UserDefaults::standardUserDefaults(); }
+    UserDefaults& defaults() const { return fake.defaults; }
     QList<Azimuth*> stored() const {
         QString error;
         return context()->fetchAll<Azimuth>(&error);
@@ -125,12 +95,13 @@ protected:
         return qobject_cast<T*>(nav->topViewController());
     }
 
-    QTemporaryDir dir;
-    ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
-    LocationServices* services = nullptr;
-    FakeBackend* backend = nullptr;
-    std::shared_ptr<RecordingPlayer> player;
-    std::unique_ptr<AppDelegate> appDelegate;
+    mutable zltest::FakeScreenContext fake;
+    QTemporaryDir& dir = fake.dir;
+    zl::ManualClock& clock = fake.clock;
+    LocationServices* services = &fake.location;
+    FakeBackend* backend = fake.backend;
+    RecordingPlayer* player = &fake.player;
+    AppDelegate* appDelegate = &fake.appDelegate;
     std::unique_ptr<NavigationController> nav;
     Root* root = nullptr;
 

@@ -5,6 +5,7 @@
 //     QT_QPA_PLATFORM=xcb azimuth_screenshots <dir>
 
 #include "AppDelegate.h"
+#include "fake_context.h"
 #include "AppPaths.h"
 #include "AzimuthScreens.h"
 #include "AzimuthVC.h"
@@ -55,17 +56,15 @@ int main(int argc, char** argv) {
     }
     const QString out = QString::fromLocal8Bit(argv[1]);
     QDir().mkpath(out);
-    QTemporaryDir data;
-    AppPaths::setDataDir(data.path());
-    UserDefaults::setStandardPath(QDir(data.path()).filePath("settings.ini"));
+    zltest::FakeScreenContext fake;
     GMSServices::provideAPIKey(QString(39, QChar('A')));
 
-    UserDefaults& defaults = UserDefaults::standardUserDefaults();
+    UserDefaults& defaults = fake.defaults;
     defaults.setBool(true, SettingsKey::useGeocoder);
     defaults.setDouble(50.0614, SettingsKey::latitude);
     defaults.setDouble(19.9383, SettingsKey::longitude);
 
-    AppDelegate appDelegate;
+    AppDelegate& appDelegate = fake.appDelegate;
     NSManagedObjectContext* context = appDelegate.persistentContainer()->viewContext();
     struct Line {
         double azimuth, km;
@@ -92,7 +91,7 @@ int main(int argc, char** argv) {
     mainVC.loadViewIfNeeded();
     ShellServices services(&navigation, &mainVC, &appDelegate);
     ShellScreens::registerScreens(navigation);
-    AzimuthScreens::registerScreens(navigation);
+    AzimuthScreens::registerScreens(navigation, fake.context);
 
     QQuickStyle::setStyle(QStringLiteral("Material"));
     QQmlApplicationEngine engine;
@@ -100,7 +99,7 @@ int main(int argc, char** argv) {
     engine.load(QUrl(QStringLiteral("qrc:/Zenloft/Shell/qml/Main.qml")));
     auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
     if (!window) return 1;
-    ShellScreens::showMenu(navigation);
+    ShellScreens::showMenu(navigation, fake.context);
     settle(300);
 
     navigation.performSegue(navigation.topViewController(), QStringLiteral("azimuthVC"), QVariant());
@@ -125,9 +124,9 @@ int main(int argc, char** argv) {
     ok &= save(window, QDir(out).filePath("azimuth-editor.png"));
 
     // An import with two files in the folder, one of them chosen.
-    QDir().mkpath(AppPaths::documentsPath(QStringLiteral("azimuths")));
+    QDir().mkpath(fake.context.paths.documentsPath(QStringLiteral("azimuths")));
     for (const char* name : {"site 12.json", "tower east.json"}) {
-        QFile f(QDir(AppPaths::documentsPath(QStringLiteral("azimuths"))).filePath(QString::fromUtf8(name)));
+        QFile f(QDir(fake.context.paths.documentsPath(QStringLiteral("azimuths"))).filePath(QString::fromUtf8(name)));
         if (f.open(QIODevice::WriteOnly)) f.write("{\"azimuths\": []}");
     }
     navigation.popViewControllerAnimated(false);

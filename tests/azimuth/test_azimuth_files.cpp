@@ -37,12 +37,10 @@ QByteArray reference(const char* name) {
 
 class Files : public ScreenTest {
 protected:
-    QString folder() const { return AzimuthFolder::path(); }
+    QString folder() const { return AzimuthFolder::path(fake.context.paths); }
 
     AzimuthExportVC* showExport() {
-        auto* vc = open<AzimuthExportVC>("exportAzimuths");
-        if (vc) vc->setClock(&clock);
-        return vc;
+        return open<AzimuthExportVC>("exportAzimuths");
     }
     // Exports under a name and waits for the write.
     std::pair<bool, QString> exportAs(AzimuthExportVC* vc, const QString& name) {
@@ -135,7 +133,7 @@ TEST_F(Files, AClashGetsTheStampAndAThirdWithinTheSecondIsRefused) {
 }
 
 TEST_F(Files, NamesWithSlashesOrDotsStayInTheFolder) {
-    const QStringList outsideBefore = QDir(AppPaths::documentsDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    const QStringList outsideBefore = QDir(fake.context.paths.documentsDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     struct Case {
         const char* typed;
         const char* file;
@@ -148,14 +146,14 @@ TEST_F(Files, NamesWithSlashesOrDotsStayInTheFolder) {
         EXPECT_EQ(QFileInfo(path).absolutePath(), QDir(folder()).absolutePath()) << c.typed;
         EXPECT_EQ(QFileInfo(path).fileName(), c.file) << c.typed;
     }
-    QStringList outsideAfter = QDir(AppPaths::documentsDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    QStringList outsideAfter = QDir(fake.context.paths.documentsDir()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
     outsideAfter.removeAll("azimuths");
     EXPECT_EQ(outsideAfter, outsideBefore);
     EXPECT_FALSE(QFileInfo::exists(QDir(dir.path()).filePath("evil.json")));
 }
 
 TEST_F(Files, AnExportThatCantBeWrittenStaysAndSaysWhy) {
-    writeFile(AppPaths::documentsPath("azimuths"), "a file where the folder should be");
+    writeFile(fake.context.paths.documentsPath("azimuths"), "a file where the folder should be");
     zltest::LogCapture log;
     AzimuthExportVC* vc = showExport();
     const auto [ok, path] = exportAs(vc, "x");

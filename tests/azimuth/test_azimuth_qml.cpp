@@ -34,8 +34,8 @@ protected:
         ScreenTest::SetUp();
         mainVC.loadViewIfNeeded();
         ShellScreens::registerScreens(*nav);
-        AzimuthScreens::registerScreens(*nav);
-        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, appDelegate.get());
+        AzimuthScreens::registerScreens(*nav, fake.context);
+        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, appDelegate);
         engine = std::make_unique<QQmlApplicationEngine>();
         engine->addImportPath("qrc:/");
     }
@@ -48,7 +48,7 @@ protected:
         engine->load(QUrl("qrc:/Zenloft/Shell/qml/Main.qml"));
         auto* window = qobject_cast<QQuickWindow*>(engine->rootObjects().value(0));
         if (!window) return nullptr;
-        ShellScreens::showMenu(*nav);
+        ShellScreens::showMenu(*nav, fake.context);
         window->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window));
         return window;

@@ -191,7 +191,7 @@ TEST_F(AzimuthList, ReturningShowsNewAzimuthsAndTheLocationSource) {
 
 TEST_F(AzimuthList, WithoutAnApplicationDelegateOnlyTheActionRowsShow) {
     addAzimuth(10.0, 1.0);
-    azimuthSettingsVC vc;
+    azimuthSettingsVC vc(fake.context);
     vc.appDelegate = nullptr;
     vc.loadViewIfNeeded();
     EXPECT_EQ(vc.numberOfRowsInSection(1), 3);
@@ -350,7 +350,7 @@ TEST_F(AzimuthForm, AnAzimuthTooLargeForAnEditIsRefusedAndKept) {
 }
 
 TEST_F(AzimuthForm, WithoutAnApplicationDelegateTheButtonOnlyValidates) {
-    NewAzimuthVC vc;
+    NewAzimuthVC vc(fake.context);
     vc.appDelegate = nullptr;
     vc.loadViewIfNeeded();
     vc.azimuth->userEdit("1");

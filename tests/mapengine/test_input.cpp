@@ -6,7 +6,7 @@
 
 #include <limits>
 
-#include "GMSClock.h"
+#include "Clock.h"
 #include "GMSMapView.h"
 #include "GMSMarker.h"
 #include "GMSPolygon.h"
@@ -46,7 +46,7 @@ protected:
         GMSServices::resetForTests();
     }
     NoTiles tiles;
-    GMSManualClock clock{50.0};
+    zl::ManualClock clock{50.0};
     GMSDisplayLink link{ManualFrameTimer::factory()};
     QQuickWindow window;
     GMSMapView* map = nullptr;
@@ -56,10 +56,10 @@ TEST_F(InputTest, MouseDragPansAndWheelZoomsAboutThePointer) {
     const CLLocationCoordinate2D start = map->camera().target();
     QTest::mousePress(&window, Qt::LeftButton, {}, QPoint(100, 100));
     for (int i = 1; i <= 10; ++i) {
-        clock.advance(0.05);
+        clock.advanceSeconds(0.05);
         QTest::mouseMove(&window, QPoint(100 + 10 * i, 100));
     }
-    clock.advance(0.05);
+    clock.advanceSeconds(0.05);
     QTest::mouseRelease(&window, Qt::LeftButton, {}, QPoint(200, 100));
     EXPECT_LT(map->camera().target().longitude, start.longitude);
     EXPECT_NEAR(map->camera().target().latitude, start.latitude, 1e-9);
@@ -78,7 +78,7 @@ TEST_F(InputTest, DoubleClickZoomsInByOne) {
     QTest::mouseDClick(&window, Qt::LeftButton, {}, QPoint(200, 150));
     ASSERT_TRUE(map->isAnimating());
     for (int i = 0; i < 60 && ManualFrameTimer::last; ++i) {
-        clock.advance(1.0 / 60);
+        clock.advanceSeconds(1.0 / 60);
         ManualFrameTimer::last->fire();
     }
     EXPECT_NEAR(map->camera().zoom(), 11.0f, 1e-5);
@@ -88,11 +88,11 @@ TEST_F(InputTest, TouchPinchZooms) {
     QPointingDevice* device = QTest::createTouchDevice();
     QTest::touchEvent(&window, device).press(1, QPoint(150, 150)).press(2, QPoint(250, 150));
     for (int i = 1; i <= 10; ++i) {
-        clock.advance(0.03);
+        clock.advanceSeconds(0.03);
         QTest::touchEvent(&window, device).move(1, QPoint(150 - 5 * i, 150)).move(2, QPoint(250 + 5 * i, 150));
     }
     EXPECT_NEAR(map->camera().zoom(), 10.0f + std::log2(200.0 / 100.0 / 1.1), 0.05);
-    clock.advance(1.0);
+    clock.advanceSeconds(1.0);
     QTest::touchEvent(&window, device).release(1, QPoint(100, 150)).release(2, QPoint(300, 150));
     EXPECT_EQ(map->gestureHandler().gestureState(), 0);
 }
@@ -121,7 +121,7 @@ TEST_F(InputTest, BadNumbersDrawNothingAndBreakNothing) {
                                        GMSCameraPosition(-90, -180, 2.0f)}) {
         map->setCamera(c);
         QTest::mouseClick(&window, Qt::LeftButton, {}, QPoint(200, 150));
-        clock.advance(1.0);
+        clock.advanceSeconds(1.0);
         (void)window.grabWindow();
     }
     map->clear();

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "GMSClock.h"
+#include "Clock.h"
 #include "GMSGroundOverlay.h"
 #include "GMSMapView.h"
 #include "GMSMapViewDelegate.h"
@@ -60,13 +60,13 @@ protected:
     }
     void runAnimation(double seconds = 1.0) {
         for (int i = 0; i < int(seconds * 60) && ManualFrameTimer::last; ++i) {
-            clock.advance(1.0 / 60);
+            clock.advanceSeconds(1.0 / 60);
             ManualFrameTimer::last->fire();
         }
     }
 
     SilentSource source;
-    GMSManualClock clock{100.0};
+    zl::ManualClock clock{100.0};
     GMSDisplayLink link{ManualFrameTimer::factory()};
     RecordingDelegate delegate;
     std::unique_ptr<GMSMapView> view;
@@ -342,7 +342,7 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMoving) {
     QSignalSpy idle(view.get(), &GMSMapView::idleAtCameraPosition);
     view->animateToLocation({12.0, 22.0});
     EXPECT_EQ(link.clientCount(), 1);
-    clock.advance(0.25);
+    clock.advanceSeconds(0.25);
     ManualFrameTimer::last->fire();
     const CLLocationCoordinate2D mid = view->camera().target();
     EXPECT_GT(mid.latitude, 10.0);
@@ -364,7 +364,7 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMoving) {
 TEST_F(MapViewTest, AnimationTakesTheShortWayRound) {
     view->setCamera(GMSCameraPosition(0.0, 170.0, 5.0f));
     view->animateToLocation({0.0, -170.0});
-    clock.advance(0.25);
+    clock.advanceSeconds(0.25);
     ManualFrameTimer::last->fire();
     const double lng = view->camera().target().longitude;
     EXPECT_TRUE(lng > 170.0 || lng < -170.0) << lng;
@@ -472,14 +472,14 @@ TEST_F(MapViewTest, TapsOnShapesAndOnTheMap) {
 TEST_F(MapViewTest, LongPressReportsTheCoordinateUnderTheFinger) {
     QSignalSpy spy(view.get(), &GMSMapView::didLongPressAtCoordinate);
     GMSGestureHandler& g = view->gestureHandler();
-    g.feed(clock.now(), {{1, {150, 100}}});
-    g.timeout(clock.now() + 0.4);
+    g.feed(clock.monotonicSeconds(), {{1, {150, 100}}});
+    g.timeout(clock.monotonicSeconds() + 0.4);
     ASSERT_EQ(delegate.longPresses.size(), 1u);
     const CLLocationCoordinate2D want = view->projection().coordinateForPoint({150, 100});
     EXPECT_DOUBLE_EQ(delegate.longPresses[0].latitude, want.latitude);
     EXPECT_DOUBLE_EQ(delegate.longPresses[0].longitude, want.longitude);
     EXPECT_EQ(spy.count(), 1);
-    g.feed(clock.now() + 0.5, {});
+    g.feed(clock.monotonicSeconds() + 0.5, {});
     // Not on a draggable marker.
     auto m = GMSMarker::markerWithPosition(view->projection().coordinateForPoint({150, 100}));
     m->setDraggable(true);
@@ -492,7 +492,7 @@ TEST_F(MapViewTest, PanKeepsTheGroundUnderTheFinger) {
     GMSGestureHandler& g = view->gestureHandler();
     // The pan takes hold once the finger has moved 10 points: at (110, 104).
     const CLLocationCoordinate2D under = view->projection().coordinateForPoint({110, 104});
-    double t = clock.now();
+    double t = clock.monotonicSeconds();
     g.feed(t, {{1, {100, 100}}});
     for (int i = 1; i <= 20; ++i) g.feed(t + i * 0.02, {{1, {100.0 + 5 * i, 100.0 + 2 * i}}});
     const QPointF now = view->projection().pointForCoordinate(under);
@@ -504,7 +504,7 @@ TEST_F(MapViewTest, PanKeepsTheGroundUnderTheFinger) {
 TEST_F(MapViewTest, WheelAndPinchZoomAboutThePointer) {
     GMSGestureHandler& g = view->gestureHandler();
     const CLLocationCoordinate2D under = view->projection().coordinateForPoint({150, 150});
-    double t = clock.now();
+    double t = clock.monotonicSeconds();
     g.feed(t, {{1, {100, 150}}});
     g.feed(t + 0.01, {{1, {100, 150}}, {2, {200, 150}}});
     g.feed(t + 0.05, {{1, {50, 150}}, {2, {250, 150}}});  // ratio 2 begins the zoom
@@ -518,11 +518,11 @@ TEST_F(MapViewTest, WheelAndPinchZoomAboutThePointer) {
 
 TEST_F(MapViewTest, PanInertiaRunsOnTheDisplayLinkAndStops) {
     GMSGestureHandler& g = view->gestureHandler();
-    double t = clock.now();
+    double t = clock.monotonicSeconds();
     g.feed(t, {{1, {100, 100}}});
     for (int i = 1; i <= 20; ++i) g.feed(t + i * 0.01, {{1, {100.0 + 10 * i, 100}}});
-    clock.setNow(t + 0.21);
-    g.feed(clock.now(), {});
+    clock.advanceSeconds(t + 0.21 - clock.monotonicSeconds());
+    g.feed(clock.monotonicSeconds(), {});
     EXPECT_TRUE(g.isDecelerating());
     EXPECT_EQ(link.clientCount(), 1);
     const double before = view->camera().target().longitude;

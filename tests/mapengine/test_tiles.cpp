@@ -2,7 +2,7 @@
 
 #include <QSignalSpy>
 
-#include "GMSClock.h"
+#include "Clock.h"
 #include "GMSCoordinateTileSource.h"
 #include "GMSMapView.h"
 #include "GMSServices.h"
@@ -178,7 +178,7 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
     GMSServices::resetForTests();
     GMSServices::provideAPIKey(QString(39, QChar('A')));
     ManualSource src;
-    GMSManualClock clock(50.0);
+    zl::ManualClock clock(50.0);
     {
         GMSMapView view(GMSCameraPosition(10.0, 20.0, 10.0f));
         view.setClock(&clock);
@@ -189,18 +189,18 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
         QList<GMSTileKey> asked = src.asked;
         ASSERT_GE(asked.size(), 4);
 
-        clock.advance(0.004);
+        clock.advanceSeconds(0.004);
         src.answer(asked.takeFirst());
         EXPECT_TRUE(view.isTileFramePaced());
-        clock.advance(0.004);
+        clock.advanceSeconds(0.004);
         src.answer(asked.takeFirst());
         EXPECT_TRUE(view.isTileFramePaced());
         // Its turn came: the next tile alone is drawn at once.
         ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
-        clock.advance(0.050);
+        clock.advanceSeconds(0.050);
         src.answer(asked.takeFirst());
         EXPECT_FALSE(view.isTileFramePaced());
-        clock.advance(0.001);
+        clock.advanceSeconds(0.001);
         src.answer(asked.takeFirst());
         EXPECT_EQ(view.isTileFramePaced(), !asked.isEmpty());
         while (!asked.isEmpty()) src.answer(asked.takeFirst());
@@ -211,7 +211,7 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
         view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
         asked = view.tileManager()->pending().values();
         ASSERT_GE(asked.size(), 2);
-        clock.advance(0.001);
+        clock.advanceSeconds(0.001);
         src.answer(asked.takeFirst());
         EXPECT_TRUE(view.isTileFramePaced());
         // Each failure asks for an ancestor to stand in; they fail too.

@@ -41,7 +41,7 @@ protected:
         d.apiKey = key;
         auto c = std::make_unique<GMSDASHConnection>(QUrl(QString::fromStdString(server->endpointUrl())), d,
                                                      std::make_shared<GMSDASHClientState>(nullptr),
-                                                     std::make_shared<GMSManualTimingClock>());
+                                                     std::make_shared<zl::ManualClock>());
         c->resumeSending();
         return c;
     }

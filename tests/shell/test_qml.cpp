@@ -7,6 +7,7 @@
 #include "ShellServices.h"
 #include "screens/AboutVC.h"
 #include "screens/SettingsVC.h"
+#include "fake_context.h"
 #include "testsupport.h"
 
 #include <QDirIterator>
@@ -29,19 +30,16 @@ namespace {
 struct App : ::testing::Test {
     static void SetUpTestSuite() { QQuickStyle::setStyle("Material"); }
     void SetUp() override {
-        AppPaths::setDataDir(dir.path());
-        LocationServices::setShared(&location);
         mainVC.loadViewIfNeeded();
         ShellScreens::registerScreens(navigation);
         engine.addImportPath("qrc:/");
     }
-    void TearDown() override { LocationServices::setShared(nullptr); }
 
     QQuickWindow* loadMain() {
         engine.load(QUrl("qrc:/Zenloft/Shell/qml/Main.qml"));
         auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
         if (!window) return nullptr;
-        ShellScreens::showMenu(navigation);
+        ShellScreens::showMenu(navigation, fake.context);
         window->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window));
         return window;
@@ -50,12 +48,10 @@ struct App : ::testing::Test {
     bool click(QQuickWindow* window, const char* name) { return zltest::clickItem(window, name); }
     void settle() { QTest::qWait(450); }  // page transitions
 
-    QTemporaryDir dir;
-    LocationServices location;
+    zltest::FakeScreenContext fake;
     NavigationController navigation;
     MainVC mainVC;
-    AppDelegate appDelegate;
-    ShellServices services{&navigation, &mainVC, &appDelegate};
+    ShellServices services{&navigation, &mainVC, &fake.appDelegate};
     QQmlApplicationEngine engine;
 };
 
@@ -108,11 +104,11 @@ TEST_F(App, AWalkThroughTheMenuWithRealClicks) {
 TEST_F(App, AStoreProblemIsShownAsADialog) {
     QQuickWindow* window = loadMain();
     ASSERT_TRUE(window);
-    appDelegate.reportProblem("The store x could not be opened");
+    fake.appDelegate.reportProblem("The store x could not be opened");
     QTest::qWait(50);
     auto* dialog = window->findChild<QObject*>("problemDialog");
     ASSERT_TRUE(dialog);
     EXPECT_TRUE(dialog->property("visible").toBool());
-    appDelegate.dismissProblem();
+    fake.appDelegate.dismissProblem();
     EXPECT_TRUE(zltest::waitFor([&] { return !dialog->property("visible").toBool(); }));
 }

@@ -9,6 +9,7 @@
 #include "screens/IntroVC.h"
 #include "screens/MainVC.h"
 #include "screens/SettingsVC.h"
+#include "fake_context.h"
 #include "testsupport.h"
 #include "ui/NavigationController.h"
 
@@ -24,21 +25,18 @@ class Blank : public UIViewController {};
 
 struct Menu : ::testing::Test {
     void SetUp() override {
-        LocationServices::setShared(&services);
-        AppPaths::setDataDir(dir.path());
         for (const char* id : {"azimuthVC", "ptpVC", "validationVC", "settings", "help", "azimuth_settings",
                                "ptp_settings", "validation_settings"})
             nav.registerScreen(id, [] { return new Blank; }, QUrl());
     }
-    void TearDown() override { LocationServices::setShared(nullptr); }
     IntroVC* showMenu() {
-        auto* intro = new IntroVC;
+        auto* intro = new IntroVC(fake.context);
         nav.setRootViewController(intro, QUrl());
         QCoreApplication::processEvents();  // the manager's first callback
         return intro;
     }
-    QTemporaryDir dir;
-    LocationServices services;
+    zltest::FakeScreenContext fake;
+    LocationServices& services = fake.location;
     NavigationController nav;
 };
 
@@ -107,13 +105,13 @@ TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
     zltest::LogCapture log;
     // The spy must exist before the menu appears: on a quick disk the folders
     // are made before the first event pass is over.
-    auto* intro = new IntroVC;
+    auto* intro = new IntroVC(fake.context);
     QSignalSpy ready(intro, &IntroVC::foldersReady);
     nav.setRootViewController(intro, QUrl());
     ASSERT_TRUE(ready.count() > 0 || ready.wait(5000));
     for (const QString& name : IntroVC::folderNames())
-        EXPECT_TRUE(QDir(AppPaths::documentsPath(name)).exists()) << name.toStdString();
-    EXPECT_FALSE(QDir(AppPaths::documentsPath("azimuths")).exists()) << "made by the export screen";
+        EXPECT_TRUE(QDir(fake.context.paths.documentsPath(name)).exists()) << name.toStdString();
+    EXPECT_FALSE(QDir(fake.context.paths.documentsPath("azimuths")).exists()) << "made by the export screen";
     ready.clear();
     intro->viewDidAppear(false);
     ASSERT_TRUE(ready.wait(5000));
@@ -195,9 +193,7 @@ TEST(RootScreen, StripHeightRules) {
 
 TEST(ApplicationDelegate, OpensTheStoreLazilyAndSavesOnlyChanges) {
     QTemporaryDir dir;
-    AppPaths::setDataDir(dir.path());
-    AppDelegate app;
-    EXPECT_EQ(AppDelegate::shared(), &app);
+    AppDelegate app{AppPaths(dir.path())};
     EXPECT_TRUE(app.didFinishLaunching(QString(39, QLatin1Char('k'))));
     EXPECT_TRUE(app.notice().isEmpty());
     EXPECT_FALSE(app.hasOpenedStore()) << "launch touches no store";
@@ -215,19 +211,19 @@ TEST(ApplicationDelegate, OpensTheStoreLazilyAndSavesOnlyChanges) {
 }
 
 TEST(ApplicationDelegate, AKeyOfTheWrongLengthIsReported) {
-    AppDelegate app;
+    QTemporaryDir dir;
+    AppDelegate app{AppPaths(dir.path())};
     app.didFinishLaunching("short");
     EXPECT_TRUE(app.notice().contains("5 characters"));
 }
 
 TEST(ApplicationDelegate, AStoreThatWontOpenIsReportedByName) {
     QTemporaryDir dir;
-    AppPaths::setDataDir(dir.path());
     QFile f(QDir(dir.path()).filePath("Zenloft.sqlite"));
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write(QByteArray(2048, 'z'));
     f.close();
-    AppDelegate app;
+    AppDelegate app{AppPaths(dir.path())};
     QSignalSpy problem(&app, &AppDelegate::problemChanged);
     NSPersistentContainer* container = app.persistentContainer();
     ASSERT_NE(container->viewContext(), nullptr);

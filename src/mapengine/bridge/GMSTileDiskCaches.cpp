@@ -6,7 +6,7 @@
 #include <QStorageInfo>
 
 GMSTileDiskCaches::GMSTileDiskCaches(const QString& cachesDir, const QString& lastRunVersion,
-                                     const std::vector<int>& tileTypes, std::function<qint64()> clock)
+                                     const std::vector<int>& tileTypes, const zl::Clock* clock)
 {
     const auto descriptor = GMSCacheStorageDescriptor::cacheStorageDescriptorForName(
         kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, cachesDir, lastRunVersion);

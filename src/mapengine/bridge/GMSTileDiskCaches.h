@@ -9,6 +9,9 @@
 #include <vector>
 
 class GMSTileDataCache;
+namespace zl {
+class Clock;
+}
 
 // The disk caches of the tile types, in the one "Tiles" store below the
 // caches folder. Kept apart so that the store's headers stay out of the
@@ -18,7 +21,7 @@ public:
     // lastRunVersion: the engine version recorded at the previous run; an
     // older or unknown one empties the store first.
     GMSTileDiskCaches(const QString& cachesDir, const QString& lastRunVersion, const std::vector<int>& tileTypes,
-                      std::function<qint64()> clock);
+                      const zl::Clock* clock);
     ~GMSTileDiskCaches();
 
     GMSTileDataCache* cacheForType(int tileType) const;

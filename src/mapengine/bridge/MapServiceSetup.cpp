@@ -1,5 +1,7 @@
 #include "MapServiceSetup.h"
 
+#include "Clock.h"
+
 #include "GMSCoreClientParameters.h"
 #include "GMSDASHConnection.h"
 #include "GMSDASHProtobufferRequest.h"
@@ -88,7 +90,7 @@ const QString MapServiceSetup::kLastRunSDKVersionKey = QStringLiteral("GMSSDKLas
 struct MapServiceSetup::Impl {
     MapServiceOptions options;
     std::unique_ptr<GMSSettingsUserDefaults> defaults;
-    std::shared_ptr<GMSSystemTimingClock> clock = std::make_shared<GMSSystemTimingClock>();
+    std::shared_ptr<const zl::Clock> clock;
     std::unique_ptr<GMSDASHConnection> connection;
     std::unique_ptr<GMSTileDiskCaches> diskCaches;
     QThread workThread;
@@ -148,6 +150,9 @@ struct MapServiceSetup::Impl {
 MapServiceSetup::MapServiceSetup(MapServiceOptions options) : d(std::make_unique<Impl>())
 {
     d->options = std::move(options);
+    // Handed in by the app, which outlives the setup.
+    d->clock = std::shared_ptr<const zl::Clock>(d->options.clock ? d->options.clock : &zl::Clock::system(),
+                                                [](const zl::Clock*) {});
 }
 
 MapServiceSetup::~MapServiceSetup()
@@ -202,11 +207,11 @@ bool MapServiceSetup::startServices(bool install)
         o.endpoint, description, std::make_shared<GMSDASHClientState>(d->defaults.get()), d->clock);
 
     auto clock = d->clock;
-    auto millis = [clock] { return clock->currentTimeMillis(); };
+    auto millis = [clock] { return clock->wallMs(); };
     std::vector<int> types;
     for (const auto& [layer, type] : kLayerTileTypes)
         types.push_back(type);
-    d->diskCaches = std::make_unique<GMSTileDiskCaches>(o.cacheDir, lastRun, types, millis);
+    d->diskCaches = std::make_unique<GMSTileDiskCaches>(o.cacheDir, lastRun, types, clock.get());
 
     d->workQueue = new QObject;
     d->workQueue->moveToThread(&d->workThread);

@@ -10,6 +10,9 @@ class GMSDASHTileService;
 class GMSDASHConnection;
 class GMSServiceTileSource;
 class GMSStyleTableService;
+namespace zl {
+class Clock;
+}
 
 struct MapServiceOptions {
     QUrl endpoint;            // e.g. http://127.0.0.1:8765/glm/mmap
@@ -18,6 +21,7 @@ struct MapServiceOptions {
     QString cacheDir;         // disk caches and "ServerControlledParams"
     int tileEdgeLength = 256;
     double screenScale = 1.0;
+    const zl::Clock* clock = nullptr;  // the machine's when none is given
 };
 
 // Builds the engine's traffic with the map service: connection, disk caches,

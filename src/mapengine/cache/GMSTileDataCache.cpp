@@ -6,10 +6,10 @@
 #include "GMSTileDataCacheCore.h"
 
 GMSTileDataCache::GMSTileDataCache(GMSCacheStorageDescriptor descriptor, int tileType, qint64 maxCount,
-                                   qint64 maxSize, GMSTimingClock timingClock)
+                                   qint64 maxSize, const zl::Clock* timingClock)
     : m_descriptor(std::move(descriptor)),
       m_tileType(tileType),
-      m_core(std::make_unique<GMSTileDataCacheCore>(tileType, maxCount, maxSize, std::move(timingClock))),
+      m_core(std::make_unique<GMSTileDataCacheCore>(tileType, maxCount, maxSize, timingClock)),
       m_queue(std::make_unique<GMSCacheQueue>(QStringLiteral("GMSTileDataCache-%1").arg(tileType))) {}
 
 GMSTileDataCache::~GMSTileDataCache() {

@@ -24,7 +24,7 @@ class GMSTileDataCacheCore;
 class GMSTileDataCache {
 public:
     GMSTileDataCache(GMSCacheStorageDescriptor descriptor, int tileType, qint64 maxCount, qint64 maxSize,
-                     GMSTimingClock timingClock = {});
+                     const zl::Clock* timingClock = nullptr);
     // Finishes the work already asked for, then closes the store.
     ~GMSTileDataCache();
     GMSTileDataCache(const GMSTileDataCache&) = delete;

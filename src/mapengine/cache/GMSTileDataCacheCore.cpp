@@ -1,5 +1,7 @@
 #include "GMSTileDataCacheCore.h"
 
+#include "Clock.h"
+
 #include "GMSCacheLog.h"
 
 #include <algorithm>
@@ -38,8 +40,8 @@ const char* const kDeleteProperty = "DELETE FROM GMSCacheProperty WHERE key = ?"
 
 }  // namespace
 
-GMSTileDataCacheCore::GMSTileDataCacheCore(int tileType, qint64 maxCount, qint64 maxSize, GMSTimingClock clock)
-    : m_tileType(tileType), m_maxCount(maxCount), m_maxSize(maxSize), m_clock(std::move(clock)) {}
+GMSTileDataCacheCore::GMSTileDataCacheCore(int tileType, qint64 maxCount, qint64 maxSize, const zl::Clock* clock)
+    : m_tileType(tileType), m_maxCount(maxCount), m_maxSize(maxSize), m_clock(clock) {}
 
 GMSTileDataCacheCore::~GMSTileDataCacheCore() {
     if (m_storage) flushTouched();
@@ -517,7 +519,7 @@ void GMSTileDataCacheCore::setExpirationPeriodMS(qint64 periodMS) {
 
 bool GMSTileDataCacheCore::removeExpiredTilesIfNecessary() {
     if (!m_storage || !m_clock || m_tiles.empty() || m_expirationPeriodMS < 0) return false;
-    const qint64 t = m_clock() - m_expirationPeriodMS;
+    const qint64 t = m_clock->wallMs() - m_expirationPeriodMS;
     if (m_nextValidationTimeMS >= 0 && m_nextValidationTimeMS > t) return false;  // nothing can be old yet
     ++m_expirationScans;
     QList<GMSCacheTileKey> expired;

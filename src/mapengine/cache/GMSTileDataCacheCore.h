@@ -18,7 +18,7 @@
 // queue and is only called there (GMSTileDataCache does the hopping).
 class GMSTileDataCacheCore {
 public:
-    GMSTileDataCacheCore(int tileType, qint64 maxCount, qint64 maxSize, GMSTimingClock clock);
+    GMSTileDataCacheCore(int tileType, qint64 maxCount, qint64 maxSize, const zl::Clock* clock);
     ~GMSTileDataCacheCore();
 
     // Takes the opened store and reads the index and the properties. False
@@ -98,7 +98,7 @@ private:
     int m_tileType;
     qint64 m_maxCount;
     qint64 m_maxSize;
-    GMSTimingClock m_clock;
+    const zl::Clock* m_clock;  // wall time; none: tiles never expire
 
     GMSCacheLruIndex<GMSCacheTileKey, Row> m_tiles;
     qint64 m_cacheSize = 0;

@@ -8,9 +8,9 @@
 
 #include <functional>
 
-// Milliseconds of a clock the caller chooses (tests pass a fake one). An
-// empty clock means tiles never expire.
-using GMSTimingClock = std::function<qint64()>;
+namespace zl {
+class Clock;
+}
 
 // What a load answers.
 struct GMSCachedTileData {

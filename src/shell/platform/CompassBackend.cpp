@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-CompassBackend::CompassBackend(Clock* clock, QObject* parent) : LocationBackend(parent), clock_(clock) {
+CompassBackend::CompassBackend(zl::Clock* clock, QObject* parent) : LocationBackend(parent), clock_(clock) {
     if (!isAvailable()) {
         qInfo("No compass on this machine; headings come only from a replay");
         return;

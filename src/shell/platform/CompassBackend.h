@@ -9,7 +9,7 @@ class QCompass;
 class CompassBackend : public LocationBackend {
     Q_OBJECT
 public:
-    explicit CompassBackend(Clock* clock, QObject* parent = nullptr);
+    explicit CompassBackend(zl::Clock* clock, QObject* parent = nullptr);
 
     // Whether the machine has a compass sensor at all.
     static bool isAvailable();
@@ -22,6 +22,6 @@ public:
     static double accuracyFromCalibration(double level);
 
 private:
-    Clock* clock_;
+    zl::Clock* clock_;
     QCompass* compass_ = nullptr;
 };

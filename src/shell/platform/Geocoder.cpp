@@ -12,11 +12,6 @@
 
 namespace {
 
-Geocoder::Config& sharedConfig() {
-    static Geocoder::Config config;
-    return config;
-}
-
 // One network access object per thread that searches (in practice the GUI
 // thread); it lives as long as the thread.
 QNetworkAccessManager* network() {
@@ -31,7 +26,7 @@ constexpr qint64 kMaxAnswerBytes = 4 * 1024 * 1024;
 
 }  // namespace
 
-Geocoder::Geocoder(QObject* parent) : QObject(parent), config_(sharedConfig()) {}
+Geocoder::Geocoder(Config config, QObject* parent) : QObject(parent), config_(std::move(config)) {}
 
 Geocoder::~Geocoder() {
     if (reply_) {
@@ -39,14 +34,6 @@ Geocoder::~Geocoder() {
         reply_->abort();
         reply_->deleteLater();
     }
-}
-
-void Geocoder::setDefaultConfig(const Config& config) {
-    sharedConfig() = config;
-}
-
-Geocoder::Config Geocoder::defaultConfig() {
-    return sharedConfig();
 }
 
 QUrl Geocoder::searchUrl(const QUrl& endpoint, const QString& address) {

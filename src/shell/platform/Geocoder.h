@@ -39,13 +39,9 @@ public:
         QByteArray userAgent = "Zenloft/0.1";
     };
 
-    explicit Geocoder(QObject* parent = nullptr);
+    explicit Geocoder(Config config, QObject* parent = nullptr);
     ~Geocoder() override;
 
-    // Process-wide settings, read by every new search.
-    static void setDefaultConfig(const Config& config);
-    static Config defaultConfig();
-    // This geocoder only.
     void setConfig(const Config& config) { config_ = config; }
     Config config() const { return config_; }
 

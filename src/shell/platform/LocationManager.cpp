@@ -2,11 +2,9 @@
 
 #include "LocationServices.h"
 
-LocationManager::LocationManager(QObject* parent) : LocationManager(LocationServices::shared(), parent) {}
-
 LocationManager::LocationManager(LocationServices* services, QObject* parent)
-    : QObject(parent), services_(services ? services : LocationServices::shared()) {
-    services = services_;
+    : QObject(parent), services_(services) {
+    Q_ASSERT(services);
     services->attach(this);
     connect(services, &LocationServices::authorizationStatusChanged, this,
             &LocationManager::didChangeAuthorizationStatus);
@@ -34,9 +32,7 @@ LocationManager::~LocationManager() {
     }
 }
 
-int LocationManager::authorizationStatus() {
-    return LocationServices::shared()->authorizationStatus();
-}
+int LocationManager::authorizationStatus() const { return services_ ? services_->authorizationStatus() : 0; }
 
 void LocationManager::requestWhenInUseAuthorization() {
     if (services_)
@@ -82,7 +78,7 @@ void LocationManager::requestLocation() {
         return;
     const auto fix = services_->location();
     const auto receivedAt = services_->locationReceivedAt();
-    Clock* clock = services_->clock();
+    zl::Clock* clock = services_->clock();
     if (fix && receivedAt && receivedAt->msecsTo(clock->now()) <= kRequestLocationTimeoutMs) {
         const CLLocation recent = *fix;
         QMetaObject::invokeMethod(this, [this, recent] { emit didUpdateLocations({recent}); },
@@ -90,7 +86,7 @@ void LocationManager::requestLocation() {
         return;
     }
     oneShotPending_ = true;
-    oneShotTimer_ = clock->schedule(kRequestLocationTimeoutMs, [this] {
+    oneShotTimer_ = clock->schedule(kRequestLocationTimeoutMs, this, [this] {
         oneShotPending_ = false;
         emit didFailWithError(CLError{kCLErrorLocationUnknown, QStringLiteral("No location found in time")});
     });

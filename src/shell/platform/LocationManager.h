@@ -26,12 +26,11 @@ enum CLActivityType : int {
 class LocationManager : public QObject {
     Q_OBJECT
 public:
-    explicit LocationManager(QObject* parent = nullptr);  // uses LocationServices::shared()
     explicit LocationManager(LocationServices* services, QObject* parent = nullptr);
     ~LocationManager() override;
 
-    // Class property: the process-wide permission.
-    static int authorizationStatus();
+    // The permission of the services this manager listens to.
+    int authorizationStatus() const;
     void requestWhenInUseAuthorization();
 
     // Latest known fix, whoever asked for it; absent without permission.
@@ -82,7 +81,7 @@ private:
     bool updatingLocation_ = false;
     bool updatingHeading_ = false;
     bool oneShotPending_ = false;
-    Clock::Handle oneShotTimer_ = 0;
+    zl::Clock::Handle oneShotTimer_ = 0;
     double desiredAccuracy_ = kCLLocationAccuracyBest;
     double distanceFilter_ = kCLDistanceFilterNone;
     int activityType_ = CLActivityTypeOther;

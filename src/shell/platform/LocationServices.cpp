@@ -7,11 +7,7 @@
 
 #include <QCoreApplication>
 
-namespace {
-QPointer<LocationServices> g_override;
-}
-
-LocationServices::LocationServices(Clock* clock, QObject* parent) : QObject(parent), clock_(clock) {
+LocationServices::LocationServices(zl::Clock* clock, QObject* parent) : QObject(parent), clock_(clock) {
     qRegisterMetaType<CLLocation>();
     qRegisterMetaType<CLHeading>();
     qRegisterMetaType<CLError>();
@@ -19,19 +15,6 @@ LocationServices::LocationServices(Clock* clock, QObject* parent) : QObject(pare
 }
 
 LocationServices::~LocationServices() = default;
-
-LocationServices* LocationServices::shared() {
-    if (g_override)
-        return g_override;
-    static QPointer<LocationServices> builtIn;
-    if (!builtIn)
-        builtIn = new LocationServices(Clock::system(), QCoreApplication::instance());
-    return builtIn;
-}
-
-void LocationServices::setShared(LocationServices* services) {
-    g_override = services;
-}
 
 bool LocationServices::configure(const QString& spec, QString* error) {
     const auto config = LocationSourceConfig::parse(spec, error);

@@ -24,14 +24,9 @@
 class LocationServices : public QObject {
     Q_OBJECT
 public:
-    explicit LocationServices(Clock* clock = Clock::system(), QObject* parent = nullptr);
+    // No position source until configure() is called.
+    explicit LocationServices(zl::Clock* clock, QObject* parent = nullptr);
     ~LocationServices() override;
-
-    // The process-wide instance; built on first use, with no position source
-    // until configure() is called. setShared() puts another in its place
-    // (not owned; nullptr goes back to the built-in one).
-    static LocationServices* shared();
-    static void setShared(LocationServices* services);
 
     // Replaces the sources. Returns false, and keeps the old ones, for a text
     // that names no known source.
@@ -62,7 +57,7 @@ public:
     std::optional<QDateTime> locationReceivedAt() const;
     std::optional<CLHeading> lastHeading() const { return heading_; }
     std::optional<Declination> declination() const { return declination_; }
-    Clock* clock() const { return clock_; }
+    zl::Clock* clock() const { return clock_; }
 
     // Demand from managers.
     void attach(const void* client);
@@ -81,7 +76,7 @@ private:
     void onLocations(const QList<CLLocation>& locations);
     void onMagneticHeading(double heading, double accuracy, const QDateTime& timestamp);
 
-    Clock* clock_;
+    zl::Clock* clock_;
     LocationSourceConfig config_;
     QPointer<LocationBackend> positions_;
     QPointer<LocationBackend> headings_;

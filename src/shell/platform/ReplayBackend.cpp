@@ -8,7 +8,7 @@ namespace {
 constexpr qint64 kLoopGapMs = 1000;
 }
 
-ReplayBackend::ReplayBackend(Clock* clock, QObject* parent) : LocationBackend(parent), clock_(clock) {}
+ReplayBackend::ReplayBackend(zl::Clock* clock, QObject* parent) : LocationBackend(parent), clock_(clock) {}
 
 ReplayBackend::~ReplayBackend() {
     if (timerPending_)
@@ -94,7 +94,7 @@ void ReplayBackend::scheduleNext() {
     }
     const QDateTime due = base_.addMSecs(track_->events[next_].offsetMs);
     timerPending_ = true;
-    timer_ = clock_->schedule(std::max<qint64>(0, clock_->now().msecsTo(due)), [this] {
+    timer_ = clock_->schedule(std::max<qint64>(0, clock_->now().msecsTo(due)), this, [this] {
         timerPending_ = false;
         fireStep();
     });

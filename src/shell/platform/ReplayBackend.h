@@ -15,7 +15,7 @@
 class ReplayBackend : public LocationBackend {
     Q_OBJECT
 public:
-    explicit ReplayBackend(Clock* clock, QObject* parent = nullptr);
+    explicit ReplayBackend(zl::Clock* clock, QObject* parent = nullptr);
     ~ReplayBackend() override;
 
     // Reads and parses the file on a worker thread; loaded() tells the end.
@@ -39,14 +39,14 @@ private:
     void fireStep();
     QDateTime timestampFor(qint64 offsetMs) const;
 
-    Clock* clock_;
+    zl::Clock* clock_;
     std::optional<ReplayTrack> track_;
     QFutureWatcher<std::pair<std::optional<ReplayTrack>, QString>>* loader_ = nullptr;
     bool positionsWanted_ = false;
     bool headingsWanted_ = false;
     bool playing_ = false;
     bool timerPending_ = false;
-    Clock::Handle timer_ = 0;
+    zl::Clock::Handle timer_ = 0;
     QDateTime base_;        // clock time of offset 0 of the current cycle
     qint64 cycleShiftMs_ = 0;  // offset of the current cycle from the first
     size_t next_ = 0;

@@ -66,25 +66,3 @@ void QtSoundPlayer::play(int soundId) {
     }
     effect->play();
 }
-
-namespace {
-std::shared_ptr<SoundPlayer>& currentPlayer() {
-    static std::shared_ptr<SoundPlayer> player;
-    return player;
-}
-}  // namespace
-
-void SystemSound::play(int soundId) {
-    player()->play(soundId);
-}
-
-void SystemSound::setPlayer(std::shared_ptr<SoundPlayer> player) {
-    currentPlayer() = std::move(player);
-}
-
-std::shared_ptr<SoundPlayer> SystemSound::player() {
-    auto& p = currentPlayer();
-    if (!p)
-        p = std::make_shared<QtSoundPlayer>();
-    return p;
-}

@@ -35,20 +35,9 @@ private:
 // The system sounds the screens use:
 //   1520  long press on a map (a short tick)
 //   1302  outside every active sector (a short beep)
-// Other numbers play nothing. Call from the GUI thread.
-class SystemSound {
-public:
-    static constexpr int kLongPress = 1520;
-    static constexpr int kOutsideSector = 1302;
-
-    static void play(int soundId);
-    // Replaces the player (tests put a recorder here); nullptr goes back to
-    // the Qt Multimedia player, built on first use.
-    static void setPlayer(std::shared_ptr<SoundPlayer> player);
-    static std::shared_ptr<SoundPlayer> player();
-};
-
-// Spelled as the platform spells it, for the screens that call it so.
-inline void AudioServicesPlaySystemSound(int soundId) {
-    SystemSound::play(soundId);
-}
+// Other numbers play nothing. Play them through the player the screen was
+// handed, from the GUI thread.
+namespace SystemSound {
+inline constexpr int kLongPress = 1520;
+inline constexpr int kOutsideSector = 1302;
+}  // namespace SystemSound

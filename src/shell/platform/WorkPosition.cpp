@@ -14,8 +14,7 @@ std::optional<CLLocationCoordinate2D> workPosition(bool useGeocoder, const CLLoc
 }
 
 bool enableMyLocation(LocationManager& manager) {
-    const int status = manager.services() ? manager.services()->authorizationStatus()
-                                          : LocationManager::authorizationStatus();
+    const int status = manager.services()->authorizationStatus();
     if (status == kCLAuthorizationStatusAuthorizedWhenInUse)
         return true;
     manager.requestWhenInUseAuthorization();

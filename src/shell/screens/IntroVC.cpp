@@ -9,11 +9,11 @@
 #include <QFutureWatcher>
 #include <QtConcurrent/QtConcurrentRun>
 
-IntroVC::IntroVC(QObject* parent) : UIViewController(parent) {}
+IntroVC::IntroVC(const ScreenContext& context, QObject* parent) : UIViewController(parent), context_(context) {}
 IntroVC::~IntroVC() = default;
 
 void IntroVC::viewDidLoad() {
-    locationManager_ = new LocationManager(this);
+    locationManager_ = new LocationManager(context_.location, this);
     connect(locationManager_, &LocationManager::didChangeAuthorizationStatus, this,
             [this](int status) { didChangeAuthorizationStatus(status); });
 }
@@ -36,7 +36,7 @@ void IntroVC::viewDidAppear(bool) {
         watcher->deleteLater();
         emit foldersReady();
     });
-    watcher->setFuture(QtConcurrent::run(&IntroVC::makeFolders, AppPaths::documentsDir()));
+    watcher->setFuture(QtConcurrent::run(&IntroVC::makeFolders, context_.paths.documentsDir()));
 }
 
 void IntroVC::workButton(qint64 which) {
@@ -52,12 +52,12 @@ void IntroVC::button_settings() { performSegueWithIdentifier(QStringLiteral("set
 void IntroVC::button_help() { performSegueWithIdentifier(QStringLiteral("help"), QVariant::fromValue<QObject*>(this)); }
 
 void IntroVC::permissionGate() {
-    if (LocationManager::authorizationStatus() == 0) {
+    if (context_.location->authorizationStatus() == 0) {
         // The segue comes from the delegate callback once the user answered.
         if (locationManager_) locationManager_->requestWhenInUseAuthorization();
         return;
     }
-    didChangeAuthorizationStatus(LocationManager::authorizationStatus());
+    didChangeAuthorizationStatus(context_.location->authorizationStatus());
 }
 
 void IntroVC::didChangeAuthorizationStatus(int) {

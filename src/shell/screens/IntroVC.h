@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ScreenContext.h"
 #include "ui/UIKit.h"
 #include "ui/UIViewController.h"
 
@@ -16,7 +17,7 @@ class IntroVC : public UIViewController {
     Q_PROPERTY(qint64 selected READ selected NOTIFY selectedChanged)
 
 public:
-    explicit IntroVC(QObject* parent = nullptr);
+    explicit IntroVC(const ScreenContext& context, QObject* parent = nullptr);
     ~IntroVC() override;
 
     void viewDidLoad() override;
@@ -49,6 +50,7 @@ private:
     void workButton(qint64 which);
     void permissionGate();
 
+    ScreenContext context_;
     qint64 selected_ = -1;
     LocationManager* locationManager_ = nullptr;
 };

@@ -7,10 +7,6 @@
 
 namespace {
 
-std::mutex g_mutex;
-QString g_path;
-std::unique_ptr<UserDefaults> g_standard;
-
 // QSettings keeps what it reads from an INI file as text: "true" and
 // "false" stand for a Bool.
 std::optional<bool> asBool(const QVariant& v) {
@@ -22,23 +18,6 @@ std::optional<bool> asBool(const QVariant& v) {
 }
 
 }  // namespace
-
-UserDefaults& UserDefaults::standardUserDefaults() {
-    std::lock_guard lock(g_mutex);
-    if (!g_standard) {
-        if (g_path.isEmpty())
-            g_path = QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)).filePath("settings.ini");
-        g_standard = std::make_unique<UserDefaults>(g_path);
-    }
-    return *g_standard;
-}
-
-void UserDefaults::setStandardPath(const QString& iniPath) {
-    std::lock_guard lock(g_mutex);
-    if (g_standard) g_standard->synchronize();
-    g_standard.reset();
-    g_path = iniPath;
-}
 
 UserDefaults::UserDefaults(const QString& iniPath)
     : settings_(std::make_unique<QSettings>(iniPath, QSettings::IniFormat)) {}

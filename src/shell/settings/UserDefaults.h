@@ -11,10 +11,6 @@
 // registered as a default, so an unset key reads false, 0, 0.0 or none.
 class UserDefaults {
 public:
-    // The app's store; its file is chosen once at start (setStandardPath).
-    static UserDefaults& standardUserDefaults();
-    static void setStandardPath(const QString& iniPath);
-
     explicit UserDefaults(const QString& iniPath);
 
     bool boolForKey(const QString& key) const;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Clock.h"
+
 #include "GMSTileDataCache.h"
 #include "testsupport.h"
 
@@ -26,14 +28,12 @@ T await(Call call) {
     return result.value_or(T{});
 }
 
-// A clock that tests move by hand; read on the cache's thread.
+// A clock at the start of the epoch that tests move forward by hand to a
+// wall time in milliseconds; read on the cache's thread.
 struct FakeClock {
-    std::shared_ptr<std::atomic<qint64>> now = std::make_shared<std::atomic<qint64>>(0);
-    GMSTimingClock clock() const {
-        auto n = now;
-        return [n] { return n->load(); };
-    }
-    void set(qint64 ms) { now->store(ms); }
+    zl::ManualClock manual{QDateTime::fromMSecsSinceEpoch(0, Qt::UTC)};
+    const zl::Clock* clock() const { return &manual; }
+    void set(qint64 ms) { manual.advance(ms - manual.wallMs()); }
 };
 
 inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {

@@ -54,7 +54,7 @@ TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswer)
     description.platformID = "ios:test";
     description.preferredLanguages = {"en"};
     GMSDASHConnection connection(QUrl("http://127.0.0.1:1/glm/mmap"), description, nullptr,
-                                 std::make_shared<GMSManualTimingClock>());
+                                 std::make_shared<zl::ManualClock>());
     connection.setSuppressUserState(true);
     std::vector<GMSDASHRequestPtr> body{request};
     const std::string payload = connection.buildServerPayloadForRequests(body);

@@ -150,7 +150,7 @@ protected:
     std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state)
     {
         return std::make_unique<GMSDASHConnection>(QUrl("http://127.0.0.1:1/glm/mmap"), description, state,
-                                                   std::make_shared<GMSManualTimingClock>());
+                                                   std::make_shared<zl::ManualClock>());
     }
     GMSDASHClientDescription description;
 };

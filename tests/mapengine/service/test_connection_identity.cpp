@@ -83,7 +83,7 @@ TEST(ClientState, PropertiesAnswerUpdatesIdentityAndStatuses)
     auto state = std::make_shared<GMSDASHClientState>(&defaults);
     GMSDASHClientDescription d;
     d.wantsZwiebackCookie = true;
-    GMSDASHConnection conn(QUrl("http://127.0.0.1:1/glm/mmap"), d, state, std::make_shared<GMSManualTimingClock>());
+    GMSDASHConnection conn(QUrl("http://127.0.0.1:1/glm/mmap"), d, state, std::make_shared<zl::ManualClock>());
     EXPECT_TRUE(conn.isWaitingForCookies());
     QSignalSpy legal(&conn, &GMSDASHConnection::kLegalCountryChangedNotification);
 
@@ -128,7 +128,7 @@ TEST(ClientState, ServerVerdictsReachTheNamedRequests)
         res.set_content(out.take(), "application/binary");
     });
     GMSDASHConnection conn(QUrl(QString::fromStdString(server.url())), {}, nullptr,
-                           std::make_shared<GMSManualTimingClock>());
+                           std::make_shared<zl::ManualClock>());
     auto ok = std::make_shared<zltest::RecordingRequest>(108);
     auto refused = std::make_shared<zltest::RecordingRequest>(108);
     conn.sendRequest(ok);

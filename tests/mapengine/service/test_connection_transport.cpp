@@ -66,7 +66,7 @@ protected:
         d.apiKey = "KEY";
         auto c = std::make_unique<GMSDASHConnection>(QUrl(QString::fromStdString(server.url())), d,
                                                      std::make_shared<GMSDASHClientState>(nullptr),
-                                                     std::make_shared<GMSManualTimingClock>());
+                                                     std::make_shared<zl::ManualClock>());
         return c;
     }
 };

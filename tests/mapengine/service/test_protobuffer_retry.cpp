@@ -51,7 +51,7 @@ TEST(ProtobufferRetry, WaitsOneAndAHalfThenThreeThenGivesUp)
         res.status = 503;
     });
     GMSDASHConnection conn(QUrl(QString::fromStdString(server.url())), {}, nullptr,
-                           std::make_shared<GMSManualTimingClock>());
+                           std::make_shared<zl::ManualClock>());
     conn.resumeSending();
     auto r = request();
     r->setRetryEnabled(true);

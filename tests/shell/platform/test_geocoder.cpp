@@ -83,7 +83,6 @@ Geocoder::CompletionHandler record(Outcome& out) {
 
 class GeocoderTest : public ::testing::Test {
 protected:
-    void SetUp() override { geocoder.setConfig({server.endpoint(), 2000, "Zenloft-test"}); }
 
     Outcome search(const QString& text) {
         Outcome out;
@@ -94,7 +93,7 @@ protected:
     }
 
     FakeGeocodingServer server;
-    Geocoder geocoder;
+    Geocoder geocoder{{server.endpoint(), 2000, "Zenloft-test"}};
 };
 
 }  // namespace
@@ -205,14 +204,12 @@ TEST_F(GeocoderTest, DestroyedGeocoderNeverCallsBack) {
     server.stall();
     bool called = false;
     {
-        Geocoder local;
-        local.setConfig({server.endpoint(), 2000, "x"});
+        Geocoder local({server.endpoint(), 2000, "x"});
         local.geocodeAddressString(QStringLiteral("a"), [&](auto&&, auto&&) { called = true; });
         ASSERT_TRUE(zltest::waitFor([&] { return server.requestLines.size() == 1; }));
     }
     {
-        Geocoder local;
-        local.setConfig({QUrl(), 2000, "x"});
+        Geocoder local({QUrl(), 2000, "x"});
         local.geocodeAddressString(QStringLiteral("a"), [&](auto&&, auto&&) { called = true; });
     }
     QCoreApplication::processEvents();

@@ -38,21 +38,17 @@ CLLocation at(double lat, double lon) {
     return loc;
 }
 
-// Each test gets its own services in place of the shared ones.
+// Each test gets its own services, handed to its managers.
 class LocationTest : public ::testing::Test {
 protected:
     void SetUp() override {
         services = new LocationServices(&clock);
         backend = new FakeBackend;
         services->setBackends(backend, backend);
-        LocationServices::setShared(services);
     }
-    void TearDown() override {
-        LocationServices::setShared(nullptr);
-        delete services;
-    }
+    void TearDown() override { delete services; }
 
-    ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
+    zl::ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
     LocationServices* services = nullptr;
     FakeBackend* backend = nullptr;
 };
@@ -60,11 +56,11 @@ protected:
 }  // namespace
 
 TEST_F(LocationTest, EveryAuthorizationStatusIsObservable) {
-    LocationManager manager;
+    LocationManager manager(services);
     QSignalSpy changed(&manager, &LocationManager::didChangeAuthorizationStatus);
     for (int status : {0, 1, 2, 3, 4}) {
         services->setAuthorizationStatus(status);
-        EXPECT_EQ(LocationManager::authorizationStatus(), status);
+        EXPECT_EQ(services->authorizationStatus(), status);
     }
     // The first signal is the one every new manager gets; then one per change.
     ASSERT_TRUE(zltest::waitFor([&] { return changed.count() == 6; }));
@@ -74,14 +70,14 @@ TEST_F(LocationTest, EveryAuthorizationStatusIsObservable) {
 
     zltest::LogCapture log;
     services->setAuthorizationStatus(7);
-    EXPECT_EQ(LocationManager::authorizationStatus(), 4);
+    EXPECT_EQ(services->authorizationStatus(), 4);
     EXPECT_TRUE(log.contains("unknown authorization status"));
 }
 
 TEST_F(LocationTest, NewManagerHearsTheStatusOnceRightAfterItIsBuilt) {
     services->setAuthorizationStatus(kCLAuthorizationStatusDenied);
     QCoreApplication::processEvents();
-    LocationManager manager;
+    LocationManager manager(services);
     QSignalSpy changed(&manager, &LocationManager::didChangeAuthorizationStatus);
     EXPECT_EQ(changed.count(), 0);  // not from inside the constructor
     ASSERT_TRUE(zltest::waitFor([&] { return changed.count() == 1; }));
@@ -93,18 +89,18 @@ TEST_F(LocationTest, NewManagerHearsTheStatusOnceRightAfterItIsBuilt) {
 TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswer) {
     services->setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
     services->setPromptAnswer(kCLAuthorizationStatusDenied);
-    LocationManager manager;
+    LocationManager manager(services);
     QCoreApplication::processEvents();  // the status every new manager hears
     QSignalSpy changed(&manager, &LocationManager::didChangeAuthorizationStatus);
 
     manager.requestWhenInUseAuthorization();
     manager.requestWhenInUseAuthorization();  // one question only
-    EXPECT_EQ(LocationManager::authorizationStatus(), kCLAuthorizationStatusNotDetermined);
+    EXPECT_EQ(services->authorizationStatus(), kCLAuthorizationStatusNotDetermined);
     ASSERT_TRUE(zltest::waitFor([&] { return changed.count() >= 1; }));
     QCoreApplication::processEvents();
     ASSERT_EQ(changed.count(), 1);
     EXPECT_EQ(changed.at(0).at(0).toInt(), kCLAuthorizationStatusDenied);
-    EXPECT_EQ(LocationManager::authorizationStatus(), kCLAuthorizationStatusDenied);
+    EXPECT_EQ(services->authorizationStatus(), kCLAuthorizationStatusDenied);
 
     // Once decided, asking again does nothing.
     manager.requestWhenInUseAuthorization();
@@ -114,7 +110,7 @@ TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswer) {
 
 TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
     EXPECT_FALSE(backend->positionsWanted);
-    auto manager = std::make_unique<LocationManager>();
+    auto manager = std::make_unique<LocationManager>(services);
     EXPECT_TRUE(backend->positionsWanted);
     EXPECT_FALSE(backend->headingsWanted);
 
@@ -136,8 +132,8 @@ TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
 }
 
 TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
-    LocationManager quiet;
-    LocationManager manager;
+    LocationManager quiet(services);
+    LocationManager manager(services);
     QSignalSpy quietSpy(&quiet, &LocationManager::didUpdateLocations);
     QSignalSpy spy(&manager, &LocationManager::didUpdateLocations);
     manager.setDistanceFilter(1.0);
@@ -160,7 +156,7 @@ TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
 
 TEST_F(LocationTest, UpdatesWithoutPermissionFailWithDenied) {
     services->setAuthorizationStatus(kCLAuthorizationStatusRestricted);
-    LocationManager manager;
+    LocationManager manager(services);
     QSignalSpy failed(&manager, &LocationManager::didFailWithError);
     manager.startUpdatingLocation();
     EXPECT_EQ(failed.count(), 0);  // later, not from inside the call
@@ -172,7 +168,7 @@ TEST_F(LocationTest, UpdatesWithoutPermissionFailWithDenied) {
 }
 
 TEST_F(LocationTest, RequestLocationGivesOneFixOrFailsInTime) {
-    LocationManager manager;
+    LocationManager manager(services);
     QSignalSpy updated(&manager, &LocationManager::didUpdateLocations);
     QSignalSpy failed(&manager, &LocationManager::didFailWithError);
 
@@ -205,7 +201,7 @@ TEST_F(LocationTest, RequestLocationGivesOneFixOrFailsInTime) {
 }
 
 TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
-    LocationManager manager;
+    LocationManager manager(services);
     QSignalSpy spy(&manager, &LocationManager::didUpdateHeading);
     backend->heading(10.0);
     EXPECT_EQ(spy.count(), 0);  // heading updates not started
@@ -236,7 +232,7 @@ TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
 }
 
 TEST_F(LocationTest, DeclinationOutsideTheModelYearsIsFlaggedAndLoggedOnce) {
-    LocationManager manager;
+    LocationManager manager(services);
     QSignalSpy spy(&manager, &LocationManager::didUpdateHeading);
     manager.startUpdatingHeading();
     zltest::LogCapture log;
@@ -267,7 +263,7 @@ TEST_F(LocationTest, ReplayConfigurationDrivesManagersEndToEnd) {
     ASSERT_NE(replay, nullptr);
     EXPECT_EQ(services->headingBackend(), replay);
 
-    LocationManager manager;
+    LocationManager manager(services);
     QList<CLHeading> headings;
     QList<CLLocation> fixes;
     QObject::connect(&manager, &LocationManager::didUpdateHeading, [&](const CLHeading& h) { headings += h; });
@@ -296,7 +292,7 @@ TEST_F(LocationTest, RecordedWalkPlaysThroughWithTrueHeadings) {
     ASSERT_TRUE(services->configure("replay:" + zltest::sourcePath("tests/shell/platform/data/warsaw-walk.json")));
     auto* replay = qobject_cast<ReplayBackend*>(services->positionBackend());
     ASSERT_TRUE(zltest::waitFor([&] { return replay->hasTrack(); }));
-    LocationManager manager;
+    LocationManager manager(services);
     manager.setDistanceFilter(1.0);
     manager.startUpdatingLocation();
     manager.startUpdatingHeading();
@@ -319,7 +315,7 @@ TEST_F(LocationTest, RecordedWalkPlaysThroughWithTrueHeadings) {
 }
 
 TEST_F(LocationTest, ManagerSettingsAreKept) {
-    LocationManager manager;
+    LocationManager manager(services);
     EXPECT_EQ(manager.desiredAccuracy(), kCLLocationAccuracyBest);
     EXPECT_EQ(manager.distanceFilter(), kCLDistanceFilterNone);
     manager.setActivityType(CLActivityTypeFitness);
@@ -331,7 +327,7 @@ TEST_F(LocationTest, ManagerSettingsAreKept) {
 }
 
 TEST_F(LocationTest, EnableMyLocationOnlyForWhenInUse) {
-    LocationManager manager;
+    LocationManager manager(services);
     EXPECT_TRUE(enableMyLocation(manager));
     for (int status : {0, 1, 2, 3}) {
         services->setAuthorizationStatus(status);
@@ -340,7 +336,7 @@ TEST_F(LocationTest, EnableMyLocationOnlyForWhenInUse) {
     // From "not determined" it asks, and the answer comes later.
     services->setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
     EXPECT_FALSE(enableMyLocation(manager));
-    ASSERT_TRUE(zltest::waitFor([] { return LocationManager::authorizationStatus() == 4; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return services->authorizationStatus() == 4; }));
 }
 
 TEST(WorkPosition, ManualDeviceOrPrevious) {

@@ -37,7 +37,7 @@ struct Recorder {
     };
     std::vector<Item> items;
 
-    void attach(LocationBackend* backend, Clock* clock) {
+    void attach(LocationBackend* backend, zl::Clock* clock) {
         QObject::connect(backend, &LocationBackend::locationsUpdated, [this, clock](const QList<CLLocation>& l) {
             items.push_back({QStringLiteral("loc"), clock->now(), l, 0, 0, {}});
         });
@@ -135,7 +135,7 @@ TEST(ReplayTrack, SurvivesRandomAndTruncatedInput) {
 }
 
 TEST(ReplayBackend, PlaysInOrderWithTimestampsUnderAFakeClock) {
-    ManualClock clock(QDateTime(QDate(2027, 1, 1), QTime(12, 0), Qt::UTC));
+    zl::ManualClock clock(QDateTime(QDate(2027, 1, 1), QTime(12, 0), Qt::UTC));
     ReplayBackend replay(&clock);
     replay.setTrack(*ReplayTrack::parse(kRun));
     Recorder rec;
@@ -174,7 +174,7 @@ TEST(ReplayBackend, PlaysInOrderWithTimestampsUnderAFakeClock) {
 }
 
 TEST(ReplayBackend, DeliversOnlyWhatIsWantedAndStopsWhenNothingIs) {
-    ManualClock clock;
+    zl::ManualClock clock;
     ReplayBackend replay(&clock);
     replay.setTrack(*ReplayTrack::parse(kRun));
     Recorder rec;
@@ -203,7 +203,7 @@ TEST(ReplayBackend, DeliversOnlyWhatIsWantedAndStopsWhenNothingIs) {
 }
 
 TEST(ReplayBackend, LoopsWithAGapAndContinuesTimestamps) {
-    ManualClock clock;
+    zl::ManualClock clock;
     ReplayBackend replay(&clock);
     ReplayTrack track = *ReplayTrack::parse(R"({"format":"zenloft-replay","version":1,"loop":true,
         "start":"2026-01-01T00:00:00Z",
@@ -223,7 +223,7 @@ TEST(ReplayBackend, LoopsWithAGapAndContinuesTimestamps) {
 
 TEST(ReplayBackend, LoadsFromFileOffTheGuiThread) {
     QTemporaryDir dir;
-    ManualClock clock;
+    zl::ManualClock clock;
     ReplayBackend replay(&clock);
     QSignalSpy loaded(&replay, &ReplayBackend::loaded);
     replay.load(writeFile(dir, "run.json", kRun));
@@ -319,38 +319,4 @@ TEST(LocationSourceConfig, ParsesEveryKindAndRefusesUnknownOnes) {
         EXPECT_FALSE(LocationSourceConfig::parse(bad, &error)) << qPrintable(bad);
         EXPECT_FALSE(error.isEmpty());
     }
-}
-
-TEST(ManualClock, RunsDueCallbacksInTimeOrder) {
-    ManualClock clock;
-    const QDateTime t0 = clock.now();
-    std::vector<int> order;
-    clock.schedule(30, [&] { order.push_back(3); });
-    const auto h = clock.schedule(20, [&] { order.push_back(99); });
-    clock.schedule(10, [&] {
-        order.push_back(1);
-        EXPECT_EQ(clock.now(), t0.addMSecs(10));
-        clock.schedule(5, [&] { order.push_back(2); });  // due at 15
-    });
-    clock.cancel(h);
-    clock.advance(25);
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-    EXPECT_EQ(clock.now(), t0.addMSecs(25));
-    clock.advance(5);
-    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
-    EXPECT_EQ(clock.pendingCount(), 0);
-}
-
-TEST(SystemClock, RunsAndCancelsThroughTheEventLoop) {
-    Clock* clock = Clock::system();
-    int ran = 0;
-    clock->schedule(0, [&] { ran += 1; });
-    const auto cancelled = clock->schedule(0, [&] { ran += 100; });
-    clock->cancel(cancelled);
-    clock->cancel(cancelled);  // twice is harmless
-    EXPECT_EQ(ran, 0);
-    ASSERT_TRUE(zltest::waitFor([&] { return ran == 1; }));
-    QCoreApplication::processEvents();
-    EXPECT_EQ(ran, 1);
-    EXPECT_LE(qAbs(clock->now().msecsTo(QDateTime::currentDateTimeUtc())), 1000);
 }

@@ -38,14 +38,14 @@ struct GMSDASHConnection::Post {
 
 GMSDASHConnection::GMSDASHConnection(const QUrl& serverURL, GMSDASHClientDescription clientDescription,
                                      std::shared_ptr<GMSDASHClientState> clientState,
-                                     std::shared_ptr<const GMSTimingClock> timingClock,
+                                     std::shared_ptr<const zl::Clock> timingClock,
                                      GMSDASHCellularInfo cellularInfo, QObject* parent)
     : QObject(parent),
       m_serverURL(serverURL),
       m_cellularInfo(cellularInfo),
       m_clientDescription(std::move(clientDescription)),
       m_clientState(clientState ? std::move(clientState) : std::make_shared<GMSDASHClientState>(nullptr)),
-      m_timingClock(timingClock ? std::move(timingClock) : std::make_shared<GMSSystemTimingClock>())
+      m_timingClock(timingClock ? std::move(timingClock) : std::shared_ptr<const zl::Clock>(&zl::Clock::system(), [](const zl::Clock*) {}))
 {
     // Suspended until client parameters are known.
     m_suspendQueue.emplace();
@@ -386,7 +386,7 @@ std::string GMSDASHConnection::buildServerPayloadForRequests(std::vector<GMSDASH
     writeRequestHeader(out, h);
     for (const auto& r : requests) {
         const std::size_t before = out.size();
-        r->setStartTime(m_timingClock->currentTimeMillis());
+        r->setStartTime(m_timingClock->wallMs());
         out.writeUInt16(r->requestID());
         r->asyncSerializeRequestData(out, this);
         r->setSentBytes(static_cast<qint64>(out.size() - before));
@@ -610,7 +610,7 @@ void GMSDASHConnection::onFinished(Post* post)
         post->stream->failAll(GMSDASHError::brokenFrame(QStringLiteral("response unreadable")));
     else
         post->stream->finish(error);
-    m_lastRequestCompletedTime = m_timingClock->currentTimeMillis();
+    m_lastRequestCompletedTime = m_timingClock->wallMs();
     post->reply->deleteLater();
     std::erase(m_posts, post);
     delete post;

@@ -2,7 +2,7 @@
 
 #include "GMSDASHClientIdentity.h"
 #include "GMSDASHRequest.h"
-#include "GMSTimingClock.h"
+#include "Clock.h"
 #include "dash.pb.h"
 
 #include <QMutex>
@@ -46,7 +46,7 @@ class GMSDASHConnection : public QObject {
 public:
     GMSDASHConnection(const QUrl& serverURL, GMSDASHClientDescription clientDescription,
                       std::shared_ptr<GMSDASHClientState> clientState,
-                      std::shared_ptr<const GMSTimingClock> timingClock, GMSDASHCellularInfo cellularInfo = {},
+                      std::shared_ptr<const zl::Clock> timingClock, GMSDASHCellularInfo cellularInfo = {},
                       QObject* parent = nullptr);
     ~GMSDASHConnection() override;
 
@@ -130,7 +130,7 @@ private:
     GMSDASHClientDescription m_clientDescription;
     std::shared_ptr<GMSDASHClientState> m_clientState;
     std::vector<zenloft::wire::GMSx_GMMLocationDescriptorProto> m_locationDescriptors;
-    std::shared_ptr<const GMSTimingClock> m_timingClock;
+    std::shared_ptr<const zl::Clock> m_timingClock;
     quint64 m_batchSize = 50;
     std::atomic<qint64> m_lastRequestCompletedTime{-1};
     double m_baseTimeout = 15.0;

@@ -1,6 +1,5 @@
 set(ZL_CONNECTION_SOURCES
   connection/GMSDASHError.h
-  connection/GMSTimingClock.h
   connection/GMSUserDefaults.h
   connection/GMSDASHRequest.h connection/GMSDASHRequest.cpp
   connection/GMSDASHProtobufferRequest.h connection/GMSDASHProtobufferRequest.cpp

@@ -1,3 +1,4 @@
+#include "Clock.h"
 #include "GMSTileDataCache.h"
 #include "TileServiceHarness.h"
 #include "testsupport.h"
@@ -26,9 +27,9 @@ GMSDASHTileServiceOptions satellite()
 TEST(TileServiceDisk, FetchedTilesComeBackFromDiskInANewService)
 {
     QTemporaryDir dir;
-    qint64 now = 1'000'000;
+    zl::ManualClock clock;
     {
-        GMSTileDataCache cache(tiles(dir.path()), 1, 0, 0, [&] { return now; });
+        GMSTileDataCache cache(tiles(dir.path()), 1, 0, 0, &clock);
         bool started = false;
         cache.startWithCompletionHandler(nullptr, [&](bool ok) { started = ok; });
         ASSERT_TRUE(zltest::waitFor([&] { return started; }));
@@ -43,7 +44,7 @@ TEST(TileServiceDisk, FetchedTilesComeBackFromDiskInANewService)
         h.service->verifyDiskCacheServerSchemaVersion(3);
         ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 1; }));
     }
-    GMSTileDataCache cache(tiles(dir.path()), 1, 0, 0, [&] { return now; });
+    GMSTileDataCache cache(tiles(dir.path()), 1, 0, 0, &clock);
     bool started = false;
     cache.startWithCompletionHandler(nullptr, [&](bool ok) { started = ok; });
     ASSERT_TRUE(zltest::waitFor([&] { return started; }));

@@ -1,0 +1,85 @@
+#include "Clock.h"
+#include "testsupport.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+TEST(ManualClock, RunsDueTimersInTimeOrderWithTheTimeSetToTheirDueTime) {
+    zl::ManualClock clock;
+    QObject context;
+    const QDateTime t0 = clock.now();
+    const qint64 m0 = clock.monotonicNs();
+    std::vector<int> order;
+    clock.schedule(30, &context, [&] { order.push_back(3); });
+    const auto h = clock.schedule(20, &context, [&] { order.push_back(99); });
+    clock.schedule(10, &context, [&] {
+        order.push_back(1);
+        EXPECT_EQ(clock.now(), t0.addMSecs(10));
+        EXPECT_EQ(clock.monotonicNs() - m0, 10'000'000);
+        clock.schedule(5, &context, [&] { order.push_back(2); });  // due at 15
+    });
+    clock.schedule(30, &context, [&] { order.push_back(4); });  // same time as 3, scheduled later
+    clock.cancel(h);
+    clock.advance(25);
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+    EXPECT_EQ(clock.now(), t0.addMSecs(25));
+    clock.advanceSeconds(0.005);
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
+    EXPECT_EQ(clock.pendingCount(), 0);
+    EXPECT_DOUBLE_EQ(clock.monotonicSeconds() - double(m0) / 1e9, 0.030);
+}
+
+TEST(ManualClock, DropsTimersWhoseContextIsGone) {
+    zl::ManualClock clock(100.0);
+    EXPECT_EQ(clock.monotonicMs(), 100'000);
+    int ran = 0;
+    auto context = std::make_unique<QObject>();
+    clock.schedule(1, context.get(), [&] { ++ran; });
+    context.reset();
+    clock.advance(2);
+    EXPECT_EQ(ran, 0);
+    EXPECT_EQ(clock.pendingCount(), 0);
+}
+
+TEST(ManualClock, WallTimeInSecondsSinceTheReferenceDate) {
+    zl::ManualClock clock(QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
+    clock.advance(1500);
+    EXPECT_DOUBLE_EQ(clock.secondsSinceReferenceDate(), 1.5);
+    EXPECT_EQ(clock.wallMs(), QDateTime(QDate(2001, 1, 1), QTime(0, 0, 1, 500), Qt::UTC).toMSecsSinceEpoch());
+}
+
+TEST(SystemClock, RunsAndCancelsThroughTheContextsEventLoop) {
+    zl::Clock& clock = zl::Clock::system();
+    QObject context;
+    int ran = 0;
+    clock.schedule(0, &context, [&] { ran += 1; });
+    const auto cancelled = clock.schedule(0, &context, [&] { ran += 100; });
+    clock.cancel(cancelled);
+    clock.cancel(cancelled);  // twice is harmless
+    EXPECT_EQ(ran, 0);
+    ASSERT_TRUE(zltest::waitFor([&] { return ran == 1; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ran, 1);
+    EXPECT_LE(qAbs(clock.now().msecsTo(QDateTime::currentDateTimeUtc())), 1000);
+    const qint64 before = clock.monotonicNs();
+    EXPECT_GE(clock.monotonicNs(), before);
+}
+
+TEST(SystemClock, ATimerDiesWithItsContext) {
+    zl::Clock& clock = zl::Clock::system();
+    int ran = 0;
+    {
+        QObject context;
+        clock.schedule(0, &context, [&] { ++ran; });
+    }
+    QObject witness;
+    bool later = false;
+    clock.schedule(5, &witness, [&] { later = true; });
+    ASSERT_TRUE(zltest::waitFor([&] { return later; }));
+    EXPECT_EQ(ran, 0);
+}

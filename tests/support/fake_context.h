@@ -1,0 +1,70 @@
+#pragma once
+
+// A ScreenContext for tests: a temporary data folder with a real store and
+// settings file, location services fed by hand, a manual clock and a sound
+// recorder. Header only: it stands on the shell, which only the screen tests
+// link.
+
+#include "AppDelegate.h"
+#include "Clock.h"
+#include "LocationBackend.h"
+#include "LocationServices.h"
+#include "ScreenContext.h"
+#include "SystemSound.h"
+#include "settings/UserDefaults.h"
+
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace zltest {
+
+class FakeBackend : public LocationBackend {
+public:
+    bool providesPositions() const override { return true; }
+    bool providesHeadings() const override { return true; }
+    void fix(double lat, double lon) {
+        CLLocation loc;
+        loc.coordinate = {lat, lon};
+        loc.timestamp = QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC);
+        emit locationsUpdated({loc});
+    }
+    void heading(double magnetic) {
+        emit magneticHeadingUpdated(magnetic, 3.0, QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC));
+    }
+};
+
+class RecordingPlayer : public SoundPlayer {
+public:
+    void play(int soundId) override { played << soundId; }
+    QList<int> played;
+};
+
+struct FakeScreenContext {
+    FakeScreenContext()
+        : defaults(dir.filePath("settings.ini")), location(&clock), appDelegate(AppPaths(dir.path())) {
+        backend = new FakeBackend;
+        location.setBackends(backend, backend);
+        context.appDelegate = &appDelegate;
+        context.defaults = &defaults;
+        context.location = &location;
+        context.clock = &clock;
+        context.sound = &player;
+        context.paths = AppPaths(dir.path());
+    }
+    ~FakeScreenContext() {
+        if (appDelegate.hasOpenedStore())
+            if (auto* c = appDelegate.persistentContainer()->viewContext()) c->flush();
+    }
+
+    QTemporaryDir dir;
+    zl::ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
+    UserDefaults defaults;
+    LocationServices location;
+    FakeBackend* backend = nullptr;  // owned by location
+    RecordingPlayer player;
+    AppDelegate appDelegate;
+    ScreenContext context;
+};
+
+}  // namespace zltest
