@@ -25,10 +25,9 @@ std::size_t total(const std::vector<std::size_t>& v) { return std::accumulate(v.
 } // namespace
 
 TEST(GeodesicSubdivisionTest, ShortEdgesStayStraight) {
-    EXPECT_TRUE(subdivide({0, 0}, {0, 1}).empty());
-    EXPECT_TRUE(subdivide({0, 0}, {0, 1.99}).empty()); // 0.0347 rad < 0.0349
-    EXPECT_TRUE(subdivide({0, 0}, {0, 50}, 0).empty());
-    EXPECT_TRUE(subdivide({0, 0}, {0, 50}, -1).empty());
+    // 1.99 degrees is 0.0347 rad, under the first step of 0.0349; no tolerance, no subdivision.
+    for (auto [lng, tolerance] : {std::pair{1.0, 100.0}, {1.99, 100.0}, {50.0, 0.0}, {50.0, -1.0}})
+        EXPECT_TRUE(subdivide({0, 0}, {0, lng}, tolerance).empty()) << lng << " " << tolerance;
 }
 
 TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTable) {
