@@ -42,13 +42,24 @@ M readMessage(DashInput& in)
     return m;
 }
 
+// Reads what opens every answer: the version, the cookie (if the body asked
+// for one) and the client properties.
+GMSx_GMMClientPropertiesResponseProto readPrologue(DashInput& in, bool cookie = true)
+{
+    EXPECT_EQ(in.readUInt16(), 24);
+    if (cookie) {
+        EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
+        EXPECT_NE(in.readUInt64(), 0u);
+    }
+    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
+    return readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+}
+
 // The tile answer of a body framed without the cookie request.
 GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a)
 {
     DashInput in(a.body, true);
-    in.readUInt16();
-    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
-    readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    readPrologue(in, false);
     EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
     return readMessage<GMSx_GMMMapTileResponseProto>(in);
 }
@@ -71,11 +82,7 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
     EXPECT_EQ(a.tilesFound, 2u);
 
     DashInput in(a.body, true);
-    EXPECT_EQ(in.readUInt16(), 24);
-    EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
-    EXPECT_NE(in.readUInt64(), 0u);
-    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
-    const auto props = readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    const auto props = readPrologue(in);
     EXPECT_EQ(props.new_cohort(), "c7");
     EXPECT_EQ(props.new_legal_country(), "PL");
     EXPECT_EQ(props.datarequest_status_array_size(), 0);
@@ -127,11 +134,7 @@ TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
     const DashAnswer a = handler().handle(more.bytes());
     ASSERT_EQ(a.httpStatus, 200);
     DashInput in(a.body, true);
-    in.readUInt16();
-    EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
-    in.readUInt64();
-    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
-    const auto props = readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    const auto props = readPrologue(in);
     ASSERT_EQ(props.datarequest_status_array_size(), 1);
     EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
     EXPECT_EQ(props.datarequest_status_array(0).code(), 403);

@@ -147,12 +147,7 @@ TEST(PolylinePrepTest, SpanBordersFollowTheLineKind) {
     EXPECT_EQ(total(geo.spanVertexCounts), geo.points.size());
     EXPECT_GT(geo.points.size(), 10u);
     const auto border = GMSGeometryInterpolate(p.coordinateAtIndex(0), p.coordinateAtIndex(1), 0.5);
-    bool found = false;
-    for (const auto& c : geo.coordinates)
-        found = found || c == border;
-    EXPECT_TRUE(found);
-    const auto range0 = geo.spanVertexRange(0);
-    EXPECT_EQ(geo.coordinates[range0.second], border);
+    EXPECT_EQ(geo.coordinates[geo.spanVertexRange(0).second], border);
 
     // A straight line interpolates in the world square, the short way round.
     const GMSPath over{{0, 170}, {0, -170}};
