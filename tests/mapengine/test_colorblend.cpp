@@ -11,12 +11,6 @@ void expectRGB(const RGB& got, const RGB& want) {
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(got[i], want[i], 1e-6) << "component " << i;
 }
 
-TEST(ColorBlend, LuminosityWeights) {
-    EXPECT_DOUBLE_EQ(gms_blend::lum({1, 0, 0}), 0.3);
-    EXPECT_DOUBLE_EQ(gms_blend::lum({0, 1, 0}), 0.59);
-    EXPECT_DOUBLE_EQ(gms_blend::lum({0, 0, 1}), 0.11);
-}
-
 TEST(ColorBlend, HandComputedValues) {
     // Red pin pixel under blue: Lum 0.38, clipped above 1.
     expectRGB(gms_blend::colorBlend({0.8, 0.2, 0.2}, {0, 0, 1}), {0.38 - 0.11 * 0.62 / 0.89, 0.38 - 0.11 * 0.62 / 0.89, 1.0});
@@ -49,17 +43,12 @@ TEST(ColorBlend, ResultKeepsBackdropLuminosity) {
 }
 
 TEST(ColorBlend, PixelCompositingKeepsSilhouette) {
-    const auto opaque = gms_blend::tintPixel({0.5, 0.5, 0.5, 1.0}, {1, 0, 0, 1});
-    EXPECT_NEAR(opaque[0], 1.0, 1e-9);
-    EXPECT_NEAR(opaque[1], 0.5 - 0.3 * 0.5 / 0.7, 1e-9);
-    EXPECT_DOUBLE_EQ(opaque[3], 1.0);
     // A half-covered pin pixel: half colour, half blend; alpha of the pin.
     const auto half = gms_blend::tintPixel({0.5, 0.5, 0.5, 0.5}, {1, 0, 0, 1});
     EXPECT_NEAR(half[0], 1.0, 1e-9);
     EXPECT_NEAR(half[1], 0.5 * (0.5 - 0.3 * 0.5 / 0.7), 1e-9);
     EXPECT_DOUBLE_EQ(half[3], 0.5);
-    const auto none = gms_blend::tintPixel({0.5, 0.5, 0.5, 0.0}, {1, 0, 0, 1});
-    EXPECT_DOUBLE_EQ(none[3], 0.0);
+    EXPECT_DOUBLE_EQ(gms_blend::tintPixel({0.5, 0.5, 0.5, 0.0}, {1, 0, 0, 1})[3], 0.0);
 }
 
 TEST(ColorBlend, TintedPinHasColourHueAndPinShape) {

@@ -56,15 +56,6 @@ GMSFrameTimerFactory fakeFactory() {
     return [] { return std::make_unique<FakeTimer>(); };
 }
 
-TEST(DisplayLink, NoTimerWithoutClients) {
-    GMSDisplayLink link(fakeFactory());
-    EXPECT_FALSE(link.hasTimer());
-    EXPECT_EQ(link.frameRate(), 0u);
-    Client a(60);
-    link.removeClient(&a);  // unknown: ignored
-    EXPECT_FALSE(link.hasTimer());
-}
-
 TEST(DisplayLink, LeastCommonMultipleOfWishes) {
     struct Case {
         std::vector<unsigned> wishes;
@@ -85,39 +76,23 @@ TEST(DisplayLink, LeastCommonMultipleOfWishes) {
 }
 
 TEST(DisplayLink, ClientsShareTicksByTheirDivisor) {
-    GMSDisplayLink link(fakeFactory());
-    Client c60(60), c30(30), c15(15), c20(20);
-    link.addClient(&c60);
-    link.addClient(&c30);
-    link.addClient(&c15);
-    link.addClient(&c20);
-    ASSERT_EQ(link.frameRate(), 60u);
-    for (int i = 0; i < 12; ++i) FakeTimer::last->fire();
-    EXPECT_EQ(c60.ticks.size(), 12u);
-    EXPECT_EQ(c30.ticks, (std::vector<std::uint64_t>{0, 2, 4, 6, 8, 10}));
-    EXPECT_EQ(c15.ticks, (std::vector<std::uint64_t>{0, 4, 8}));
-    EXPECT_EQ(c20.ticks, (std::vector<std::uint64_t>{0, 3, 6, 9}));
-}
-
-TEST(DisplayLink, ReplacedWishStillDividesByItsOwnNumber) {
-    GMSDisplayLink link(fakeFactory());
-    Client c7(7), c0(0);
-    link.addClient(&c7);
-    link.addClient(&c0);
-    ASSERT_EQ(link.frameRate(), 30u);
-    for (int i = 0; i < 9; ++i) FakeTimer::last->fire();
-    EXPECT_EQ(c7.ticks, (std::vector<std::uint64_t>{0, 4, 8}));  // 30 / 7 = 4
-    EXPECT_EQ(c0.ticks, (std::vector<std::uint64_t>{0}));        // a wish of 0: tick 0 only
-}
-
-TEST(DisplayLink, AddingTwiceKeepsOneEntryAndOneCount) {
-    GMSDisplayLink link(fakeFactory());
-    Client a(60);
-    link.addClient(&a);
-    link.addClient(&a);
-    EXPECT_EQ(link.clientCount(), 1);
-    EXPECT_EQ(link.modeRefcount(GMSDisplayLink::kCommonModes), 1);
-    EXPECT_EQ(FakeTimer::last->modes, QStringList{GMSDisplayLink::kCommonModes});
+    using Ticks = std::vector<std::uint64_t>;
+    // A wish that doesn't divide the rate is replaced for the rate, but the
+    // client still ticks by rate / wish; a wish of 0 gets tick 0 only.
+    const std::vector<std::pair<std::vector<unsigned>, std::vector<Ticks>>> cases = {
+        {{60, 30, 15, 20}, {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {0, 2, 4, 6, 8, 10}, {0, 4, 8}, {0, 3, 6, 9}}},
+        {{7, 0}, {{0, 4, 8}, {0}}},
+    };
+    for (const auto& [wishes, expected] : cases) {
+        GMSDisplayLink link(fakeFactory());
+        std::vector<std::unique_ptr<Client>> clients;
+        for (unsigned w : wishes) {
+            clients.push_back(std::make_unique<Client>(w));
+            link.addClient(clients.back().get());
+        }
+        for (int i = 0; i < 12; ++i) FakeTimer::last->fire();
+        for (std::size_t k = 0; k < clients.size(); ++k) EXPECT_EQ(clients[k]->ticks, expected[k]) << wishes[k];
+    }
 }
 
 TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
@@ -139,11 +114,24 @@ TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
     EXPECT_TRUE(link.hasTimer());
 }
 
-TEST(DisplayLink, LastClientLeavingDropsTimerAndANewOneMakesAnother) {
+TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
     GMSDisplayLink link(fakeFactory());
     Client a(60);
+    link.removeClient(&a);  // unknown: ignored
+    EXPECT_FALSE(link.hasTimer());
+    EXPECT_EQ(link.frameRate(), 0u);
+    {
+        Client gone(60);
+        link.addClient(&gone);
+    }
+    EXPECT_EQ(link.clientCount(), 0) << "a destroyed client leaves the link";
+    EXPECT_FALSE(link.hasTimer());
     const int before = FakeTimer::made;
     link.addClient(&a);
+    link.addClient(&a);  // twice: one entry, one count
+    EXPECT_EQ(link.clientCount(), 1);
+    EXPECT_EQ(link.modeRefcount(GMSDisplayLink::kCommonModes), 1);
+    EXPECT_EQ(FakeTimer::last->modes, QStringList{GMSDisplayLink::kCommonModes});
     EXPECT_EQ(FakeTimer::made, before + 1);
     FakeTimer::last->fire();
     FakeTimer::last->fire();
@@ -153,9 +141,8 @@ TEST(DisplayLink, LastClientLeavingDropsTimerAndANewOneMakesAnother) {
     EXPECT_EQ(FakeTimer::last, nullptr);
     link.addClient(&a);
     EXPECT_EQ(FakeTimer::made, before + 2);
-    // The tick count carries on.
     FakeTimer::last->fire();
-    EXPECT_EQ(a.ticks.back(), 2u);
+    EXPECT_EQ(a.ticks.back(), 2u) << "the tick count carries on";
 }
 
 TEST(DisplayLink, WishChangesRecomputeTheRate) {
@@ -187,17 +174,6 @@ TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
     EXPECT_TRUE(c.ticks.empty());  // joined after the copy was taken
     FakeTimer::last->fire();
     EXPECT_EQ(c.ticks.size(), 1u);
-}
-
-TEST(DisplayLink, ClientDestroyedLeavesTheLink) {
-    GMSDisplayLink link(fakeFactory());
-    {
-        Client a(60);
-        link.addClient(&a);
-        EXPECT_EQ(link.clientCount(), 1);
-    }
-    EXPECT_EQ(link.clientCount(), 0);
-    EXPECT_FALSE(link.hasTimer());
 }
 
 TEST(DisplayLink, RealTimerTicksOnTheEventLoop) {

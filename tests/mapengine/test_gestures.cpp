@@ -17,37 +17,27 @@ struct Recorder : GMSGestureTarget {
     bool ticksWanted = false;
 
     int count(const std::string& name) const { return int(std::count(calls.begin(), calls.end(), name)); }
-    void willStartGestures() override { calls.push_back("willStartGestures"); }
-    void didEndGestures() override { calls.push_back("didEndGestures"); }
-    void willStartPanFrom(QPointF p) override {
-        calls.push_back("willStartPanFrom");
-        panStarts.push_back(p);
+    template <typename T>
+    void note(const char* name, std::vector<T>* to = nullptr, T value = {}) {
+        calls.push_back(name);
+        if (to) to->push_back(value);
     }
-    void didPanTo(QPointF p) override {
-        calls.push_back("didPanTo");
-        pans.push_back(p);
-    }
-    void willStartZoom() override { calls.push_back("willStartZoom"); }
-    void didZoomRelative(double s) override {
-        calls.push_back("didZoomRelative");
-        zooms.push_back(s);
-    }
-    void willStartRotation() override { calls.push_back("willStartRotation"); }
-    void didRotateRelative(double r) override {
-        calls.push_back("didRotateRelative");
-        rotations.push_back(r);
-    }
-    void willStartTilt() override { calls.push_back("willStartTilt"); }
-    void didTiltRelative(double t) override {
-        calls.push_back("didTiltRelative");
-        tilts.push_back(t);
-    }
-    void willStartPanDeceleration() override { calls.push_back("willStartPanDeceleration"); }
-    void didEndPanDeceleration() override { calls.push_back("didEndPanDeceleration"); }
-    void willStartZoomDeceleration() override { calls.push_back("willStartZoomDeceleration"); }
-    void didEndZoomDeceleration() override { calls.push_back("didEndZoomDeceleration"); }
-    void willStartRotationDeceleration() override { calls.push_back("willStartRotationDeceleration"); }
-    void didEndRotationDeceleration() override { calls.push_back("didEndRotationDeceleration"); }
+    void willStartGestures() override { note<int>("willStartGestures"); }
+    void didEndGestures() override { note<int>("didEndGestures"); }
+    void willStartPanFrom(QPointF p) override { note("willStartPanFrom", &panStarts, p); }
+    void didPanTo(QPointF p) override { note("didPanTo", &pans, p); }
+    void willStartZoom() override { note<int>("willStartZoom"); }
+    void didZoomRelative(double s) override { note("didZoomRelative", &zooms, s); }
+    void willStartRotation() override { note<int>("willStartRotation"); }
+    void didRotateRelative(double r) override { note("didRotateRelative", &rotations, r); }
+    void willStartTilt() override { note<int>("willStartTilt"); }
+    void didTiltRelative(double t) override { note("didTiltRelative", &tilts, t); }
+    void willStartPanDeceleration() override { note<int>("willStartPanDeceleration"); }
+    void didEndPanDeceleration() override { note<int>("didEndPanDeceleration"); }
+    void willStartZoomDeceleration() override { note<int>("willStartZoomDeceleration"); }
+    void didEndZoomDeceleration() override { note<int>("didEndZoomDeceleration"); }
+    void willStartRotationDeceleration() override { note<int>("willStartRotationDeceleration"); }
+    void didEndRotationDeceleration() override { note<int>("didEndRotationDeceleration"); }
     void didTap(QPointF p) override { taps.push_back(p); }
     void didLongPress(QPointF p) override { longPresses.push_back(p); }
     void didDoubleTap(QPointF p) override { doubleTaps.push_back(p); }
@@ -55,36 +45,50 @@ struct Recorder : GMSGestureTarget {
     void decelerationTicksNeeded(bool n) override { ticksWanted = n; }
 };
 
-class Gestures : public ::testing::Test {
-protected:
+// Two fingers on a circle of radius 50 about (150, 200), turned by `degrees`.
+std::vector<GMSTouchPoint> turned(double degrees) {
+    const double a = degrees * M_PI / 180.0;
+    return {{1, {150 - 50 * std::cos(a), 200 - 50 * std::sin(a)}}, {2, {150 + 50 * std::cos(a), 200 + 50 * std::sin(a)}}};
+}
+
+// A handler with its recorder, and the finger moves the cases share.
+struct Rig {
     Recorder rec;
     GMSGestureHandler h{&rec};
 
-    // One finger dragged from a to b at constant speed, samples every 10 ms.
-    double drag(int id, double t, QPointF a, QPointF b, double seconds) {
+    // Fingers moved at constant speed from `from` to `to`, samples every 10 ms.
+    double drag(double t, std::vector<GMSTouchPoint> from, const std::vector<QPointF>& to, double seconds) {
         const int steps = int(std::round(seconds / 0.01));
         for (int i = 1; i <= steps; ++i) {
-            const double f = double(i) / steps;
-            h.feed(t + i * 0.01, {{id, a + (b - a) * f}});
-        }
-        return t + steps * 0.01;
-    }
-    // Two fingers moved from (a0, a1) to (b0, b1).
-    double drag2(double t, QPointF a0, QPointF a1, QPointF b0, QPointF b1, double seconds) {
-        const int steps = int(std::round(seconds / 0.01));
-        for (int i = 1; i <= steps; ++i) {
-            const double f = double(i) / steps;
-            h.feed(t + i * 0.01, {{1, a0 + (b0 - a0) * f}, {2, a1 + (b1 - a1) * f}});
+            std::vector<GMSTouchPoint> now = from;
+            for (std::size_t k = 0; k < now.size(); ++k)
+                now[k].position = from[k].position + (to[k] - from[k].position) * (double(i) / steps);
+            h.feed(t + i * 0.01, now);
         }
         return t + steps * 0.01;
     }
     double flick(double speed, double start = 0.0) {
         h.feed(start, {{1, {100, 300}}});
-        const double t = drag(1, start, {100, 300}, {100 + speed * 0.3, 300}, 0.3);
+        const double t = drag(start, {{1, {100, 300}}}, {{100 + speed * 0.3, 300}}, 0.3);
         h.feed(t, {});
         return t;
     }
+    // Two fingers down at (100, 200) and (200, 200); returns the time.
+    double twoDown() {
+        h.feed(0.0, {{1, {100, 200}}});
+        h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+        return 0.01;
+    }
+    // A tap, then a second press held for 0.1 s: a tap-drag may start.
+    void tapThenHold() {
+        h.feed(0.0, {{1, {100, 100}}});
+        h.feed(0.05, {});
+        h.feed(0.15, {{1, {100, 100}}});
+        h.timeout(0.25);
+    }
 };
+
+class Gestures : public ::testing::Test, public Rig {};
 
 TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
     h.feed(0.0, {{1, {50, 50}}});
@@ -101,14 +105,18 @@ TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
     EXPECT_EQ(rec.calls.back(), "didEndGestures");
 }
 
-TEST_F(Gestures, PanFlickBelow200StopsDead) {
-    flick(199.0);
-    EXPECT_FALSE(h.decPan().has_value());
-    EXPECT_FALSE(h.isDecelerating());
-    EXPECT_EQ(rec.count("willStartPanDeceleration"), 0);
-}
+TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
+    Rig slow;
+    slow.flick(199.0);
+    EXPECT_FALSE(slow.h.decPan().has_value());
+    EXPECT_FALSE(slow.h.isDecelerating());
+    EXPECT_EQ(slow.rec.count("willStartPanDeceleration"), 0);
+    Rig fast;
+    const double f = fast.flick(6000.0);
+    ASSERT_TRUE(fast.h.decPan().has_value());
+    fast.h.tick(f + 1.0);
+    EXPECT_NEAR(fast.rec.pans.back().x() - fast.h.decPanBase().x(), 1600.0, 1e-3);
 
-TEST_F(Gestures, PanFlickAbove200Decelerates) {
     const double t = flick(400.0);
     ASSERT_TRUE(h.decPan().has_value());
     EXPECT_TRUE(rec.ticksWanted);
@@ -132,13 +140,6 @@ TEST_F(Gestures, PanFlickAbove200Decelerates) {
     EXPECT_EQ(rec.count("didEndPanDeceleration"), 1);
 }
 
-TEST_F(Gestures, PanInertiaIsLimitedTo1600Points) {
-    const double t = flick(6000.0);
-    ASSERT_TRUE(h.decPan().has_value());
-    h.tick(t + 1.0);
-    EXPECT_NEAR(rec.pans.back().x() - h.decPanBase().x(), 1600.0, 1e-3);
-}
-
 TEST_F(Gestures, DeceleratedValueCurve) {
     auto d = GMSDeceleratedValue::make(2.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
     EXPECT_TRUE(d.tickWithDelta(0.35));
@@ -155,11 +156,10 @@ TEST_F(Gestures, DeceleratedValueCurve) {
 }
 
 TEST_F(Gestures, PinchOf104NeverLeavesStateOneAndOnlyPans) {
-    h.feed(0.0, {{1, {100, 200}}});
-    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    twoDown();
     EXPECT_EQ(h.gestureState(), 1);
     // Spread to 1.04 while moving right by 40 points.
-    drag2(0.01, {100, 200}, {200, 200}, {138, 200}, {242, 200}, 0.4);
+    drag(0.01, {{1, {100, 200}}, {2, {200, 200}}}, {{138, 200}, {242, 200}}, 0.4);
     EXPECT_EQ(h.gestureState(), 1);
     EXPECT_EQ(rec.count("willStartZoom"), 0);
     EXPECT_EQ(rec.count("didZoomRelative"), 0);
@@ -167,8 +167,7 @@ TEST_F(Gestures, PinchOf104NeverLeavesStateOneAndOnlyPans) {
 }
 
 TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
-    h.feed(0.0, {{1, {100, 200}}});
-    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    twoDown();
     h.feed(0.05, {{1, {97, 200}}, {2, {203, 200}}});  // 1.06
     EXPECT_EQ(h.gestureState(), 3);
     EXPECT_EQ(rec.count("willStartZoom"), 1);
@@ -181,10 +180,14 @@ TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
     EXPECT_EQ(rec.count("willStartRotation"), 0);
 }
 
-TEST_F(Gestures, FastPinchEndsInZoomInertiaWithinTheWindow) {
-    h.feed(0.0, {{1, {100, 200}}});
-    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
-    double t = drag2(0.01, {100, 200}, {200, 200}, {0, 200}, {300, 200}, 0.2);  // scale 1 -> 3 in 0.2 s
+TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
+    Rig slow;
+    double t = slow.drag(slow.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{80, 200}, {220, 200}}, 0.5);
+    EXPECT_EQ(slow.h.gestureState(), 3);
+    slow.h.feed(t + 0.01, {{1, {80, 200}}});
+    EXPECT_FALSE(slow.h.decZoom().has_value());
+
+    t = drag(twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{0, 200}, {300, 200}}, 0.2);  // scale 1 -> 3 in 0.2 s
     EXPECT_EQ(h.gestureState(), 3);
     h.feed(t + 0.01, {{1, {0, 200}}});
     ASSERT_TRUE(h.decZoom().has_value());
@@ -193,29 +196,13 @@ TEST_F(Gestures, FastPinchEndsInZoomInertiaWithinTheWindow) {
     EXPECT_FLOAT_EQ(h.decZoom()->minimum, 0.05f);
     EXPECT_FLOAT_EQ(h.decZoom()->maximum, 4.0f);
     EXPECT_NEAR(h.decZoom()->startValue, rec.zooms.back(), 1e-6);
-    h.feed(t + 0.02, {});
-}
-
-TEST_F(Gestures, SlowPinchHasNoZoomInertia) {
-    h.feed(0.0, {{1, {100, 200}}});
-    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
-    double t = drag2(0.01, {100, 200}, {200, 200}, {80, 200}, {220, 200}, 0.5);
-    EXPECT_EQ(h.gestureState(), 3);
-    h.feed(t + 0.01, {{1, {80, 200}}});
-    EXPECT_FALSE(h.decZoom().has_value());
 }
 
 TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
     for (double gap : {0.1, 0.3}) {
-        Recorder r;
-        GMSGestureHandler g(&r);
-        g.feed(0.0, {{1, {100, 200}}});
-        g.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
-        double t = 0.01;
-        for (int i = 1; i <= 30; ++i) {
-            t += 0.01;
-            g.feed(t, {{1, {100.0 - i, 200}}, {2, {200.0 + i, 200}}});
-        }
+        Rig rig;
+        GMSGestureHandler& g = rig.h;
+        const double t = rig.drag(rig.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{70, 200}, {230, 200}}, 0.3);
         ASSERT_EQ(g.gestureState(), 3);
         const double lifted = t + 0.01;
         g.feed(lifted, {{1, {70, 200}}});  // second finger lifted: state 0
@@ -229,21 +216,16 @@ TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
 }
 
 TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
-    h.feed(0.0, {{1, {100, 200}}});
-    h.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
+    twoDown();
     // Turn by 10 degrees about the centre.
     double t = 0.01;
-    for (int i = 1; i <= 10; ++i) {
-        t += 0.01;
-        const double a = i * M_PI / 180.0;
-        h.feed(t, {{1, {150 - 50 * std::cos(a), 200 - 50 * std::sin(a)}}, {2, {150 + 50 * std::cos(a), 200 + 50 * std::sin(a)}}});
-    }
+    for (int i = 1; i <= 10; ++i) h.feed(t += 0.01, turned(i));
     EXPECT_EQ(h.gestureState(), 4);
     EXPECT_EQ(rec.count("willStartRotation"), 1);
     EXPECT_EQ(rec.count("willStartZoom"), 1);  // zoom is on
     ASSERT_FALSE(rec.rotations.empty());
     EXPECT_GT(rec.rotations.back(), 0.0);
-    const QPointF p1 = {150 - 50 * std::cos(10 * M_PI / 180), 200 - 50 * std::sin(10 * M_PI / 180)};
+    const QPointF p1 = turned(10)[0].position;
     const double lifted = t + 0.01;
     rec.calls.clear();
     h.feed(lifted, {{1, p1}});
@@ -262,24 +244,14 @@ TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
 }
 
 TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
-    auto turn = [&](GMSGestureHandler& g, double degrees) {
-        g.feed(0.0, {{1, {100, 200}}});
-        g.feed(0.01, {{1, {100, 200}}, {2, {200, 200}}});
-        const double a = degrees * M_PI / 180.0;
-        g.feed(0.05, {{1, {150 - 50 * std::cos(a), 200 - 50 * std::sin(a)}}, {2, {150 + 50 * std::cos(a), 200 + 50 * std::sin(a)}}});
-    };
-    turn(h, 2.9);
-    EXPECT_EQ(h.gestureState(), 1);
-    Recorder r2;
-    GMSGestureHandler g2(&r2);
-    turn(g2, 3.1);
-    EXPECT_EQ(g2.gestureState(), 4);
-    Recorder r3;
-    GMSGestureHandler g3(&r3);
-    g3.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
-    turn(g3, 20);
-    EXPECT_EQ(g3.gestureState(), 1);
-    EXPECT_EQ(r3.count("willStartRotation"), 0);
+    for (auto [degrees, rotationOn, state] : {std::tuple{2.9, true, 1}, {3.1, true, 4}, {20.0, false, 1}}) {
+        Rig r;
+        if (!rotationOn) r.h.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
+        r.twoDown();
+        r.h.feed(0.05, turned(degrees));
+        EXPECT_EQ(r.h.gestureState(), state) << degrees;
+        EXPECT_EQ(r.rec.count("willStartRotation"), state == 4 ? 1 : 0) << degrees;
+    }
 }
 
 TEST_F(Gestures, TwoFingersUpwardsTiltAfter14Points) {
@@ -351,10 +323,7 @@ TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
 }
 
 TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
-    h.feed(0.0, {{1, {100, 100}}});
-    h.feed(0.05, {});
-    h.feed(0.15, {{1, {100, 100}}});
-    h.timeout(0.25);  // the press has lasted 0.1 s
+    tapThenHold();
     h.feed(0.26, {{1, {100, 102}}});
     EXPECT_EQ(h.gestureState(), 0);
     h.feed(0.27, {{1, {100, 104}}});
@@ -367,35 +336,28 @@ TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
     EXPECT_TRUE(rec.doubleTaps.empty());
 }
 
-TEST_F(Gestures, TapDragCancelledBySidewaysMove) {
-    h.feed(0.0, {{1, {100, 100}}});
-    h.feed(0.05, {});
-    h.feed(0.15, {{1, {100, 100}}});
-    h.timeout(0.25);
+TEST_F(Gestures, TapDragCancelledBySidewaysMoveOrRightAfterADeceleration) {
+    tapThenHold();
     h.feed(0.26, {{1, {112, 101}}});
     h.feed(0.27, {{1, {112, 150}}});
     EXPECT_NE(h.gestureState(), 5);
     EXPECT_EQ(rec.count("willStartZoom"), 0);
     EXPECT_TRUE(rec.zooms.empty());
-}
 
-TEST_F(Gestures, TapDragBlockedRightAfterADeceleration) {
-    const double t = flick(800.0);
-    h.tick(t + 0.01);
+    Rig r;
+    const double t = r.flick(800.0);
+    r.h.tick(t + 0.01);
     // Tap (which stops the inertia), then press again soon after.
-    h.feed(t + 0.02, {{1, {100, 100}}});
-    h.feed(t + 0.05, {});
-    h.feed(t + 0.1, {{1, {100, 100}}});
-    h.timeout(t + 0.2);
-    h.feed(t + 0.21, {{1, {100, 130}}});
-    EXPECT_NE(h.gestureState(), 5);
+    r.h.feed(t + 0.02, {{1, {100, 100}}});
+    r.h.feed(t + 0.05, {});
+    r.h.feed(t + 0.1, {{1, {100, 100}}});
+    r.h.timeout(t + 0.2);
+    r.h.feed(t + 0.21, {{1, {100, 130}}});
+    EXPECT_NE(r.h.gestureState(), 5);
 }
 
 TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
-    h.feed(0.0, {{1, {100, 100}}});
-    h.feed(0.05, {});
-    h.feed(0.15, {{1, {100, 100}}});
-    h.timeout(0.25);
+    tapThenHold();
     double t = 0.25;
     for (int i = 1; i <= 40; ++i) {  // 400 points a second downwards
         t += 0.01;

@@ -42,6 +42,28 @@ M readMessage(DashInput& in)
     return m;
 }
 
+// Reads what opens every answer: the version, the cookie (if the body asked
+// for one) and the client properties.
+GMSx_GMMClientPropertiesResponseProto readPrologue(DashInput& in, bool cookie = true)
+{
+    EXPECT_EQ(in.readUInt16(), 24);
+    if (cookie) {
+        EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
+        EXPECT_NE(in.readUInt64(), 0u);
+    }
+    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
+    return readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+}
+
+// The tile answer of a body framed without the cookie request.
+GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a)
+{
+    DashInput in(a.body, true);
+    readPrologue(in, false);
+    EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
+    return readMessage<GMSx_GMMMapTileResponseProto>(in);
+}
+
 }  // namespace
 
 TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
@@ -60,11 +82,7 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
     EXPECT_EQ(a.tilesFound, 2u);
 
     DashInput in(a.body, true);
-    EXPECT_EQ(in.readUInt16(), 24);
-    EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
-    EXPECT_NE(in.readUInt64(), 0u);
-    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
-    const auto props = readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    const auto props = readPrologue(in);
     EXPECT_EQ(props.new_cohort(), "c7");
     EXPECT_EQ(props.new_legal_country(), "PL");
     EXPECT_EQ(props.datarequest_status_array_size(), 0);
@@ -90,13 +108,7 @@ TEST_F(HandlerTest, CurrentVersionGetsNoDataAndLargeTilesShiftTheZoom)
     auto t = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
     t.mutable_version_id()->set_version_id(DashRequestHandler::versionOf(tiles.tile(0, 0, 0)));
     *req.add_map_tile_array() = t;
-    const DashAnswer a = handler().handle(zltest::framedTileBody(kKey, req, false));
-    DashInput in(a.body, true);
-    in.readUInt16();
-    in.readUInt16();
-    readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
-    in.readUInt16();
-    auto resp = readMessage<GMSx_GMMMapTileResponseProto>(in);
+    auto resp = tileAnswer(handler().handle(zltest::framedTileBody(kKey, req, false)));
     ASSERT_EQ(resp.map_tile_array_size(), 1);
     EXPECT_FALSE(resp.map_tile_array(0).has_tile_data());
     EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(), t.version_id().version_id());
@@ -105,13 +117,7 @@ TEST_F(HandlerTest, CurrentVersionGetsNoDataAndLargeTilesShiftTheZoom)
     req.Clear();
     req.mutable_header()->set_tile_size(512);
     *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 1, 0);
-    const DashAnswer b = handler().handle(zltest::framedTileBody(kKey, req, false));
-    DashInput in2(b.body, true);
-    in2.readUInt16();
-    in2.readUInt16();
-    readMessage<GMSx_GMMClientPropertiesResponseProto>(in2);
-    in2.readUInt16();
-    resp = readMessage<GMSx_GMMMapTileResponseProto>(in2);
+    resp = tileAnswer(handler().handle(zltest::framedTileBody(kKey, req, false)));
     EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
 }
 
@@ -128,11 +134,7 @@ TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
     const DashAnswer a = handler().handle(more.bytes());
     ASSERT_EQ(a.httpStatus, 200);
     DashInput in(a.body, true);
-    in.readUInt16();
-    EXPECT_EQ(in.readUInt16(), kDashUserCookieRequest);
-    in.readUInt64();
-    EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
-    const auto props = readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    const auto props = readPrologue(in);
     ASSERT_EQ(props.datarequest_status_array_size(), 1);
     EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
     EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
@@ -142,41 +144,6 @@ TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
     EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
     EXPECT_FALSE(q.developer_console_error_string().empty());
     EXPECT_TRUE(in.atEnd());
-}
-
-TEST_F(HandlerTest, ClientParametersAnswerEachGroupAndHashOnlyWhenUnchanged)
-{
-    config.pertileDurationMinutes = 30;
-    config.apiKeys.clear();  // no client properties in these bodies
-    GMSx_GMMClientParametersRequestProto req;
-    req.add_parameter_group_array()->set_type(PARAMETER_GROUP_VECTOR_MAPS);
-    req.add_parameter_group_array()->set_type(PARAMETER_GROUP_LOGGING);
-    DashOutput out;
-    writeRequestHeader(out, DashRequestHeader{});
-    out.writeUInt16(kDashClientParametersRequest);
-    out.writeMessage(req);
-    const auto ask = [&](const std::string& body) {
-        const DashAnswer a = handler().handle(body);
-        DashInput in(a.body, true);
-        in.readUInt16();
-        EXPECT_EQ(in.readUInt16(), kDashClientParametersRequest);
-        return readMessage<GMSx_GMMClientParametersResponseProto>(in);
-    };
-    const auto first = ask(out.bytes());
-    ASSERT_EQ(first.parameter_group_array_size(), 2);
-    EXPECT_EQ(first.parameter_group_array(0).vector_maps().pertile_duration_in_minutes(), 30);
-    EXPECT_TRUE(first.parameter_group_array(0).has_hash_p());
-    EXPECT_TRUE(first.parameter_group_array(1).has_hash_p());
-
-    req.mutable_parameter_group_array(0)->set_hash_p(first.parameter_group_array(0).hash_p());
-    DashOutput again;
-    writeRequestHeader(again, DashRequestHeader{});
-    again.writeUInt16(kDashClientParametersRequest);
-    again.writeMessage(req);
-    const auto second = ask(again.bytes());
-    EXPECT_FALSE(second.parameter_group_array(0).has_vector_maps());
-    EXPECT_EQ(second.parameter_group_array(0).hash_p(), first.parameter_group_array(0).hash_p());
-    EXPECT_TRUE(second.parameter_group_array(1).has_hash_p());
 }
 
 namespace {
@@ -237,6 +204,28 @@ std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pai
 }
 
 }  // namespace
+
+TEST_F(HandlerTest, ClientParametersAnswerEachGroupAndHashOnlyWhenUnchanged)
+{
+    config.pertileDurationMinutes = 30;
+    config.apiKeys.clear();  // no client properties in these bodies
+    const auto ask = [&](std::uint64_t vectorHash) {
+        GMSx_GMMClientParametersResponseProto r;
+        EXPECT_TRUE(r.ParseFromString(
+            askForGroups(handler(), {{PARAMETER_GROUP_VECTOR_MAPS, vectorHash}, {PARAMETER_GROUP_LOGGING, 0}})));
+        return r;
+    };
+    const auto first = ask(0);
+    ASSERT_EQ(first.parameter_group_array_size(), 2);
+    EXPECT_EQ(first.parameter_group_array(0).vector_maps().pertile_duration_in_minutes(), 30);
+    EXPECT_TRUE(first.parameter_group_array(0).has_hash_p());
+    EXPECT_TRUE(first.parameter_group_array(1).has_hash_p());
+
+    const auto second = ask(first.parameter_group_array(0).hash_p());
+    EXPECT_FALSE(second.parameter_group_array(0).has_vector_maps());
+    EXPECT_EQ(second.parameter_group_array(0).hash_p(), first.parameter_group_array(0).hash_p());
+    EXPECT_TRUE(second.parameter_group_array(1).has_hash_p());
+}
 
 TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
 {
@@ -306,28 +295,20 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
     GMSx_GMMMapTileRequestProto req;
     *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
     const std::string good = zltest::framedTileBody(kKey, req);
-
     std::string v23 = good;
     v23[1] = 23;
-    DashAnswer a = handler().handle(v23);
-    EXPECT_EQ(a.httpStatus, 400);
-    EXPECT_NE(a.error.find("version 23"), std::string::npos);
-
-    a = handler().handle(good.substr(0, good.size() - 1));
-    EXPECT_EQ(a.httpStatus, 400);
-
     DashOutput unknown(good);
     unknown.writeUInt16(999);
-    a = handler().handle(unknown.bytes());
-    EXPECT_EQ(a.httpStatus, 400);
-    EXPECT_NE(a.error.find("unknown request 999"), std::string::npos);
-
-    a = handler().handle("");
-    EXPECT_EQ(a.httpStatus, 400);
-    EXPECT_EQ(a.contentType, "text/plain");
-
+    const std::pair<std::string, const char*> cases[] = {
+        {v23, "version 23"}, {good.substr(0, good.size() - 1), ""}, {unknown.bytes(), "unknown request 999"}, {"", ""}};
+    for (const auto& [body, why] : cases) {
+        const DashAnswer a = handler().handle(body);
+        EXPECT_EQ(a.httpStatus, 400) << why;
+        EXPECT_EQ(a.contentType, "text/plain") << why;
+        EXPECT_NE(a.error.find(why), std::string::npos) << a.error;
+    }
     config.maxRequestsPerBody = 2;
-    a = handler().handle(good);
+    const DashAnswer a = handler().handle(good);
     EXPECT_EQ(a.httpStatus, 400);
     EXPECT_NE(a.error.find("more than 2"), std::string::npos);
 }

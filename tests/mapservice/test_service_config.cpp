@@ -17,6 +17,16 @@ std::string writeConf(QTemporaryDir& dir, const char* text)
     f.write(text);
     return path.toStdString();
 }
+
+bool parse(std::vector<std::string> args, ServiceConfig& c, std::string& error)
+{
+    args.insert(args.begin(), "svc");
+    std::vector<char*> argv;
+    for (auto& a : args)
+        argv.push_back(a.data());
+    bool help = false;
+    return parseCommandLine(static_cast<int>(argv.size()), argv.data(), c, error, help);
+}
 }  // namespace
 
 TEST(ServiceConfig, FileThenCommandLine)
@@ -31,16 +41,10 @@ TEST(ServiceConfig, FileThenCommandLine)
                                        "tiles.satellite = sat.mbtiles\n"
                                        "tiles.4 = /abs/base.mbtiles\n"
                                        "max_body_bytes = 2048\n");
-    std::string confArg = conf;
-    std::vector<std::string> args = {"svc", "--port", "1234", "--config", confArg, "--api-key", "C",
-                                     "--tiles", "terrain=/t.mbtiles"};
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(a.data());
     ServiceConfig c;
     std::string error;
-    bool help = false;
-    ASSERT_TRUE(parseCommandLine(static_cast<int>(argv.size()), argv.data(), c, error, help)) << error;
+    ASSERT_TRUE(parse({"--port", "1234", "--config", conf, "--api-key", "C", "--tiles", "terrain=/t.mbtiles"}, c, error))
+        << error;
     EXPECT_EQ(c.address, "0.0.0.0");
     EXPECT_EQ(c.port, 1234);  // the command line wins over the file
     EXPECT_EQ(c.apiKeys, (std::set<std::string>{"A", "B", "C"}));
@@ -55,13 +59,19 @@ TEST(ServiceConfig, ErrorsNameTheLine)
     QTemporaryDir dir;
     ServiceConfig c;
     std::string error;
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "port = 8765\nport = lots\n"), c, error));
-    EXPECT_NE(error.find(":2: port"), std::string::npos) << error;
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "colour = blue\n"), c, error));
-    EXPECT_NE(error.find("unknown setting 'colour'"), std::string::npos);
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "tiles.moon = x\n"), c, error));
-    EXPECT_NE(error.find("unknown tile type 'moon'"), std::string::npos);
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "just words\n"), c, error));
+    const std::pair<const char*, const char*> cases[] = {
+        {"port = 8765\nport = lots\n", ":2: port"},
+        {"colour = blue\n", "unknown setting 'colour'"},
+        {"tiles.moon = x\n", "unknown tile type 'moon'"},
+        {"just words\n", ":1:"},
+        {"direct_to_paint_types = satellite, moon\n", ":1: unknown tile type 'moon' in direct_to_paint_types"},
+        {"style_epoch = 0\n", "style_epoch must be"},
+        {"style_epoch = 2147483648\n", "style_epoch"},
+    };
+    for (const auto& [text, message] : cases) {
+        EXPECT_FALSE(loadConfigFile(writeConf(dir, text), c, error)) << text;
+        EXPECT_NE(error.find(message), std::string::npos) << error;
+    }
     EXPECT_FALSE(loadConfigFile(dir.filePath("none.conf").toStdString(), c, error));
 }
 
@@ -92,22 +102,11 @@ TEST(ServiceConfig, StyleEpochAndPaintRoute)
     EXPECT_EQ(c.paintSigningKey, "s3cret");
     EXPECT_EQ(c.directToPaintTileTypes, (std::set<int>{0, 1, 2}));
 
-    std::vector<std::string> args = {"svc", "--direct-to-paint-types", "terrain", "--paint-signing-key", "k2",
-                                     "--style-epoch", "3"};
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(a.data());
-    bool help = false;
-    ASSERT_TRUE(parseCommandLine(static_cast<int>(argv.size()), argv.data(), c, error, help)) << error;
+    ASSERT_TRUE(parse({"--direct-to-paint-types", "terrain", "--paint-signing-key", "k2", "--style-epoch", "3"}, c, error))
+        << error;
     EXPECT_EQ(c.directToPaintTileTypes, std::set<int>{2}) << "a later list replaces the earlier one";
     EXPECT_EQ(c.paintSigningKey, "k2");
     EXPECT_EQ(c.styleEpoch, 3);
     ASSERT_TRUE(applySetting("direct_to_paint_types", "", "", c, error));
     EXPECT_TRUE(c.directToPaintTileTypes.empty());
-
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "direct_to_paint_types = satellite, moon\n"), c, error));
-    EXPECT_NE(error.find(":1: unknown tile type 'moon' in direct_to_paint_types"), std::string::npos) << error;
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "style_epoch = 0\n"), c, error));
-    EXPECT_NE(error.find("style_epoch must be"), std::string::npos) << error;
-    EXPECT_FALSE(loadConfigFile(writeConf(dir, "style_epoch = 2147483648\n"), c, error));
 }

@@ -55,19 +55,28 @@ protected:
         });
     }
 
-    std::shared_ptr<GMSDASHProtobufferRequest> tileBatch(Result& out)
+    // Sends a quota event and a batch of three tiles with the key, and waits for both.
+    void sendQuotaAndTiles(const QString& key, Result& quotaResult, Result& tilesResult)
     {
+        auto conn = connect(key);
+        auto quota = std::make_shared<GMSDASHQuotaEventRequest>(key, "app.zenloft", "Zenloft");
+        watch(*quota, quotaResult);
         auto msg = std::make_shared<GMSx_GMMMapTileRequestProto>();
         msg->mutable_header()->set_tile_size(256);
-        *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
-        *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 3, 1);
-        *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 0, 0);
-        auto r = std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest, msg,
-                                                             &GMSx_GMMMapTileResponseProto::default_instance());
-        watch(*r, out);
-        return r;
+        for (auto [z, x, y] : {std::tuple{0, 0, 0}, {2, 3, 1}, {2, 0, 0}})
+            *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, z, x, y);
+        auto tiles = std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest, msg,
+                                                                 &GMSx_GMMMapTileResponseProto::default_instance());
+        watch(*tiles, tilesResult);
+        conn->sendRequest(quota);
+        conn->sendRequest(tiles);
+        ASSERT_TRUE(zltest::waitFor([&] { return tilesResult.done && quotaResult.done; }));
+        cookie = conn->clientState()->userCookie();
+        cohort = conn->clientState()->snapshot().cohort;
     }
 
+    quint64 cookie = 0;
+    QString cohort;
     zltest::MbtilesFixture tiles;
     std::unique_ptr<MapServiceServer> server;
 };
@@ -76,13 +85,8 @@ protected:
 
 TEST_F(EndToEnd, TilesIdentityAndQuotaThroughTheRealService)
 {
-    auto conn = connect("good-key");
-    Result tilesResult, quotaResult;
-    auto quota = std::make_shared<GMSDASHQuotaEventRequest>("good-key", "app.zenloft", "Zenloft");
-    watch(*quota, quotaResult);
-    conn->sendRequest(quota);
-    conn->sendRequest(tileBatch(tilesResult));
-    ASSERT_TRUE(zltest::waitFor([&] { return tilesResult.done && quotaResult.done; }));
+    Result quotaResult, tilesResult;
+    sendQuotaAndTiles("good-key", quotaResult, tilesResult);
     ASSERT_FALSE(tilesResult.error.has_value()) << tilesResult.error->message.toStdString();
     const auto& resp = static_cast<const GMSx_GMMMapTileResponseProto&>(*tilesResult.response);
     ASSERT_EQ(resp.map_tile_array_size(), 3);
@@ -93,20 +97,15 @@ TEST_F(EndToEnd, TilesIdentityAndQuotaThroughTheRealService)
     ASSERT_FALSE(quotaResult.error.has_value());
     EXPECT_EQ(static_cast<const GMSx_GMMApiQuotaEventResponseProto&>(*quotaResult.response).response(),
               QUOTA_RESPONSE_OK);
-    EXPECT_NE(conn->clientState()->userCookie(), 0u);
-    EXPECT_EQ(conn->clientState()->snapshot().cohort, "zenloft");
+    EXPECT_NE(cookie, 0u);
+    EXPECT_EQ(cohort, "zenloft");
 }
 
 TEST_F(EndToEnd, RefusedKeyFailsTilesAndLogsTheQuotaRefusal)
 {
     zltest::LogCapture log;
-    auto conn = connect("bad-key");
     Result quotaResult, tilesResult;
-    auto quota = std::make_shared<GMSDASHQuotaEventRequest>("bad-key", "app.zenloft", "Zenloft");
-    watch(*quota, quotaResult);
-    conn->sendRequest(quota);
-    conn->sendRequest(tileBatch(tilesResult));
-    ASSERT_TRUE(zltest::waitFor([&] { return tilesResult.done && quotaResult.done; }));
+    sendQuotaAndTiles("bad-key", quotaResult, tilesResult);
     ASSERT_TRUE(tilesResult.error);
     EXPECT_EQ(tilesResult.error->domain, kGenericServerErrorDomain);
     EXPECT_EQ(tilesResult.error->code, 403);

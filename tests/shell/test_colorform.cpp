@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace {
 
 struct Form {
@@ -17,6 +19,11 @@ struct Form {
         c.preview = &preview;
         form = std::make_unique<ColorForm>(c, hexEditable);
     }
+    void typeHex(const QString& text) {
+        hex.userEdit(text);
+        hex.endEditing();
+    }
+    std::array<int, 3> rgb() const { return {form->red(), form->green(), form->blue()}; }
     UISlider sliders[3];
     UITextField fields[3];
     UITextField hex;
@@ -57,49 +64,33 @@ TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMore) {
     Form f(true);
     f.form->setColor(1, 2, 3);
     for (const char* ignored : {"#12345", "123456", "#1234567", ""}) {
-        f.hex.userEdit(ignored);
-        f.hex.endEditing();
+        f.typeHex(ignored);
         EXPECT_EQ(f.form->red(), 1) << ignored;
         EXPECT_EQ(f.hex.text(), ignored) << "the other controls stay: " << ignored;
     }
-    f.hex.userEdit("#FF8000");
-    f.hex.endEditing();
-    EXPECT_EQ(f.form->red(), 255);
-    EXPECT_EQ(f.form->green(), 128);
-    EXPECT_EQ(f.form->blue(), 0);
+    f.typeHex("#FF8000");
+    EXPECT_EQ(f.rgb(), (std::array{255, 128, 0}));
     EXPECT_EQ(f.fields[ColorForm::Green].text(), "128");
     EXPECT_EQ(f.sliders[ColorForm::Red].value(), 255.0f);
-    f.hex.userEdit("#GGGGGG");
-    f.hex.endEditing();
-    EXPECT_EQ(f.form->red(), 0);
-    EXPECT_EQ(f.form->green(), 0);
-    EXPECT_EQ(f.form->blue(), 0);
+    f.typeHex("#GGGGGG");
+    EXPECT_EQ(f.rgb(), (std::array{0, 0, 0}));
     EXPECT_EQ(f.hex.text(), "#000000");
     // Every "#" goes; the scanner reads the hex digits it finds first.
-    f.hex.userEdit("#12#456");
-    f.hex.endEditing();
-    EXPECT_EQ(f.form->red(), 0x01);
-    EXPECT_EQ(f.form->green(), 0x24);
-    EXPECT_EQ(f.form->blue(), 0x56);
-    f.hex.userEdit("#ab12zz");
-    f.hex.endEditing();
+    f.typeHex("#12#456");
+    EXPECT_EQ(f.rgb(), (std::array{0x01, 0x24, 0x56}));
+    f.typeHex("#ab12zz");
     EXPECT_EQ(f.form->green(), 0xab);
     EXPECT_EQ(f.form->blue(), 0x12);
-}
 
-TEST(ColorFormTest, AnOutputHexFieldIgnoresEditing) {
-    Form f(false);
-    f.form->setColor(10, 20, 30);
-    f.hex.userEdit("#FFFFFF");
-    f.hex.endEditing();
-    EXPECT_EQ(f.form->red(), 10);
+    Form output(false);  // an output hex field ignores editing
+    output.form->setColor(10, 20, 30);
+    output.typeHex("#FFFFFF");
+    EXPECT_EQ(output.rgb(), (std::array{10, 20, 30}));
 }
 
 TEST(ColorFormTest, ScannerLikeThePlatformsOne) {
-    EXPECT_EQ(ColorForm::scanHex("0x1F").value(), 0x1Fu);
-    EXPECT_EQ(ColorForm::scanHex("  ff").value(), 0xFFu);
-    EXPECT_EQ(ColorForm::scanHex("12zz").value(), 0x12u);
-    EXPECT_FALSE(ColorForm::scanHex("zz").has_value());
-    EXPECT_FALSE(ColorForm::scanHex("").has_value());
-    EXPECT_EQ(ColorForm::scanHex("FFFFFFFFFF").value(), 0xFFFFFFFFu) << "overflow saturates";
+    const std::pair<const char*, std::optional<quint32>> cases[] = {
+        {"0x1F", 0x1Fu}, {"  ff", 0xFFu}, {"12zz", 0x12u}, {"zz", {}}, {"", {}}, {"FFFFFFFFFF", 0xFFFFFFFFu} /* saturates */};
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(ColorForm::scanHex(text), value) << text;
 }

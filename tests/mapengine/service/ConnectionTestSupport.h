@@ -2,8 +2,12 @@
 
 #include "DashFraming.h"
 #include "GMSDASHConnection.h"
+#include "GMSDASHProtobufferRequest.h"
 #include "GMSDASHRequest.h"
+#include "maptile.pb.h"
 
+#include <atomic>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +51,35 @@ inline std::string answerBody(std::uint16_t version, const std::vector<std::pair
         out.writeLengthPrefixed(data);
     }
     return out.take();
+}
+
+// What became of a protobuffer request; `done` counts the handler's calls
+// and is set last (the handler runs on the connection's thread).
+struct Outcome {
+    std::atomic<int> done{0};
+    std::string payload;
+    std::optional<GMSDASHError> error;
+};
+
+// A tile-request-shaped message (which the fake server echoes back),
+// reporting into `outcome`.
+inline std::shared_ptr<GMSDASHProtobufferRequest> tileRequest(Outcome& outcome, int x = 1)
+{
+    auto msg = std::make_shared<zenloft::wire::GMSx_GMMMapTileRequestProto>();
+    auto* t = msg->add_map_tile_array();
+    t->set_tile_type(zenloft::wire::TILE_TYPE_SATELLITE);
+    t->set_tile_index_x(x);
+    t->set_tile_index_y(2);
+    t->set_zoom_level(3);
+    auto r = std::make_shared<GMSDASHProtobufferRequest>(zenloft::wire::kDashMapTileRequest, msg,
+                                                         &zenloft::wire::GMSx_GMMMapTileRequestProto::default_instance());
+    r->setHandler(nullptr, [&outcome](GMSDASHProtobufferRequest::Response resp, std::optional<GMSDASHError> e) {
+        outcome.error = e;
+        if (resp)
+            outcome.payload = resp->SerializeAsString();
+        ++outcome.done;
+    });
+    return r;
 }
 
 }  // namespace zltest

@@ -15,7 +15,10 @@ FakeDashServer::FakeDashServer(Handler handler)
             m_bodies.push_back(req.body);
         }
         ++m_posts;
-        handler(req, res);
+        if (handler)
+            handler(req, res);
+        else
+            res.set_content(echoAnswer(req.body), "application/binary");
     });
     m_port = m_server.bind_to_any_port("127.0.0.1");
     m_thread = std::thread([this] { m_server.listen_after_bind(); });
@@ -30,7 +33,17 @@ FakeDashServer::~FakeDashServer()
 
 void FakeDashServer::release()
 {
-    m_released = true;
+    {
+        std::lock_guard lock(m_mutex);
+        m_released = true;
+    }
+    m_releasedChanged.notify_all();
+}
+
+void FakeDashServer::waitUntilReleased()
+{
+    std::unique_lock lock(m_mutex);
+    m_releasedChanged.wait(lock, [this] { return m_released; });
 }
 
 std::string FakeDashServer::url() const

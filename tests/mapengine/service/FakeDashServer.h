@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -17,15 +18,16 @@ class FakeDashServer {
 public:
     using Handler = std::function<void(const httplib::Request&, httplib::Response&)>;
 
-    explicit FakeDashServer(Handler handler);
+    // Without a handler every POST gets echoAnswer().
+    explicit FakeDashServer(Handler handler = {});
     ~FakeDashServer();
 
     std::string url() const;
     std::vector<std::string> bodies() const;
     int postCount() const { return m_posts.load(); }
-    // Lets stalled handlers return (they wait on this).
+    // Lets stalled handlers return: they block in waitUntilReleased().
     void release();
-    bool released() const { return m_released.load(); }
+    void waitUntilReleased();
 
     // A well-formed answer to a framed body: cookie `cookie` for request 15,
     // an empty client properties answer (plus `statuses`) for 62, and for
@@ -39,7 +41,8 @@ private:
     mutable std::mutex m_mutex;
     std::vector<std::string> m_bodies;
     std::atomic<int> m_posts{0};
-    std::atomic<bool> m_released{false};
+    std::condition_variable m_releasedChanged;
+    bool m_released = false;
 };
 
 }  // namespace zltest

@@ -44,6 +44,19 @@ std::string numbersAnswer(std::uint16_t id, std::vector<std::uint16_t> values)
     return out.take();
 }
 
+// Feeds a reply for `sent` the protocol version and then `answers` (less the
+// last `cut` bytes), byte by byte, and finishes it.
+void reply(std::vector<GMSDASHRequestPtr> sent, const std::string& answers, std::size_t cut = 0)
+{
+    GMSDASHStreamingReply r(sent, nullptr);
+    DashOutput version;
+    version.writeUInt16(24);
+    const std::string body = version.take() + answers.substr(0, answers.size() - cut);
+    for (char c : body)
+        r.appendData(&c, 1);
+    r.finish(std::nullopt);
+}
+
 }  // namespace
 
 TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswer)
@@ -64,14 +77,7 @@ TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswer)
 
     // Byte by byte: the reader is tried again until the answer is whole,
     // and completes once.
-    std::vector<GMSDASHRequestPtr> sent{request};
-    GMSDASHStreamingReply reply(sent, nullptr);
-    DashOutput version;
-    version.writeUInt16(24);
-    const std::string answer = version.take() + numbersAnswer(200, {1, 2, 65535});
-    for (char c : answer)
-        reply.appendData(&c, 1);
-    reply.finish(std::nullopt);
+    reply({request}, numbersAnswer(200, {1, 2, 65535}));
     EXPECT_EQ(n.completions, 1);
     EXPECT_EQ(n.read, (std::vector<int>{1, 2, 65535}));
     EXPECT_TRUE(n.failures.empty());
@@ -79,43 +85,19 @@ TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswer)
 
 TEST(BlocksRequest, BrokenAnswersAndMissingBlocksFail)
 {
-    // A wrong id fails it with the framing error.
-    Numbers wrongId;
-    {
-        std::vector<GMSDASHRequestPtr> sent{wrongId.request(200)};
-        GMSDASHStreamingReply reply(sent, nullptr);
-        DashOutput out;
-        out.writeUInt16(24);
-        const std::string body = out.take() + numbersAnswer(201, {1});
-        reply.appendData(body.data(), body.size());
-        reply.finish(std::nullopt);
-    }
+    // A wrong id fails it with the framing error; an answer cut short fails
+    // once the body has ended.
+    Numbers wrongId, cut;
+    reply({wrongId.request(200)}, numbersAnswer(201, {1}));
+    reply({cut.request()}, numbersAnswer(200, {1, 2, 3}), 1);
     EXPECT_EQ(wrongId.failures, std::vector<int>{100});
-    EXPECT_EQ(wrongId.completions, 0);
-
-    // An answer cut short fails once the body has ended.
-    Numbers cut;
-    {
-        std::vector<GMSDASHRequestPtr> sent{cut.request()};
-        GMSDASHStreamingReply reply(sent, nullptr);
-        DashOutput out;
-        out.writeUInt16(24);
-        std::string body = out.take() + numbersAnswer(200, {1, 2, 3});
-        body.resize(body.size() - 1);
-        reply.appendData(body.data(), body.size());
-        reply.finish(std::nullopt);
-    }
     EXPECT_EQ(cut.failures.size(), 1u);
-    EXPECT_EQ(cut.completions, 0);
+    EXPECT_EQ(wrongId.completions + cut.completions, 0);
 
     // With no reader the answer's end can't be found: a framing error, and
     // the request after it fails too; with no failure block nothing breaks.
-    auto blind = std::make_shared<GMSDASHBlocksRequest>(300, nullptr, nullptr);
     auto after = std::make_shared<zltest::RecordingRequest>(108);
-    std::vector<GMSDASHRequestPtr> sent{blind, after};
-    GMSDASHStreamingReply reply(sent, nullptr);
-    const std::string body = zltest::answerBody(24, {{300, "x"}, {108, "y"}});
-    reply.appendData(body.data(), body.size());
-    reply.finish(std::nullopt);
+    reply({std::make_shared<GMSDASHBlocksRequest>(300, nullptr, nullptr), after},
+          zltest::answerBody(24, {{300, "x"}, {108, "y"}}).substr(2));
     EXPECT_EQ(after->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
 }

@@ -27,29 +27,38 @@ std::vector<GMSDASHRequestPtr> base(const std::vector<std::shared_ptr<RecordingR
 
 }  // namespace
 
-TEST(StreamingReply, Version23FailsEveryRequestWith100)
+TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
 {
-    auto reqs = make(3);
-    GMSDASHStreamingReply reply(base(reqs), nullptr);
-    const std::string body = zltest::answerBody(23, {{108, "a"}, {108, "b"}, {108, "c"}});
-    reply.appendData(body.data(), body.size());
-    reply.finish(std::nullopt);
-    for (const auto& r : reqs)
-        EXPECT_EQ(r->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
-}
-
-TEST(StreamingReply, IdMismatchAtPositionThreeFailsItAndTheRest)
-{
-    auto reqs = make(5);
-    GMSDASHStreamingReply reply(base(reqs), nullptr);
-    const std::string body =
-        zltest::answerBody(24, {{108, "a"}, {108, "b"}, {109, "c"}, {108, "d"}, {108, "e"}});
-    reply.appendData(body.data(), body.size());
-    reply.finish(std::nullopt);
-    EXPECT_EQ(reqs[0]->outcomes, std::vector<std::string>{"ok:a"});
-    EXPECT_EQ(reqs[1]->outcomes, std::vector<std::string>{"ok:b"});
-    for (int i = 2; i < 5; ++i)
-        EXPECT_EQ(reqs[i]->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"}) << i;
+    const std::string fail100 = "fail:GMSDASHConnectionErrorDomain:100";
+    const std::string fail403 = "fail:kGenericServerErrorDomain:403";
+    struct Case {
+        const char* name;
+        std::uint16_t version;
+        std::vector<std::pair<std::uint16_t, std::string>> answers;
+        std::size_t cut;  // bytes missing at the end
+        std::optional<GMSDASHError> transportError;
+        int refusedIndex;  // the request the server refused with 403, or -1
+        std::vector<std::string> outcomes;
+    } cases[] = {
+        {"version 23", 23, {{108, "a"}, {108, "b"}, {108, "c"}}, 0, {}, -1, {fail100, fail100, fail100}},
+        {"id mismatch", 24, {{108, "a"}, {108, "b"}, {109, "c"}, {108, "d"}, {108, "e"}}, 0, {}, -1,
+         {"ok:a", "ok:b", fail100, fail100, fail100}},
+        {"truncated", 24, {{108, "a"}, {108, "bbbb"}}, 2, {}, -1, {"ok:a", fail100, fail100}},
+        {"transport error", 24, {{108, "a"}}, 0, GMSDASHError{kGMSDASHURLErrorDomain, -1005, "lost", {}, {}}, -1,
+         {"ok:a", "fail:NSURLErrorDomain:-1005"}},
+        {"server status", 24, {{108, "a"}}, 0, {}, 1, {"ok:a", fail403, fail403}},
+    };
+    for (const Case& c : cases) {
+        auto reqs = make(static_cast<int>(c.outcomes.size()));
+        if (c.refusedIndex >= 0)
+            reqs[c.refusedIndex]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
+        GMSDASHStreamingReply reply(base(reqs), nullptr);
+        const std::string body = zltest::answerBody(c.version, c.answers);
+        reply.appendData(body.data(), body.size() - c.cut);
+        reply.finish(c.transportError);
+        for (std::size_t i = 0; i < reqs.size(); ++i)
+            EXPECT_EQ(reqs[i]->outcomes, std::vector<std::string>{c.outcomes[i]}) << c.name << " " << i;
+    }
 }
 
 TEST(StreamingReply, EarlyRequestsFinishBeforeTheBodyEnds)
@@ -69,39 +78,6 @@ TEST(StreamingReply, EarlyRequestsFinishBeforeTheBodyEnds)
     reply.finish(std::nullopt);
     EXPECT_EQ(reqs[1]->outcomes.size(), 1u);
     EXPECT_TRUE(reply.isDone());
-}
-
-TEST(StreamingReply, TruncatedBodyAndTransportErrorFailTheOpenRequests)
-{
-    auto reqs = make(3);
-    GMSDASHStreamingReply reply(base(reqs), nullptr);
-    const std::string body = zltest::answerBody(24, {{108, "a"}, {108, "bbbb"}});
-    reply.appendData(body.data(), body.size() - 2);
-    reply.finish(std::nullopt);
-    EXPECT_EQ(reqs[0]->outcomes, std::vector<std::string>{"ok:a"});
-    EXPECT_EQ(reqs[1]->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
-    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
-
-    auto more = make(2);
-    GMSDASHStreamingReply cut(base(more), nullptr);
-    const std::string one = zltest::answerBody(24, {{108, "a"}});
-    cut.appendData(one.data(), one.size());
-    cut.finish(GMSDASHError{kGMSDASHURLErrorDomain, -1005, "lost", {}, {}});
-    EXPECT_EQ(more[0]->outcomes, std::vector<std::string>{"ok:a"});
-    EXPECT_EQ(more[1]->outcomes, std::vector<std::string>{"fail:NSURLErrorDomain:-1005"});
-}
-
-TEST(StreamingReply, ServerStatusFailsWithoutReadingAndStopsTheRest)
-{
-    auto reqs = make(3);
-    reqs[1]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
-    GMSDASHStreamingReply reply(base(reqs), nullptr);
-    const std::string body = zltest::answerBody(24, {{108, "a"}});
-    reply.appendData(body.data(), body.size());
-    reply.finish(std::nullopt);
-    EXPECT_EQ(reqs[0]->outcomes, std::vector<std::string>{"ok:a"});
-    EXPECT_EQ(reqs[1]->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
-    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
 }
 
 TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)

@@ -1,7 +1,5 @@
 #include "ConnectionTestSupport.h"
 #include "FakeDashServer.h"
-#include "GMSDASHProtobufferRequest.h"
-#include "maptile.pb.h"
 #include "testsupport.h"
 
 #include <zlib.h>
@@ -14,6 +12,8 @@
 
 using namespace zenloft::wire;
 using zltest::FakeDashServer;
+using zltest::Outcome;
+using zltest::tileRequest;
 
 namespace {
 
@@ -32,32 +32,6 @@ std::string gzip(const std::string& raw)
     return out;
 }
 
-struct Outcome {
-    std::atomic<int> done{0};  // set last: the handler runs on the connection's thread
-    std::string payload;
-    std::optional<GMSDASHError> error;
-};
-
-// A tile-request-shaped message that the fake server echoes back.
-std::shared_ptr<GMSDASHProtobufferRequest> tileRequest(Outcome& outcome, int x = 1)
-{
-    auto msg = std::make_shared<GMSx_GMMMapTileRequestProto>();
-    auto* t = msg->add_map_tile_array();
-    t->set_tile_type(TILE_TYPE_SATELLITE);
-    t->set_tile_index_x(x);
-    t->set_tile_index_y(2);
-    t->set_zoom_level(3);
-    auto r = std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest, msg,
-                                                         &GMSx_GMMMapTileRequestProto::default_instance());
-    r->setHandler(nullptr, [&outcome](GMSDASHProtobufferRequest::Response resp, std::optional<GMSDASHError> e) {
-        outcome.error = e;
-        if (resp)
-            outcome.payload = resp->SerializeAsString();
-        ++outcome.done;
-    });
-    return r;
-}
-
 class TransportTest : public ::testing::Test {
 protected:
     std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
@@ -69,15 +43,19 @@ protected:
                                                      std::make_shared<zl::ManualClock>());
         return c;
     }
+    // Sends one request on a resumed connection and waits for its end.
+    static void sendAndWait(GMSDASHConnection& conn, Outcome& outcome)
+    {
+        conn.sendRequest(tileRequest(outcome));
+        ASSERT_TRUE(zltest::waitFor([&] { return outcome.done > 0; }));
+    }
 };
 
 }  // namespace
 
 TEST_F(TransportTest, SuspendedUntilResumedThenAnswered)
 {
-    FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
-        res.set_content(FakeDashServer::echoAnswer(req.body), "application/binary");
-    });
+    FakeDashServer server;
     auto conn = connect(server);
     Outcome a, b;
     auto ra = tileRequest(a, 1);
@@ -103,13 +81,7 @@ TEST_F(TransportTest, SuspendedUntilResumedThenAnswered)
 
 TEST_F(TransportTest, BatchesOfFiftyAndTheFirstPostGoesAlone)
 {
-    std::atomic<int> maxConcurrent{0}, current{0};
-    FakeDashServer server([&](const httplib::Request& req, httplib::Response& res) {
-        const int now = ++current;
-        maxConcurrent = std::max(maxConcurrent.load(), now);
-        res.set_content(FakeDashServer::echoAnswer(req.body), "application/binary");
-        --current;
-    });
+    FakeDashServer server;
     auto conn = connect(server);
     std::vector<Outcome> outcomes(120);
     for (int i = 0; i < 120; ++i)
@@ -156,28 +128,21 @@ TEST_F(TransportTest, HttpFailureGarbageAndWrongTypeFailEachRequestOnce)
     });
     auto conn = connect(server);
     conn->resumeSending();
-    Outcome a;
-    conn->sendRequest(tileRequest(a));
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0; }));
-    ASSERT_TRUE(a.error);
-    EXPECT_EQ(a.error->domain, kGMSDASHHTTPErrorDomain);
-    EXPECT_EQ(a.error->code, 503);
-    EXPECT_EQ(a.error->data, QByteArray("busy"));
-
-    mode = 1;
-    Outcome b;
-    conn->sendRequest(tileRequest(b));
-    ASSERT_TRUE(zltest::waitFor([&] { return b.done > 0; }));
-    ASSERT_TRUE(b.error);
-    EXPECT_EQ(b.error->code, 100);
-
-    mode = 2;
-    Outcome c;
-    conn->sendRequest(tileRequest(c));
-    ASSERT_TRUE(zltest::waitFor([&] { return c.done > 0; }));
-    ASSERT_TRUE(c.error);
-    EXPECT_EQ(c.error->code, 100);
-    EXPECT_EQ(a.done + b.done + c.done, 3);
+    Outcome busy;
+    sendAndWait(*conn, busy);
+    ASSERT_TRUE(busy.error);
+    EXPECT_EQ(busy.error->domain, kGMSDASHHTTPErrorDomain);
+    EXPECT_EQ(busy.error->code, 503);
+    EXPECT_EQ(busy.error->data, QByteArray("busy"));
+    for (int m : {1, 2}) {
+        mode = m;
+        Outcome o;
+        sendAndWait(*conn, o);
+        ASSERT_TRUE(o.error) << m;
+        EXPECT_EQ(o.error->code, 100) << m;
+        EXPECT_EQ(o.done, 1) << m;
+    }
+    EXPECT_EQ(busy.done, 1);
 }
 
 TEST_F(TransportTest, GzipAnswersAreInflated)
@@ -192,11 +157,9 @@ TEST_F(TransportTest, GzipAnswersAreInflated)
     auto conn = connect(server);
     conn->resumeSending();
     Outcome a;
-    auto r = tileRequest(a);
-    conn->sendRequest(r);
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0; }));
+    sendAndWait(*conn, a);
     EXPECT_FALSE(a.error.has_value());
-    EXPECT_EQ(a.payload, r->message().SerializeAsString());
+    EXPECT_EQ(a.payload, tileRequest(a)->message().SerializeAsString());
 }
 
 TEST_F(TransportTest, BadMessageGives101AndTheRestStillReads)
@@ -231,8 +194,7 @@ TEST_F(TransportTest, StalledAnswerTimesOutAfterEarlyRequestsFinished)
                 sink.write(answer.data(), cut);
                 return true;
             }
-            while (!self->released())
-                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            self->waitUntilReleased();
             return false;
         });
     });
@@ -253,9 +215,7 @@ TEST_F(TransportTest, StalledAnswerTimesOutAfterEarlyRequestsFinished)
 
 TEST_F(TransportTest, ManyThreadsSendAndEachRequestEndsOnce)
 {
-    FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
-        res.set_content(FakeDashServer::echoAnswer(req.body), "application/binary");
-    });
+    FakeDashServer server;
     auto conn = connect(server);
     conn->resumeSending();
     std::vector<Outcome> outcomes(200);
@@ -287,8 +247,7 @@ TEST_F(TransportTest, ClosingTheConnectionEndsRequestsInFlight)
 {
     FakeDashServer* self = nullptr;
     FakeDashServer server([&self](const httplib::Request&, httplib::Response& res) {
-        while (!self->released())
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        self->waitUntilReleased();
         res.status = 500;
     });
     self = &server;

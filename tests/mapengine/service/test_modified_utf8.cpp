@@ -22,30 +22,21 @@ std::string hex(const std::string& s)
         out.pop_back();
     return out;
 }
-}  // namespace
-
-TEST(ModifiedUtf8, EncodesEachWidthAndNulAsTwoBytes)
+std::string encoded(const std::u16string& s)
 {
-    std::string out;
-    appendModifiedUtf8(out, u"A");
-    EXPECT_EQ(hex(out), "41");
-    out.clear();
-    appendModifiedUtf8(out, std::u16string(1, u'\0'));
-    EXPECT_EQ(hex(out), "C0 80");
-    out.clear();
-    appendModifiedUtf8(out, u"\u007F\u0080\u07FF\u0800\uFFFF");
-    EXPECT_EQ(hex(out), "7F C2 80 DF BF E0 A0 80 EF BF BF");
-}
-
-TEST(ModifiedUtf8, SurrogateHalvesAreThreeBytesEach)
-{
-    // U+1F600 is D83D DE00 in UTF-16.
-    const std::u16string s = u"\U0001F600";
-    ASSERT_EQ(s.size(), 2u);
     std::string out;
     appendModifiedUtf8(out, s);
-    EXPECT_EQ(hex(out), "ED A0 BD ED B8 80");
-    EXPECT_EQ(modifiedUtf8Length(s), 6u);
+    EXPECT_EQ(out.size(), modifiedUtf8Length(s));
+    return hex(out);
+}
+}  // namespace
+
+TEST(ModifiedUtf8, EncodesEachWidthNulAndSurrogateHalves)
+{
+    EXPECT_EQ(encoded(u"A"), "41");
+    EXPECT_EQ(encoded(std::u16string(1, u'\0')), "C0 80");
+    EXPECT_EQ(encoded(u"\u007F\u0080\u07FF\u0800\uFFFF"), "7F C2 80 DF BF E0 A0 80 EF BF BF");
+    EXPECT_EQ(encoded(u"\U0001F600"), "ED A0 BD ED B8 80");  // D83D DE00: three bytes each
 }
 
 TEST(ModifiedUtf8, RoundTripsRandomUnits)
@@ -68,10 +59,8 @@ TEST(ModifiedUtf8, RoundTripsRandomUnits)
 TEST(ModifiedUtf8, RejectsMalformedSequences)
 {
     std::u16string out;
-    EXPECT_FALSE(decodeModifiedUtf8("\xC2", out));
-    EXPECT_FALSE(decodeModifiedUtf8("\xE0\x80", out));
-    EXPECT_FALSE(decodeModifiedUtf8("\xF0\x9F\x98\x80", out));
-    EXPECT_FALSE(decodeModifiedUtf8("\x80", out));
+    for (const char* bad : {"\xC2", "\xE0\x80", "\xF0\x9F\x98\x80", "\x80"})
+        EXPECT_FALSE(decodeModifiedUtf8(bad, out)) << hex(bad);
 }
 
 TEST(ModifiedUtf8, Utf8ConversionsKeepSupplementaryCharacters)

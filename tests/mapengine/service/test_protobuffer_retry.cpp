@@ -1,26 +1,19 @@
 #include "ConnectionTestSupport.h"
 #include "FakeDashServer.h"
-#include "GMSDASHProtobufferRequest.h"
-#include "maptile.pb.h"
 #include "testsupport.h"
 
 #include <gtest/gtest.h>
 
 using namespace zenloft::wire;
 
-namespace {
-std::shared_ptr<GMSDASHProtobufferRequest> request()
-{
-    return std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest,
-                                                       std::make_shared<GMSx_GMMMapTileRequestProto>(),
-                                                       &GMSx_GMMMapTileRequestProto::default_instance());
-}
-}  // namespace
+using zltest::Outcome;
+using zltest::tileRequest;
 
 TEST(ProtobufferRetry, DefaultsAndRandomStart)
 {
+    Outcome unused;
     for (int i = 0; i < 50; ++i) {
-        auto r = request();
+        auto r = tileRequest(unused);
         EXPECT_FALSE(r->retryEnabled());
         EXPECT_EQ(r->retryFactor(), 2.0);
         EXPECT_EQ(r->maxRetries(), 2);
@@ -32,28 +25,27 @@ TEST(ProtobufferRetry, DefaultsAndRandomStart)
 
 TEST(ProtobufferRetry, RetryableErrors)
 {
-    for (int code : {408, 502, 503, 504})
-        EXPECT_TRUE(GMSDASHProtobufferRequest::isRetryableError({kGMSDASHHTTPErrorDomain, code, {}, {}, {}}));
-    for (int code : {400, 403, 404, 500})
-        EXPECT_FALSE(GMSDASHProtobufferRequest::isRetryableError({kGMSDASHHTTPErrorDomain, code, {}, {}, {}}));
-    EXPECT_TRUE(GMSDASHProtobufferRequest::isRetryableError({kGMSDASHURLErrorDomain, -1001, {}, {}, {}}));
-    EXPECT_TRUE(GMSDASHProtobufferRequest::isRetryableError({kGMSDASHURLErrorDomain, -1005, {}, {}, {}}));
-    EXPECT_FALSE(GMSDASHProtobufferRequest::isRetryableError({kGMSDASHURLErrorDomain, -1004, {}, {}, {}}));
+    const std::tuple<QString, int, bool> cases[] = {
+        {kGMSDASHHTTPErrorDomain, 408, true},  {kGMSDASHHTTPErrorDomain, 502, true},
+        {kGMSDASHHTTPErrorDomain, 503, true},  {kGMSDASHHTTPErrorDomain, 504, true},
+        {kGMSDASHHTTPErrorDomain, 400, false}, {kGMSDASHHTTPErrorDomain, 403, false},
+        {kGMSDASHHTTPErrorDomain, 404, false}, {kGMSDASHHTTPErrorDomain, 500, false},
+        {kGMSDASHURLErrorDomain, -1001, true}, {kGMSDASHURLErrorDomain, -1005, true},
+        {kGMSDASHURLErrorDomain, -1004, false}, {kGenericServerErrorDomain, 503, false},
+    };
+    for (const auto& [domain, code, retryable] : cases)
+        EXPECT_EQ(GMSDASHProtobufferRequest::isRetryableError({domain, code, {}, {}, {}}), retryable) << code;
     EXPECT_FALSE(GMSDASHProtobufferRequest::isRetryableError(GMSDASHError::brokenFrame("x")));
-    EXPECT_FALSE(GMSDASHProtobufferRequest::isRetryableError({kGenericServerErrorDomain, 503, {}, {}, {}}));
 }
 
 TEST(ProtobufferRetry, WaitsOneAndAHalfThenThreeThenGivesUp)
 {
-    std::atomic<int> posts{0};
-    zltest::FakeDashServer server([&](const httplib::Request&, httplib::Response& res) {
-        ++posts;
-        res.status = 503;
-    });
+    zltest::FakeDashServer server([](const httplib::Request&, httplib::Response& res) { res.status = 503; });
     GMSDASHConnection conn(QUrl(QString::fromStdString(server.url())), {}, nullptr,
                            std::make_shared<zl::ManualClock>());
     conn.resumeSending();
-    auto r = request();
+    Outcome o;
+    auto r = tileRequest(o);
     r->setRetryEnabled(true);
     r->setStartingRetryInterval(1.5);
     std::vector<double> waits;
@@ -61,25 +53,20 @@ TEST(ProtobufferRetry, WaitsOneAndAHalfThenThreeThenGivesUp)
         waits.push_back(seconds);
         resend();  // no real waiting in the test
     });
-    int calls = 0;
-    std::optional<GMSDASHError> error;
-    r->setHandler(nullptr, [&](GMSDASHProtobufferRequest::Response, std::optional<GMSDASHError> e) {
-        ++calls;
-        error = e;
-    });
     conn.sendRequest(r);
-    ASSERT_TRUE(zltest::waitFor([&] { return calls > 0; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return o.done > 0; }));
     EXPECT_EQ(waits, (std::vector<double>{1.5, 3.0}));
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(posts.load(), 3);
+    EXPECT_EQ(o.done, 1);
+    EXPECT_EQ(server.postCount(), 3);
     EXPECT_EQ(r->retryCount(), 2);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->code, 503);
+    ASSERT_TRUE(o.error);
+    EXPECT_EQ(o.error->code, 503);
 }
 
 TEST(ProtobufferRetry, RetryBlockDecidesAndGoneHandlerStops)
 {
-    auto r = request();
+    Outcome o;
+    auto r = tileRequest(o);
     r->setRetryEnabled(true);
     r->setStartingRetryInterval(1.0);
     bool asked = false;
@@ -89,16 +76,14 @@ TEST(ProtobufferRetry, RetryBlockDecidesAndGoneHandlerStops)
         sawRetryable = retryable;
         return false;
     });
-    int calls = 0;
-    r->setHandler(nullptr, [&](GMSDASHProtobufferRequest::Response, std::optional<GMSDASHError>) { ++calls; });
     r->asyncRequestFailed(GMSDASHError::brokenFrame("x"), nullptr);
     EXPECT_TRUE(asked);
     EXPECT_FALSE(sawRetryable);
-    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(o.done, 1);
     EXPECT_EQ(r->retryCount(), 0);
 
     // A handler whose context is gone: no retry interval at all.
-    auto q = request();
+    auto q = tileRequest(o);
     q->setRetryEnabled(true);
     {
         QObject context;

@@ -128,61 +128,49 @@ TEST_F(GeocoderTest, EndpointPathAndSpecialCharactersAreKept) {
               "GET /nominatim/search?q=%C5%81%C3%B3d%C5%BA%20%26%20a%2Bb%2F%C3%BC%3F&format=jsonv2 HTTP/1.1");
 }
 
-TEST_F(GeocoderTest, EmptyListMeansNothingFoundWithAMessage) {
-    server.answer(200, "[]");
-    zltest::LogCapture log;
-    const Outcome out = search(QStringLiteral("nowhere at all"));
-    ASSERT_TRUE(out.error);
-    EXPECT_EQ(out.error->code, kCLErrorGeocodeFoundNoResult);
-    EXPECT_EQ(out.error->localizedDescription, QStringLiteral("No place found for \"nowhere at all\""));
-    EXPECT_TRUE(out.placemarks.isEmpty());
-    EXPECT_TRUE(log.contains("No place found"));
-    EXPECT_FALSE(Geocoder::chosenCoordinate(out.placemarks, out.error));
-}
-
-TEST_F(GeocoderTest, GarbageAndServerErrorsAreNetworkErrors) {
-    for (const QByteArray& body : {QByteArray("<html>busy</html>"), QByteArray("{\"lat\":\"1\"}"), QByteArray("[{")}) {
-        server.answer(200, body);
-        const Outcome out = search(QStringLiteral("x"));
-        ASSERT_TRUE(out.error) << body.constData();
-        EXPECT_EQ(out.error->code, kCLErrorNetwork);
-        EXPECT_TRUE(out.error->localizedDescription.contains("unreadable"));
-    }
-    server.answer(503, "[]");
-    const Outcome out = search(QStringLiteral("x"));
-    ASSERT_TRUE(out.error);
-    EXPECT_EQ(out.error->code, kCLErrorNetwork);
-    EXPECT_TRUE(out.error->localizedDescription.contains("The address service failed"));
-}
-
-TEST_F(GeocoderTest, SilentServerTimesOut) {
-    geocoder.setConfig({server.endpoint(), 150, "Zenloft-test"});
-    server.stall();
-    const Outcome out = search(QStringLiteral("slow"));
-    ASSERT_TRUE(out.error);
-    EXPECT_EQ(out.error->code, kCLErrorNetwork);
-    EXPECT_TRUE(out.error->localizedDescription.contains("in time"));
-    EXPECT_FALSE(geocoder.isGeocoding());
-}
-
-TEST_F(GeocoderTest, NoEndpointOrNoServerFailsQuietly) {
-    geocoder.setConfig({QUrl(), 2000, "x"});
-    zltest::LogCapture log;
-    Outcome out = search(QStringLiteral("Kraków"));
-    ASSERT_TRUE(out.error);
-    EXPECT_EQ(out.error->code, kCLErrorNetwork);
-    EXPECT_TRUE(log.contains("no address service is configured"));
-    EXPECT_TRUE(log.warnings().isEmpty());
-
-    // A port nobody listens on.
-    QTcpServer probe;
+TEST_F(GeocoderTest, FailuresCarryTheirKindAndAMessage) {
+    QTcpServer probe;  // a port nobody listens on
     probe.listen(QHostAddress::LocalHost, 0);
-    const quint16 port = probe.serverPort();
+    const QUrl closed(QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort()));
     probe.close();
-    geocoder.setConfig({QUrl(QStringLiteral("http://127.0.0.1:%1").arg(port)), 2000, "x"});
-    out = search(QStringLiteral("Kraków"));
-    ASSERT_TRUE(out.error);
-    EXPECT_EQ(out.error->code, kCLErrorNetwork);
+    struct Case {
+        int status;  // 0: the server stays silent
+        QByteArray body;
+        QUrl endpoint;
+        int code;
+        QString message;
+    } cases[] = {
+        {200, "[]", server.endpoint(), kCLErrorGeocodeFoundNoResult, "No place found for \"x y\""},
+        {200, "<html>busy</html>", server.endpoint(), kCLErrorNetwork, "unreadable"},
+        {200, "{\"lat\":\"1\"}", server.endpoint(), kCLErrorNetwork, "unreadable"},
+        {200, "[{", server.endpoint(), kCLErrorNetwork, "unreadable"},
+        {503, "[]", server.endpoint(), kCLErrorNetwork, "The address service failed"},
+        {0, "", server.endpoint(), kCLErrorNetwork, "in time"},
+        {200, "[]", QUrl(), kCLErrorNetwork, ""},
+        {200, "[]", closed, kCLErrorNetwork, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.body.constData());
+        geocoder.setConfig({c.endpoint, c.status ? 2000 : 150, "Zenloft-test"});
+        if (c.status)
+            server.answer(c.status, c.body);
+        else
+            server.stall();
+        zltest::LogCapture log;
+        const Outcome out = search(QStringLiteral("x y"));
+        ASSERT_TRUE(out.error);
+        EXPECT_EQ(out.error->code, c.code);
+        EXPECT_TRUE(out.error->localizedDescription.contains(c.message)) << qPrintable(out.error->localizedDescription);
+        EXPECT_TRUE(out.placemarks.isEmpty());
+        EXPECT_FALSE(Geocoder::chosenCoordinate(out.placemarks, out.error));
+        EXPECT_FALSE(geocoder.isGeocoding());
+        if (c.code == kCLErrorGeocodeFoundNoResult)
+            EXPECT_TRUE(log.contains("No place found"));
+        if (c.endpoint.isEmpty()) {
+            EXPECT_TRUE(log.contains("no address service is configured"));
+            EXPECT_TRUE(log.warnings().isEmpty());
+        }
+    }
 }
 
 TEST_F(GeocoderTest, OneSearchAtATimeAndCancel) {
@@ -249,8 +237,7 @@ TEST(GeocoderParse, RandomAndTruncatedAnswersNeverCrash) {
     }
 }
 
-TEST(GeocoderParse, SearchUrl) {
-    EXPECT_TRUE(Geocoder::searchUrl(QUrl(), "x").isEmpty());
+TEST(GeocoderParse, SearchUrlKeepsTheEndpointsPath) {
     EXPECT_EQ(Geocoder::searchUrl(QUrl("https://geo.example/api"), "a b").toString(QUrl::FullyEncoded),
               "https://geo.example/api/search?q=a%20b&format=jsonv2");
 }

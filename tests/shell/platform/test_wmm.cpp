@@ -32,18 +32,6 @@ std::vector<Reference> readReference() {
 
 }  // namespace
 
-TEST(WorldMagneticModel, BundledModelIsWmm2025) {
-    const WorldMagneticModel* model = WorldMagneticModel::bundled();
-    ASSERT_NE(model, nullptr);
-    EXPECT_EQ(model->epoch(), 2025.0);
-    EXPECT_EQ(model->name(), QStringLiteral("WMM-2025"));
-    EXPECT_EQ(model->maxDegree(), 12);
-    EXPECT_TRUE(model->isValidYear(2025.0));
-    EXPECT_TRUE(model->isValidYear(2030.0));
-    EXPECT_FALSE(model->isValidYear(2024.99));
-    EXPECT_FALSE(model->isValidYear(2030.01));
-}
-
 TEST(WorldMagneticModel, MatchesEveryReferenceRow) {
     const WorldMagneticModel* model = WorldMagneticModel::bundled();
     ASSERT_NE(model, nullptr);
@@ -75,6 +63,10 @@ TEST(WorldMagneticModel, FieldMagnitudeIsEarthLike) {
 TEST(WorldMagneticModel, DatesOutsideTheModelAreComputedAndFlagged) {
     const WorldMagneticModel* model = WorldMagneticModel::bundled();
     ASSERT_NE(model, nullptr);
+    EXPECT_EQ(model->name(), QStringLiteral("WMM-2025"));
+    EXPECT_EQ(model->maxDegree(), 12);
+    for (auto [year, valid] : {std::pair{2024.99, false}, {2025.0, true}, {2030.0, true}, {2030.01, false}})
+        EXPECT_EQ(model->isValidYear(year), valid) << year;
     const auto inside = model->field(52.2297, 21.0122, 0.0, 2029.9);
     const auto after = model->field(52.2297, 21.0122, 0.0, 2031.0);
     const auto before = model->field(52.2297, 21.0122, 0.0, 2024.0);
@@ -153,37 +145,25 @@ TEST(TrueNorth, TrueHeadingIsMagneticPlusDeclinationWrapped) {
     auto h = makeHeading(350.0, 5.0, t, Declination{15.5, false});
     EXPECT_TRUE(h.isTrueHeading);
     EXPECT_DOUBLE_EQ(h.magneticHeading, 350.0);
-    EXPECT_DOUBLE_EQ(h.trueHeading, 5.5);
     EXPECT_DOUBLE_EQ(h.declination, 15.5);
     EXPECT_DOUBLE_EQ(h.headingAccuracy, 5.0);
     EXPECT_EQ(h.timestamp, t);
+    EXPECT_FALSE(h.declinationOutsideModel);
+    EXPECT_TRUE(makeHeading(100.0, 1.0, t, Declination{2.0, true}).declinationOutsideModel);
+    // magnetic, declination, true
+    for (auto [magnetic, declination, expected] : {std::tuple{350.0, 15.5, 5.5}, {3.0, -12.47, 350.53}, {0.0, 0.0, 0.0},
+                                                  {360.0, -1e-17, 0.0}})
+        EXPECT_NEAR(makeHeading(magnetic, 1.0, t, Declination{declination, false}).trueHeading, expected, 1e-9)
+            << magnetic << " " << declination;
+    for (auto [in, out] : {std::pair{-90.0, 270.0}, {720.0, 0.0}, {359.5, 359.5}, {-1e-20, 0.0}})
+        EXPECT_EQ(wrapDegrees360(in), out) << in;
 
-    h = makeHeading(3.0, 5.0, t, Declination{-12.47, false});
-    EXPECT_NEAR(h.trueHeading, 350.53, 1e-9);
-
-    h = makeHeading(0.0, 1.0, t, Declination{0.0, false});
-    EXPECT_EQ(h.trueHeading, 0.0);
-    h = makeHeading(360.0, 1.0, t, Declination{-1e-17, false});
-    EXPECT_GE(h.trueHeading, 0.0);
-    EXPECT_LT(h.trueHeading, 360.0);
-
-    h = makeHeading(100.0, 1.0, t, Declination{2.0, true});
-    EXPECT_TRUE(h.declinationOutsideModel);
-}
-
-TEST(TrueNorth, UnknownDeclinationPassesTheHeadingThrough) {
-    const auto h = makeHeading(123.25, -1.0, QDateTime(), std::nullopt);
+    // An unknown declination passes the heading through.
+    h = makeHeading(123.25, -1.0, QDateTime(), std::nullopt);
     EXPECT_FALSE(h.isTrueHeading);
     EXPECT_DOUBLE_EQ(h.trueHeading, 123.25);
     EXPECT_DOUBLE_EQ(h.magneticHeading, 123.25);
     EXPECT_DOUBLE_EQ(h.declination, 0.0);
-}
-
-TEST(TrueNorth, WrapDegrees) {
-    EXPECT_EQ(wrapDegrees360(-90.0), 270.0);
-    EXPECT_EQ(wrapDegrees360(720.0), 0.0);
-    EXPECT_EQ(wrapDegrees360(359.5), 359.5);
-    EXPECT_EQ(wrapDegrees360(-1e-20), 0.0);
 }
 
 TEST(TrueNorth, DeclinationAtAFixUsesItsDateAndPlace) {

@@ -53,11 +53,8 @@ TEST(TileCoords, ClosestToZoomWrapsXAndClampsY)
 
 TEST(TileCoords, ZoomShiftAndMemoryCacheSizes)
 {
-    EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(256), 0);
-    EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(512), 1);
-    EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(1024), 2);
-    EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(128), 0);
-    EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(64), -1);
+    for (auto [edge, shift] : {std::pair{256, 0}, {512, 1}, {1024, 2}, {128, 0}, {64, -1}})
+        EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(edge), shift) << edge;
 
     GMSTileType image;
     EXPECT_EQ(GMSDASHTileService::memCacheSizeForTileType(image, false), 32);
