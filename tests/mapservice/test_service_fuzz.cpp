@@ -1,6 +1,6 @@
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 #include "PaintRequestHandler.h"
 #include "PaintSignature.h"
 
@@ -46,8 +46,8 @@ TEST(ServiceFuzz, TruncatedMutatedAndRandomBodies)
 {
     zltest::MbtilesFixture tiles;
     ServiceConfig config;
-    std::map<int, std::shared_ptr<MbtilesStore>> stores;
-    stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
+    stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
     const DashRequestHandler handler(config, stores);
 
     GMSx_GMMMapTileRequestProto req;
@@ -79,8 +79,8 @@ TEST(ServiceFuzz, PaintBodies)
 {
     zltest::MbtilesFixture tiles;
     ServiceConfig config;
-    std::map<int, std::shared_ptr<MbtilesStore>> stores;
-    stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
+    stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
     const PaintRequestHandler handler("k", std::make_shared<DashRequestHandler>(config, stores));
 
     GMSx_GMMMapTileRequestProto req;

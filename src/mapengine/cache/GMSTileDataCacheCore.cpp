@@ -359,19 +359,9 @@ void GMSTileDataCacheCore::recover(const char* what) {
     }
 }
 
-namespace {
-// Runs f inside a transaction unless one is already open.
-template <class F>
-bool withTransaction(zl::sqlite::Connection& c, F f) {
-    if (c.inTransaction()) return f();
-    Transaction t(c);
-    return t.isActive() && f() && t.commit();
-}
-}  // namespace
-
 bool GMSTileDataCacheCore::deleteTiles(const QList<GMSCacheTileKey>& keys) {
     if (!m_storage) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         for (const GMSCacheTileKey& key : keys) {
             const Row* row = m_tiles.find(key);
             if (!row) continue;
@@ -405,7 +395,7 @@ QSet<GMSCacheTileKey> GMSTileDataCacheCore::checkTileCoordsSet(
 
 bool GMSTileDataCacheCore::deleteAll() {
     if (!m_storage) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         const QString type = QString::number(m_tileType);
         return db().exec(QStringLiteral("DELETE FROM GMSCachedTileProtoBlob WHERE tile IN "
                                         "(SELECT id FROM GMSCachedTile WHERE type = %1);"
@@ -430,7 +420,7 @@ bool GMSTileDataCacheCore::deleteAllExceptTypes(const QSet<int>& keptTypes) {
     QStringList kept;
     for (int t : keptTypes) kept << QString::number(t);
     const QString where = kept.isEmpty() ? QStringLiteral("1") : QStringLiteral("type NOT IN (%1)").arg(kept.join(u','));
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         return db().exec(QStringLiteral("DELETE FROM GMSCachedTileProtoBlob WHERE tile IN "
                                         "(SELECT id FROM GMSCachedTile WHERE %1);"
                                         "DELETE FROM GMSCachedTileBlob WHERE tile IN "
@@ -453,7 +443,7 @@ bool GMSTileDataCacheCore::deleteAllExceptTypes(const QSet<int>& keptTypes) {
 
 bool GMSTileDataCacheCore::invalidateTileEpochs() {
     if (!m_storage) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         return db().exec(QStringLiteral("UPDATE GMSCachedTile SET perTileEpoch = -1, serverPerTileEpoch = -1 "
                                         "WHERE type = %1")
                              .arg(m_tileType));
@@ -530,7 +520,7 @@ bool GMSTileDataCacheCore::removeExpiredTilesIfNecessary() {
     });
     m_nextValidationTimeMS = oldest;
     if (expired.isEmpty()) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         for (const GMSCacheTileKey& key : expired) {
             const Row* row = m_tiles.find(key);
             if (!deleteRowFromStore(row->id)) return false;
@@ -561,7 +551,7 @@ bool GMSTileDataCacheCore::pruneCache() {
         size -= m_tiles.find(*it)->size;
     }
     if (victims.isEmpty()) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         for (const GMSCacheTileKey& key : victims) {
             const Row* row = m_tiles.find(key);
             if (!deleteRowFromStore(row->id)) return false;
