@@ -14,6 +14,7 @@
 #include "GMSCacheStorage.h"
 #include "GMSTileDataCache.h"
 #include "GMSTileDataCacheCore.h"
+#include "SqliteConnection.h"
 
 #include <QCoreApplication>
 #include <QRandomGenerator>
@@ -21,7 +22,6 @@
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
 
 #include <chrono>
 #include <memory>
@@ -87,31 +87,20 @@ struct Fixture {
 // of a random tile row, the bytes copied out as the cache does.
 struct RawReader {
     explicit RawReader(const QString& root) {
-        sqlite3_open_v2(descriptor(root).storePath().toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-        sqlite3_stmt* ids = nullptr;
-        sqlite3_prepare_v2(db, "SELECT id FROM GMSCachedTile", -1, &ids, nullptr);
-        while (sqlite3_step(ids) == SQLITE_ROW) rowIds.push_back(sqlite3_column_int64(ids, 0));
-        sqlite3_finalize(ids);
-        sqlite3_prepare_v2(db, "SELECT data FROM GMSCachedTileBlob WHERE tile = ?", -1, &blob, nullptr);
+        db.open(descriptor(root).storePath(), zl::sqlite::Connection::Access::ReadOnly);
+        db.query(QStringLiteral("SELECT id FROM GMSCachedTile"), {},
+                 [&](const zl::sqlite::Statement& row) { rowIds.push_back(row.int64(0)); });
+        blob = db.statement("SELECT data FROM GMSCachedTileBlob WHERE tile = ?");
     }
-    ~RawReader() {
-        sqlite3_finalize(blob);
-        sqlite3_close(db);
-    }
-    RawReader(const RawReader&) = delete;
-    RawReader& operator=(const RawReader&) = delete;
 
     QByteArray readRandom(QRandomGenerator& rng) {
-        QByteArray data;
-        sqlite3_bind_int64(blob, 1, rowIds[rng.bounded(quint32(rowIds.size()))]);
-        if (sqlite3_step(blob) == SQLITE_ROW)
-            data = QByteArray(static_cast<const char*>(sqlite3_column_blob(blob, 0)), sqlite3_column_bytes(blob, 0));
-        sqlite3_reset(blob);
-        return data;
+        zl::sqlite::Reset reset(*blob);
+        blob->bind(1, rowIds[rng.bounded(quint32(rowIds.size()))]);
+        return blob->step() ? blob->blob(0) : QByteArray();
     }
 
-    sqlite3* db = nullptr;
-    sqlite3_stmt* blob = nullptr;
+    zl::sqlite::Connection db;
+    zl::sqlite::Statement* blob = nullptr;
     std::vector<qint64> rowIds;
 };
 

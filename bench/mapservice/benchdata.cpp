@@ -4,10 +4,9 @@
 //   <dir>/paths.txt       their URL paths, one a line
 //   <dir>/body.bin        one framed POST asking for all 50 in one batch
 #include "DashFraming.h"
+#include "Mbtiles.h"
 #include "dash.pb.h"
 #include "maptile.pb.h"
-
-#include <sqlite3.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -26,15 +25,12 @@ int main(int argc, char** argv)
     const std::filesystem::path dir = argv[1];
     std::filesystem::create_directories(dir);
     std::filesystem::remove(dir / "tiles.mbtiles");
-    sqlite3* db = nullptr;
-    if (sqlite3_open((dir / "tiles.mbtiles").c_str(), &db) != SQLITE_OK)
+    zl::MbtilesWriter mbtiles;
+    std::string error;
+    if (!mbtiles.open((dir / "tiles.mbtiles").string(), {}, error)) {
+        std::fprintf(stderr, "benchdata: %s\n", error.c_str());
         return 1;
-    sqlite3_exec(db,
-                 "CREATE TABLE tiles (zoom_level INTEGER, tile_column INTEGER, tile_row INTEGER, tile_data BLOB);"
-                 "CREATE UNIQUE INDEX t ON tiles (zoom_level, tile_column, tile_row); BEGIN;",
-                 nullptr, nullptr, nullptr);
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, "INSERT INTO tiles VALUES (?,?,?,?)", -1, &st, nullptr);
+    }
 
     std::mt19937 rng(8);
     GMSx_GMMMapTileRequestProto req;
@@ -48,12 +44,10 @@ int main(int argc, char** argv)
         data.resize(19000 + rng() % 2000);
         for (std::size_t k = 8; k < data.size(); ++k)
             data[k] = static_cast<char>(rng());
-        sqlite3_bind_int(st, 1, z);
-        sqlite3_bind_int(st, 2, x);
-        sqlite3_bind_int(st, 3, (1 << z) - 1 - y);
-        sqlite3_bind_blob(st, 4, data.data(), static_cast<int>(data.size()), SQLITE_TRANSIENT);
-        sqlite3_step(st);
-        sqlite3_reset(st);
+        if (!mbtiles.addTile(z, x, y, data, error)) {
+            std::fprintf(stderr, "benchdata: %s\n", error.c_str());
+            return 1;
+        }
         const auto file = dir / "static" / std::to_string(z) / std::to_string(x) / (std::to_string(y) + ".png");
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file, std::ios::binary) << data;
@@ -64,9 +58,10 @@ int main(int argc, char** argv)
         t->set_tile_index_y(y);
         t->set_zoom_level(z);
     }
-    sqlite3_finalize(st);
-    sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);
-    sqlite3_close(db);
+    if (!mbtiles.finish(error)) {
+        std::fprintf(stderr, "benchdata: %s\n", error.c_str());
+        return 1;
+    }
 
     DashOutput out;
     DashRequestHeader h;

@@ -2,7 +2,7 @@
 
 #include "DashErrors.h"
 #include "DashFraming.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 #include "TileCache.h"
 #include "TileZoomShift.h"
 #include "clientparams.pb.h"
@@ -59,7 +59,7 @@ struct DashRequestHandler::Parsed {
 };
 
 DashRequestHandler::DashRequestHandler(const ServiceConfig& config,
-                                       std::map<int, std::shared_ptr<MbtilesStore>> stores)
+                                       std::map<int, std::shared_ptr<zl::MbtilesReader>> stores)
     : m_config(config),
       m_stores(std::move(stores)),
       m_cache(std::make_unique<TileCache>(config.tileCacheBytes)),

@@ -11,9 +11,12 @@
 #include <string>
 #include <string_view>
 
+namespace zl {
+class MbtilesReader;
+}
+
 namespace zenloft::mapservice {
 
-class MbtilesStore;
 class TileCache;
 
 // What one POST body turns into.
@@ -33,7 +36,7 @@ struct DashAnswer {
 class DashRequestHandler {
 public:
     DashRequestHandler(const ServiceConfig& config,
-                       std::map<int, std::shared_ptr<MbtilesStore>> stores);
+                       std::map<int, std::shared_ptr<zl::MbtilesReader>> stores);
     ~DashRequestHandler();
     DashRequestHandler(DashRequestHandler&&) = default;
 
@@ -58,7 +61,7 @@ private:
     void answerQuota(bool keyAccepted, const std::string& apiKey, wire::DashOutput& out) const;
 
     ServiceConfig m_config;
-    std::map<int, std::shared_ptr<MbtilesStore>> m_stores;
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> m_stores;
     std::unique_ptr<TileCache> m_cache;
     mutable std::mutex m_rngMutex;
     mutable std::mt19937_64 m_rng;

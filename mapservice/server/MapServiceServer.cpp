@@ -2,7 +2,7 @@
 
 #include "DashFraming.h"
 #include "DashRequestHandler.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 #include "PaintRequestHandler.h"
 #include "PaintSignature.h"
 
@@ -57,9 +57,9 @@ std::string MapServiceServer::endpointUrl() const
 
 bool MapServiceServer::prepare(std::string& error)
 {
-    std::map<int, std::shared_ptr<MbtilesStore>> stores;
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
     for (const auto& [type, path] : m_config.tilesByType) {
-        auto store = std::make_shared<MbtilesStore>(path);
+        auto store = std::make_shared<zl::MbtilesReader>(path);
         if (!store->check(error))
             return false;
         stores[type] = store;

@@ -1,11 +1,11 @@
 #include "TileCache.h"
 
 #include "DashRequestHandler.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 
 namespace zenloft::mapservice {
 
-std::shared_ptr<const CachedTile> TileCache::get(int type, const MbtilesStore& store, int z, int x, int y)
+std::shared_ptr<const CachedTile> TileCache::get(int type, const zl::MbtilesReader& store, int z, int x, int y)
 {
     // type (8 bits), zoom (6), x and y (25 each) fit one key.
     const std::uint64_t key = (std::uint64_t(type & 0xFF) << 56) | (std::uint64_t(z & 0x3F) << 50)

@@ -8,9 +8,11 @@
 #include <string>
 #include <unordered_map>
 
-namespace zenloft::mapservice {
+namespace zl {
+class MbtilesReader;
+}
 
-class MbtilesStore;
+namespace zenloft::mapservice {
 
 // A tile as the service sends it: its bytes and their version tag. Empty
 // data means the store has no such tile.
@@ -25,7 +27,7 @@ class TileCache {
 public:
     explicit TileCache(std::size_t budgetBytes) : m_shardBudget(budgetBytes / kShards + 1) {}
 
-    std::shared_ptr<const CachedTile> get(int type, const MbtilesStore& store, int z, int x, int y);
+    std::shared_ptr<const CachedTile> get(int type, const zl::MbtilesReader& store, int z, int x, int y);
 
     std::uint64_t hits() const { return m_hits.load(); }
     std::uint64_t misses() const { return m_misses.load(); }

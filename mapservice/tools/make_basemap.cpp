@@ -8,7 +8,7 @@
 // and renamed when complete.
 #include "BasemapRenderer.h"
 #include "CountryLabels.h"
-#include "MbtilesWriter.h"
+#include "Mbtiles.h"
 #include "TilePng.h"
 #include "TopoJson.h"
 
@@ -29,6 +29,7 @@
 #include <thread>
 
 using namespace zenloft::basemap;
+using zl::MbtilesWriter;
 
 namespace {
 
@@ -54,15 +55,15 @@ struct Result {
 };
 
 // Both files cover the whole Web Mercator world from zoom 0.
-std::map<QString, QString> metadataFor(const QString& name, const QString& type, const QString& description,
-                                       int maxZoom)
+std::map<std::string, std::string> metadataFor(const std::string& name, const std::string& type,
+                                               const std::string& description, int maxZoom)
 {
     return {
         {"name", name},
         {"format", "png"},
         {"type", type},
         {"minzoom", "0"},
-        {"maxzoom", QString::number(maxZoom)},
+        {"maxzoom", std::to_string(maxZoom)},
         {"bounds", "-180,-85.0511,180,85.0511"},
         {"attribution", "Natural Earth (public domain)"},
         {"description", description},
@@ -70,15 +71,15 @@ std::map<QString, QString> metadataFor(const QString& name, const QString& type,
 }
 
 // Writes `out` through a temporary file; `fill` adds the tiles.
-bool writeMbtiles(const QString& out, const std::map<QString, QString>& metadata,
-                  const std::function<bool(MbtilesWriter&, QString&)>& fill, int& tiles, int& images)
+bool writeMbtiles(const QString& out, const std::map<std::string, std::string>& metadata,
+                  const std::function<bool(MbtilesWriter&, std::string&)>& fill, int& tiles, int& images)
 {
     const QString tmp = out + ".part";
     QFile::remove(tmp);
     MbtilesWriter writer;
-    QString error;
-    if (!writer.open(tmp, metadata, error) || !fill(writer, error) || !writer.finish(error)) {
-        std::fprintf(stderr, "zl_make_basemap: %s\n", qPrintable(error));
+    std::string error;
+    if (!writer.open(tmp.toStdString(), metadata, error) || !fill(writer, error) || !writer.finish(error)) {
+        std::fprintf(stderr, "zl_make_basemap: %s\n", error.c_str());
         QFile::remove(tmp);
         return false;
     }
@@ -102,12 +103,12 @@ bool makeLabels(const CountryLabels& labels, int maxZoom, const QString& out)
         metadataFor("Zenloft country names", "overlay", "Country names over the base map or imagery", maxZoom);
     const QByteArray empty = labels.emptyTile();
     int tiles = 0, images = 0;
-    const bool ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
+    const bool ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, std::string& error) {
         for (int z = 0; z <= maxZoom; ++z)
             for (int y = 0; y < (1 << z); ++y)
                 for (int x = 0; x < (1 << z); ++x) {
                     const auto png = labels.renderTile(z, x, y);
-                    if (!writer.addTile(z, x, y, png ? *png : empty, error))
+                    if (!writer.addTile(z, x, y, (png ? *png : empty).toStdString(), error))
                         return false;
                 }
         return true;
@@ -228,7 +229,7 @@ int main(int argc, char** argv)
     int tiles = 0, images = 0, roadmapTiles = 0, roadmapImages = 0;
     // Every result is taken off the queue even after a failed write, so that
     // the workers can finish and be joined.
-    const auto drain = [&](MbtilesWriter& writer, MbtilesWriter* roadmapWriter, QString& error) {
+    const auto drain = [&](MbtilesWriter& writer, MbtilesWriter* roadmapWriter, std::string& error) {
         long long written = 0;
         bool good = true;
         while (written < total) {
@@ -240,10 +241,10 @@ int main(int argc, char** argv)
             }
             for (const Result& r : batch) {
                 const QByteArray& base = r.data.isEmpty() ? water : r.data;
-                if (good && !writer.addTile(r.z, r.x, r.y, base, error))
+                if (good && !writer.addTile(r.z, r.x, r.y, base.toStdString(), error))
                     good = false;
                 if (good && roadmapWriter &&
-                    !roadmapWriter->addTile(r.z, r.x, r.y, r.roadmap.isEmpty() ? base : r.roadmap, error))
+                    !roadmapWriter->addTile(r.z, r.x, r.y, (r.roadmap.isEmpty() ? base : r.roadmap).toStdString(), error))
                     good = false;
                 ++written;
             }
@@ -256,13 +257,13 @@ int main(int argc, char** argv)
     if (names) {
         const auto roadmapMetadata = metadataFor("Zenloft road map", "baselayer",
                                                  "Land, water, country borders and names", maxZoom);
-        ok = writeMbtiles(roadmapOut, roadmapMetadata, [&](MbtilesWriter& roadmapWriter, QString& error) {
-            return writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& e) {
+        ok = writeMbtiles(roadmapOut, roadmapMetadata, [&](MbtilesWriter& roadmapWriter, std::string& error) {
+            return writeMbtiles(out, metadata, [&](MbtilesWriter& writer, std::string& e) {
                 return drain(writer, &roadmapWriter, e);
-            }, tiles, images) || (error = QStringLiteral("the base map was not written"), false);
+            }, tiles, images) || (error = "the base map was not written", false);
         }, roadmapTiles, roadmapImages);
     } else {
-        ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, QString& error) {
+        ok = writeMbtiles(out, metadata, [&](MbtilesWriter& writer, std::string& error) {
             return drain(writer, nullptr, error);
         }, tiles, images);
     }

@@ -1,5 +1,8 @@
 #include "SqliteConnection.h"
 
+#include <QFile>
+#include <QFileInfo>
+
 #include <sqlite3.h>
 
 namespace zl::sqlite {
@@ -110,10 +113,11 @@ QVariant Statement::value(int column) const {
 
 Connection::~Connection() { close(); }
 
-bool Connection::open(const QString& path) {
+bool Connection::open(const QString& path, Access access) {
     close();
-    const int rc = sqlite3_open_v2(path.toUtf8().constData(), &m_db,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    m_path = path;
+    const int mode = access == Access::ReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    const int rc = sqlite3_open_v2(path.toUtf8().constData(), &m_db, mode | SQLITE_OPEN_NOMUTEX, nullptr);
     if (rc != SQLITE_OK) {
         noteError();
         if (m_errorCode == 0) m_errorCode = rc;
@@ -141,11 +145,14 @@ void Connection::close() {
     }
 }
 
+bool Connection::fail(const QString& message, int code) {
+    m_errorCode = code;
+    m_error = message;
+    return false;
+}
+
 bool Connection::exec(const QString& sql) {
-    if (!m_db) {
-        m_error = QStringLiteral("not open");
-        return false;
-    }
+    if (!m_db) return fail(QStringLiteral("database is not open"));
     char* msg = nullptr;
     const int rc = sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, &msg);
     if (rc != SQLITE_OK) {
@@ -171,9 +178,21 @@ Statement* Connection::statement(const QString& sql) {
     return s;
 }
 
+bool Connection::query(const QString& sql, const QVariantList& bindings,
+                       const std::function<void(const Statement& row)>& onRow) {
+    Statement* s = statement(sql);
+    if (!s) return false;
+    Reset reset(*s);
+    for (int i = 0; i < bindings.size(); ++i)
+        if (!s->bindValue(i + 1, bindings.at(i))) return fail(s->error(), s->errorCode());
+    while (s->step())
+        if (onRow) onRow(*s);
+    return !s->failed() || fail(s->error(), s->errorCode());
+}
+
 Statement* Connection::prepare(const QByteArray& sql) {
     if (!m_db) {
-        m_error = QStringLiteral("not open");
+        fail(QStringLiteral("database is not open"));
         return nullptr;
     }
     sqlite3_stmt* stmt = nullptr;
@@ -210,7 +229,13 @@ void Connection::noteError() {
 Transaction::Transaction(Connection& c) : m_c(c) { m_active = m_c.exec(QStringLiteral("BEGIN IMMEDIATE")); }
 
 Transaction::~Transaction() {
-    if (m_active) m_c.exec(QStringLiteral("ROLLBACK"));
+    // SQLite may have rolled back already (after an I/O error, say). The
+    // failure that ended the transaction is what the caller reports.
+    if (!m_active || !m_c.inTransaction()) return;
+    const QString error = m_c.error();
+    const int code = m_c.errorCode();
+    m_c.exec(QStringLiteral("ROLLBACK"));
+    m_c.fail(error, code);
 }
 
 bool Transaction::commit() {
@@ -221,6 +246,30 @@ bool Transaction::commit() {
         return false;
     }
     m_active = false;
+    return true;
+}
+
+bool migrate(Connection& c, std::span<const MigrationStep> steps) {
+    const int current = c.userVersion();
+    if (current < 0) return false;
+    if (current > int(steps.size()))
+        return c.fail(QStringLiteral("%1 was written by a newer version of Zenloft (schema %2, this one knows %3)")
+                          .arg(QFileInfo(c.path()).fileName())
+                          .arg(current)
+                          .arg(steps.size()));
+    for (int v = current; v < int(steps.size()); ++v) {
+        const MigrationStep& step = steps[size_t(v)];
+        Transaction t(c);
+        if (!t.isActive()) return false;
+        if (step.resource) {
+            QFile f(QString::fromUtf8(step.resource));
+            if (!f.open(QIODevice::ReadOnly))
+                return c.fail(QStringLiteral("schema resource %1 missing").arg(f.fileName()));
+            if (!c.exec(QString::fromUtf8(f.readAll()))) return false;
+        }
+        if (step.apply && !step.apply(c)) return false;
+        if (!c.setUserVersion(v + 1) || !t.commit()) return false;
+    }
     return true;
 }
 

@@ -6,7 +6,9 @@
 #include <QVariant>
 #include <QtGlobal>
 
+#include <functional>
 #include <memory>
+#include <span>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -78,14 +80,23 @@ bool run(Statement* s);
 
 // One SQLite connection, used by one thread only. Statements made by
 // statement() are prepared once and kept until the connection closes.
+//
+// Failures are reported one way: the call returns false (or nullptr, or -1
+// for a count), and the object it was made on (this connection, or the
+// statement that was stepped) keeps SQLite's code and a message fit to show
+// the user in errorCode() and error().
 class Connection {
 public:
+    enum class Access { ReadWrite, ReadOnly };
+
     Connection() = default;
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    bool open(const QString& path);
+    // Creates the file when it is missing and the access allows it.
+    bool open(const QString& path, Access access = Access::ReadWrite);
+    QString path() const { return m_path; }
     // How long a statement waits for another connection's lock.
     void setBusyTimeout(int ms);
     void close();
@@ -98,6 +109,11 @@ public:
     Statement* statement(const char* sql);
     // The same for a text built at run time, kept by its content.
     Statement* statement(const QString& sql);
+    // Runs the kept statement for sql with the values bound in order (see
+    // Statement::bindValue) and hands each result row to onRow. A failure of
+    // the statement is copied to this connection.
+    bool query(const QString& sql, const QVariantList& bindings = {},
+               const std::function<void(const Statement& row)>& onRow = {});
 
     // PRAGMA user_version
     int userVersion();
@@ -110,10 +126,15 @@ public:
 
     QString error() const { return m_error; }
     int errorCode() const { return m_errorCode; }
+    // Records a failure that is not SQLite's own (code SQLITE_ERROR unless
+    // given); returns false for the caller to pass on.
+    bool fail(const QString& message, int code = 1);
     sqlite3* handle() const { return m_db; }
 
 private:
     void noteError();
+
+    QString m_path;
 
     sqlite3* m_db = nullptr;
     Statement* prepare(const QByteArray& sql);
@@ -141,5 +162,29 @@ private:
     Connection& m_c;
     bool m_active = false;
 };
+
+// Runs f (returning bool) in a transaction that commits when f returns true,
+// or inside the transaction already open on the connection.
+template <class F>
+bool withTransaction(Connection& c, F f) {
+    if (c.inTransaction()) return f();
+    Transaction t(c);
+    return t.isActive() && f() && t.commit();
+}
+
+// One schema step: takes a file from version N-1 to N. Either the text of a
+// `.sql` resource, or a function for what SQL alone can't do. Keep the steps
+// of a schema in a constexpr table and static_assert its size against the
+// schema version, so that no version goes without its step.
+struct MigrationStep {
+    const char* resource = nullptr;
+    bool (*apply)(Connection&) = nullptr;
+};
+
+// Brings the file to version steps.size(): every step it hasn't seen yet
+// runs in its own transaction together with the new user_version. A file
+// newer than the steps is refused untouched. False with the reason on the
+// connection.
+bool migrate(Connection& c, std::span<const MigrationStep> steps);
 
 }  // namespace zl::sqlite

@@ -1,7 +1,5 @@
 #include "BasemapRenderer.h"
 #include "CountryLabels.h"
-#include "MbtilesStore.h"
-#include "MbtilesWriter.h"
 #include "TopoJson.h"
 
 #include <QImage>
@@ -131,33 +129,6 @@ TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
     const int tx = int(p.x() * 16), ty = int(p.y() * 16);
     ASSERT_TRUE(seen.count({z, tx, ty}));
     EXPECT_TRUE(seen.at({z, tx, ty}).has_value());
-}
-
-TEST(Basemap, WriterDeduplicatesAndTheServiceReadsIt)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("b.mbtiles");
-    {
-        MbtilesWriter w;
-        QString error;
-        ASSERT_TRUE(w.open(path, {{"name", "t"}, {"format", "png"}}, error)) << error.toStdString();
-        ASSERT_TRUE(w.addTile(1, 0, 0, "same", error));
-        ASSERT_TRUE(w.addTile(1, 1, 0, "same", error));
-        ASSERT_TRUE(w.addTile(1, 1, 1, "other", error));
-        EXPECT_FALSE(w.addTile(1, 1, 1, "again", error));  // one tile per place
-        ASSERT_TRUE(w.finish(error));
-        EXPECT_EQ(w.tileCount(), 3);
-        EXPECT_EQ(w.imageCount(), 2);
-    }
-    zenloft::mapservice::MbtilesStore store(path.toStdString());
-    std::string data, error;
-    ASSERT_TRUE(store.check(error)) << error;
-    ASSERT_TRUE(store.tile(1, 1, 0, data));
-    EXPECT_EQ(data, "same");
-    ASSERT_TRUE(store.tile(1, 1, 1, data));
-    EXPECT_EQ(data, "other");
-    EXPECT_FALSE(store.tile(1, 0, 1, data));
-    EXPECT_FALSE(store.tile(1, 2, 0, data));
 }
 
 TEST(CountryLabels, NamesAndLabelPoints)

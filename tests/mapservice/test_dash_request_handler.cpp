@@ -1,6 +1,6 @@
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 #include "TileCache.h"
 #include "clientparams.pb.h"
 
@@ -24,13 +24,13 @@ protected:
         config.apiKeys = {kKey};
         config.cohort = "c7";
         config.legalCountry = "PL";
-        stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+        stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
     }
     DashRequestHandler handler() const { return DashRequestHandler(config, stores); }
 
     zltest::MbtilesFixture tiles;
     ServiceConfig config;
-    std::map<int, std::shared_ptr<MbtilesStore>> stores;
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
 };
 
 template <typename M>
@@ -316,7 +316,7 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
 TEST(TileCacheTest, HitsMissesAndBudget)
 {
     zltest::MbtilesFixture tiles;
-    MbtilesStore store(tiles.path());
+    zl::MbtilesReader store(tiles.path());
     TileCache cache(64 * 1024);  // a few 256-pixel tiles at most per shard
     const auto a = cache.get(1, store, 1, 1, 0);
     EXPECT_TRUE(a->data == tiles.tile(1, 1, 0));

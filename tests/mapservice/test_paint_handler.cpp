@@ -2,7 +2,7 @@
 // the framed route, without the framing.
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 #include "PaintRequestHandler.h"
 #include "PaintSignature.h"
 
@@ -18,8 +18,8 @@ const std::string kKey = "paint-key";
 struct PaintHandlerTest : ::testing::Test {
     PaintHandlerTest()
     {
-        std::map<int, std::shared_ptr<MbtilesStore>> stores;
-        stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+        std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
+        stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
         dash = std::make_shared<DashRequestHandler>(config, stores);
     }
     std::string request(std::initializer_list<std::tuple<int, int, int>> coords, const std::string& version = {})

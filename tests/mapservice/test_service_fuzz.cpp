@@ -1,6 +1,6 @@
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
-#include "MbtilesStore.h"
+#include "Mbtiles.h"
 #include "PaintRequestHandler.h"
 #include "PaintSignature.h"
 
@@ -55,8 +55,8 @@ struct Tally {
 
 std::shared_ptr<DashRequestHandler> handlerOver(const zltest::MbtilesFixture& tiles)
 {
-    std::map<int, std::shared_ptr<MbtilesStore>> stores;
-    stores[TILE_TYPE_SATELLITE] = std::make_shared<MbtilesStore>(tiles.path());
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
+    stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
     return std::make_shared<DashRequestHandler>(ServiceConfig{}, stores);
 }
 

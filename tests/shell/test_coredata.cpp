@@ -1,6 +1,8 @@
 // The "Zenloft" store: every operation the screens use, store order,
 // reopening, and a file that can't be opened.
 
+#include "SqliteConnection.h"
+#include "SqliteFaults.h"
 #include "store/Entities.h"
 #include "testsupport.h"
 
@@ -206,17 +208,18 @@ TEST(CoreDataStore, AStoreFromANewerVersionIsRefused) {
         ASSERT_TRUE(s.loaded);
     }
     {
-        zl::store::SqliteDatabase db;
-        QString err;
-        ASSERT_TRUE(db.open(QDir(dir.path()).filePath("Zenloft.sqlite"), &err));
-        ASSERT_TRUE(db.setUserVersion(99, &err));
+        zl::sqlite::Connection db;
+        ASSERT_TRUE(db.open(QDir(dir.path()).filePath("Zenloft.sqlite")));
+        ASSERT_TRUE(db.setUserVersion(99));
     }
     Store s(dir.path());
     EXPECT_FALSE(s.loaded);
     EXPECT_TRUE(s.error.contains("newer version")) << s.error.toStdString();
 }
 
-TEST(CoreDataStore, AWriteThatFailsIsKeptAndWrittenLater) {
+TEST(CoreDataStore, AWriteThatFailsIsKeptReportedAndWrittenLater) {
+    using namespace zl::sqlite::faults;
+    install();
     QTemporaryDir dir;
     QString err;
     {
@@ -225,64 +228,19 @@ TEST(CoreDataStore, AWriteThatFailsIsKeptAndWrittenLater) {
         QStringList failures;
         QObject::connect(s.ctx(), &NSManagedObjectContext::storeWriteFailed,
                          [&](const QString& m) { failures << m; });
-        // Another connection holds the write lock longer than the writer waits.
-        zl::store::SqliteDatabase other;
-        ASSERT_TRUE(other.open(s.container.storePath(), &err));
-        ASSERT_TRUE(other.exec("BEGIN EXCLUSIVE", &err));
-        addAzimuth(s.ctx(), "A", 1);
-        ASSERT_TRUE(s.ctx()->save(&err));
-        EXPECT_FALSE(s.ctx()->flush()) << "the batch is still queued";
-        ASSERT_TRUE(zltest::waitFor([&] { return !failures.isEmpty(); }));
-        EXPECT_TRUE(failures.first().startsWith("could not save: "));
-        ASSERT_TRUE(other.exec("ROLLBACK", &err));
+        {
+            FailingWrites full(Fault::DiskFull);
+            addAzimuth(s.ctx(), "A", 1);
+            ASSERT_TRUE(s.ctx()->save(&err));
+            EXPECT_FALSE(s.ctx()->flush()) << "the batch is still queued";
+            ASSERT_TRUE(zltest::waitFor([&] { return !failures.isEmpty(); }));
+        }
+        EXPECT_TRUE(failures.first().startsWith("could not save: ")) << failures.first().toStdString();
+        EXPECT_TRUE(failures.first().contains("full")) << failures.first().toStdString();
+        EXPECT_EQ(s.ctx()->fetchAll<Azimuth>(&err).size(), 1) << "the change stays where the user sees it";
         s.container.storeFile()->retry();
         EXPECT_TRUE(s.ctx()->flush());
     }
     Store s(dir.path());
     EXPECT_EQ(s.ctx()->fetchAll<Azimuth>(&err).size(), 1);
-}
-
-TEST(StoreDatabase, ValuesKeepTheirKindAndFailuresComeBackAsText) {
-    QTemporaryDir dir;
-    zl::store::SqliteDatabase db;
-    QString err;
-    EXPECT_FALSE(db.exec("SELECT 1", &err));
-    EXPECT_EQ(err, "database is not open");
-    ASSERT_TRUE(db.open(QDir(dir.path()).filePath("t.sqlite"), &err)) << err.toStdString();
-    ASSERT_TRUE(db.exec("CREATE TABLE t (v)", &err));
-
-    const QByteArray blob("\0\x01\xff", 3);
-    const QVariantList values = {QVariant(), QVariant(true), QVariant(qint64(1) << 40), QVariant(-2.5),
-                                 QVariant(QStringLiteral("żółw \"x\"")), QVariant(blob), QVariant(QByteArray())};
-    for (const QVariant& v : values) ASSERT_TRUE(db.run("INSERT INTO t (v) VALUES (?)", {v}, &err)) << err.toStdString();
-    QVariantList read;
-    ASSERT_TRUE(db.run("SELECT v FROM t ORDER BY rowid", {}, [&](const QVariantList& row) { read << row.value(0); }, &err));
-    ASSERT_EQ(read.size(), values.size());
-    EXPECT_TRUE(read[0].isNull());
-    EXPECT_EQ(read[1].typeId(), QMetaType::LongLong);
-    EXPECT_EQ(read[1].toLongLong(), 1);
-    EXPECT_EQ(read[2].toLongLong(), qint64(1) << 40);
-    EXPECT_EQ(read[3].typeId(), QMetaType::Double);
-    EXPECT_EQ(read[3].toDouble(), -2.5);
-    EXPECT_EQ(read[4].toString(), QStringLiteral("żółw \"x\""));
-    EXPECT_EQ(read[5].typeId(), QMetaType::QByteArray);
-    EXPECT_EQ(read[5].toByteArray(), blob);
-    EXPECT_EQ(read[6].typeId(), QMetaType::QByteArray) << "an empty blob is not NULL";
-
-    // The same text twice is one kept statement; a bad one is refused with SQLite's words.
-    int rows = 0;
-    ASSERT_TRUE(db.run("SELECT v FROM t WHERE v = ?", {QVariant(-2.5)}, [&](const QVariantList&) { ++rows; }, &err));
-    ASSERT_TRUE(db.run("SELECT v FROM t WHERE v = ?", {QVariant(-2.5)}, [&](const QVariantList&) { ++rows; }, &err));
-    EXPECT_EQ(rows, 2);
-    EXPECT_FALSE(db.run("SELEKT nonsense", {}, &err));
-    EXPECT_TRUE(err.contains("syntax error")) << err.toStdString();
-    EXPECT_FALSE(db.run("INSERT INTO nowhere VALUES (?)", {1}, &err));
-    EXPECT_TRUE(err.contains("no such table")) << err.toStdString();
-    // A failed step leaves the statement ready for the next run.
-    ASSERT_TRUE(db.exec("CREATE TABLE u (v UNIQUE)", &err));
-    ASSERT_TRUE(db.run("INSERT INTO u (v) VALUES (?)", {1}, &err));
-    EXPECT_FALSE(db.run("INSERT INTO u (v) VALUES (?)", {1}, &err));
-    EXPECT_TRUE(err.contains("UNIQUE")) << err.toStdString();
-    EXPECT_TRUE(db.run("INSERT INTO u (v) VALUES (?)", {2}, &err)) << err.toStdString();
-    EXPECT_GT(db.lastInsertRowId(), 0);
 }

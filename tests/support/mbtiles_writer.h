@@ -16,9 +16,9 @@ namespace zltest {
 using MbtilesKey = std::tuple<int, int, int>;
 using MbtilesTiles = std::map<MbtilesKey, QByteArray>;
 
-// Writes a new MBTiles file (metadata and tiles tables, the unique tile
-// index) holding exactly the given tiles, in one transaction. False, with
-// the reason in *error when given, if the file cannot be written.
+// Writes a new MBTiles file (zl::MbtilesWriter) holding exactly the given
+// tiles. False, with the reason and the path in *error when given, if the
+// file cannot be written.
 bool writeMbtiles(const QString& path, const MbtilesTiles& tiles, QString* error = nullptr);
 
 // Every tile of zooms 0 to maxZoom, made by tile(z, x, y).

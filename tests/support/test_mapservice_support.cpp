@@ -1,5 +1,5 @@
-// The test-made MBTiles writer and the map service child, checked against
-// sqlite itself and against small stand-in programs.
+// The test helpers: PNG bytes, and the map service child checked against
+// small stand-in programs.
 #include "mapservice_child.h"
 #include "mbtiles_writer.h"
 
@@ -9,70 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <sqlite3.h>
-
-namespace {
-
-// Every row of the tiles table, keyed by (zoom, column, TMS row).
-std::map<std::tuple<int, int, int>, QByteArray> readRows(const QString& path)
-{
-    std::map<std::tuple<int, int, int>, QByteArray> rows;
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    sqlite3_stmt* st = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(db, "SELECT zoom_level, tile_column, tile_row, tile_data FROM tiles", -1, &st,
-                                 nullptr),
-              SQLITE_OK);
-    while (st && sqlite3_step(st) == SQLITE_ROW)
-        rows[{sqlite3_column_int(st, 0), sqlite3_column_int(st, 1), sqlite3_column_int(st, 2)}] =
-            QByteArray(static_cast<const char*>(sqlite3_column_blob(st, 3)), sqlite3_column_bytes(st, 3));
-    sqlite3_finalize(st);
-    sqlite3_close(db);
-    return rows;
-}
-
-}  // namespace
-
-TEST(MbtilesWriter, TilesLandInTmsRowsByteForByte)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("t.mbtiles");
-    const QByteArray binary("\x00\x01\xff zero inside", 15);
-    QString error;
-    ASSERT_TRUE(zltest::writeMbtiles(path, {{{0, 0, 0}, "root"}, {{2, 3, 0}, binary}, {{3, 1, 6}, ""}}, &error))
-        << error.toStdString();
-    const auto rows = readRows(path);
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows.at({0, 0, 0}), "root");
-    EXPECT_EQ(rows.at({2, 3, 3}), binary);  // the northern row is the last TMS row
-    EXPECT_EQ(rows.at({3, 1, 1}), "");
-
-    // Every zoom level filled by the callback.
-    const QString full = dir.filePath("full.mbtiles");
-    ASSERT_TRUE(zltest::writeMbtiles(full, 2, [](int z, int x, int y) {
-        return QByteArray::number(z) + "/" + QByteArray::number(x) + "/" + QByteArray::number(y);
-    }));
-    const auto all = readRows(full);
-    EXPECT_EQ(all.size(), 1u + 4u + 16u);
-    EXPECT_EQ(all.at({2, 1, 0}), "2/1/3");
-}
-
-TEST(MbtilesWriter, AFileThatCannotBeWrittenIsRefusedWithItsPath)
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("t.mbtiles");
-    ASSERT_TRUE(zltest::writeMbtiles(path, {{{0, 0, 0}, "first"}}));
-    QString error;
-    EXPECT_FALSE(zltest::writeMbtiles(path, {{{0, 0, 0}, "second"}}, &error));  // already has its tables
-    EXPECT_TRUE(error.contains(path)) << error.toStdString();
-    EXPECT_EQ(readRows(path).at({0, 0, 0}), "first");
-
-    error.clear();
-    EXPECT_FALSE(zltest::writeMbtiles(dir.filePath("no/such/folder/t.mbtiles"), {}, &error));
-    EXPECT_FALSE(error.isEmpty());
-}
-
-TEST(MbtilesWriter, PngBytesDecodeToThePicture)
+TEST(PngBytes, DecodeToThePicture)
 {
     QImage img(4, 3, QImage::Format_ARGB32);
     img.fill(qRgba(10, 20, 30, 40));

@@ -3,7 +3,6 @@
 #include "GMSCacheLog.h"
 
 #include <QDir>
-#include <QFile>
 #include <QMutex>
 
 static void initCacheResources() { Q_INIT_RESOURCE(mapcache_schema); }
@@ -17,30 +16,10 @@ QMutex& storeOpeningLock() {
     return lock;
 }
 
-QString schemaText(const QString& file) {
-    initCacheResources();
-    QFile f(QStringLiteral(":/mapengine/cache/") + file);
-    if (!f.open(QIODevice::ReadOnly)) return QString();
-    return QString::fromUtf8(f.readAll());
-}
-
-// Version 1: the whole schema.
-bool migrateTo1(zl::sqlite::Connection& db, QString* error) {
-    const QString sql = schemaText(QStringLiteral("GMSCacheStorage.sql"));
-    if (sql.isEmpty()) {
-        *error = QStringLiteral("schema resource missing");
-        return false;
-    }
-    if (!db.exec(sql)) {
-        *error = db.error();
-        return false;
-    }
-    return true;
-}
-
-using Migration = bool (*)(zl::sqlite::Connection&, QString*);
 // migrations[i] takes the store from version i to i + 1.
-constexpr Migration migrations[] = {migrateTo1};
+constexpr zl::sqlite::MigrationStep migrations[] = {
+    {":/mapengine/cache/GMSCacheStorage.sql"},  // 1: the whole schema
+};
 static_assert(std::size(migrations) == GMSCacheStorage::kSchemaVersion);
 
 }  // namespace
@@ -68,6 +47,7 @@ std::unique_ptr<GMSCacheStorage> GMSCacheStorage::open(const GMSCacheStorageDesc
 }
 
 bool GMSCacheStorage::openOnce(QString* error) {
+    initCacheResources();
     const QString dir = m_descriptor.directoryPath();
     if (!QDir().mkpath(dir)) {
         *error = QStringLiteral("cannot create folder");
@@ -84,8 +64,8 @@ bool GMSCacheStorage::openOnce(QString* error) {
     // process (not across a power cut, which a cache may lose).
     if (!m_db.exec(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; "
                                   "PRAGMA foreign_keys = ON;")) ||
-        !migrate(error)) {
-        if (error->isEmpty()) *error = m_db.error();
+        !zl::sqlite::migrate(m_db, migrations)) {
+        *error = m_db.error();
         m_db.close();
         return false;
     }
@@ -96,28 +76,6 @@ bool GMSCacheStorage::openOnce(QString* error) {
         *error = m_db.error();
         m_db.close();
         return false;
-    }
-    return true;
-}
-
-bool GMSCacheStorage::migrate(QString* error) {
-    int version = m_db.userVersion();
-    if (version < 0) {
-        *error = m_db.error();
-        return false;
-    }
-    if (version > kSchemaVersion) {
-        // Written by a newer engine: not ours to read.
-        *error = QStringLiteral("store version %1 is newer than %2").arg(version).arg(kSchemaVersion);
-        return false;
-    }
-    while (version < kSchemaVersion) {
-        zl::sqlite::Transaction t(m_db);
-        if (!t.isActive() || !migrations[version](m_db, error) || !m_db.setUserVersion(version + 1) || !t.commit()) {
-            if (error->isEmpty()) *error = m_db.error();
-            return false;
-        }
-        ++version;
     }
     return true;
 }

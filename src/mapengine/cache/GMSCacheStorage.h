@@ -10,7 +10,7 @@
 // own thread.
 class GMSCacheStorage {
 public:
-    // The schema version this code writes; see migrateTo1 and onward.
+    // The schema version this code writes; one migration step per version in GMSCacheStorage.cpp.
     static constexpr int kSchemaVersion = 1;
 
     // Opens the store of the descriptor. When the store does not open (or is
@@ -25,7 +25,6 @@ public:
 private:
     explicit GMSCacheStorage(GMSCacheStorageDescriptor d) : m_descriptor(std::move(d)) {}
     bool openOnce(QString* error);
-    bool migrate(QString* error);
 
     GMSCacheStorageDescriptor m_descriptor;
     zl::sqlite::Connection m_db;

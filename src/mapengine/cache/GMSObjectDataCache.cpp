@@ -8,7 +8,7 @@
 GMSObjectDataCache::GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount, int objectType)
     : m_core(std::make_unique<GMSObjectDataCacheCore>(objectType, maxCount)),
       m_listener(std::make_unique<QObject>()),
-      m_queue(std::make_unique<GMSCacheQueue>(QStringLiteral("GMSObjectDataCache-%1").arg(descriptor.name))) {
+      m_queue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSObjectDataCache-%1").arg(descriptor.name), zl::SerialQueue::kCacheSpinMicroseconds)) {
     m_queue->async([this, descriptor] {
         if (!m_core->start(GMSCacheStorage::open(descriptor)))
             qCWarning(lcMapCache, "Failed to initialize object cache storage, can't use disk caching.");

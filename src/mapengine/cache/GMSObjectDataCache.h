@@ -1,6 +1,7 @@
 #pragma once
 
-#include "GMSCacheQueue.h"
+#include "GMSCallback.h"
+#include "SerialQueue.h"
 #include "GMSCacheStorageDescriptor.h"
 #include "GMSObjectDataCacheCore.h"
 
@@ -47,5 +48,5 @@ public:
 private:
     std::unique_ptr<GMSObjectDataCacheCore> m_core;  // on the queue only
     std::unique_ptr<QObject> m_listener;
-    std::unique_ptr<GMSCacheQueue> m_queue;
+    std::unique_ptr<zl::SerialQueue> m_queue;
 };

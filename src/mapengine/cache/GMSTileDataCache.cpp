@@ -10,7 +10,7 @@ GMSTileDataCache::GMSTileDataCache(GMSCacheStorageDescriptor descriptor, int til
     : m_descriptor(std::move(descriptor)),
       m_tileType(tileType),
       m_core(std::make_unique<GMSTileDataCacheCore>(tileType, maxCount, maxSize, timingClock)),
-      m_queue(std::make_unique<GMSCacheQueue>(QStringLiteral("GMSTileDataCache-%1").arg(tileType))) {}
+      m_queue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSTileDataCache-%1").arg(tileType), zl::SerialQueue::kCacheSpinMicroseconds)) {}
 
 GMSTileDataCache::~GMSTileDataCache() {
     // The connection closes on the thread that used it.
@@ -79,7 +79,7 @@ GMSCachedTileData GMSTileDataCache::loadTileForTileCoordsAndWait(const GMSCacheT
         if (m_deleteTileDataCachePendings.load() > 0 || !usable()) return {};
         return m_core->loadTiles({coords}).value(0).value_or(GMSCachedTileData{});
     }
-    GMSCacheWaiter waiter;
+    zl::SpinWaiter waiter;
     GMSCachedTileData result;
     loadTileForTileCoords(coords, nullptr, [&](GMSCachedTileData d) {
         result = std::move(d);

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "GMSCacheQueue.h"
+#include "GMSCallback.h"
+#include "SerialQueue.h"
 #include "GMSCacheStorageDescriptor.h"
 #include "GMSTileDataCacheTypes.h"
 
@@ -116,5 +117,5 @@ private:
     mutable QMutex m_propertiesLock;
     QHash<QString, QVariant> m_properties;
     // Last member: its destructor drains the queue while the rest still lives.
-    std::unique_ptr<GMSCacheQueue> m_queue;
+    std::unique_ptr<zl::SerialQueue> m_queue;
 };

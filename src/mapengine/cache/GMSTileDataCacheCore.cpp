@@ -361,19 +361,9 @@ void GMSTileDataCacheCore::recover(const char* what) {
     }
 }
 
-namespace {
-// Runs f inside a transaction unless one is already open.
-template <class F>
-bool withTransaction(zl::sqlite::Connection& c, F f) {
-    if (c.inTransaction()) return f();
-    Transaction t(c);
-    return t.isActive() && f() && t.commit();
-}
-}  // namespace
-
 bool GMSTileDataCacheCore::deleteTiles(const QList<GMSCacheTileKey>& keys) {
     if (!m_storage) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         for (const GMSCacheTileKey& key : keys) {
             const Row* row = m_tiles.find(key);
             if (!row) continue;
@@ -407,7 +397,7 @@ QSet<GMSCacheTileKey> GMSTileDataCacheCore::checkTileCoordsSet(
 
 bool GMSTileDataCacheCore::deleteAll() {
     if (!m_storage) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         const QString type = QString::number(m_tileType);
         return db().exec(QStringLiteral("DELETE FROM GMSCachedTileProtoBlob WHERE tile IN "
                                         "(SELECT id FROM GMSCachedTile WHERE type = %1);"
@@ -432,7 +422,7 @@ bool GMSTileDataCacheCore::deleteAllExceptTypes(const QSet<int>& keptTypes) {
     QStringList kept;
     for (int t : keptTypes) kept << QString::number(t);
     const QString where = kept.isEmpty() ? QStringLiteral("1") : QStringLiteral("type NOT IN (%1)").arg(kept.join(u','));
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         return db().exec(QStringLiteral("DELETE FROM GMSCachedTileProtoBlob WHERE tile IN "
                                         "(SELECT id FROM GMSCachedTile WHERE %1);"
                                         "DELETE FROM GMSCachedTileBlob WHERE tile IN "
@@ -455,7 +445,7 @@ bool GMSTileDataCacheCore::deleteAllExceptTypes(const QSet<int>& keptTypes) {
 
 bool GMSTileDataCacheCore::invalidateTileEpochs() {
     if (!m_storage) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         return db().exec(QStringLiteral("UPDATE GMSCachedTile SET perTileEpoch = -1, serverPerTileEpoch = -1 "
                                         "WHERE type = %1")
                              .arg(m_tileType));
@@ -532,7 +522,7 @@ bool GMSTileDataCacheCore::removeExpiredTilesIfNecessary() {
     });
     m_nextValidationTimeMS = oldest;
     if (expired.isEmpty()) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         for (const GMSCacheTileKey& key : expired) {
             const Row* row = m_tiles.find(key);
             if (!deleteRowFromStore(row->id)) return false;
@@ -563,7 +553,7 @@ bool GMSTileDataCacheCore::pruneCache() {
         size -= m_tiles.find(*it)->size;
     }
     if (victims.isEmpty()) return false;
-    const bool ok = withTransaction(db(), [&] {
+    const bool ok = zl::sqlite::withTransaction(db(), [&] {
         for (const GMSCacheTileKey& key : victims) {
             const Row* row = m_tiles.find(key);
             if (!deleteRowFromStore(row->id)) return false;

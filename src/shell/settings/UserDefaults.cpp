@@ -19,25 +19,24 @@ std::optional<bool> asBool(const QVariant& v) {
 
 }  // namespace
 
-UserDefaults::UserDefaults(const QString& iniPath)
-    : settings_(std::make_unique<QSettings>(iniPath, QSettings::IniFormat)) {}
+UserDefaults::UserDefaults(const QString& iniPath) : file_(iniPath) {}
 
-QVariant UserDefaults::objectForKey(const QString& key) const { return settings_->value(key); }
+QVariant UserDefaults::objectForKey(const QString& key) const { return file_.value(key); }
 
 bool UserDefaults::boolForKey(const QString& key) const {
-    const QVariant v = settings_->value(key);
+    const QVariant v = file_.value(key);
     if (auto b = asBool(v)) return *b;
     return v.toDouble() != 0.0;
 }
 
 double UserDefaults::doubleForKey(const QString& key) const {
-    const QVariant v = settings_->value(key);
+    const QVariant v = file_.value(key);
     if (auto b = asBool(v)) return *b ? 1.0 : 0.0;
     return v.toDouble();
 }
 
 qint64 UserDefaults::integerForKey(const QString& key) const {
-    const QVariant v = settings_->value(key);
+    const QVariant v = file_.value(key);
     if (auto b = asBool(v)) return *b ? 1 : 0;
     bool ok = false;
     const qint64 i = v.toLongLong(&ok);
@@ -46,25 +45,17 @@ qint64 UserDefaults::integerForKey(const QString& key) const {
 }
 
 std::optional<QString> UserDefaults::stringForKey(const QString& key) const {
-    const QVariant v = settings_->value(key);
+    const QVariant v = file_.value(key);
     if (!v.isValid()) return std::nullopt;
     return v.toString();
 }
 
-void UserDefaults::setBool(bool value, const QString& key) { settings_->setValue(key, value); }
-void UserDefaults::setDouble(double value, const QString& key) { settings_->setValue(key, value); }
-void UserDefaults::setInteger(qint64 value, const QString& key) { settings_->setValue(key, value); }
-void UserDefaults::setObject(const QVariant& value, const QString& key) {
-    if (!value.isValid())
-        settings_->remove(key);
-    else
-        settings_->setValue(key, value);
-}
-void UserDefaults::removeObjectForKey(const QString& key) { settings_->remove(key); }
+void UserDefaults::setBool(bool value, const QString& key) { file_.setValue(key, value); }
+void UserDefaults::setDouble(double value, const QString& key) { file_.setValue(key, value); }
+void UserDefaults::setInteger(qint64 value, const QString& key) { file_.setValue(key, value); }
+void UserDefaults::setObject(const QVariant& value, const QString& key) { file_.setValue(key, value); }
+void UserDefaults::removeObjectForKey(const QString& key) { file_.remove(key); }
 
-bool UserDefaults::synchronize() {
-    settings_->sync();
-    return settings_->status() == QSettings::NoError;
-}
+bool UserDefaults::synchronize() { return file_.sync(); }
 
-QString UserDefaults::fileName() const { return settings_->fileName(); }
+QString UserDefaults::fileName() const { return file_.fileName(); }

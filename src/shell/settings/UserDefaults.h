@@ -1,14 +1,15 @@
 #pragma once
 
-#include <QSettings>
+#include "SettingsFile.h"
+
 #include <QString>
 #include <QVariant>
 
 #include <memory>
 #include <optional>
 
-// The settings store: keys written the moment they change, and nothing
-// registered as a default, so an unset key reads false, 0, 0.0 or none.
+// The settings store, over the settings file: keys written the moment they
+// change, and nothing registered as a default, so an unset key reads false, 0, 0.0 or none.
 class UserDefaults {
 public:
     explicit UserDefaults(const QString& iniPath);
@@ -30,7 +31,7 @@ public:
     QString fileName() const;
 
 private:
-    std::unique_ptr<QSettings> settings_;
+    zl::SettingsFile file_;
 };
 
 // The keys of the settings store.

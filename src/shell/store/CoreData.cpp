@@ -41,18 +41,11 @@ QVariant coerce(const QVariant& value, AttributeType type, bool* ok) {
     return QVariant();
 }
 
-std::vector<Migration> coreDataMigrations() {
-    return {
-        [](SqliteDatabase& db, QString* error) {
-            QFile f(QStringLiteral(":/zenloft/store/coredata_v1.sql"));
-            if (!f.open(QIODevice::ReadOnly)) {
-                if (error) *error = QStringLiteral("schema resource missing");
-                return false;
-            }
-            return db.exec(QString::fromUtf8(f.readAll()), error);
-        },
-    };
-}
+// The schema, one step per version.
+constexpr zl::sqlite::MigrationStep kCoreDataSchema[] = {
+    {":/zenloft/store/coredata_v1.sql"},
+};
+static_assert(std::size(kCoreDataSchema) == 1, "every schema version has its step");
 
 }  // namespace
 
@@ -273,7 +266,7 @@ NSPersistentContainer::NSPersistentContainer(const QString& name, const QString&
         for (const AttributeDescription& a : e.attributes) t.columns << a.name;
         tables.push_back(t);
     }
-    file_ = std::make_unique<StoreFile>(path_, std::move(tables), coreDataMigrations());
+    file_ = std::make_unique<StoreFile>(path_, std::move(tables), kCoreDataSchema);
 }
 
 NSPersistentContainer::~NSPersistentContainer() {

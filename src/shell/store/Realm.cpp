@@ -3,10 +3,7 @@
 #include <QDebug>
 #include <QFile>
 
-#include <condition_variable>
-#include <deque>
 #include <mutex>
-#include <thread>
 
 namespace zl::store {
 
@@ -31,16 +28,11 @@ Row rowOf(const realmValidation_tracks& t) {
 }
 Row rowOf(const realmValidation_tracksData& d) { return {d.id, dateValue(d.date), d.latitude, d.longitude}; }
 
-std::vector<Migration> realmMigrations() {
-    return {[](SqliteDatabase& db, QString* error) {
-        QFile f(QStringLiteral(":/zenloft/store/realm_v1.sql"));
-        if (!f.open(QIODevice::ReadOnly)) {
-            if (error) *error = QStringLiteral("schema resource missing");
-            return false;
-        }
-        return db.exec(QString::fromUtf8(f.readAll()), error);
-    }};
-}
+// The schema, one step per version.
+constexpr zl::sqlite::MigrationStep kRealmSchema[] = {
+    {":/zenloft/store/realm_v1.sql"},
+};
+static_assert(std::size(kRealmSchema) == 1, "every schema version has its step");
 
 }  // namespace
 
@@ -48,7 +40,7 @@ std::vector<Migration> realmMigrations() {
 class RealmStore {
 public:
     explicit RealmStore(const QString& path)
-        : file(path, {kPoints, kTracks, kTrackData}, realmMigrations()) {
+        : file(path, {kPoints, kTracks, kTrackData}, kRealmSchema) {
         file.setFailureHandler([](const QString& error) { qWarning().noquote() << "Realm write failed:" << error; });
     }
 
@@ -447,56 +439,9 @@ QList<realmValidation_tracksData> realmValidation_tracksData::pointsOfTrack(cons
 
 // ---- realmQueue
 
-struct RealmQueue::Private {
-    std::mutex mutex;
-    std::condition_variable wake;
-    std::deque<std::function<void()>> jobs;
-    bool stop = false;
-    std::thread thread;
-};
-
-RealmQueue::RealmQueue() : d(std::make_unique<Private>()) {
-    d->thread = std::thread([this] {
-        std::unique_lock lock(d->mutex);
-        for (;;) {
-            d->wake.wait(lock, [this] { return d->stop || !d->jobs.empty(); });
-            if (d->jobs.empty()) return;
-            auto job = std::move(d->jobs.front());
-            d->jobs.pop_front();
-            lock.unlock();
-            job();
-            lock.lock();
-        }
-    });
-}
-
-RealmQueue::~RealmQueue() {
-    {
-        std::lock_guard lock(d->mutex);
-        d->stop = true;
-    }
-    d->wake.notify_all();
-    d->thread.join();
-}
+RealmQueue::RealmQueue() : queue_(QStringLiteral("realmQueue")) {}
 
 RealmQueue& RealmQueue::shared() {
     static RealmQueue queue;
     return queue;
-}
-
-void RealmQueue::sync(const std::function<void()>& work) {
-    if (std::this_thread::get_id() == d->thread.get_id()) {
-        work();  // already on the queue: running inline keeps it serial
-        return;
-    }
-    std::promise<void> done;
-    {
-        std::lock_guard lock(d->mutex);
-        d->jobs.push_back([&] {
-            work();
-            done.set_value();
-        });
-    }
-    d->wake.notify_all();
-    done.get_future().wait();
 }

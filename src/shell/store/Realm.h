@@ -151,14 +151,12 @@ private:
 class RealmQueue {
 public:
     static RealmQueue& shared();
-    void sync(const std::function<void()>& work);
-    QString label() const { return QStringLiteral("realmQueue"); }
+    void sync(const std::function<void()>& work) { queue_.sync(work); }
+    QString label() const { return queue_.name(); }
 
 private:
     RealmQueue();
-    ~RealmQueue();
-    struct Private;
-    std::unique_ptr<Private> d;
+    zl::SerialQueue queue_;
 };
 
 template <class T>

@@ -5,28 +5,37 @@
 
 namespace zl::store {
 
-StoreFile::StoreFile(QString path, std::vector<TableSchema> tables, std::vector<Migration> migrations)
-    : path_(std::move(path)), tables_(std::move(tables)), migrations_(std::move(migrations)) {
-    loadFuture_ = loadPromise_.get_future().share();
-    thread_ = std::thread([this] { run(); });
-}
+StoreFile::StoreFile(QString path, std::vector<TableSchema> tables, std::span<const zl::sqlite::MigrationStep> schema)
+    : path_(std::move(path)),
+      tables_(std::move(tables)),
+      schema_(schema),
+      queue_(QStringLiteral("store %1").arg(QFileInfo(path_).fileName())) {}
 
 StoreFile::~StoreFile() {
     {
         std::lock_guard lock(mutex_);
-        stop_ = true;
         blocked_ = false;  // one last try for anything that failed before
     }
-    wake_.notify_all();
-    thread_.join();
+    queue_.async([this] {
+        drain();
+        db_.close();
+    });
 }
 
 std::shared_future<LoadResult> StoreFile::load() {
-    {
-        std::lock_guard lock(mutex_);
-        loadRequested_ = true;
-    }
-    wake_.notify_all();
+    std::call_once(loadOnce_, [this] {
+        auto promise = std::make_shared<std::promise<LoadResult>>();
+        loadFuture_ = promise->get_future().share();
+        queue_.async([this, promise] {
+            LoadResult result = doLoad();
+            {
+                std::lock_guard lock(mutex_);
+                usable_ = result.ok;
+            }
+            promise->set_value(std::move(result));
+            drain();  // what was submitted before the content arrived
+        });
+    });
     return loadFuture_;
 }
 
@@ -34,16 +43,16 @@ void StoreFile::submit(WriteBatch batch) {
     if (batch.empty()) return;
     {
         std::lock_guard lock(mutex_);
-        queue_.push_back(std::move(batch));
+        pending_.push_back(std::move(batch));
         blocked_ = false;
     }
-    wake_.notify_all();
+    queue_.async([this] { drain(); });
 }
 
 bool StoreFile::flush() {
-    std::unique_lock lock(mutex_);
-    idle_.wait(lock, [this] { return !busy_ && (queue_.empty() || blocked_ || !usable_) && (loaded_ || !loadRequested_); });
-    return queue_.empty();
+    queue_.sync([] {});
+    std::lock_guard lock(mutex_);
+    return pending_.empty();
 }
 
 void StoreFile::retry() {
@@ -51,7 +60,7 @@ void StoreFile::retry() {
         std::lock_guard lock(mutex_);
         blocked_ = false;
     }
-    wake_.notify_all();
+    queue_.async([this] { drain(); });
 }
 
 void StoreFile::setFailureHandler(FailureHandler handler) {
@@ -64,51 +73,29 @@ bool StoreFile::isUsable() const {
     return usable_;
 }
 
-void StoreFile::run() {
-    std::unique_lock lock(mutex_);
+void StoreFile::drain() {
     for (;;) {
-        wake_.wait(lock, [this] {
-            return stop_ || (loadRequested_ && !loaded_) || (loaded_ && usable_ && !queue_.empty() && !blocked_);
-        });
-        if (loadRequested_ && !loaded_) {
-            busy_ = true;
-            lock.unlock();
-            LoadResult result = doLoad();
-            const bool ok = result.ok;
-            loadPromise_.set_value(std::move(result));
-            lock.lock();
-            loaded_ = true;
-            usable_ = ok;
-            busy_ = false;
-            idle_.notify_all();
-            continue;
+        WriteBatch batch;
+        {
+            std::lock_guard lock(mutex_);
+            if (!usable_ || blocked_ || pending_.empty()) return;
+            batch = pending_.front();
         }
-        if (loaded_ && usable_ && !queue_.empty() && !blocked_) {
-            WriteBatch batch = queue_.front();
-            busy_ = true;
-            lock.unlock();
-            QString error;
-            const bool ok = write(batch, &error);
-            lock.lock();
-            busy_ = false;
+        QString error;
+        const bool ok = write(batch, &error);
+        FailureHandler handler;
+        {
+            std::lock_guard lock(mutex_);
             if (ok) {
-                queue_.pop_front();
-            } else {
-                blocked_ = true;
-                FailureHandler handler = onFailure_;
-                lock.unlock();
-                if (handler) handler(error);
-                lock.lock();
+                pending_.pop_front();
+                continue;
             }
-            idle_.notify_all();
-            continue;
+            blocked_ = true;
+            handler = onFailure_;
         }
-        if (stop_) break;
+        if (handler) handler(error);
+        return;
     }
-    if (!loaded_) loadPromise_.set_value(LoadResult{false, QStringLiteral("store closed before it was read"), {}});
-    idle_.notify_all();
-    lock.unlock();
-    db_.close();
 }
 
 LoadResult StoreFile::doLoad() {
@@ -118,46 +105,46 @@ LoadResult StoreFile::doLoad() {
         result.error = QStringLiteral("Unable to create directory %1").arg(info.absolutePath());
         return result;
     }
-    QString error;
-    if (!db_.open(path_, &error) || !migrate(db_, migrations_, &error)) {
+    const auto fail = [&](bool withPath) {
+        result.error = withPath ? QStringLiteral("%1: %2").arg(path_, db_.error()) : db_.error();
+        result.tables.clear();
         db_.close();
-        result.error = error;
-        return result;
-    }
+        return std::move(result);
+    };
+    if (!db_.open(path_)) return fail(true);
+    db_.setBusyTimeout(2000);
+    // A file that isn't a database only shows itself on the first read.
+    if (!db_.query(QStringLiteral("PRAGMA journal_mode=WAL")) || !db_.query(QStringLiteral("PRAGMA synchronous=NORMAL")) ||
+        !db_.query(QStringLiteral("SELECT count(*) FROM sqlite_master")))
+        return fail(true);
+    if (!zl::sqlite::migrate(db_, schema_)) return fail(false);
     for (const TableSchema& t : tables_) {
         QStringList cols{QStringLiteral("pk")};
         for (const QString& c : t.columns) cols << QStringLiteral("\"%1\"").arg(c);
         std::vector<StoredRow>& rows = result.tables[t.name];
-        const bool ok = db_.run(QStringLiteral("SELECT %1 FROM \"%2\" ORDER BY pk").arg(cols.join(", "), t.name), {},
-                                [&](const QVariantList& row) {
-                                    rows.push_back(StoredRow{row.value(0).toLongLong(), row.mid(1)});
-                                },
-                                &error);
-        if (!ok) {
-            db_.close();
-            result.error = QStringLiteral("%1: %2").arg(path_, error);
-            result.tables.clear();
-            return result;
-        }
+        const bool ok = db_.query(QStringLiteral("SELECT %1 FROM \"%2\" ORDER BY pk").arg(cols.join(", "), t.name), {},
+                                  [&](const zl::sqlite::Statement& row) {
+                                      StoredRow stored{row.int64(0), {}};
+                                      for (int c = 1; c < row.columnCount(); ++c) stored.values << row.value(c);
+                                      rows.push_back(std::move(stored));
+                                  });
+        if (!ok) return fail(true);
     }
     result.ok = true;
     return result;
 }
 
 bool StoreFile::write(const WriteBatch& batch, QString* error) {
-    Transaction tx(db_, error);
-    if (!tx.ok()) return false;
-    for (const WriteOp& op : batch) {
-        const auto schema = std::find_if(tables_.begin(), tables_.end(), [&](const TableSchema& t) { return t.name == op.table; });
-        if (schema == tables_.end()) {
-            if (error) *error = QStringLiteral("no table %1").arg(op.table);
-            return false;
-        }
-        QVariantList bindings{op.pk};
-        bool ok = true;
-        switch (op.kind) {
-        case WriteOp::Insert:
-        case WriteOp::Update: {
+    const bool ok = zl::sqlite::withTransaction(db_, [&] {
+        for (const WriteOp& op : batch) {
+            const auto schema =
+                std::find_if(tables_.begin(), tables_.end(), [&](const TableSchema& t) { return t.name == op.table; });
+            if (schema == tables_.end()) return db_.fail(QStringLiteral("no table %1").arg(op.table));
+            QVariantList bindings{op.pk};
+            if (op.kind == WriteOp::Delete) {
+                if (!db_.query(QStringLiteral("DELETE FROM \"%1\" WHERE pk = ?").arg(op.table), bindings)) return false;
+                continue;
+            }
             QStringList cols{QStringLiteral("pk")};
             QStringList marks{QStringLiteral("?")};
             for (const QString& c : schema->columns) {
@@ -165,18 +152,15 @@ bool StoreFile::write(const WriteBatch& batch, QString* error) {
                 marks << QStringLiteral("?");
             }
             for (int i = 0; i < schema->columns.size(); ++i) bindings << op.values.value(i);
-            ok = db_.run(QStringLiteral("INSERT OR REPLACE INTO \"%1\" (%2) VALUES (%3)")
-                             .arg(op.table, cols.join(", "), marks.join(", ")),
-                         bindings, error);
-            break;
+            if (!db_.query(QStringLiteral("INSERT OR REPLACE INTO \"%1\" (%2) VALUES (%3)")
+                               .arg(op.table, cols.join(", "), marks.join(", ")),
+                           bindings))
+                return false;
         }
-        case WriteOp::Delete:
-            ok = db_.run(QStringLiteral("DELETE FROM \"%1\" WHERE pk = ?").arg(op.table), bindings, error);
-            break;
-        }
-        if (!ok) return false;
-    }
-    return tx.commit(error);
+        return true;
+    });
+    if (!ok && error) *error = db_.error();
+    return ok;
 }
 
 }  // namespace zl::store

@@ -1,18 +1,18 @@
 #pragma once
 
-#include "SqliteDatabase.h"
+#include "SerialQueue.h"
+#include "SqliteConnection.h"
 
 #include <QString>
 #include <QStringList>
 #include <QVariantList>
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <future>
 #include <map>
 #include <mutex>
-#include <thread>
+#include <span>
 #include <vector>
 
 namespace zl::store {
@@ -47,20 +47,20 @@ struct LoadResult {
 };
 
 // A SQLite file whose whole content the caller mirrors in memory. Reading
-// happens once, at load; afterwards every change arrives as a batch that a
-// private thread writes in one transaction, so the caller never waits on
-// the disk. A batch that fails stays queued and is tried again with the
+// happens once, at load; afterwards every change arrives as a batch that the
+// file's serial queue writes in one transaction, so the caller never waits
+// on the disk. A batch that fails stays queued and is tried again with the
 // next one: changes are never dropped while the process lives.
 class StoreFile {
 public:
-    using FailureHandler = std::function<void(const QString& error)>;  // called on the writer thread
+    using FailureHandler = std::function<void(const QString& error)>;  // called on the writer queue
 
-    StoreFile(QString path, std::vector<TableSchema> tables, std::vector<Migration> migrations);
+    StoreFile(QString path, std::vector<TableSchema> tables, std::span<const zl::sqlite::MigrationStep> schema);
     ~StoreFile();  // writes what is queued, then closes
     StoreFile(const StoreFile&) = delete;
     StoreFile& operator=(const StoreFile&) = delete;
 
-    // Starts opening and reading on the writer thread; the future gives the
+    // Starts opening and reading on the writer queue; the future gives the
     // content. Opening a file that isn't a store, or is newer than this
     // program, fails without touching the file.
     std::shared_future<LoadResult> load();
@@ -78,29 +78,24 @@ public:
     bool isUsable() const;  // loaded, and not refused
 
 private:
-    void run();
+    // These run on the queue.
     LoadResult doLoad();
+    void drain();
     bool write(const WriteBatch& batch, QString* error);
 
     const QString path_;
     const std::vector<TableSchema> tables_;
-    const std::vector<Migration> migrations_;
-    SqliteDatabase db_;
+    const std::span<const zl::sqlite::MigrationStep> schema_;
+    zl::sqlite::Connection db_;  // on the queue only
 
     mutable std::mutex mutex_;
-    std::condition_variable wake_;
-    std::condition_variable idle_;
-    std::deque<WriteBatch> queue_;
-    bool stop_ = false;
-    bool loadRequested_ = false;
-    bool loaded_ = false;
+    std::deque<WriteBatch> pending_;
     bool usable_ = false;
     bool blocked_ = false;  // the head batch failed; wait for news before trying again
-    bool busy_ = false;
     FailureHandler onFailure_;
-    std::promise<LoadResult> loadPromise_;
+    std::once_flag loadOnce_;
     std::shared_future<LoadResult> loadFuture_;
-    std::thread thread_;
+    zl::SerialQueue queue_;  // last: runs what is posted before the rest goes
 };
 
 }  // namespace zl::store

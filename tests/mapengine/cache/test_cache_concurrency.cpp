@@ -6,6 +6,8 @@
 #include <QRandomGenerator>
 #include <QThread>
 
+#include <optional>
+
 #include <thread>
 #include <vector>
 
@@ -176,4 +178,43 @@ TEST(GMSTileMemCacheConcurrency, MonitorKeepsTheLruWholeUnderManyThreads) {
     for (auto& th : threads) th.join();
     EXPECT_EQ(bad.load(), 0);
     EXPECT_LE(mem->count(), 64u);
+}
+
+TEST(GMSTileDataCache, AwaitedLoadsFromManyThreadsBetweenStores) {
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    QList<GMSCacheableTileData> items;
+    for (int i = 0; i < 64; ++i) items.append(tile(12, i, 0, QByteArray(1024 + i, char('a' + i % 26))));
+    ASSERT_TRUE(store(cache, items));
+
+    std::atomic<int> wrong{0};
+    std::atomic<bool> storing{true};
+    std::thread writer([&] {
+        // Stores of other tiles go on meanwhile; the loads stay correct.
+        for (int i = 0; i < 200; ++i) cache.storeTileCoords({13, i, 1}, 1, {}, QByteArray(512, 'z'));
+        storing = false;
+    });
+    std::vector<std::thread> readers;
+    for (int r = 0; r < 3; ++r) {
+        readers.emplace_back([&, r] {
+            QRandomGenerator rng(quint32(r + 5));
+            for (int n = 0; n < 400; ++n) {
+                const int i = int(rng.bounded(64));
+                const GMSCachedTileData d = cache.loadTileForTileCoordsAndWait({12, i, 0});
+                if (!d.found || d.data != QByteArray(1024 + i, char('a' + i % 26))) ++wrong;
+            }
+        });
+    }
+    for (auto& t : readers) t.join();
+    writer.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_FALSE(storing.load());
+
+    // On the cache's own thread the load runs in place.
+    std::optional<GMSCachedTileData> inPlace;
+    cache.blockWorkQueueWhile([&] { inPlace = cache.loadTileForTileCoordsAndWait({12, 3, 0}); });
+    ASSERT_TRUE(inPlace && inPlace->found);
+    EXPECT_EQ(inPlace->data, QByteArray(1027, 'd'));
+    EXPECT_FALSE(cache.loadTileForTileCoordsAndWait({12, 99, 0}).found);
 }

@@ -69,31 +69,6 @@ TEST(GMSCacheStorage, FreshStoreHasTheSchemaAndItsVersion) {
     mode->reset();
 }
 
-TEST(GMSCacheStorage, TransactionRollsBackUnlessCommitted) {
-    QTemporaryDir root;
-    auto s = GMSCacheStorage::open(tilesDescriptor(root.path()));
-    ASSERT_TRUE(s);
-    auto& db = s->db();
-    {
-        zl::sqlite::Transaction t(db);
-        ASSERT_TRUE(t.isActive());
-        ASSERT_TRUE(db.exec("INSERT INTO GMSCacheProperty (key, value) VALUES ('a', 1)"));
-    }
-    {
-        zl::sqlite::Transaction t(db);
-        ASSERT_TRUE(db.exec("INSERT INTO GMSCacheProperty (key, value) VALUES ('b', 2)"));
-        EXPECT_TRUE(t.commit());
-        EXPECT_FALSE(t.commit());
-    }
-    auto* q = db.statement("SELECT group_concat(key) FROM GMSCacheProperty");
-    ASSERT_TRUE(q && q->step());
-    EXPECT_EQ(q->text(0), QStringLiteral("b"));
-    q->reset();
-    EXPECT_FALSE(db.inTransaction());
-    EXPECT_EQ(db.statement("SELECT nonsense FROM nowhere"), nullptr);
-    EXPECT_FALSE(db.error().isEmpty());
-}
-
 TEST(GMSCacheStorage, StoreThatWontOpenIsRebuiltQuietly) {
     struct Case {
         const char* what;

@@ -1,4 +1,5 @@
 #include "CacheTestHelpers.h"
+#include "SqliteFaults.h"
 #include "GMSCacheNotificationCenter.h"
 #include "SqliteConnection.h"
 
@@ -321,4 +322,24 @@ TEST(GMSTileDataCache, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
     cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
     ASSERT_TRUE(zltest::waitFor([&] { return seen.size() == 4; }));
     EXPECT_EQ(seen, (QList<QByteArray>{"old", "old", "new", "miss"}));
+}
+
+TEST(GMSTileDataCache, AStoreThatFailsOnAFullDiskLeavesTheCacheUsable) {
+    using namespace zl::sqlite::faults;
+    install();
+    QTemporaryDir root;
+    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+    ASSERT_TRUE(startCache(cache));
+    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
+    {
+        zltest::LogCapture log;
+        FailingWrites full(Fault::DiskFull);
+        EXPECT_FALSE(store(cache, {tile(1, 1, 0, QByteArray(100000, 'y')), tile(1, 0, 0, "x2")}));
+        EXPECT_TRUE(log.contains("full")) << log.messages().join('\n').toStdString();
+        EXPECT_EQ(load(cache, {1, 0, 0}).data, "x") << "what was stored stays";
+        EXPECT_FALSE(load(cache, {1, 1, 0}).found);
+    }
+    ASSERT_TRUE(store(cache, {tile(1, 1, 0, "y")}));
+    EXPECT_EQ(load(cache, {1, 1, 0}).data, "y");
+    EXPECT_EQ(cache.stats().count, 2);
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include "testsupport.h"
 
+#include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 

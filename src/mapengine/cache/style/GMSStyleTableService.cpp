@@ -22,7 +22,7 @@ GMSStyleTableService::GMSStyleTableService(std::shared_ptr<GMSStyleTableFetcher>
           std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kStyleTableObjectType)),
       m_styleTableMemCache(GMSLRUCache<QString, Table>::create(std::max<qsizetype>(1, m_mapStyles.size()),
                                                                QStringLiteral("GMSStyleTableServiceLRU"))),
-      m_workQueue(std::make_unique<GMSCacheQueue>(QStringLiteral("GMSStyleTableService"))) {
+      m_workQueue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSStyleTableService"), zl::SerialQueue::kCacheSpinMicroseconds)) {
     // The epoch in force at the last run, unless one is set before it is read.
     auto guard = m_guard;
     m_epochResourcesDiskCache->loadObjectDataWithName(kActiveEpochKey, nullptr, [this, guard](GMSCachedObjectData d) {

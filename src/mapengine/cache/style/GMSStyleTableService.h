@@ -1,6 +1,7 @@
 #pragma once
 
-#include "GMSCacheQueue.h"
+#include "GMSCallback.h"
+#include "SerialQueue.h"
 #include "GMSCacheStorageDescriptor.h"
 #include "GMSLRUCache.h"
 #include "GMSLazyMultiZoomStyleTable.h"
@@ -124,5 +125,5 @@ private:
     bool m_activeEpochSet = false;
     QHash<qint32, GMSStyleTableEpochResources> m_epochResources;  // the epochs loaded in this run
 
-    std::unique_ptr<GMSCacheQueue> m_workQueue;  // last: drained first
+    std::unique_ptr<zl::SerialQueue> m_workQueue;  // last: drained first
 };

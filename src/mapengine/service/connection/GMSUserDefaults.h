@@ -1,11 +1,9 @@
 #pragma once
 
-#include <QMutex>
-#include <QSettings>
+#include "SettingsFile.h"
+
 #include <QString>
 #include <QVariant>
-
-#include <memory>
 
 // The key-value store where the connection keeps its identity between runs.
 class GMSUserDefaults {
@@ -16,33 +14,14 @@ public:
     virtual void removeObjectForKey(const QString& key) = 0;
 };
 
-// Over an INI file, the application's settings file. Safe to use from any
-// thread (one lock around the QSettings object).
+// Over the application's settings file.
 class GMSSettingsUserDefaults : public GMSUserDefaults {
 public:
-    explicit GMSSettingsUserDefaults(const QString& iniPath)
-        : m_settings(std::make_unique<QSettings>(iniPath, QSettings::IniFormat))
-    {
-    }
-    QVariant objectForKey(const QString& key) const override
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_settings->value(key);
-    }
-    void setObject(const QVariant& value, const QString& key) override
-    {
-        QMutexLocker lock(&m_mutex);
-        m_settings->setValue(key, value);
-        m_settings->sync();
-    }
-    void removeObjectForKey(const QString& key) override
-    {
-        QMutexLocker lock(&m_mutex);
-        m_settings->remove(key);
-        m_settings->sync();
-    }
+    explicit GMSSettingsUserDefaults(const QString& iniPath) : m_file(iniPath) {}
+    QVariant objectForKey(const QString& key) const override { return m_file.value(key); }
+    void setObject(const QVariant& value, const QString& key) override { m_file.setValue(key, value); }
+    void removeObjectForKey(const QString& key) override { m_file.remove(key); }
 
 private:
-    mutable QMutex m_mutex;
-    std::unique_ptr<QSettings> m_settings;
+    zl::SettingsFile m_file;
 };

@@ -1,35 +1,35 @@
-#include "GMSCacheQueue.h"
+#include "SerialQueue.h"
 
 #include <QThread>
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
-#define GMS_CPU_RELAX() _mm_pause()
+#define ZL_CPU_RELAX() _mm_pause()
 #else
-#define GMS_CPU_RELAX() std::atomic_signal_fence(std::memory_order_seq_cst)
+#define ZL_CPU_RELAX() std::atomic_signal_fence(std::memory_order_seq_cst)
 #endif
+
+namespace zl {
 
 namespace {
 // Waits until `ready` holds or the spin time has passed; true when it holds.
 template <class Ready>
-bool spinUntil(Ready ready) {
+bool spinUntil(int microseconds, Ready ready) {
     using Clock = std::chrono::steady_clock;
-    const auto until = Clock::now() + std::chrono::microseconds(GMSCacheQueue::kSpinMicroseconds);
+    const auto until = Clock::now() + std::chrono::microseconds(microseconds);
     while (!ready()) {
-        for (int i = 0; i < 16; ++i) GMS_CPU_RELAX();
+        for (int i = 0; i < 16; ++i) ZL_CPU_RELAX();
         if (Clock::now() >= until) return ready();
     }
     return true;
 }
 }  // namespace
 
-struct GMSCacheQueue::Shared {
+struct SerialQueue::Shared {
+    int spinMicroseconds = 0;
     std::mutex lock;
     std::condition_variable wake;
     std::deque<std::function<void()>> blocks;  // under lock
@@ -43,9 +43,11 @@ struct GMSCacheQueue::Shared {
             {
                 std::unique_lock l(lock);
                 if (blocks.empty()) {
-                    l.unlock();
-                    spin();
-                    l.lock();
+                    if (spinMicroseconds > 0) {
+                        l.unlock();
+                        spinUntil(spinMicroseconds, [this] { return posted.load(std::memory_order_acquire) != 0; });
+                        l.lock();
+                    }
                     while (blocks.empty() && !stopping) {
                         sleeping = true;
                         wake.wait(l);
@@ -60,22 +62,18 @@ struct GMSCacheQueue::Shared {
             block();
         }
     }
-
-    // Looks for new work for a short while: a caller that waits for each
-    // answer posts its next block within microseconds.
-    void spin() {
-        spinUntil([this] { return posted.load(std::memory_order_acquire) != 0; });
-    }
 };
 
-GMSCacheQueue::GMSCacheQueue(const QString& name) : m_shared(std::make_shared<Shared>()) {
+SerialQueue::SerialQueue(const QString& name, int spinMicroseconds)
+    : m_name(name), m_shared(std::make_shared<Shared>()) {
+    m_shared->spinMicroseconds = spinMicroseconds;
     auto shared = m_shared;
     m_thread = QThread::create([shared] { shared->run(); });
     m_thread->setObjectName(name);
     m_thread->start(QThread::LowPriority);
 }
 
-GMSCacheQueue::~GMSCacheQueue() {
+SerialQueue::~SerialQueue() {
     {
         std::lock_guard l(m_shared->lock);
         m_shared->stopping = true;
@@ -85,7 +83,7 @@ GMSCacheQueue::~GMSCacheQueue() {
     delete m_thread;
 }
 
-void GMSCacheQueue::async(std::function<void()> block) {
+void SerialQueue::async(std::function<void()> block) {
     bool sleeping;
     {
         std::lock_guard l(m_shared->lock);
@@ -97,27 +95,22 @@ void GMSCacheQueue::async(std::function<void()> block) {
     if (sleeping) m_shared->wake.notify_one();
 }
 
-void GMSCacheQueue::sync(const std::function<void()>& block) {
+void SerialQueue::sync(const std::function<void()>& block) {
     if (isCurrent()) {
         block();
         return;
     }
-    std::mutex m;
-    std::condition_variable cv;
-    bool done = false;
+    SpinWaiter done;
     async([&] {
         block();
-        std::lock_guard l(m);
-        done = true;
-        cv.notify_one();
+        done.signal();
     });
-    std::unique_lock l(m);
-    cv.wait(l, [&] { return done; });
+    done.wait();
 }
 
-bool GMSCacheQueue::isCurrent() const { return QThread::currentThread() == m_thread; }
+bool SerialQueue::isCurrent() const { return QThread::currentThread() == m_thread; }
 
-void GMSCacheWaiter::signal() {
+void SpinWaiter::signal() {
     // Under the lock: the waiter cannot return, and the object go, before
     // this has finished with it.
     std::lock_guard l(m_lock);
@@ -125,8 +118,8 @@ void GMSCacheWaiter::signal() {
     if (m_sleeping) m_wake.notify_one();
 }
 
-void GMSCacheWaiter::wait() {
-    if (spinUntil([this] { return m_state.load(std::memory_order_acquire) != 0; })) {
+void SpinWaiter::wait() {
+    if (spinUntil(SerialQueue::kCacheSpinMicroseconds, [this] { return m_state.load(std::memory_order_acquire) != 0; })) {
         // The signalling thread may still be inside signal(): it leaves the
         // lock before this object may go.
         std::lock_guard l(m_lock);
@@ -139,3 +132,5 @@ void GMSCacheWaiter::wait() {
         m_sleeping = false;
     }
 }
+
+}  // namespace zl

@@ -1,0 +1,2 @@
+-- Version 1 of the test schema.
+CREATE TABLE one (v);

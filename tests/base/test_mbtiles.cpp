@@ -1,0 +1,105 @@
+// The MBTiles file: written in the deduplicating layout, read back through
+// the `tiles` view from several threads.
+#include "Mbtiles.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <thread>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+// Every row of the tiles view, keyed by (zoom, column, TMS row).
+std::map<std::tuple<int, int, int>, std::string> readRows(const std::string& path) {
+    std::map<std::tuple<int, int, int>, std::string> rows;
+    sqlite3* db = nullptr;
+    EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    sqlite3_stmt* st = nullptr;
+    sqlite3_prepare_v2(db, "SELECT zoom_level, tile_column, tile_row, tile_data FROM tiles", -1, &st, nullptr);
+    while (st && sqlite3_step(st) == SQLITE_ROW)
+        rows[{sqlite3_column_int(st, 0), sqlite3_column_int(st, 1), sqlite3_column_int(st, 2)}] =
+            std::string(static_cast<const char*>(sqlite3_column_blob(st, 3)), size_t(sqlite3_column_bytes(st, 3)));
+    sqlite3_finalize(st);
+    sqlite3_close(db);
+    return rows;
+}
+
+}  // namespace
+
+TEST(Mbtiles, TilesLandInTmsRowsByteForByteSharedWhenEqualAndReadBackByXyz) {
+    QTemporaryDir dir;
+    const std::string path = dir.filePath("t.mbtiles").toStdString();
+    const std::string binary("\x00\x01\xff zero inside", 15);
+    {
+        zl::MbtilesWriter w;
+        std::string error;
+        ASSERT_TRUE(w.open(path, {{"name", "t"}, {"format", "png"}}, error)) << error;
+        for (const auto& [z, x, y, data] : std::vector<std::tuple<int, int, int, std::string>>{
+                 {0, 0, 0, "root"}, {2, 3, 0, binary}, {2, 1, 1, "root"}, {3, 1, 6, ""}})
+            ASSERT_TRUE(w.addTile(z, x, y, data, error)) << error;
+        EXPECT_FALSE(w.addTile(2, 3, 0, "again", error));  // one tile per place
+        EXPECT_NE(error.find(path), std::string::npos) << error;
+        ASSERT_TRUE(w.finish(error)) << error;
+        EXPECT_EQ(w.tileCount(), 4);
+        EXPECT_EQ(w.imageCount(), 3);
+    }
+    const auto rows = readRows(path);
+    ASSERT_EQ(rows.size(), 4u);
+    EXPECT_EQ(rows.at({0, 0, 0}), "root");
+    EXPECT_EQ(rows.at({2, 3, 3}), binary);  // the northern row is the last TMS row
+    EXPECT_EQ(rows.at({2, 1, 2}), "root");
+    EXPECT_EQ(rows.at({3, 1, 1}), "");
+
+    zl::MbtilesReader reader(path);
+    std::string error;
+    ASSERT_TRUE(reader.check(error)) << error;
+    // Each thread reads on its own connection.
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 3; ++t)
+        threads.emplace_back([&] {
+            for (int n = 0; n < 50; ++n) {
+                std::string data;
+                if (!reader.tile(2, 3, 0, data) || data != binary) ++wrong;
+                if (!reader.tile(2, 1, 1, data) || data != "root") ++wrong;
+                // Absent, empty, and outside the zoom's grid.
+                if (reader.tile(2, 0, 0, data) || reader.tile(3, 1, 6, data) || reader.tile(1, 2, 0, data) ||
+                    reader.tile(-1, 0, 0, data))
+                    ++wrong;
+            }
+        });
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(wrong.load(), 0);
+}
+
+TEST(Mbtiles, FilesThatCannotBeWrittenOrReadAreRefusedWithTheirPath) {
+    QTemporaryDir dir;
+    const std::string path = dir.filePath("t.mbtiles").toStdString();
+    std::string error;
+    {
+        zl::MbtilesWriter w;
+        ASSERT_TRUE(w.open(path, {}, error) && w.addTile(0, 0, 0, "first", error) && w.finish(error)) << error;
+    }
+    {
+        zl::MbtilesWriter w;
+        EXPECT_FALSE(w.open(path, {}, error));  // already has its tables
+        EXPECT_NE(error.find(path), std::string::npos) << error;
+    }
+    EXPECT_EQ(readRows(path).at({0, 0, 0}), "first");
+
+    zl::MbtilesWriter nowhere;
+    EXPECT_FALSE(nowhere.open(dir.filePath("no/such/folder/t.mbtiles").toStdString(), {}, error));
+
+    for (const std::string& bad : {dir.filePath("missing.mbtiles").toStdString(), dir.path().toStdString()}) {
+        zl::MbtilesReader reader(bad);
+        error.clear();
+        EXPECT_FALSE(reader.check(error));
+        EXPECT_EQ(error.rfind(bad, 0), 0u) << error;
+        std::string data;
+        EXPECT_FALSE(reader.tile(0, 0, 0, data));
+    }
+}
