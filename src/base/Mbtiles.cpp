@@ -68,7 +68,6 @@ bool MbtilesReader::check(std::string& error) const {
     if (ok) {
         Statement* s = db.statement("SELECT zoom_level, tile_column, tile_row, tile_data FROM tiles LIMIT 1");
         ok = s && (s->step() || !s->failed());
-        if (s && s->failed()) db.fail(s->error(), s->errorCode());
     }
     if (!ok) error = m_path + ": " + db.error().toStdString();
     return ok;

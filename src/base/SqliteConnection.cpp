@@ -55,20 +55,18 @@ bool Statement::bindValue(int index, const QVariant& v) {
         }
         }
     }
-    if (rc == SQLITE_OK) return true;
+    return rc == SQLITE_OK || fail(rc);
+}
+
+bool Statement::fail(int rc) {
     m_failed = true;
-    m_errorCode = rc;
-    m_error = QString::fromUtf8(sqlite3_errmsg(m_db));
-    return false;
+    return m_c->fail(QString::fromUtf8(sqlite3_errmsg(m_c->handle())), rc);
 }
 
 bool Statement::step() {
     const int rc = sqlite3_step(m_stmt);
     if (rc == SQLITE_ROW) return true;
-    if (rc == SQLITE_DONE) return false;
-    m_failed = true;
-    m_errorCode = rc;
-    m_error = QString::fromUtf8(sqlite3_errmsg(m_db));
+    if (rc != SQLITE_DONE) fail(rc);
     return false;
 }
 
@@ -76,8 +74,6 @@ void Statement::reset() {
     sqlite3_reset(m_stmt);
     sqlite3_clear_bindings(m_stmt);
     m_failed = false;
-    m_errorCode = 0;
-    m_error.clear();
 }
 
 qint64 Statement::int64(int column) const { return sqlite3_column_int64(m_stmt, column); }
@@ -95,7 +91,6 @@ QByteArray Statement::blob(int column) const {
 }
 
 bool Statement::isNull(int column) const { return sqlite3_column_type(m_stmt, column) == SQLITE_NULL; }
-int Statement::columnType(int column) const { return sqlite3_column_type(m_stmt, column); }
 int Statement::columnCount() const { return sqlite3_column_count(m_stmt); }
 
 QVariant Statement::value(int column) const {
@@ -184,10 +179,10 @@ bool Connection::query(const QString& sql, const QVariantList& bindings,
     if (!s) return false;
     Reset reset(*s);
     for (int i = 0; i < bindings.size(); ++i)
-        if (!s->bindValue(i + 1, bindings.at(i))) return fail(s->error(), s->errorCode());
+        if (!s->bindValue(i + 1, bindings.at(i))) return false;
     while (s->step())
         if (onRow) onRow(*s);
-    return !s->failed() || fail(s->error(), s->errorCode());
+    return !s->failed();
 }
 
 Statement* Connection::prepare(const QByteArray& sql) {
@@ -202,7 +197,7 @@ Statement* Connection::prepare(const QByteArray& sql) {
         sqlite3_finalize(stmt);
         return nullptr;
     }
-    return new Statement(m_db, stmt);
+    return new Statement(this, stmt);
 }
 
 int Connection::userVersion() {

@@ -15,11 +15,14 @@ struct sqlite3_stmt;
 
 namespace zl::sqlite {
 
+class Connection;
+
 // One prepared statement. Kept by its connection and reused: bind, step,
-// read, then reset() before the next use (Reset does that by scope).
+// read, then reset() before the next use (Reset does that by scope). Its
+// failures are reported on its connection.
 class Statement {
 public:
-    Statement(sqlite3* db, sqlite3_stmt* stmt) : m_db(db), m_stmt(stmt) {}
+    Statement(Connection* c, sqlite3_stmt* stmt) : m_c(c), m_stmt(stmt) {}
     ~Statement();
     Statement(const Statement&) = delete;
     Statement& operator=(const Statement&) = delete;
@@ -35,7 +38,7 @@ public:
     bool bindValue(int index, const QVariant& value);
 
     // SQLITE_ROW: true; SQLITE_DONE: false; anything else: false and
-    // failed() is set with the connection's message in error().
+    // failed() is set.
     bool step();
     void reset();
 
@@ -44,21 +47,19 @@ public:
     QString text(int column) const;
     QByteArray blob(int column) const;
     bool isNull(int column) const;
-    int columnType(int column) const;
     int columnCount() const;
     // The column as null, qint64, double, QString or QByteArray.
     QVariant value(int column) const;
 
+    // Since the last reset(); the reason is on the connection.
     bool failed() const { return m_failed; }
-    int errorCode() const { return m_errorCode; }
-    QString error() const { return m_error; }
 
 private:
-    sqlite3* m_db;
+    bool fail(int rc);
+
+    Connection* m_c;
     sqlite3_stmt* m_stmt;
     bool m_failed = false;
-    int m_errorCode = 0;
-    QString m_error;
 };
 
 // Resets a kept statement when the scope ends, so that no read cursor stays
@@ -82,9 +83,8 @@ bool run(Statement* s);
 // statement() are prepared once and kept until the connection closes.
 //
 // Failures are reported one way: the call returns false (or nullptr, or -1
-// for a count), and the object it was made on (this connection, or the
-// statement that was stepped) keeps SQLite's code and a message fit to show
-// the user in errorCode() and error().
+// for a count), and the connection keeps SQLite's code and a message fit to
+// show the user in errorCode() and error(), also for its statements' steps.
 class Connection {
 public:
     enum class Access { ReadWrite, ReadOnly };
@@ -110,8 +110,7 @@ public:
     // The same for a text built at run time, kept by its content.
     Statement* statement(const QString& sql);
     // Runs the kept statement for sql with the values bound in order (see
-    // Statement::bindValue) and hands each result row to onRow. A failure of
-    // the statement is copied to this connection.
+    // Statement::bindValue) and hands each result row to onRow.
     bool query(const QString& sql, const QVariantList& bindings = {},
                const std::function<void(const Statement& row)>& onRow = {});
 

@@ -1,12 +1,13 @@
 // The MBTiles file: written in the deduplicating layout, read back through
 // the `tiles` view from several threads.
 #include "Mbtiles.h"
+#include "SqliteConnection.h"
 
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
+#include <atomic>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -16,15 +17,11 @@ namespace {
 // Every row of the tiles view, keyed by (zoom, column, TMS row).
 std::map<std::tuple<int, int, int>, std::string> readRows(const std::string& path) {
     std::map<std::tuple<int, int, int>, std::string> rows;
-    sqlite3* db = nullptr;
-    EXPECT_EQ(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    sqlite3_stmt* st = nullptr;
-    sqlite3_prepare_v2(db, "SELECT zoom_level, tile_column, tile_row, tile_data FROM tiles", -1, &st, nullptr);
-    while (st && sqlite3_step(st) == SQLITE_ROW)
-        rows[{sqlite3_column_int(st, 0), sqlite3_column_int(st, 1), sqlite3_column_int(st, 2)}] =
-            std::string(static_cast<const char*>(sqlite3_column_blob(st, 3)), size_t(sqlite3_column_bytes(st, 3)));
-    sqlite3_finalize(st);
-    sqlite3_close(db);
+    zl::sqlite::Connection db;
+    EXPECT_TRUE(db.open(QString::fromStdString(path), zl::sqlite::Connection::Access::ReadOnly));
+    EXPECT_TRUE(db.query("SELECT zoom_level, tile_column, tile_row, tile_data FROM tiles", {}, [&](const auto& row) {
+        rows[{int(row.int64(0)), int(row.int64(1)), int(row.int64(2))}] = row.blob(3).toStdString();
+    }));
     return rows;
 }
 

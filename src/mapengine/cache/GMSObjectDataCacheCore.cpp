@@ -56,7 +56,7 @@ bool GMSObjectDataCacheCore::readIndex() {
         m_objects.insertOldest(s->text(1), std::move(row));
     }
     if (s->failed()) {
-        qCWarning(lcMapCache, "Core Data fetch failed: %s", qUtf8Printable(s->error()));
+        qCWarning(lcMapCache, "Core Data fetch failed: %s", qUtf8Printable(db().error()));
         return false;
     }
     m_nextTouched = maxTouched + 1;

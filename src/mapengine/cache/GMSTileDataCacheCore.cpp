@@ -89,7 +89,7 @@ bool GMSTileDataCacheCore::readIndex() {
         m_tiles.insertOldest(key, std::move(row));
     }
     if (s->failed()) {
-        qCWarning(lcMapCache, "Core Data fetch failed: %s", qUtf8Printable(s->error()));
+        qCWarning(lcMapCache, "Core Data fetch failed: %s", qUtf8Printable(db().error()));
         return false;
     }
     m_nextTouched = maxTouched + 1;
@@ -102,15 +102,7 @@ bool GMSTileDataCacheCore::readProperties() {
     if (!s) return false;
     Reset r(*s);
     while (s->step()) {
-        QVariant v;
-        switch (s->columnType(1)) {
-        case 1: v = s->int64(1); break;    // SQLITE_INTEGER
-        case 2: v = s->real(1); break;     // SQLITE_FLOAT
-        case 3: v = s->text(1); break;     // SQLITE_TEXT
-        case 4: v = s->blob(1); break;     // SQLITE_BLOB
-        default: break;
-        }
-        m_properties.insert(s->text(0), v);
+        m_properties.insert(s->text(0), s->value(1));
     }
     return !s->failed();
 }
@@ -480,20 +472,7 @@ bool GMSTileDataCacheCore::setProperty(const QString& key, const QVariant& value
     Statement* s = db().statement(value.isValid() ? kReplaceProperty : kDeleteProperty);
     if (!s) return false;
     s->bind(1, key);
-    if (value.isValid()) {
-        switch (value.typeId()) {
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-        case QMetaType::Bool: s->bind(2, value.toLongLong()); break;
-        case QMetaType::Double:
-        case QMetaType::Float: s->bind(2, value.toDouble()); break;
-        case QMetaType::QByteArray: s->bindBlob(2, value.toByteArray()); break;
-        default: s->bind(2, value.toString()); break;
-        }
-    }
-    if (!zl::sqlite::run(s)) {
+    if ((value.isValid() && !s->bindValue(2, value)) || !zl::sqlite::run(s)) {
         qCWarning(lcMapCache, "could not save: %s", qUtf8Printable(db().error()));
         return false;
     }

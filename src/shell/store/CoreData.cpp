@@ -41,11 +41,12 @@ QVariant coerce(const QVariant& value, AttributeType type, bool* ok) {
     return QVariant();
 }
 
-// The schema, one step per version.
+// The schema this program writes, one step per version.
+constexpr int kSchemaVersion = 1;
 constexpr zl::sqlite::MigrationStep kCoreDataSchema[] = {
     {":/zenloft/store/coredata_v1.sql"},
 };
-static_assert(std::size(kCoreDataSchema) == 1, "every schema version has its step");
+static_assert(std::size(kCoreDataSchema) == kSchemaVersion, "every schema version has its step");
 
 }  // namespace
 

@@ -28,11 +28,12 @@ Row rowOf(const realmValidation_tracks& t) {
 }
 Row rowOf(const realmValidation_tracksData& d) { return {d.id, dateValue(d.date), d.latitude, d.longitude}; }
 
-// The schema, one step per version.
+// The schema this program writes, one step per version.
+constexpr int kSchemaVersion = 1;
 constexpr zl::sqlite::MigrationStep kRealmSchema[] = {
     {":/zenloft/store/realm_v1.sql"},
 };
-static_assert(std::size(kRealmSchema) == 1, "every schema version has its step");
+static_assert(std::size(kRealmSchema) == kSchemaVersion, "every schema version has its step");
 
 }  // namespace
 
