@@ -90,7 +90,7 @@ const QString MapServiceSetup::kLastRunSDKVersionKey = QStringLiteral("GMSSDKLas
 struct MapServiceSetup::Impl {
     MapServiceOptions options;
     std::unique_ptr<GMSSettingsUserDefaults> defaults;
-    std::shared_ptr<const zl::Clock> clock;
+    std::shared_ptr<zl::Clock> clock;
     std::unique_ptr<GMSDASHConnection> connection;
     std::unique_ptr<GMSTileDiskCaches> diskCaches;
     QThread workThread;
@@ -151,8 +151,8 @@ MapServiceSetup::MapServiceSetup(MapServiceOptions options) : d(std::make_unique
 {
     d->options = std::move(options);
     // Handed in by the app, which outlives the setup.
-    d->clock = std::shared_ptr<const zl::Clock>(d->options.clock ? d->options.clock : &zl::Clock::system(),
-                                                [](const zl::Clock*) {});
+    d->clock = std::shared_ptr<zl::Clock>(d->options.clock ? d->options.clock : &zl::Clock::system(),
+                                          [](zl::Clock*) {});
 }
 
 MapServiceSetup::~MapServiceSetup()
@@ -236,7 +236,7 @@ bool MapServiceSetup::startServices(bool install)
         connection->sendRequest(r);
     };
     d->params = std::make_unique<GMSCoreClientParameters>(paramsSender,
-                                                          QDir(o.cacheDir).filePath("ServerControlledParams"), millis);
+                                                          QDir(o.cacheDir).filePath("ServerControlledParams"), clock.get());
     d->params->setServiceEndpoint(o.endpoint);
 
     d->styleTableParameters = std::make_shared<StyleTableParameters>(d->params.get());

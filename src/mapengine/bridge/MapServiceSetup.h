@@ -21,7 +21,7 @@ struct MapServiceOptions {
     QString cacheDir;         // disk caches and "ServerControlledParams"
     int tileEdgeLength = 256;
     double screenScale = 1.0;
-    const zl::Clock* clock = nullptr;  // the machine's when none is given
+    zl::Clock* clock = nullptr;  // the machine's when none is given
 };
 
 // Builds the engine's traffic with the map service: connection, disk caches,

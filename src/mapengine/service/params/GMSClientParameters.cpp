@@ -14,18 +14,12 @@ namespace {
 Q_LOGGING_CATEGORY(lcParams, "zenloft.clientparams")
 }
 
-GMSClientParameters::GMSClientParameters(Sender sender, QString storagePath, Clock timingClock, Clock wallClock,
-                                         std::unique_ptr<GMSClientParametersTimers> timers, QObject* parent)
+GMSClientParameters::GMSClientParameters(Sender sender, QString storagePath, zl::Clock* clock, QObject* parent)
     : QObject(parent),
       _connection(std::move(sender)),
       _storagePath(std::move(storagePath)),
-      _timingClock(std::move(timingClock)),
-      m_wallClock(wallClock ? std::move(wallClock) : Clock([] { return QDateTime::currentMSecsSinceEpoch(); })),
-      m_timers(timers ? std::move(timers) : std::make_unique<GMSQtClientParametersTimers>(this))
+      m_clock(clock ? clock : &zl::Clock::system())
 {
-    if (!_timingClock)
-        _timingClock = m_wallClock;
-    m_writer.setMaxThreadCount(1);
     addGroupTypes({PARAMETER_GROUP_ENABLE_FEATURES, PARAMETER_GROUP_SERVER_SETTING, PARAMETER_GROUP_LOGGING});
 }
 
@@ -33,7 +27,8 @@ GMSClientParameters::~GMSClientParameters()
 {
     *m_alive = false;
     stopAutoUpdates();
-    m_writer.waitForDone();
+    m_clock->cancel(m_retryToken);
+    // m_writer finishes what is posted before its thread stops.
 }
 
 void GMSClientParameters::addGroupTypes(std::initializer_list<int> types)
@@ -44,7 +39,7 @@ void GMSClientParameters::addGroupTypes(std::initializer_list<int> types)
 
 bool GMSClientParameters::areParamsFresh() const
 {
-    return haveParamsEverBeenFetched() && _timingClock() - _lastUpdateTimeMs < kRefreshPeriodMS;
+    return m_lastUpdateMs && m_clock->monotonicMs() - *m_lastUpdateMs < kRefreshPeriodMS;
 }
 
 GMSClientParameters::Group GMSClientParameters::paramGroup(int type) const
@@ -70,7 +65,7 @@ void GMSClientParameters::performFirstUpdateFromLastSavedTime()
 {
     if (!reloadSavedClientParameters()) {
         updateAllParamsGroupsToDefault();
-        _lastUpdateTimeMs = -1;
+        m_lastUpdateMs.reset();
     }
 }
 
@@ -91,9 +86,9 @@ bool GMSClientParameters::reloadSavedClientParameters()
     updateAllParamsGroupsToDefault();
     for (const auto& g : saved.parameter_group_array())
         updateParamGroup(g);
-    // The file's date is on the wall clock; the schedule runs on the timing clock.
+    // The file's date is wall time; the schedule runs on monotonic time.
     const qint64 fileMs = QFileInfo(_storagePath).lastModified().toMSecsSinceEpoch();
-    _lastUpdateTimeMs = fileMs + (_timingClock() - m_wallClock());
+    m_lastUpdateMs = fileMs + (m_clock->monotonicMs() - m_clock->wallMs());
     return true;
 }
 
@@ -136,8 +131,8 @@ bool GMSClientParameters::updateParamGroup(const Group& incoming)
 
 void GMSClientParameters::performUpdateIfNeededOrForcingUpdate(bool force)
 {
-    double r = 10800.0 - double(_timingClock() - _lastUpdateTimeMs) / 1000.0;
-    if (_lastUpdateTimeMs < 0 || r <= 0 || force) {
+    double r = m_lastUpdateMs ? 10800.0 - double(m_clock->monotonicMs() - *m_lastUpdateMs) / 1000.0 : 0.0;
+    if (!m_lastUpdateMs || r <= 0 || force) {
         sendClientParametersRequestAllowingRetries(kRetries, force);
         r = 10800.0;
     }
@@ -148,7 +143,7 @@ void GMSClientParameters::performUpdateIfNeededOrForcingUpdate(bool force)
         QMetaObject::invokeMethod(this, [handler] { handler(std::nullopt); }, Qt::QueuedConnection);
     }
     if (!_timerTaskToken) {
-        _timerTaskToken = m_timers->start(qint64(r * 1000.0), [this] {
+        _timerTaskToken = m_clock->schedule(qint64(r * 1000.0), this, [this] {
             _timerTaskToken = 0;
             performUpdateIfNeededOrForcingUpdate(false);
         });
@@ -188,7 +183,7 @@ void GMSClientParameters::handleClientParameterResponse(std::shared_ptr<const Re
                       (_paramGroupsMap.empty() || std::size_t(response->parameter_group_array_size()) ==
                                                       _paramGroupsMap.size());
     if (good) {
-        _lastUpdateTimeMs = _timingClock();
+        m_lastUpdateMs = m_clock->monotonicMs();
         handleClientParametersResponse(*response);
         runStartupHandler(std::nullopt);
         _isDesperatelyRetrying = false;
@@ -197,7 +192,7 @@ void GMSClientParameters::handleClientParameterResponse(std::shared_ptr<const Re
     if (retriesRemaining > 0) {
         const qint64 delayMs = qint64(std::floor(std::pow(2.0, kRetries - retriesRemaining))) * 1000;
         _isRetryWaiting = true;
-        m_retryToken = m_timers->start(delayMs, [this, retriesRemaining, forcingRequest] {
+        m_retryToken = m_clock->schedule(delayMs, this, [this, retriesRemaining, forcingRequest] {
             m_retryToken = 0;
             _isRetryWaiting = false;
             sendClientParametersRequestAllowingRetries(retriesRemaining - 1, forcingRequest);
@@ -236,7 +231,7 @@ void GMSClientParameters::handleClientParametersResponse(const Response& respons
         if (updateParamGroup(g) && !changed.contains(int(g.type())))
             changed.push_back(int(g.type()));
     }
-    const qint64 wallNow = m_wallClock();
+    const qint64 wallNow = m_clock->wallMs();
     if (!changed.isEmpty()) {
         Response whole;
         for (const auto& [type, group] : _paramGroupsMap)
@@ -258,7 +253,7 @@ void GMSClientParameters::handleClientParametersResponse(const Response& respons
 void GMSClientParameters::writeFileInBackground(QByteArray bytes, qint64 wallTimeMs)
 {
     const QString path = _storagePath;
-    m_writer.start([path, bytes, wallTimeMs] {
+    m_writer.async([path, bytes, wallTimeMs] {
         QDir().mkpath(QFileInfo(path).absolutePath());
         QSaveFile f(path);
         if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size() || !f.commit()) {
@@ -272,7 +267,7 @@ void GMSClientParameters::writeFileInBackground(QByteArray bytes, qint64 wallTim
 void GMSClientParameters::touchFileInBackground(qint64 wallTimeMs)
 {
     const QString path = _storagePath;
-    m_writer.start([path, wallTimeMs] { setLastUpdateTimestamp(QDateTime::fromMSecsSinceEpoch(wallTimeMs), path); });
+    m_writer.async([path, wallTimeMs] { setLastUpdateTimestamp(QDateTime::fromMSecsSinceEpoch(wallTimeMs), path); });
 }
 
 bool GMSClientParameters::setLastUpdateTimestamp(const QDateTime& time, const QString& path)
@@ -293,7 +288,7 @@ bool GMSClientParameters::deletePersistedClientParameters(const QString& path, Q
     return false;
 }
 
-void GMSClientParameters::flushPendingWrites() { m_writer.waitForDone(); }
+void GMSClientParameters::flushPendingWrites() { m_writer.sync([] {}); }
 
 void GMSClientParameters::refetchClientParameters() { performUpdateIfNeededOrForcingUpdate(true); }
 
@@ -302,7 +297,7 @@ void GMSClientParameters::refreshIfNeeded() { performUpdateIfNeededOrForcingUpda
 void GMSClientParameters::stopAutoUpdates()
 {
     if (_timerTaskToken) {
-        m_timers->cancel(_timerTaskToken);
+        m_clock->cancel(_timerTaskToken);
         _timerTaskToken = 0;
     }
 }

@@ -1,15 +1,16 @@
 #pragma once
 
-#include "GMSClientParametersTimers.h"
 #include "GMSDASHError.h"
 #include "clientparams.pb.h"
+
+#include "Clock.h"
+#include "SerialQueue.h"
 
 #include <QDateTime>
 #include <QList>
 #include <QObject>
 #include <QSet>
 #include <QString>
-#include <QThreadPool>
 
 #include <functional>
 #include <map>
@@ -29,23 +30,22 @@ public:
     using ResponseHandler = std::function<void(std::shared_ptr<const Response>, std::optional<GMSDASHError>)>;
     // Sends one request (id 75) and calls the handler once, on this object's thread.
     using Sender = std::function<void(std::shared_ptr<const Request>, ResponseHandler)>;
-    using Clock = std::function<qint64()>;  // milliseconds
     using StartupHandler = std::function<void(std::optional<GMSDASHError>)>;
 
     static constexpr qint64 kRefreshPeriodMS = 10800000;  // three hours
     static constexpr int kRetries = 7;
 
-    // `timingClock` is the engine's clock, `wallClock` the file system's
-    // (milliseconds since 1970); `timers` may be null for QTimers.
-    GMSClientParameters(Sender sender, QString storagePath, Clock timingClock, Clock wallClock = {},
-                        std::unique_ptr<GMSClientParametersTimers> timers = {}, QObject* parent = nullptr);
+    // The schedule runs on the clock's monotonic time and its timers; the
+    // file's date is wall time. A null clock is the machine's.
+    GMSClientParameters(Sender sender, QString storagePath, zl::Clock* clock, QObject* parent = nullptr);
     ~GMSClientParameters() override;
 
     void startWithCompletionHandler(StartupHandler handler);
     bool isStarted() const { return _isStarted; }
-    bool haveParamsEverBeenFetched() const { return _lastUpdateTimeMs >= 0; }
+    bool haveParamsEverBeenFetched() const { return m_lastUpdateMs.has_value(); }
     bool areParamsFresh() const;
-    qint64 lastUpdateTimeMs() const { return _lastUpdateTimeMs; }
+    // On the clock's monotonic scale; -1 when never fetched.
+    qint64 lastUpdateTimeMs() const { return m_lastUpdateMs.value_or(-1); }
     bool isDesperatelyRetrying() const { return _isDesperatelyRetrying; }
     bool isRequestInFlight() const { return _isRequestInFlight; }
     bool isRetryWaiting() const { return _isRetryWaiting; }
@@ -99,11 +99,9 @@ private:
 
     Sender _connection;
     QString _storagePath;
-    Clock _timingClock;
-    Clock m_wallClock;
-    std::unique_ptr<GMSClientParametersTimers> m_timers;
-    GMSClientParametersTimers::Token _timerTaskToken = 0;
-    GMSClientParametersTimers::Token m_retryToken = 0;
+    zl::Clock* m_clock;
+    zl::Clock::Handle _timerTaskToken = 0;
+    zl::Clock::Handle m_retryToken = 0;
     StartupHandler _startupHandler;
     QSet<int> _groupTypes;
     bool _isDesperatelyRetrying = false;
@@ -112,7 +110,9 @@ private:
     std::map<int, Group> _paramGroupsMap;
     bool _forceUpdateNotification = false;
     bool _isStarted = false;
-    qint64 _lastUpdateTimeMs = -1;
+    // Monotonic time may be small after boot, so "before any fetch" is no
+    // value rather than a negative one.
+    std::optional<qint64> m_lastUpdateMs;
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
-    QThreadPool m_writer;  // one thread: writes land in order
+    zl::SerialQueue m_writer{QStringLiteral("clientParamsWriter")};  // writes land in order
 };

@@ -8,11 +8,9 @@ namespace {
 Q_LOGGING_CATEGORY(lcCoreParams, "zenloft.mapengine.params")
 }
 
-GMSCoreClientParameters::GMSCoreClientParameters(Sender sender, QString storagePath, Clock timingClock,
-                                                 Clock wallClock, std::unique_ptr<GMSClientParametersTimers> timers,
+GMSCoreClientParameters::GMSCoreClientParameters(Sender sender, QString storagePath, zl::Clock* clock,
                                                  QObject* parent)
-    : GMSClientParameters(std::move(sender), std::move(storagePath), std::move(timingClock), std::move(wallClock),
-                          std::move(timers), parent)
+    : GMSClientParameters(std::move(sender), std::move(storagePath), clock, parent)
 {
     addGroupTypes({PARAMETER_GROUP_API, PARAMETER_GROUP_VECTOR_MAPS, PARAMETER_GROUP_STYLE_TABLES,
                    PARAMETER_GROUP_RESOURCES, PARAMETER_GROUP_PAINT, PARAMETER_GROUP_EXPIRATIONS,

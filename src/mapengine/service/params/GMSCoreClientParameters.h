@@ -21,8 +21,7 @@ public:
         friend bool operator==(const StyleTableMapping&, const StyleTableMapping&) = default;
     };
 
-    GMSCoreClientParameters(Sender sender, QString storagePath, Clock timingClock, Clock wallClock = {},
-                            std::unique_ptr<GMSClientParametersTimers> timers = {}, QObject* parent = nullptr);
+    GMSCoreClientParameters(Sender sender, QString storagePath, zl::Clock* clock, QObject* parent = nullptr);
 
     // Relative URLs that the service sends (style tables, the paint server)
     // are taken from here: the service endpoint.

@@ -1,6 +1,8 @@
 #include "GMSCoreClientParameters.h"
 #include "testsupport.h"
 
+#include "Clock.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QSignalSpy>
@@ -12,28 +14,11 @@ using namespace zenloft::wire;
 
 namespace {
 
-// Timers that fire when the test says so.
-struct FakeTimers : GMSClientParametersTimers {
-    struct Timer {
-        qint64 ms;
-        std::function<void()> fire;
-        bool live = true;
-    };
-    std::shared_ptr<std::map<Token, Timer>> timers = std::make_shared<std::map<Token, Timer>>();
-    Token next = 1;
-    Token start(qint64 ms, std::function<void()> fire) override
-    {
-        (*timers)[next] = {ms, std::move(fire)};
-        return next++;
-    }
-    void cancel(Token t) override { (*timers)[t].live = false; }
-};
-
 struct Harness {
     QTemporaryDir dir;
-    qint64 timing = 50'000'000;  // the engine's clock, its own origin
-    qint64 wall = QDateTime::currentMSecsSinceEpoch();
-    std::shared_ptr<std::map<GMSClientParametersTimers::Token, FakeTimers::Timer>> timers;
+    // Monotonic time starts near zero, as it does after boot: a file older
+    // than the boot must still count as fetched.
+    zl::ManualClock clock{QDateTime::currentDateTimeUtc()};
     struct Sent {
         std::shared_ptr<const GMSClientParameters::Request> request;
         GMSClientParameters::ResponseHandler handler;
@@ -46,34 +31,27 @@ struct Harness {
 
     void make()
     {
-        auto t = std::make_unique<FakeTimers>();
-        timers = t->timers;
         params = std::make_unique<GMSCoreClientParameters>(
             [this](std::shared_ptr<const GMSClientParameters::Request> r, GMSClientParameters::ResponseHandler h) {
                 sent.push_back({r, h});
             },
-            path(), [this] { return timing; }, [this] { return wall; }, std::move(t));
+            path(), &clock);
     }
     void start()
     {
         params->startWithCompletionHandler([this](std::optional<GMSDASHError> e) { startups.push_back(e); });
         QCoreApplication::sendPostedEvents();
     }
-    // The last live timer that is not the three-hour one, or the one of `ms`.
-    FakeTimers::Timer* timerOf(qint64 ms)
+    // True when the next request goes out exactly `ms` from now, not a
+    // millisecond sooner.
+    bool asksAgainAfter(qint64 ms)
     {
-        for (auto& [token, t] : *timers)
-            if (t.live && t.ms == ms)
-                return &t;
-        return nullptr;
-    }
-    void fire(qint64 ms)
-    {
-        auto* t = timerOf(ms);
-        ASSERT_TRUE(t) << "no timer of " << ms;
-        t->live = false;
-        auto f = t->fire;
-        f();
+        const std::size_t before = sent.size();
+        clock.advance(ms - 1);
+        if (sent.size() != before)
+            return false;
+        clock.advance(1);
+        return sent.size() == before + 1;
     }
     // A full answer: every asked group, with content and a hash.
     std::shared_ptr<GMSClientParameters::Response> fullAnswer(const GMSClientParameters::Request& req,
@@ -112,25 +90,23 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     EXPECT_FALSE(h.sent[0].request->parameter_group_array(0).has_hash_p());
     EXPECT_TRUE(h.startups.empty());  // startup waits for the answer
     EXPECT_EQ(updated.count(), 1);    // every group, at start
-    EXPECT_TRUE(h.timerOf(10'800'000));
 
     h.answerLast(h.fullAnswer(*h.sent[0].request, 3));
     ASSERT_EQ(h.startups.size(), 1u);
     EXPECT_FALSE(h.startups[0].has_value());
-    EXPECT_EQ(h.params->lastUpdateTimeMs(), h.timing);
+    EXPECT_EQ(h.params->lastUpdateTimeMs(), h.clock.monotonicMs());
     EXPECT_TRUE(h.params->areParamsFresh());
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
     EXPECT_EQ(updated.count(), 2);
     h.params->flushPendingWrites();
     EXPECT_TRUE(QFile::exists(h.path()));
 
-    h.timing += 10'800'000 - 1;
+    h.clock.advance(10'800'000 - 1);
     h.params->refreshIfNeeded();
     EXPECT_EQ(h.sent.size(), 1u);
     EXPECT_TRUE(h.params->areParamsFresh());
-    h.timing += 1;  // r = 0: due
+    h.clock.advance(1);  // due: the three-hour timer asks
     EXPECT_FALSE(h.params->areParamsFresh());
-    h.fire(10'800'000);
     ASSERT_EQ(h.sent.size(), 2u);
     EXPECT_TRUE(h.sent[1].request->parameter_group_array(0).has_hash_p());
 
@@ -149,13 +125,13 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     ASSERT_TRUE(before.open(QIODevice::ReadOnly));
     const QByteArray bytes = before.readAll();
     before.close();
-    h.wall += 3'600'000;
+    h.clock.advance(3'600'000);
     h.answerLast(same);
     h.params->flushPendingWrites();
     QFile after(h.path());
     ASSERT_TRUE(after.open(QIODevice::ReadOnly));
     EXPECT_EQ(after.readAll(), bytes);
-    EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.wall), 1000.0);
+    EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
     EXPECT_EQ(updated.count(), 2);
 }
@@ -180,7 +156,7 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
         f.write(QByteArray::fromStdString(saved.SerializeAsString()));
         f.close();
         ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
-            QDateTime::fromMSecsSinceEpoch(h.wall - 4 * 3'600'000), h.path()));
+            QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 4 * 3'600'000), h.path()));
     }
     h.make();
     h.start();
@@ -188,7 +164,8 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
     GMSTileType sat;
     sat.mapTileType = 1;
     EXPECT_EQ(h.params->tileTypeExpirations().expirationPeriodMSForTileType(sat), 30'000);
-    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.timing - 4 * 3'600'000), 1000.0);
+    EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
+    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.clock.monotonicMs() - 4 * 3'600'000), 1000.0);
     ASSERT_EQ(h.sent.size(), 1u);  // stale: a request at once
     bool sentHash = false;
     for (const auto& g : h.sent[0].request->parameter_group_array())
@@ -225,9 +202,7 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     h.failLast();
     for (qint64 seconds : {1, 2, 4, 8, 16, 32, 64}) {
         ASSERT_TRUE(h.params->isRetryWaiting());
-        const std::size_t before = h.sent.size();
-        h.fire(seconds * 1000);
-        ASSERT_EQ(h.sent.size(), before + 1) << seconds;
+        ASSERT_TRUE(h.asksAgainAfter(seconds * 1000)) << seconds;
         if (seconds == 4) {
             // An answer with fewer groups than asked is a failure too.
             auto partial = h.fullAnswer(*h.sent.back().request);
@@ -266,13 +241,12 @@ TEST(ClientParameters, InactiveStopsTheScheduleAndActiveResumesIt)
     h.make();
     h.start();
     h.answerLast(h.fullAnswer(*h.sent[0].request));
-    ASSERT_TRUE(h.timerOf(10'800'000));
     h.params->applicationWillResignActive();
-    EXPECT_FALSE(h.timerOf(10'800'000));
-    h.timing += 3'600'000;
+    h.clock.advance(3'600'000);
+    EXPECT_EQ(h.clock.pendingCount(), 0);
     h.params->applicationDidBecomeActive();
     EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_TRUE(h.timerOf(7'200'000));
+    EXPECT_TRUE(h.asksAgainAfter(7'200'000));
 }
 
 TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
