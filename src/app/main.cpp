@@ -54,16 +54,17 @@ int main(int argc, char* argv[]) {
 
     const AppPaths paths(options.dataDir.isEmpty() ? AppPaths::defaultDataDir() : options.dataDir);
     QDir().mkpath(paths.dataDir());
-    Realm::setDefaultPath(paths.realmFile());
 
     // The services every screen is handed.
     zl::Clock& clock = zl::Clock::system();
+    RealmConfiguration realm(paths.realmFile(), &clock);
     UserDefaults defaults(paths.settingsFile());
     LocationServices location(&clock);
     QtSoundPlayer sound;
     AppDelegate appDelegate(paths);
     ScreenContext context;
     context.appDelegate = &appDelegate;
+    context.realm = &realm;
     context.defaults = &defaults;
     context.location = &location;
     context.clock = &clock;

@@ -5,6 +5,7 @@
 #include "Geocoder.h"
 
 class AppDelegate;
+class RealmConfiguration;
 class LocationServices;
 class SoundPlayer;
 class UserDefaults;
@@ -15,6 +16,7 @@ class UserDefaults;
 // screen.
 struct ScreenContext {
     AppDelegate* appDelegate = nullptr;     // the store container, problems and notices
+    RealmConfiguration* realm = nullptr;    // the point list and the logged tracks
     UserDefaults* defaults = nullptr;       // the settings store
     LocationServices* location = nullptr;   // position, compass and permission
     zl::Clock* clock = nullptr;             // time and timers

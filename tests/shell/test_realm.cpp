@@ -1,6 +1,7 @@
 // The object store: the class-level operations of points and tracks, their
 // duplicate-id rules, queries, and the serial "realmQueue".
 
+#include "Clock.h"
 #include "store/Realm.h"
 #include "testsupport.h"
 
@@ -14,36 +15,30 @@ namespace {
 
 class RealmTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(dir.isValid());
-        Realm::setDefaultPath(QDir(dir.path()).filePath("default.realm"));
-    }
-    void TearDown() override {
-        Realm::flush();
-        Realm::reset();
-        Realm::setDefaultPath(QString());
-    }
+    void TearDown() override { store.flush(); }
     std::shared_ptr<Realm> open() {
         QString err;
-        auto r = Realm::open(&err);
+        auto r = store.open(&err);
         EXPECT_TRUE(r) << err.toStdString();
         return r;
     }
     void reopen() {
-        Realm::flush();
-        Realm::reset();
+        store.flush();
+        store.reset();
     }
     QTemporaryDir dir;
+    zl::ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
+    RealmConfiguration store{QDir(dir.path()).filePath("default.realm"), &clock};
 };
 
 }  // namespace
 
 TEST_F(RealmTest, PointsAddUpdateDeleteAndSurviveReopening) {
-    realm_ptp::addPoint("mast", "roof", 52.1, 21.0, 255, 0, 10, "P1");
-    realm_ptp::addPoint("tower", "", -33.9, 151.2, 1, 2, 3, "P2");
-    realm_ptp::updatePoint("P1", "mast 2", "roof top", 52.2, 21.1, 9, 8, 7);
-    realm_ptp::deletePoint("P2");
-    realm_ptp::deletePoint("unknown");  // ignored
+    realm_ptp::addPoint(store, "mast", "roof", 52.1, 21.0, 255, 0, 10, "P1");
+    realm_ptp::addPoint(store, "tower", "", -33.9, 151.2, 1, 2, 3, "P2");
+    realm_ptp::updatePoint(store, "P1", "mast 2", "roof top", 52.2, 21.1, 9, 8, 7);
+    realm_ptp::deletePoint(store, "P2");
+    realm_ptp::deletePoint(store, "unknown");  // ignored
     reopen();
     auto points = open()->objects<realm_ptp>();
     ASSERT_EQ(points.count(), 1);
@@ -58,10 +53,10 @@ TEST_F(RealmTest, PointsAddUpdateDeleteAndSurviveReopening) {
 }
 
 TEST_F(RealmTest, TwoPointsWithOneIdCanBeNeitherUpdatedNorDeleted) {
-    realm_ptp::addPoint("a", "", 1, 1, 0, 0, 0, "SAME");
-    realm_ptp::addPoint("b", "", 2, 2, 0, 0, 0, "SAME");
-    realm_ptp::updatePoint("SAME", "changed", "", 0, 0, 0, 0, 0);
-    realm_ptp::deletePoint("SAME");
+    realm_ptp::addPoint(store, "a", "", 1, 1, 0, 0, 0, "SAME");
+    realm_ptp::addPoint(store, "b", "", 2, 2, 0, 0, 0, "SAME");
+    realm_ptp::updatePoint(store, "SAME", "changed", "", 0, 0, 0, 0, 0);
+    realm_ptp::deletePoint(store, "SAME");
     auto points = open()->points();
     ASSERT_EQ(points.count(), 2);
     EXPECT_EQ(points[0].name, "a");
@@ -69,31 +64,34 @@ TEST_F(RealmTest, TwoPointsWithOneIdCanBeNeitherUpdatedNorDeleted) {
 }
 
 TEST_F(RealmTest, TracksAndTheirPoints) {
-    realmValidation_tracks::addTrack("T1", "drive", 10, 20, 30);
-    const auto head = realmValidation_tracks::trackById("T1");
+    realmValidation_tracks::addTrack(store, "T1", "drive", 10, 20, 30);
+    const auto head = realmValidation_tracks::trackById(store, "T1");
     ASSERT_EQ(head.size(), 1);
     EXPECT_DOUBLE_EQ(head[0].distance, 0.0);
-    EXPECT_EQ(head[0].dateStart, head[0].dateStop) << "the stop is the start until the track ends";
-    for (int i = 0; i < 3; ++i) realmValidation_tracksData::addTrackPoint("T1", 50.0 + i, 20.0);
-    realmValidation_tracksData::addTrackPoint("T2", 1, 1);
-    realmValidation_tracks::updateTrack("T1", "walk", 1, 2, 3);
-    realmValidation_tracks::finishTrack("T1", 12.5);
+    EXPECT_EQ(head[0].dateStart, clock.now()) << "stamped by the store's clock";
+    EXPECT_EQ(head[0].dateStop, head[0].dateStart) << "the stop is the start until the track ends";
+    clock.advance(90'000);
+    for (int i = 0; i < 3; ++i) realmValidation_tracksData::addTrackPoint(store, "T1", 50.0 + i, 20.0);
+    realmValidation_tracksData::addTrackPoint(store, "T2", 1, 1);
+    realmValidation_tracks::updateTrack(store, "T1", "walk", 1, 2, 3);
+    realmValidation_tracks::finishTrack(store, "T1", 12.5);
     reopen();
-    const auto done = realmValidation_tracks::trackById("T1");
+    const auto done = realmValidation_tracks::trackById(store, "T1");
     ASSERT_EQ(done.size(), 1);
     EXPECT_EQ(done[0].desc, "walk");
     EXPECT_EQ(done[0].colorGreen, 2);
     EXPECT_DOUBLE_EQ(done[0].distance, 12.5);
-    EXPECT_GE(done[0].dateStop, done[0].dateStart);
-    const auto pts = realmValidation_tracksData::pointsOfTrack("T1");
+    EXPECT_EQ(done[0].dateStop, done[0].dateStart.addSecs(90));
+    const auto pts = realmValidation_tracksData::pointsOfTrack(store, "T1");
     ASSERT_EQ(pts.size(), 3);
     EXPECT_DOUBLE_EQ(pts[2].latitude, 52.0);
+    EXPECT_EQ(pts[0].date, clock.now());
     EXPECT_EQ(pts[0].date.timeSpec(), Qt::UTC);
 
     // Deleting the head leaves the points: the caller deletes those itself.
-    realmValidation_tracks::deleteTrack("T1");
-    EXPECT_TRUE(realmValidation_tracks::trackById("T1").isEmpty());
-    EXPECT_EQ(realmValidation_tracksData::pointsOfTrack("T1").size(), 3);
+    realmValidation_tracks::deleteTrack(store, "T1");
+    EXPECT_TRUE(realmValidation_tracks::trackById(store, "T1").isEmpty());
+    EXPECT_EQ(realmValidation_tracksData::pointsOfTrack(store, "T1").size(), 3);
     QString err;
     auto realm = open();
     ASSERT_TRUE(realm->write(
@@ -103,22 +101,22 @@ TEST_F(RealmTest, TracksAndTheirPoints) {
         },
         &err));
     reopen();
-    EXPECT_TRUE(realmValidation_tracksData::pointsOfTrack("T1").isEmpty());
-    EXPECT_EQ(realmValidation_tracksData::pointsOfTrack("T2").size(), 1);
+    EXPECT_TRUE(realmValidation_tracksData::pointsOfTrack(store, "T1").isEmpty());
+    EXPECT_EQ(realmValidation_tracksData::pointsOfTrack(store, "T2").size(), 1);
 }
 
 TEST_F(RealmTest, ATrackWithAnExistingIdIsDroppedWithALogLine) {
     zltest::LogCapture log;
-    realmValidation_tracks::addTrack("T", "first", 0, 0, 0);
-    realmValidation_tracks::addTrack("T", "second", 0, 0, 0);
+    realmValidation_tracks::addTrack(store, "T", "first", 0, 0, 0);
+    realmValidation_tracks::addTrack(store, "T", "second", 0, 0, 0);
     EXPECT_TRUE(log.contains("existing primary key"));
-    const auto t = realmValidation_tracks::trackById("T");
+    const auto t = realmValidation_tracks::trackById(store, "T");
     ASSERT_EQ(t.size(), 1);
     EXPECT_EQ(t[0].desc, "first");
 }
 
 TEST_F(RealmTest, ARefusedWriteLeavesEverythingAsItWas) {
-    realm_ptp::addPoint("keep", "", 0, 0, 0, 0, 0, "K");
+    realm_ptp::addPoint(store, "keep", "", 0, 0, 0, 0, 0, "K");
     auto realm = open();
     QString err;
     EXPECT_FALSE(realm->write(
@@ -138,8 +136,8 @@ TEST_F(RealmTest, ARefusedWriteLeavesEverythingAsItWas) {
 TEST_F(RealmTest, QueriesSortStablyAndFilterByKey) {
     // More than 16 equal keys: below that, an unstable sort keeps order too.
     constexpr int kEach = 30;
-    for (int i = 0; i < 2 * kEach; ++i) realm_ptp::addPoint(QString::number(i), "", 1 + i % 2, 0, 0, 0, 0, QString::number(i));
-    realm_ptp::addPoint("c", "", 0.5, 0, 0, 0, 0, "c");
+    for (int i = 0; i < 2 * kEach; ++i) realm_ptp::addPoint(store, QString::number(i), "", 1 + i % 2, 0, 0, 0, 0, QString::number(i));
+    realm_ptp::addPoint(store, "c", "", 0.5, 0, 0, 0, 0, "c");
     auto points = open()->points();
     for (const bool ascending : {true, false}) {
         SCOPED_TRACE(ascending);
@@ -162,9 +160,9 @@ TEST_F(RealmTest, PointsAddedFromManyThreadsAllArriveOnce) {
     constexpr int kThreads = 4, kEach = 50;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([t] {
+        threads.emplace_back([this, t] {
             for (int i = 0; i < kEach; ++i)
-                realm_ptp::addPoint(QString::number(t), "", i, t, 0, 0, 0, QStringLiteral("%1-%2").arg(t).arg(i));
+                realm_ptp::addPoint(store, QString::number(t), "", i, t, 0, 0, 0, QStringLiteral("%1-%2").arg(t).arg(i));
         });
     for (auto& th : threads) th.join();
     reopen();
@@ -180,30 +178,28 @@ TEST_F(RealmTest, PointsAddedFromManyThreadsAllArriveOnce) {
     }
 }
 
-TEST(RealmQueueTest, IsTheSerialQueueNamedRealmQueue) {
+TEST_F(RealmTest, ItsQueueIsTheSerialQueueNamedRealmQueue) {
     // Its behaviour is the serial queue's (tests/base).
     std::thread::id ran;
-    RealmQueue::shared().sync([&] { ran = std::this_thread::get_id(); });
+    store.syncOnQueue([&] { ran = std::this_thread::get_id(); });
     EXPECT_NE(ran, std::this_thread::get_id());
-    EXPECT_EQ(RealmQueue::shared().label(), "realmQueue");
+    EXPECT_EQ(store.queueLabel(), "realmQueue");
 }
 
 TEST(RealmOpen, WithoutALocationOrWithACorruptFileOpeningFails) {
-    Realm::setDefaultPath(QString());
     QString err;
-    EXPECT_FALSE(Realm::open(&err));
+    EXPECT_FALSE(RealmConfiguration(QString()).open(&err));
     QTemporaryDir dir;
     const QString path = QDir(dir.path()).filePath("default.realm");
     QFile f(path);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write(QByteArray(4096, '\x7f'));
     f.close();
-    Realm::setDefaultPath(path);
+    RealmConfiguration store(path);
     zltest::LogCapture log;
-    EXPECT_FALSE(Realm::open(&err));
+    EXPECT_FALSE(store.open(&err));
     EXPECT_TRUE(err.contains(path));
-    realm_ptp::addPoint("x", "", 0, 0, 0, 0, 0, "X");  // dropped, logged
+    realm_ptp::addPoint(store, "x", "", 0, 0, 0, 0, 0, "X");  // dropped, logged
     EXPECT_FALSE(log.messages().isEmpty());
     EXPECT_EQ(QFileInfo(path).size(), 4096);
-    Realm::setDefaultPath(QString());
 }

@@ -19,16 +19,16 @@ namespace {
     NSPersistentContainer container("Zenloft", dir);
     QString err;
     if (!container.loadPersistentStores(&err)) std::_Exit(3);
-    Realm::setDefaultPath(QDir(dir).filePath("default.realm"));
+    RealmConfiguration realm(QDir(dir).filePath("default.realm"));
     for (int i = 1;; ++i) {
         auto* a = container.viewContext()->insertNewObject<Azimuth>();
         a->setId(QString::number(i));
         a->setAzimuth(i);
         a->setDesc(QString(200, QLatin1Char('x')));
         container.viewContext()->save(&err);
-        realmValidation_tracksData::addTrackPoint("T", i, i);
+        realmValidation_tracksData::addTrackPoint(realm, "T", i, i);
         container.viewContext()->flush();
-        Realm::flush();
+        realm.flush();
         std::printf("%d\n", i);
         std::fflush(stdout);
     }
@@ -70,8 +70,6 @@ TEST(StoreCrash, KilledWriterLeavesEveryFinishedWrite) {
         EXPECT_EQ(all[i]->id(), QString::number(i + 1)) << "writes arrive whole and in order";
         EXPECT_EQ(all[i]->desc().size(), 200);
     }
-    Realm::setDefaultPath(QDir(dir.path()).filePath("default.realm"));
-    EXPECT_GE(realmValidation_tracksData::pointsOfTrack("T").size(), finished);
-    Realm::reset();
-    Realm::setDefaultPath(QString());
+    RealmConfiguration realm(QDir(dir.path()).filePath("default.realm"));
+    EXPECT_GE(realmValidation_tracksData::pointsOfTrack(realm, "T").size(), finished);
 }

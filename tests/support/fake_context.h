@@ -10,6 +10,7 @@
 #include "LocationBackend.h"
 #include "LocationServices.h"
 #include "ScreenContext.h"
+#include "store/Realm.h"
 #include "SystemSound.h"
 #include "settings/UserDefaults.h"
 
@@ -42,10 +43,14 @@ public:
 
 struct FakeScreenContext {
     FakeScreenContext()
-        : defaults(dir.filePath("settings.ini")), location(&clock), appDelegate(AppPaths(dir.path())) {
+        : realm(dir.filePath("default.realm"), &clock),
+          defaults(dir.filePath("settings.ini")),
+          location(&clock),
+          appDelegate(AppPaths(dir.path())) {
         backend = new FakeBackend;
         location.setBackends(backend, backend);
         context.appDelegate = &appDelegate;
+        context.realm = &realm;
         context.defaults = &defaults;
         context.location = &location;
         context.clock = &clock;
@@ -53,12 +58,14 @@ struct FakeScreenContext {
         context.paths = AppPaths(dir.path());
     }
     ~FakeScreenContext() {
+        realm.flush();
         if (appDelegate.hasOpenedStore())
             if (auto* c = appDelegate.persistentContainer()->viewContext()) c->flush();
     }
 
     QTemporaryDir dir;
     zl::ManualClock clock{QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)};
+    RealmConfiguration realm;
     UserDefaults defaults;
     LocationServices location;
     FakeBackend* backend = nullptr;  // owned by location

@@ -1,5 +1,7 @@
 #include "Realm.h"
 
+#include "Clock.h"
+
 #include <QDebug>
 #include <QFile>
 
@@ -106,10 +108,6 @@ using namespace zl::store;
 
 namespace {
 
-std::mutex g_defaultMutex;
-QString g_defaultPath;
-std::shared_ptr<RealmStore> g_store;
-
 template <class T>
 void replaceByPk(QList<T>& list, const T& record) {
     for (T& item : list)
@@ -130,45 +128,54 @@ void logRealmError(const QString& error) { qDebug().noquote() << error; }
 
 // ---- Realm
 
-void Realm::setDefaultPath(const QString& path) {
-    std::lock_guard lock(g_defaultMutex);
-    if (path == g_defaultPath) return;
-    g_defaultPath = path;
-    g_store.reset();
-}
+// ---- RealmConfiguration
 
-QString Realm::defaultPath() {
-    std::lock_guard lock(g_defaultMutex);
-    return g_defaultPath;
-}
+RealmConfiguration::RealmConfiguration(QString path, zl::Clock* clock)
+    : path_(std::move(path)), clock_(clock ? clock : &zl::Clock::system()) {}
 
-std::shared_ptr<Realm> Realm::open(QString* error) {
-    std::lock_guard lock(g_defaultMutex);
-    if (g_defaultPath.isEmpty()) {
+RealmConfiguration::~RealmConfiguration() = default;
+
+std::shared_ptr<Realm> RealmConfiguration::open(QString* error) {
+    std::lock_guard lock(mutex_);
+    if (path_.isEmpty()) {
         if (error) *error = QStringLiteral("no store location set");
         return nullptr;
     }
-    if (!g_store) {
-        auto store = std::make_shared<RealmStore>(g_defaultPath);
+    if (!store_) {
+        auto store = std::make_shared<RealmStore>(path_);
         if (!store->load(error)) return nullptr;  // tried again at the next open
-        g_store = store;
+        store_ = store;
     }
-    return std::make_shared<Realm>(g_store);
+    return std::make_shared<Realm>(store_, *clock_);
 }
 
-bool Realm::flush() {
+bool RealmConfiguration::flush() {
     std::shared_ptr<RealmStore> store;
     {
-        std::lock_guard lock(g_defaultMutex);
-        store = g_store;
+        std::lock_guard lock(mutex_);
+        store = store_;
     }
     return store ? store->file.flush() : true;
 }
 
-void Realm::reset() {
-    std::lock_guard lock(g_defaultMutex);
-    g_store.reset();
+void RealmConfiguration::reset() {
+    std::lock_guard lock(mutex_);
+    store_.reset();
 }
+
+void RealmConfiguration::syncOnQueue(const std::function<void()>& work) {
+    zl::SerialQueue* queue;
+    {
+        std::lock_guard lock(mutex_);
+        if (!queue_) queue_ = std::make_unique<zl::SerialQueue>(QStringLiteral("realmQueue"));
+        queue = queue_.get();
+    }
+    queue->sync(work);
+}
+
+QString RealmConfiguration::queueLabel() const { return QStringLiteral("realmQueue"); }
+
+// ---- Realm
 
 Results<realm_ptp> Realm::points() const {
     std::lock_guard lock(store_->mutex);
@@ -214,6 +221,8 @@ void Realm::add(realm_ptp& record) {
 }
 
 bool Realm::add(realmValidation_tracks& record, QString* error) {
+    if (!record.dateStart.isValid()) record.dateStart = clock_.now();
+    if (!record.dateStop.isValid()) record.dateStop = record.dateStart;
     for (const auto& t : store_->tracks)
         if (t.id == record.id) {
             if (error)
@@ -229,6 +238,7 @@ bool Realm::add(realmValidation_tracks& record, QString* error) {
 }
 
 void Realm::add(realmValidation_tracksData& record) {
+    if (!record.date.isValid()) record.date = clock_.now();
     record.pk = store_->nextPk++;
     store_->trackData << record;
     if (batch_) batch_->push_back({WriteOp::Insert, kTrackData.name, record.pk, rowOf(record)});
@@ -299,9 +309,9 @@ namespace {
 
 // Opens the default store and runs one write; failures go to the debug log
 // and the operation is dropped.
-void writeOrLog(const std::function<bool(Realm&, QString*)>& body) {
+void writeOrLog(RealmConfiguration& config, const std::function<bool(Realm&, QString*)>& body) {
     QString error;
-    auto realm = Realm::open(&error);
+    auto realm = config.open(&error);
     if (!realm) {
         logRealmError(error);
         return;
@@ -317,10 +327,10 @@ std::optional<T> exactlyOne(const Results<T>& hits) {
 
 }  // namespace
 
-void realm_ptp::addPoint(const QString& name, const QString& ptp_description, double latitude, double longitude,
-                         qint64 red, qint64 green, qint64 blue, const QString& id) {
-    RealmQueue::shared().sync([&] {
-        writeOrLog([&](Realm& realm, QString*) {
+void realm_ptp::addPoint(RealmConfiguration& config, const QString& name, const QString& ptp_description,
+                         double latitude, double longitude, qint64 red, qint64 green, qint64 blue, const QString& id) {
+    config.syncOnQueue([&] {
+        writeOrLog(config, [&](Realm& realm, QString*) {
             realm_ptp p;
             p.name = name;
             p.ptp_description = ptp_description;
@@ -336,10 +346,11 @@ void realm_ptp::addPoint(const QString& name, const QString& ptp_description, do
     });
 }
 
-void realm_ptp::updatePoint(const QString& id, const QString& name, const QString& ptp_description,
-                            double latitude, double longitude, qint64 red, qint64 green, qint64 blue) {
+void realm_ptp::updatePoint(RealmConfiguration& config, const QString& id, const QString& name,
+                            const QString& ptp_description, double latitude, double longitude, qint64 red,
+                            qint64 green, qint64 blue) {
     qDebug().noquote() << id;
-    writeOrLog([&](Realm& realm, QString*) {
+    writeOrLog(config, [&](Realm& realm, QString*) {
         auto hit = exactlyOne(realm.points().filter(QStringLiteral("id = %@"), id));
         if (!hit) return true;
         hit->markerRed = red;
@@ -354,16 +365,16 @@ void realm_ptp::updatePoint(const QString& id, const QString& name, const QStrin
     });
 }
 
-void realm_ptp::deletePoint(const QString& id) {
-    writeOrLog([&](Realm& realm, QString*) {
+void realm_ptp::deletePoint(RealmConfiguration& config, const QString& id) {
+    writeOrLog(config, [&](Realm& realm, QString*) {
         if (auto hit = exactlyOne(realm.points().filter(QStringLiteral("id = %@"), id))) realm.remove(*hit);
         return true;
     });
 }
 
-void realmValidation_tracks::addTrack(const QString& id, const QString& desc, qint64 red, qint64 green,
-                                      qint64 blue) {
-    writeOrLog([&](Realm& realm, QString* error) {
+void realmValidation_tracks::addTrack(RealmConfiguration& config, const QString& id, const QString& desc,
+                                      qint64 red, qint64 green, qint64 blue) {
+    writeOrLog(config, [&](Realm& realm, QString* error) {
         realmValidation_tracks t;
         t.id = id;
         t.desc = desc;
@@ -375,9 +386,9 @@ void realmValidation_tracks::addTrack(const QString& id, const QString& desc, qi
     });
 }
 
-void realmValidation_tracks::updateTrack(const QString& id, const QString& desc, qint64 red, qint64 green,
-                                         qint64 blue) {
-    writeOrLog([&](Realm& realm, QString*) {
+void realmValidation_tracks::updateTrack(RealmConfiguration& config, const QString& id, const QString& desc,
+                                         qint64 red, qint64 green, qint64 blue) {
+    writeOrLog(config, [&](Realm& realm, QString*) {
         auto hit = exactlyOne(realm.tracks().filter(QStringLiteral("id = %@"), id));
         if (!hit) return true;
         hit->colorRed = red;
@@ -389,27 +400,27 @@ void realmValidation_tracks::updateTrack(const QString& id, const QString& desc,
     });
 }
 
-void realmValidation_tracks::finishTrack(const QString& id, double distance) {
-    writeOrLog([&](Realm& realm, QString*) {
+void realmValidation_tracks::finishTrack(RealmConfiguration& config, const QString& id, double distance) {
+    writeOrLog(config, [&](Realm& realm, QString*) {
         auto hit = exactlyOne(realm.tracks().filter(QStringLiteral("id = %@"), id));
         if (!hit) return true;
-        hit->dateStop = QDateTime::currentDateTimeUtc();
+        hit->dateStop = config.clock().now();
         hit->distance = distance;
         realm.update(*hit);
         return true;
     });
 }
 
-void realmValidation_tracks::deleteTrack(const QString& id) {
-    writeOrLog([&](Realm& realm, QString*) {
+void realmValidation_tracks::deleteTrack(RealmConfiguration& config, const QString& id) {
+    writeOrLog(config, [&](Realm& realm, QString*) {
         if (auto hit = exactlyOne(realm.tracks().filter(QStringLiteral("id = %@"), id))) realm.remove(*hit);
         return true;
     });
 }
 
-QList<realmValidation_tracks> realmValidation_tracks::trackById(const QString& id) {
+QList<realmValidation_tracks> realmValidation_tracks::trackById(RealmConfiguration& config, const QString& id) {
     QString error;
-    auto realm = Realm::open(&error);
+    auto realm = config.open(&error);
     if (!realm) {
         logRealmError(error);
         return {};
@@ -417,8 +428,9 @@ QList<realmValidation_tracks> realmValidation_tracks::trackById(const QString& i
     return realm->tracks().filter(QStringLiteral("id = %@"), id).toList();
 }
 
-void realmValidation_tracksData::addTrackPoint(const QString& id, double latitude, double longitude) {
-    writeOrLog([&](Realm& realm, QString*) {
+void realmValidation_tracksData::addTrackPoint(RealmConfiguration& config, const QString& id, double latitude,
+                                               double longitude) {
+    writeOrLog(config, [&](Realm& realm, QString*) {
         realmValidation_tracksData d;
         d.id = id;
         d.latitude = latitude;
@@ -428,21 +440,13 @@ void realmValidation_tracksData::addTrackPoint(const QString& id, double latitud
     });
 }
 
-QList<realmValidation_tracksData> realmValidation_tracksData::pointsOfTrack(const QString& id) {
+QList<realmValidation_tracksData> realmValidation_tracksData::pointsOfTrack(RealmConfiguration& config,
+                                                                          const QString& id) {
     QString error;
-    auto realm = Realm::open(&error);
+    auto realm = config.open(&error);
     if (!realm) {
         logRealmError(error);
         return {};
     }
     return realm->trackPoints().filter(QStringLiteral("id = %@"), id).toList();
-}
-
-// ---- realmQueue
-
-RealmQueue::RealmQueue() : queue_(QStringLiteral("realmQueue")) {}
-
-RealmQueue& RealmQueue::shared() {
-    static RealmQueue queue;
-    return queue;
 }

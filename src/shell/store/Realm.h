@@ -10,16 +10,24 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 // The object store of the point list and the logged tracks: three record
 // types, each with the class-level operations the screens call. Records are
 // plain values; a write is a short function over the open store that is
-// committed in one transaction.
+// committed in one transaction. The class-level operations take the store
+// they work on: the one configuration main() builds and hands to screens.
 
-namespace zl::store {
+namespace zl {
+class Clock;
+namespace store {
 class RealmStore;
 }
+}  // namespace zl
+
+class Realm;
+class RealmConfiguration;
 
 // One point of the point list. No primary key: the writers keep `id` unique.
 struct realm_ptp {
@@ -36,18 +44,20 @@ struct realm_ptp {
     QVariant value(const QString& key) const;
     static QString className() { return QStringLiteral("realm_ptp"); }
 
-    static void addPoint(const QString& name, const QString& ptp_description, double latitude, double longitude,
-                         qint64 red, qint64 green, qint64 blue, const QString& id);
-    static void updatePoint(const QString& id, const QString& name, const QString& ptp_description, double latitude,
-                            double longitude, qint64 red, qint64 green, qint64 blue);
-    static void deletePoint(const QString& id);
+    static void addPoint(RealmConfiguration& realm, const QString& name, const QString& ptp_description,
+                         double latitude, double longitude, qint64 red, qint64 green, qint64 blue, const QString& id);
+    static void updatePoint(RealmConfiguration& realm, const QString& id, const QString& name,
+                            const QString& ptp_description, double latitude, double longitude, qint64 red,
+                            qint64 green, qint64 blue);
+    static void deletePoint(RealmConfiguration& realm, const QString& id);
 };
 
-// The head of one logged track; primary key `id`.
+// The head of one logged track; primary key `id`. Dates left unset are
+// stamped with the store's clock when the record is added.
 struct realmValidation_tracks {
     QString id;
-    QDateTime dateStart = QDateTime::currentDateTimeUtc();
-    QDateTime dateStop = dateStart;
+    QDateTime dateStart;
+    QDateTime dateStop;
     QString desc;
     double distance = 0.0;
     qint64 colorRed = 0;
@@ -58,17 +68,19 @@ struct realmValidation_tracks {
     QVariant value(const QString& key) const;
     static QString className() { return QStringLiteral("realmValidation_tracks"); }
 
-    static void addTrack(const QString& id, const QString& desc, qint64 red, qint64 green, qint64 blue);
-    static void updateTrack(const QString& id, const QString& desc, qint64 red, qint64 green, qint64 blue);
-    static void finishTrack(const QString& id, double distance);
-    static void deleteTrack(const QString& id);
-    static QList<realmValidation_tracks> trackById(const QString& id);
+    static void addTrack(RealmConfiguration& realm, const QString& id, const QString& desc, qint64 red,
+                         qint64 green, qint64 blue);
+    static void updateTrack(RealmConfiguration& realm, const QString& id, const QString& desc, qint64 red,
+                            qint64 green, qint64 blue);
+    static void finishTrack(RealmConfiguration& realm, const QString& id, double distance);
+    static void deleteTrack(RealmConfiguration& realm, const QString& id);
+    static QList<realmValidation_tracks> trackById(RealmConfiguration& realm, const QString& id);
 };
 
 // One logged position; `id` is the owning track's.
 struct realmValidation_tracksData {
     QString id;
-    QDateTime date = QDateTime::currentDateTimeUtc();
+    QDateTime date;  // stamped when added, if unset
     double latitude = 0.0;
     double longitude = 0.0;
 
@@ -76,8 +88,8 @@ struct realmValidation_tracksData {
     QVariant value(const QString& key) const;
     static QString className() { return QStringLiteral("realmValidation_tracksData"); }
 
-    static void addTrackPoint(const QString& id, double latitude, double longitude);
-    static QList<realmValidation_tracksData> pointsOfTrack(const QString& id);
+    static void addTrackPoint(RealmConfiguration& realm, const QString& id, double latitude, double longitude);
+    static QList<realmValidation_tracksData> pointsOfTrack(RealmConfiguration& realm, const QString& id);
 };
 
 // A snapshot of records in store order, with the query forms the screens use.
@@ -104,20 +116,43 @@ private:
     QList<T> items_;
 };
 
-// A handle on the default store. Opening fails when the store file couldn't
-// be read; the handle is cheap and may be opened as often as wanted.
+// The store at one path with its clock and its serial queue "realmQueue":
+// main() builds one, tests build their own. Opening reads the file once;
+// the Realms opened afterwards share what was read.
+class RealmConfiguration {
+public:
+    // A null clock is the machine's.
+    explicit RealmConfiguration(QString path, zl::Clock* clock = nullptr);
+    ~RealmConfiguration();
+    RealmConfiguration(const RealmConfiguration&) = delete;
+    RealmConfiguration& operator=(const RealmConfiguration&) = delete;
+
+    const QString& path() const { return path_; }
+    zl::Clock& clock() const { return *clock_; }
+
+    // Fails (with a message naming the file) when the store can't be read;
+    // the next open tries again. Cheap once open.
+    std::shared_ptr<Realm> open(QString* error);
+    // Waits until everything written so far is on disk.
+    bool flush();
+    // Closes the store (written first); the next open reads it again.
+    void reset();
+
+    // Runs work on "realmQueue", built on first use, and returns when done.
+    void syncOnQueue(const std::function<void()>& work);
+    QString queueLabel() const;
+
+private:
+    const QString path_;
+    zl::Clock* clock_;
+    mutable std::mutex mutex_;
+    std::shared_ptr<zl::store::RealmStore> store_;
+    std::unique_ptr<zl::SerialQueue> queue_;
+};
+
+// A handle on an open store; cheap, opened as often as wanted.
 class Realm {
 public:
-    static std::shared_ptr<Realm> open(QString* error);
-
-    // Where the default store lives (set once at start; tests point it at a
-    // temporary folder). Changing it closes the previous store.
-    static void setDefaultPath(const QString& path);
-    static QString defaultPath();
-    // Waits until everything written so far is on disk.
-    static bool flush();
-    // Closes the default store (written first); the next open reads it again.
-    static void reset();
 
     Results<realm_ptp> points() const;
     Results<realmValidation_tracks> tracks() const;
@@ -139,24 +174,12 @@ public:
     void remove(const realmValidation_tracks& record);
     void remove(const realmValidation_tracksData& record);
 
-    explicit Realm(std::shared_ptr<zl::store::RealmStore> store) : store_(std::move(store)) {}
+    Realm(std::shared_ptr<zl::store::RealmStore> store, zl::Clock& clock) : store_(std::move(store)), clock_(clock) {}
 
 private:
     std::shared_ptr<zl::store::RealmStore> store_;
+    zl::Clock& clock_;
     zl::store::WriteBatch* batch_ = nullptr;  // set during write()
-};
-
-// The serial queue "realmQueue", built on first use. sync() runs the work on
-// it and returns when it is done.
-class RealmQueue {
-public:
-    static RealmQueue& shared();
-    void sync(const std::function<void()>& work) { queue_.sync(work); }
-    QString label() const { return queue_.name(); }
-
-private:
-    RealmQueue();
-    zl::SerialQueue queue_;
 };
 
 template <class T>
