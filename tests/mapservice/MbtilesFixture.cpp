@@ -1,5 +1,6 @@
 #include "MbtilesFixture.h"
 
+#include "Mbtiles.h"
 #include "mbtiles_writer.h"
 
 #include <QImage>
@@ -34,6 +35,14 @@ MbtilesFixture::MbtilesFixture()
         throw std::runtime_error("cannot create test MBTiles: " + error.toStdString());
 }
 
+std::shared_ptr<zenloft::mapservice::DashRequestHandler> MbtilesFixture::handler(
+    const zenloft::mapservice::ServiceConfig& config) const
+{
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
+    stores[zenloft::wire::TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(m_path);
+    return std::make_shared<zenloft::mapservice::DashRequestHandler>(config, stores);
+}
+
 zenloft::wire::GMSx_GMMMapTileProto tileProto(int type, int z, int x, int y)
 {
     zenloft::wire::GMSx_GMMMapTileProto t;
@@ -42,6 +51,17 @@ zenloft::wire::GMSx_GMMMapTileProto tileProto(int type, int z, int x, int y)
     t.set_tile_index_x(x);
     t.set_tile_index_y(y);
     return t;
+}
+
+zenloft::wire::GMSx_GMMMapTileRequestProto tileRequest(std::initializer_list<std::tuple<int, int, int>> tiles,
+                                                       int tileSize)
+{
+    zenloft::wire::GMSx_GMMMapTileRequestProto req;
+    if (tileSize)
+        req.mutable_header()->set_tile_size(tileSize);
+    for (const auto& [z, x, y] : tiles)
+        *req.add_map_tile_array() = tileProto(zenloft::wire::TILE_TYPE_SATELLITE, z, x, y);
+    return req;
 }
 
 std::string framedTileBody(const std::string& apiKey,

@@ -54,6 +54,15 @@ bool inked(const QByteArray& png, const QRect& box = QRect(0, 0, 256, 256))
     return false;
 }
 
+// The named object of a TopoJSON text, which must read.
+TopoLayer layer(const char* json, const char* object)
+{
+    TopoLayer l;
+    QString error;
+    EXPECT_TRUE(readTopoJson(json, object, l, error)) << error.toStdString();
+    return l;
+}
+
 // A ring crossing the antimeridian: lon 170 to -170 around lat 0.
 const char* kWrapped = R"({"type":"Topology",
  "objects":{"land":{"type":"Polygon","arcs":[[0]]}},
@@ -62,10 +71,8 @@ const char* kWrapped = R"({"type":"Topology",
 
 TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
 {
-    TopoLayer countries, land;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kCountries, "countries", countries, error)) << error.toStdString();
-    ASSERT_TRUE(readTopoJson(kCountries, "land", land, error)) << error.toStdString();
+    const TopoLayer countries = layer(kCountries, "countries");
+    TopoLayer land = layer(kCountries, "land");
     EXPECT_EQ(countries.polygons.size(), 2u);
     ASSERT_EQ(countries.borders.size(), 1u);  // only arc 0 is used twice
     const QPointF top = mercator(10, 10);
@@ -74,6 +81,7 @@ TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
     EXPECT_NEAR(land.polygons[0][0].minX, mercator(0, 0).x(), 1e-12);
     EXPECT_NEAR(land.polygons[0][0].maxX, mercator(20, 0).x(), 1e-12);
 
+    QString error;
     EXPECT_FALSE(readTopoJson("not json", "land", land, error));
     EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{},"arcs":[]})", "land", land, error));
     EXPECT_TRUE(error.contains("land"));
@@ -84,9 +92,7 @@ TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
 
 TEST(TopoJson, AntimeridianRingsAreUnwrapped)
 {
-    TopoLayer land;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kWrapped, "land", land, error));
+    const TopoLayer land = layer(kWrapped, "land");
     ASSERT_EQ(land.polygons.size(), 1u);
     const Line& ring = land.polygons[0][0];
     EXPECT_LT(ring.maxX - ring.minX, 0.1);  // continuous, not spanning the world
@@ -95,14 +101,9 @@ TEST(TopoJson, AntimeridianRingsAreUnwrapped)
 
 TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
 {
-    TopoLayer countries, land;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kCountries, "countries", countries, error));
-    ASSERT_TRUE(readTopoJson(kCountries, "land", land, error));
-    TopoLayer wrapped;
-    ASSERT_TRUE(readTopoJson(kWrapped, "land", wrapped, error));
-    land.polygons.push_back(wrapped.polygons[0]);
-    const BasemapRenderer renderer(land, land, countries);
+    TopoLayer land = layer(kCountries, "land");
+    land.polygons.push_back(layer(kWrapped, "land").polygons.at(0));
+    const BasemapRenderer renderer(land, land, layer(kCountries, "countries"));
 
     const auto world = renderer.renderTile(0, 0, 0);
     ASSERT_TRUE(world);
@@ -133,9 +134,7 @@ TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
 
 TEST(CountryLabels, NamesAndLabelPoints)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error)) << error.toStdString();
+    const TopoLayer countries = layer(kNamed, "countries");
     ASSERT_EQ(countries.names.size(), 5u);  // the nameless geometry is not listed
     EXPECT_EQ(countries.names[3].name, "Twin Isles");
     EXPECT_EQ(countries.names[3].firstPolygon, 3u);
@@ -163,10 +162,7 @@ TEST(CountryLabels, NamesAndLabelPoints)
 
 TEST(CountryLabels, PlacementBySizeWithoutOverlaps)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
-    const CountryLabels labels(countries, 10);
+    const CountryLabels labels(layer(kNamed, "countries"), 10);
     const auto names = [&](int z) {
         QStringList out;
         for (const PlacedLabel& p : labels.placed(z))
@@ -189,10 +185,7 @@ TEST(CountryLabels, PlacementBySizeWithoutOverlaps)
 
 TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
-    const CountryLabels labels(countries, 6);
+    const CountryLabels labels(layer(kNamed, "countries"), 6);
 
     // At zoom 1 the world is 2 x 2 tiles and Wideland's name sits on the
     // point where all four meet.
@@ -231,10 +224,7 @@ TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
 
 TEST(CountryLabels, NamesDrawnOntoTheBaseMapForTheRoadMap)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
-    const CountryLabels labels(countries, 4);
+    const CountryLabels labels(layer(kNamed, "countries"), 4);
     // Where a name lies, the base map's picture gets it and stays opaque.
     QImage picture(256, 256, QImage::Format_RGB32);
     picture.fill(QColor(0xEF, 0xE8, 0xD8));

@@ -61,10 +61,7 @@ protected:
         auto conn = connect(key);
         auto quota = std::make_shared<GMSDASHQuotaEventRequest>(key, "app.zenloft", "Zenloft");
         watch(*quota, quotaResult);
-        auto msg = std::make_shared<GMSx_GMMMapTileRequestProto>();
-        msg->mutable_header()->set_tile_size(256);
-        for (auto [z, x, y] : {std::tuple{0, 0, 0}, {2, 3, 1}, {2, 0, 0}})
-            *msg->add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, z, x, y);
+        auto msg = std::make_shared<GMSx_GMMMapTileRequestProto>(zltest::tileRequest({{0, 0, 0}, {2, 3, 1}, {2, 0, 0}}, 256));
         auto tiles = std::make_shared<GMSDASHProtobufferRequest>(kDashMapTileRequest, msg,
                                                                  &GMSx_GMMMapTileResponseProto::default_instance());
         watch(*tiles, tilesResult);
@@ -99,17 +96,15 @@ TEST_F(EndToEnd, TilesIdentityAndQuotaThroughTheRealService)
               QUOTA_RESPONSE_OK);
     EXPECT_NE(cookie, 0u);
     EXPECT_EQ(cohort, "zenloft");
-}
 
-TEST_F(EndToEnd, RefusedKeyFailsTilesAndLogsTheQuotaRefusal)
-{
+    // A refused key fails the tiles and logs the quota refusal.
     zltest::LogCapture log;
-    Result quotaResult, tilesResult;
-    sendQuotaAndTiles("bad-key", quotaResult, tilesResult);
-    ASSERT_TRUE(tilesResult.error);
-    EXPECT_EQ(tilesResult.error->domain, kGenericServerErrorDomain);
-    EXPECT_EQ(tilesResult.error->code, 403);
-    EXPECT_FALSE(quotaResult.error.has_value());
+    Result refusedQuota, refusedTiles;
+    sendQuotaAndTiles("bad-key", refusedQuota, refusedTiles);
+    ASSERT_TRUE(refusedTiles.error);
+    EXPECT_EQ(refusedTiles.error->domain, kGenericServerErrorDomain);
+    EXPECT_EQ(refusedTiles.error->code, 403);
+    EXPECT_FALSE(refusedQuota.error.has_value());
     EXPECT_TRUE(log.contains("Zenloft cannot connect or validate APIKey: bad-key"));
     EXPECT_TRUE(log.contains("Your key may be invalid for your bundle ID: app.zenloft"));
 }

@@ -1,6 +1,5 @@
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
-#include "Mbtiles.h"
 #include "PaintRequestHandler.h"
 #include "PaintSignature.h"
 
@@ -53,13 +52,6 @@ struct Tally {
     }
 };
 
-std::shared_ptr<DashRequestHandler> handlerOver(const zltest::MbtilesFixture& tiles)
-{
-    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
-    stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
-    return std::make_shared<DashRequestHandler>(ServiceConfig{}, stores);
-}
-
 }  // namespace
 
 // The service's request reader against cut, mutated and random bodies: it
@@ -67,12 +59,8 @@ std::shared_ptr<DashRequestHandler> handlerOver(const zltest::MbtilesFixture& ti
 TEST(ServiceFuzz, TruncatedMutatedAndRandomBodies)
 {
     zltest::MbtilesFixture tiles;
-    const auto handler = handlerOver(tiles);
-
-    GMSx_GMMMapTileRequestProto req;
-    for (int i = 0; i < 4; ++i)
-        *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, i, 1);
-    const std::string body = zltest::framedTileBody("k", req);
+    const auto handler = tiles.handler();
+    const std::string body = zltest::framedTileBody("k", zltest::tileRequest({{2, 0, 1}, {2, 1, 1}, {2, 2, 1}, {2, 3, 1}}));
 
     Tally tally;
     const auto check = [&](const std::string& b) { tally.count(handler->handle(b)); };
@@ -90,13 +78,9 @@ TEST(ServiceFuzz, TruncatedMutatedAndRandomBodies)
 TEST(ServiceFuzz, PaintBodies)
 {
     zltest::MbtilesFixture tiles;
-    const PaintRequestHandler handler("k", handlerOver(tiles));
-
-    GMSx_GMMMapTileRequestProto req;
-    req.mutable_header()->set_tile_size(512);
+    const PaintRequestHandler handler("k", tiles.handler());
+    auto req = zltest::tileRequest({{2, 0, 1}, {2, 1, 1}, {2, 2, 1}, {2, 3, 1}}, 512);
     req.add_paint_description_array()->set_tile_type(TILE_TYPE_SATELLITE);
-    for (int i = 0; i < 4; ++i)
-        *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, i, 1);
     const std::string body = req.SerializeAsString();
 
     Tally tally;
