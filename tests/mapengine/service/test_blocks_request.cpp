@@ -66,11 +66,10 @@ TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswer)
     GMSDASHClientDescription description;
     description.platformID = "ios:test";
     description.preferredLanguages = {"en"};
-    GMSDASHConnection connection(QUrl("http://127.0.0.1:1/glm/mmap"), description, nullptr,
-                                 std::make_shared<zl::ManualClock>());
-    connection.setSuppressUserState(true);
+    const auto connection = zltest::connection("http://127.0.0.1:1/glm/mmap", description);
+    connection->setSuppressUserState(true);
     std::vector<GMSDASHRequestPtr> body{request};
-    const std::string payload = connection.buildServerPayloadForRequests(body);
+    const std::string payload = connection->buildServerPayloadForRequests(body);
     // The body ends with the request's id and exactly its block's bytes.
     EXPECT_EQ(payload.substr(payload.size() - 6), std::string("\x00\xC8\x00\x07\x00\x09", 6));
     EXPECT_EQ(request->sentBytes(), 6);

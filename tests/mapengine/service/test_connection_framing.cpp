@@ -114,25 +114,24 @@ TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
 }
 
 namespace {
-class PayloadTest : public ::testing::Test {
-protected:
-    PayloadTest()
-    {
-        description.platformID = "ios:test";
-        description.softwareVersion = "9.9";
-        description.preferredLanguages = {"pl", "en"};
-        description.apiKey = "KEY";
-    }
-    std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state)
-    {
-        return std::make_unique<GMSDASHConnection>(QUrl("http://127.0.0.1:1/glm/mmap"), description, state,
-                                                   std::make_shared<zl::ManualClock>());
-    }
-    GMSDASHClientDescription description;
-};
+GMSDASHClientDescription description()
+{
+    GMSDASHClientDescription d;
+    d.platformID = "ios:test";
+    d.softwareVersion = "9.9";
+    d.preferredLanguages = {"pl", "en"};
+    d.apiKey = "KEY";
+    return d;
+}
+
+std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state,
+                                              const GMSDASHClientDescription& d = description())
+{
+    return zltest::connection("http://127.0.0.1:1/glm/mmap", d, std::move(state));
+}
 }  // namespace
 
-TEST_F(PayloadTest, HeaderIdentityRequestsAndBodiesByteForByte)
+TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
 {
     auto conn = connection(std::make_shared<GMSDASHClientState>(nullptr));
     std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108, "xyz")};
@@ -163,7 +162,7 @@ TEST_F(PayloadTest, HeaderIdentityRequestsAndBodiesByteForByte)
     EXPECT_EQ(reqs[0]->sentBytes(), 2);
 }
 
-TEST_F(PayloadTest, KnownCookieAndSuppressedUserState)
+TEST(Payload, KnownCookieSuppressedUserStateAndOverlongHeader)
 {
     auto state = std::make_shared<GMSDASHClientState>(nullptr);
     state->setUserCookie(0x0102030405060708ULL, 0);
@@ -180,12 +179,9 @@ TEST_F(PayloadTest, KnownCookieAndSuppressedUserState)
     ASSERT_EQ(reqs.size(), 2u);  // no id 15
     EXPECT_EQ(reqs[0]->requestID(), 62);
     EXPECT_EQ(body.substr(2, 8), std::string(8, '\0'));
-}
 
-TEST_F(PayloadTest, OverlongHeaderStringIsRefused)
-{
-    description.preferredLanguages = {QString(21846, QChar(0x0800))};
-    auto conn = connection(nullptr);
-    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108)};
-    EXPECT_THROW(conn->buildServerPayloadForRequests(reqs), DashStringTooLongError);
+    GMSDASHClientDescription overlong = description();
+    overlong.preferredLanguages = {QString(21846, QChar(0x0800))};
+    reqs = {std::make_shared<RecordingRequest>(108)};
+    EXPECT_THROW(connection(nullptr, overlong)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
 }

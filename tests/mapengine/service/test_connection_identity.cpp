@@ -84,7 +84,8 @@ TEST(ClientState, PropertiesAnswerUpdatesIdentityAndStatuses)
     auto state = std::make_shared<GMSDASHClientState>(&defaults);
     GMSDASHClientDescription d;
     d.wantsZwiebackCookie = true;
-    GMSDASHConnection conn(QUrl("http://127.0.0.1:1/glm/mmap"), d, state, std::make_shared<zl::ManualClock>());
+    const auto c = zltest::connection("http://127.0.0.1:1/glm/mmap", d, state);
+    GMSDASHConnection& conn = *c;
     EXPECT_TRUE(conn.isWaitingForCookies());
     QSignalSpy legal(&conn, &GMSDASHConnection::kLegalCountryChangedNotification);
 
@@ -128,13 +129,12 @@ TEST(ClientState, ServerVerdictsReachTheNamedRequests)
         out.writeLengthPrefixed("fine");
         res.set_content(out.take(), "application/binary");
     });
-    GMSDASHConnection conn(QUrl(QString::fromStdString(server.url())), {}, nullptr,
-                           std::make_shared<zl::ManualClock>());
+    const auto conn = zltest::connection(server.url());
     auto ok = std::make_shared<zltest::RecordingRequest>(108);
     auto refused = std::make_shared<zltest::RecordingRequest>(108);
-    conn.sendRequest(ok);
-    conn.sendRequest(refused);
-    conn.resumeSending();
+    conn->sendRequest(ok);
+    conn->sendRequest(refused);
+    conn->resumeSending();
     ASSERT_TRUE(zltest::waitFor([&] { return !refused->outcomes.empty() && !ok->outcomes.empty(); }));
     EXPECT_EQ(ok->outcomes, std::vector<std::string>{"ok:fine"});
     EXPECT_EQ(refused->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
