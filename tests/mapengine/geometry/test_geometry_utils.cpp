@@ -94,30 +94,18 @@ TEST(GeometryUtilsTest, RhumbLengthAgreesWithGeographicLib) {
     }
 }
 
+// What the random comparisons can't reach: a point to itself, exact
+// antimeridian and half-circle values, interpolation past the end.
 TEST(GeometryUtilsTest, EdgeCases) {
     EXPECT_EQ(GMSGeometryHeading({12.5, 33}, {12.5, 33}), 0.0);
-    EXPECT_DOUBLE_EQ(GMSGeometryHeading({0, 0}, {0, -10}), 270.0);
-    EXPECT_DOUBLE_EQ(GMSGeometryHeading({0, 0}, {10, 0}), 0.0);
-    EXPECT_DOUBLE_EQ(GMSGeometryHeading({0, 0}, {-10, 0}), 180.0);
-
-    // Longitude 180 comes back as -180.
     EXPECT_EQ(GMSGeometryOffset({0, 180}, 0, 0).longitude, -180.0);
-    EXPECT_EQ(GMSGeometryOffset({10, 179}, 1 * kGMSDegreesToRadians, 90).longitude < 180.0, true);
     const auto east = GMSGeometryOffset({0, 170}, 20 * kGMSDegreesToRadians, 90);
     EXPECT_NEAR(east.longitude, -170, 1e-12);
     EXPECT_NEAR(east.latitude, 0, 1e-12);
-
-    // Extrapolation along the same circle.
     const auto twice = GMSGeometryInterpolate({0, 0}, {0, 10}, 2.0);
     EXPECT_NEAR(twice.latitude, 0, 1e-12);
     EXPECT_NEAR(twice.longitude, 20, 1e-12);
-    const auto start = GMSGeometryInterpolate({3, 4}, {5, 6}, 0.0);
-    EXPECT_NEAR(start.latitude, 3, 1e-12);
-    EXPECT_NEAR(start.longitude, 4, 1e-12);
-
     EXPECT_NEAR(GMSGeometryLength(GMSPath{{0, 0}, {0, 90}, {90, 0}}), kGMSEarthCircumference / 2, 1e-6);
-    EXPECT_EQ(GMSWrapLongitude(180), -180);
-    EXPECT_EQ(GMSWrapLongitude(190), -170);
-    EXPECT_EQ(GMSWrapLongitude(-180), -180);
-    EXPECT_EQ(GMSWrapLongitude(12.3456789), 12.3456789);
+    for (auto [in, out] : {std::pair{180.0, -180.0}, {190.0, -170.0}, {-180.0, -180.0}, {12.3456789, 12.3456789}})
+        EXPECT_EQ(GMSWrapLongitude(in), out) << in;
 }

@@ -1,6 +1,7 @@
 #include "ConnectionTestSupport.h"
 #include "FakeDashServer.h"
 #include "GMSDASHClientIdentity.h"
+#include "GMSDASHQuotaEventRequest.h"
 #include "GMSUserDefaults.h"
 #include "GMSXGeoHeaderEncoder.h"
 
@@ -175,4 +176,32 @@ TEST(XGeo, EncodingAndOverrides)
     EXPECT_EQ(merged[0].role(), 7);  // the first request to name producer 1 wins
     EXPECT_EQ(merged[0].latlng().lat_e7(), 1);
     EXPECT_EQ(merged[2].producer(), 3);
+}
+
+// A map-load quota event: its body, and the two lines logged when the
+// service refuses the key (none when it accepts it).
+TEST(QuotaEvent, ARefusedKeyIsLoggedWithTheBundle)
+{
+    for (const auto verdict : {QUOTA_RESPONSE_OK, QUOTA_RESPONSE_INVALID_KEY}) {
+        zltest::LogCapture log;
+        GMSDASHQuotaEventRequest r("bad-key", "app.zenloft", "Zenloft");
+        DashOutput sent;
+        r.asyncSerializeRequestData(sent, nullptr);
+        DashInput body(sent.bytes(), true);
+        GMSx_GMMApiQuotaEventRequestProto event;
+        const auto block = body.readLengthPrefixed();
+        ASSERT_TRUE(event.ParseFromArray(block.data(), static_cast<int>(block.size())));
+        EXPECT_EQ(event.event_array(0).type(), QUOTA_EVENT_MAP_LOAD);
+        EXPECT_EQ(event.event_array(0).quota_units(), 1);
+
+        GMSx_GMMApiQuotaEventResponseProto answer;
+        answer.set_response(verdict);
+        DashOutput out;
+        out.writeMessage(answer);
+        DashInput in(out.bytes(), true);
+        ASSERT_TRUE(r.asyncReadResponse(in, nullptr));
+        const bool refused = verdict != QUOTA_RESPONSE_OK;
+        EXPECT_EQ(log.contains("Zenloft cannot connect or validate APIKey: bad-key"), refused);
+        EXPECT_EQ(log.contains("Your key may be invalid for your bundle ID: app.zenloft"), refused);
+    }
 }
