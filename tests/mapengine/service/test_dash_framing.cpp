@@ -45,24 +45,28 @@ std::string encoded(const std::u16string& s)
 }
 }  // namespace
 
-TEST(DashFraming, IntegersAreBigEndian)
+TEST(DashFraming, IntegersAreBigEndianAndBlocksCarryTheirLength)
 {
     DashOutput out;
     out.writeUInt16(0x0102);
     out.writeUInt32(0x03040506);
     out.writeUInt64(0x0708090A0B0C0D0EULL);
     out.writeInt64(-2);
-    EXPECT_EQ(out.bytes(), bytes({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 0xFF, 0xFF, 0xFF,
-                                  0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
+    GMSx_GMMClientPropertiesRequestProto p;
+    p.set_cohort("c");
+    out.writeMessage(p);
+    EXPECT_EQ(hex(out.bytes()), "01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E FF FF FF FF FF FF FF FE 00 00 00 03 "
+                                + hex(p.SerializeAsString()));
     DashInput in(out.bytes(), true);
     EXPECT_EQ(in.readUInt16(), 0x0102);
     EXPECT_EQ(in.readUInt32(), 0x03040506u);
     EXPECT_EQ(in.readUInt64(), 0x0708090A0B0C0D0EULL);
     EXPECT_EQ(in.readInt64(), -2);
+    EXPECT_EQ(in.readLengthPrefixed(), p.SerializeAsString());
     EXPECT_TRUE(in.atEnd());
 }
 
-TEST(DashFraming, HeaderByteForByte)
+TEST(DashFraming, HeaderByteForByteOrNotAtAll)
 {
     DashRequestHeader h;
     h.userCookie = 0x1122334455667788ULL;
@@ -75,37 +79,15 @@ TEST(DashFraming, HeaderByteForByte)
         + bytes({0, 2}) + "pl" + bytes({0, 9}) + "ios:linux" + bytes({0, 3}) + "0.1"
         + bytes({0, 12}) + "iOS-AppStore";
     EXPECT_EQ(out.bytes(), expected);
-
     DashInput in(out.bytes(), true);
     EXPECT_EQ(readRequestHeader(in), h);
     EXPECT_TRUE(in.atEnd());
-}
 
-TEST(DashFraming, HeaderWithOverlongStringWritesNothing)
-{
-    DashRequestHeader h;
+    // A string too long for its 16-bit count: nothing of the header is written.
     h.language = std::u16string(21846, u'\u4E2D');
-    DashOutput out;
-    EXPECT_THROW(writeRequestHeader(out, h), DashStringTooLongError);
-    EXPECT_EQ(out.size(), 0u);
-}
-
-TEST(DashFraming, LengthPrefixedMessage)
-{
-    GMSx_GMMClientPropertiesRequestProto p;
-    p.set_cohort("c1");
-    p.set_gzip_enabled(true);
-    p.mutable_ios_api_app_fingerprint()->set_api_key("k");
-    DashOutput out;
-    out.writeUInt16(kDashClientPropertiesRequest);
-    out.writeMessage(p);
-    const std::string serialized = p.SerializeAsString();
-    EXPECT_EQ(out.bytes().substr(0, 6),
-              bytes({0, 62, 0, 0, 0, static_cast<int>(serialized.size())}));
-    EXPECT_EQ(out.bytes().substr(6), serialized);
-    DashInput in(out.bytes(), true);
-    EXPECT_EQ(in.readUInt16(), 62);
-    EXPECT_EQ(in.readLengthPrefixed(), serialized);
+    DashOutput refused;
+    EXPECT_THROW(writeRequestHeader(refused, h), DashStringTooLongError);
+    EXPECT_EQ(refused.size(), 0u);
 }
 
 TEST(DashFraming, ProtoFieldNumbersAreTheProtocols)
@@ -204,11 +186,6 @@ TEST(DashOutputString, LengthPrefixAndLimit)
     out.writeString(u"ab");
     EXPECT_EQ(hex(out.bytes()), "00 02 61 62");
 
-    // 65535 bytes exactly still fit.
-    DashOutput fits;
-    fits.writeString(std::u16string(65535, u'x'));
-    EXPECT_EQ(fits.size(), 65537u);
-
     // 21846 characters at or above U+0800 take 65538 bytes: refused, and the
     // output is left as it was.
     const std::u16string big(21846, u'\u0800');
@@ -253,6 +230,8 @@ void readAll(std::string_view body, bool complete)
 }
 }  // namespace
 
+// Random and mutated bodies go through the same reader in the map service's
+// fuzz test; here every cut of a body, complete and still open.
 TEST(DashFuzz, EveryTruncationIsAFramingErrorOrNeedsMore)
 {
     const std::string body = validBody();
@@ -266,29 +245,5 @@ TEST(DashFuzz, EveryTruncationIsAFramingErrorOrNeedsMore)
         else
             EXPECT_THROW(readAll(cut, true), DashFramingError) << n;
         EXPECT_THROW(readAll(cut, false), DashNeedMoreData) << n;
-    }
-}
-
-TEST(DashFuzz, RandomAndMutatedBodiesNeverEscapeTheFramingErrors)
-{
-    std::mt19937 rng(20261122);
-    const std::string body = validBody();
-    for (int round = 0; round < 5000; ++round) {
-        std::string b;
-        if (round % 2) {
-            b = body;
-            const int flips = 1 + rng() % 4;
-            for (int i = 0; i < flips; ++i)
-                b[rng() % b.size()] = static_cast<char>(rng());
-            b.resize(rng() % (b.size() + 1));
-        } else {
-            b.resize(rng() % 64);
-            for (char& c : b)
-                c = static_cast<char>(rng());
-        }
-        try {
-            readAll(b, true);
-        } catch (const DashFramingError&) {
-        }
     }
 }
