@@ -43,20 +43,37 @@ TEST(CookieRecord, LayoutAndHmac)
     EXPECT_FALSE(GMSDASHCookieRecord::decode(QByteArray()).has_value());
 }
 
-TEST(ClientState, KeysInTheSettingsFile)
+// The properties answer updates the identity, which lives under its keys in
+// the settings file; a tampered cookie record counts as no cookie.
+TEST(ClientState, PropertiesAnswerUpdatesTheIdentityKeysInTheSettingsFile)
 {
     QTemporaryDir dir;
     const QString ini = dir.filePath("settings.ini");
     {
         GMSSettingsUserDefaults defaults(ini);
-        GMSDASHClientState state(&defaults);
-        EXPECT_EQ(state.userCookie(), 0u);
-        state.setUserCookie(99, 1000.0);
-        state.setCohort("c1");
-        EXPECT_TRUE(state.setLegalCountry("PL"));
-        EXPECT_FALSE(state.setLegalCountry("PL"));
-        state.setZwiebackCookie("zw");
-        state.setShortbreadToken("tok");
+        auto state = std::make_shared<GMSDASHClientState>(&defaults);
+        EXPECT_EQ(state->userCookie(), 0u);
+        GMSDASHClientDescription d;
+        d.wantsZwiebackCookie = true;
+        const auto conn = zltest::connection("http://127.0.0.1:1/glm/mmap", d, state);
+        EXPECT_TRUE(conn->isWaitingForCookies());
+        QSignalSpy legal(conn.get(), &GMSDASHConnection::kLegalCountryChangedNotification);
+        GMSx_GMMClientPropertiesResponseProto r;
+        r.set_new_cohort("c1");
+        r.set_new_legal_country("PL");
+        r.set_new_zwieback_nid_cookie("zw");
+        conn->updateFromGMMClientPropertiesResponseProto(r, false, false);
+        conn->storeUserCookie(99);
+        EXPECT_EQ(conn->legalCountry(), "PL");
+        EXPECT_FALSE(conn->isWaitingForCookies());
+        conn->updateFromGMMClientPropertiesResponseProto(r, false, false);
+        EXPECT_EQ(legal.count(), 1);  // unchanged country: no second notification
+        EXPECT_FALSE(state->setLegalCountry("PL"));
+        state->setShortbreadToken("tok");
+        // Skipping user state leaves cohort and cookie alone.
+        GMSx_GMMClientPropertiesResponseProto other;
+        other.set_new_cohort("ignored");
+        conn->updateFromGMMClientPropertiesResponseProto(other, true, true);
     }
     QSettings raw(ini, QSettings::IniFormat);
     EXPECT_EQ(raw.value("GMSMapsUserCookie").toByteArray().size(), 48);
@@ -66,49 +83,12 @@ TEST(ClientState, KeysInTheSettingsFile)
     EXPECT_EQ(raw.value("GMSMapsUserClientShortbreadToken").toByteArray(), QByteArray("tok"));
 
     GMSSettingsUserDefaults again(ini);
-    GMSDASHClientState reread(&again);
-    EXPECT_EQ(reread.userCookie(), 99u);
-    EXPECT_EQ(reread.snapshot().cohort, "c1");
-
-    // A tampered record counts as no cookie.
+    EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 99u);
+    EXPECT_EQ(GMSDASHClientState(&again).snapshot().cohort, "c1");
     QByteArray rec = raw.value("GMSMapsUserCookie").toByteArray();
     rec[17] = static_cast<char>(rec[17] ^ 0x40);
     again.setObject(rec, "GMSMapsUserCookie");
-    GMSDASHClientState tampered(&again);
-    EXPECT_EQ(tampered.userCookie(), 0u);
-}
-
-TEST(ClientState, PropertiesAnswerUpdatesIdentityAndStatuses)
-{
-    QTemporaryDir dir;
-    GMSSettingsUserDefaults defaults(dir.filePath("s.ini"));
-    auto state = std::make_shared<GMSDASHClientState>(&defaults);
-    GMSDASHClientDescription d;
-    d.wantsZwiebackCookie = true;
-    const auto c = zltest::connection("http://127.0.0.1:1/glm/mmap", d, state);
-    GMSDASHConnection& conn = *c;
-    EXPECT_TRUE(conn.isWaitingForCookies());
-    QSignalSpy legal(&conn, &GMSDASHConnection::kLegalCountryChangedNotification);
-
-    GMSx_GMMClientPropertiesResponseProto r;
-    r.set_new_cohort("new");
-    r.set_new_legal_country("DE");
-    r.set_new_zwieback_nid_cookie("nid");
-    conn.updateFromGMMClientPropertiesResponseProto(r, false, false);
-    conn.storeUserCookie(5);
-    EXPECT_EQ(defaults.objectForKey("GMSMapsUserClientCohort").toString(), "new");
-    EXPECT_EQ(defaults.objectForKey("GMSMapsUserClientZwiebackCookie").toString(), "nid");
-    EXPECT_EQ(conn.legalCountry(), "DE");
-    EXPECT_EQ(legal.count(), 1);
-    EXPECT_FALSE(conn.isWaitingForCookies());
-    conn.updateFromGMMClientPropertiesResponseProto(r, false, false);
-    EXPECT_EQ(legal.count(), 1);  // unchanged country: no notification
-
-    // Skipping user state leaves cohort and cookie alone.
-    GMSx_GMMClientPropertiesResponseProto other;
-    other.set_new_cohort("ignored");
-    conn.updateFromGMMClientPropertiesResponseProto(other, true, true);
-    EXPECT_EQ(state->snapshot().cohort, "new");
+    EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 0u);
 }
 
 TEST(ClientState, ServerVerdictsReachTheNamedRequests)
