@@ -15,8 +15,8 @@
 
 namespace zltest {
 
-// A small MBTiles file written by the test: a few real PNG tiles, keyed by
-// XYZ (zoom, x, y), stored in TMS order like any MBTiles.
+// A small MBTiles file written by the test: a few tiles keyed by XYZ (zoom,
+// x, y), stored in TMS order like any MBTiles.
 class MbtilesFixture {
 public:
     MbtilesFixture();

@@ -200,28 +200,6 @@ std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pai
 
 }  // namespace
 
-TEST_F(HandlerTest, ClientParametersAnswerEachGroupAndHashOnlyWhenUnchanged)
-{
-    config.pertileDurationMinutes = 30;
-    config.apiKeys.clear();  // no client properties in these bodies
-    const auto ask = [&](std::uint64_t vectorHash) {
-        GMSx_GMMClientParametersResponseProto r;
-        EXPECT_TRUE(r.ParseFromString(askForGroups(*tiles.handler(config),
-                                                   {{PARAMETER_GROUP_VECTOR_MAPS, vectorHash}, {PARAMETER_GROUP_LOGGING, 0}})));
-        return r;
-    };
-    const auto first = ask(0);
-    ASSERT_EQ(first.parameter_group_array_size(), 2);
-    EXPECT_EQ(first.parameter_group_array(0).vector_maps().pertile_duration_in_minutes(), 30);
-    EXPECT_TRUE(first.parameter_group_array(0).has_hash_p());
-    EXPECT_TRUE(first.parameter_group_array(1).has_hash_p());
-
-    const auto second = ask(first.parameter_group_array(0).hash_p());
-    EXPECT_FALSE(second.parameter_group_array(0).has_vector_maps());
-    EXPECT_EQ(second.parameter_group_array(0).hash_p(), first.parameter_group_array(0).hash_p());
-    EXPECT_TRUE(second.parameter_group_array(1).has_hash_p());
-}
-
 TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
 {
     config.apiKeys.clear();
@@ -265,10 +243,12 @@ TEST_F(HandlerTest, PaintRouteIsOfferedOnlyWithASigningKey)
     EXPECT_EQ(ask({{1, 0}, {38, 0}}), group(1, bytes({0x52, 2, 0x38, 1})) + group(38, ""));
 
     config.paintSigningKey = "k3y";
-    // Vector maps: schema version 1, then field 38 once per type, in order.
+    config.pertileDurationMinutes = 30;
+    // Vector maps: the per-tile duration, schema version 1, then field 38
+    // once per type, in order.
     const std::string paint = bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y";
     EXPECT_EQ(ask({{1, 0}, {38, 0}}),
-              group(1, bytes({0x52, 8, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2})) + group(38, paint));
+              group(1, bytes({0x52, 10, 0x20, 30, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2})) + group(38, paint));
 
     // A changed key changes the hash: a client with the old copy gets the new one.
     const std::uint64_t oldHash = fnv(bytes({0x08, 38}) + paint);
@@ -357,7 +337,7 @@ TEST(TileCacheTest, HitsMissesAndBudget)
 {
     zltest::MbtilesFixture tiles;
     zl::MbtilesReader store(tiles.path());
-    TileCache cache(64 * 1024);  // a few 256-pixel tiles at most per shard
+    TileCache cache(64 * 1024);
     const auto a = cache.get(1, store, 1, 1, 0);
     EXPECT_TRUE(a->data == tiles.tile(1, 1, 0));
     EXPECT_EQ(a->version, DashRequestHandler::versionOf(a->data));

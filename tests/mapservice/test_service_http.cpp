@@ -88,8 +88,9 @@ TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
         ASSERT_TRUE(res);
         EXPECT_EQ(res->status, k.status);
         EXPECT_NE(res->body.find(k.answerPart), std::string::npos);
-        if (k.contentType)
+        if (k.contentType) {
             EXPECT_EQ(res->get_header_value("Content-Type"), k.contentType);
+        }
     }
     EXPECT_EQ(postTiles(1, 1, 0), 200);
 }
