@@ -92,7 +92,6 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
     EXPECT_EQ(resp.header().response_code(), TILE_RESPONSE_OK);
     ASSERT_EQ(resp.map_tile_array_size(), 4);
     EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
-    EXPECT_EQ(resp.map_tile_array(0).map_tile().tile_index_x(), 1);
     EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
               DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
     EXPECT_TRUE(resp.map_tile_array(1).tile_data() == tiles.tile(2, 3, 1));
@@ -320,17 +319,14 @@ TEST_F(HandlerTest, PaintRouteSignatureGateAndBareTileAnswer)
     EXPECT_EQ(off.handle(body, &unsignedSig).httpStatus, 404);
     EXPECT_EQ(off.handle(body, nullptr).httpStatus, 404);
 
-    // Signed garbage is refused with 400; an empty request asks for no tiles.
-    for (const std::string& bad : {std::string("\xff\xff\xff\xff", 4), std::string("\x4a\x05\x08", 3),
-                                   std::string("\x0a\x80\x80\x80\x80\x80\x80\x80\x80\x80\x01", 11), std::string()}) {
-        const std::string badSig = paintSignature(key, bad);
-        const DashAnswer answer = handler.handle(bad, &badSig);
-        GMSx_GMMMapTileResponseProto none;
-        if (bad.empty())
-            EXPECT_TRUE(answer.httpStatus == 200 && none.ParseFromString(answer.body) && !none.map_tile_array_size());
-        else
-            EXPECT_EQ(answer.body, "malformed paint request\n");
-    }
+    // Signed garbage is refused with 400 (the fuzz test feeds more); an
+    // empty request asks for no tiles.
+    const std::string garbage("\x0a\x80\x80\x80\x80\x80\x80\x80\x80\x80\x01", 11);
+    const std::string garbageSig = paintSignature(key, garbage), emptySig = paintSignature(key, "");
+    EXPECT_EQ(handler.handle(garbage, &garbageSig).body, "malformed paint request\n");
+    GMSx_GMMMapTileResponseProto none;
+    EXPECT_TRUE(none.ParseFromString(handler.handle("", &emptySig).body));
+    EXPECT_EQ(none.map_tile_array_size(), 0);
 }
 
 TEST(TileCacheTest, HitsMissesAndBudget)

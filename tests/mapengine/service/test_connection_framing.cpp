@@ -60,25 +60,6 @@ TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
     }
 }
 
-TEST(StreamingReply, EarlyRequestsFinishBeforeTheBodyEnds)
-{
-    auto reqs = make(3);
-    GMSDASHStreamingReply reply(base(reqs), nullptr);
-    const std::string body = zltest::answerBody(24, {{108, "first"}, {108, std::string(5000, 'x')}, {108, "z"}});
-    // Byte by byte: the first answer completes long before the rest arrives.
-    std::size_t firstDoneAt = 0;
-    for (std::size_t i = 0; i < body.size(); ++i) {
-        reply.appendData(body.data() + i, 1);
-        if (!firstDoneAt && !reqs[0]->outcomes.empty())
-            firstDoneAt = i + 1;
-    }
-    EXPECT_EQ(firstDoneAt, 2u + 2 + 4 + 5);
-    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"ok:z"});
-    reply.finish(std::nullopt);
-    EXPECT_EQ(reqs[1]->outcomes.size(), 1u);
-    EXPECT_TRUE(reply.isDone());
-}
-
 TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
 {
     std::mt19937 rng(424242);
