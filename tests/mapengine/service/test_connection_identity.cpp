@@ -123,13 +123,17 @@ TEST(ClientState, ServerVerdictsReachTheNamedRequests)
 
 TEST(XGeo, EncodingAndOverrides)
 {
-    GMSx_GMMLocationDescriptorProto a;
-    a.set_producer(1);
-    a.mutable_latlng()->set_lat_e7(1);
-    GMSx_GMMLocationDescriptorProto b;
-    b.set_producer(2);
-    const QByteArray header = GMSXGeoHeaderEncoder::encodeWithLocationDescriptors({a, b});
-    const QList<QByteArray> parts = header.split(' ');
+    const auto descriptor = [](int producer, int role = 0, int latE7 = 0) {
+        GMSx_GMMLocationDescriptorProto d;
+        d.set_producer(producer);
+        if (role)
+            d.set_role(role);
+        if (latE7)
+            d.mutable_latlng()->set_lat_e7(latE7);
+        return d;
+    };
+    const auto a = descriptor(1, 0, 1), b = descriptor(2);
+    const QList<QByteArray> parts = GMSXGeoHeaderEncoder::encodeWithLocationDescriptors({a, b}).split(' ');
     ASSERT_EQ(parts.size(), 4);
     EXPECT_EQ(parts[0], "w");
     EXPECT_EQ(parts[2], "w");
@@ -139,21 +143,14 @@ TEST(XGeo, EncodingAndOverrides)
     ASSERT_TRUE(back.ParseFromArray(raw.constData(), static_cast<int>(raw.size())));
     EXPECT_EQ(back.latlng().lat_e7(), 1);
 
+    // The first request to name a producer wins; producers new to the list join it.
     auto r1 = std::make_shared<zltest::RecordingRequest>(108);
     auto r2 = std::make_shared<zltest::RecordingRequest>(108);
-    GMSx_GMMLocationDescriptorProto o1;
-    o1.set_producer(1);
-    o1.set_role(7);
-    GMSx_GMMLocationDescriptorProto o1late;
-    o1late.set_producer(1);
-    o1late.set_role(9);
-    GMSx_GMMLocationDescriptorProto o3;
-    o3.set_producer(3);
-    r1->setLocationDescriptorOverrides({o1});
-    r2->setLocationDescriptorOverrides({o1late, o3});
+    r1->setLocationDescriptorOverrides({descriptor(1, 7)});
+    r2->setLocationDescriptorOverrides({descriptor(1, 9), descriptor(3)});
     const auto merged = GMSXGeoHeaderEncoder::mergeOverrides({a, b}, {r1, r2});
     ASSERT_EQ(merged.size(), 3u);
-    EXPECT_EQ(merged[0].role(), 7);  // the first request to name producer 1 wins
+    EXPECT_EQ(merged[0].role(), 7);
     EXPECT_EQ(merged[0].latlng().lat_e7(), 1);
     EXPECT_EQ(merged[2].producer(), 3);
 }
