@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <random>
@@ -66,11 +67,8 @@ TEST(GeodesicSubdivisionTest, PolesAndAntipodes) {
     // Between antipodes the line runs over the equator at the mean longitude.
     const auto anti = subdivide({10, 20}, {-10, -160});
     ASSERT_FALSE(anti.empty());
-    bool crossed = false;
-    for (const auto& p : anti)
-        if (std::fabs(p.latitude) < 1.5 && std::fabs(p.longitude + 70) < 3)
-            crossed = true;
-    EXPECT_TRUE(crossed);
+    EXPECT_TRUE(std::any_of(anti.begin(), anti.end(),
+                            [](auto& p) { return std::fabs(p.latitude) < 1.5 && std::fabs(p.longitude + 70) < 3; }));
     for (const auto& p : subdivide({0, 0}, {0, 180}))
         EXPECT_TRUE(std::fabs(p.latitude) < 1e-9 && p.longitude > 0) << p.latitude << "," << p.longitude;
 }
