@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include <QSignalSpy>
@@ -85,7 +86,8 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
         }
         tilesPerBody.push_back(tiles);
     }
-    EXPECT_EQ(tilesPerBody, (std::vector<int>{50, 50, 20}));
+    std::sort(tilesPerBody.begin(), tilesPerBody.end());  // the last two bodies may arrive in either order
+    EXPECT_EQ(tilesPerBody, (std::vector<int>{20, 50, 50}));
     EXPECT_EQ(asking, 1);
     // The cookie and cohort came back and are kept.
     EXPECT_EQ(conn->clientState()->userCookie(), 77u);
