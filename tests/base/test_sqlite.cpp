@@ -29,23 +29,20 @@ TEST(SqliteConnection, ValuesKeepTheirKindAndFailuresComeBackAsText) {
     ASSERT_TRUE(db.open(QDir(dir.path()).filePath("t.sqlite"))) << db.error().toStdString();
     ASSERT_TRUE(db.exec("CREATE TABLE t (v)"));
 
+    // Booleans come back as integers; an empty blob is not NULL.
     const QByteArray blob("\0\x01\xff", 3);
     const QVariantList values = {QVariant(), QVariant(true), QVariant(qint64(1) << 40), QVariant(-2.5),
                                  QVariant(QStringLiteral("żółw \"x\"")), QVariant(blob), QVariant(QByteArray())};
+    QVariantList expected = values;
+    expected[1] = QVariant(qint64(1));
     for (const QVariant& v : values) ASSERT_TRUE(db.query("INSERT INTO t (v) VALUES (?)", {v})) << db.error().toStdString();
     QVariantList read;
     ASSERT_TRUE(db.query("SELECT v FROM t ORDER BY rowid", {}, [&](const Statement& row) { read << row.value(0); }));
     ASSERT_EQ(read.size(), values.size());
-    EXPECT_TRUE(read[0].isNull());
-    EXPECT_EQ(read[1].typeId(), QMetaType::LongLong);
-    EXPECT_EQ(read[1].toLongLong(), 1);
-    EXPECT_EQ(read[2].toLongLong(), qint64(1) << 40);
-    EXPECT_EQ(read[3].typeId(), QMetaType::Double);
-    EXPECT_EQ(read[3].toDouble(), -2.5);
-    EXPECT_EQ(read[4].toString(), QStringLiteral("żółw \"x\""));
-    EXPECT_EQ(read[5].typeId(), QMetaType::QByteArray);
-    EXPECT_EQ(read[5].toByteArray(), blob);
-    EXPECT_EQ(read[6].typeId(), QMetaType::QByteArray) << "an empty blob is not NULL";
+    for (qsizetype i = 0; i < read.size(); ++i) {
+        EXPECT_EQ(read[i].typeId(), expected[i].typeId()) << i;
+        EXPECT_EQ(read[i], expected[i]) << i;
+    }
 
     // The same text twice is one kept statement; a bad one is refused with SQLite's words.
     EXPECT_EQ(count(db, "SELECT count(*) FROM t WHERE v = -2.5"), 1);

@@ -1,37 +1,32 @@
 #include "MbtilesFixture.h"
 
+#include "Mbtiles.h"
 #include "mbtiles_writer.h"
-
-#include <QImage>
 
 #include <stdexcept>
 
 namespace zltest {
 
-namespace {
-std::string png(QColor colour, int seed)
-{
-    QImage img(256, 256, QImage::Format_RGB32);
-    img.fill(colour);
-    for (int i = 0; i < 256; ++i)
-        img.setPixel(i, (i * seed) % 256, qRgb(seed * 10 % 256, i, 255 - i));
-    return pngBytes(img).toStdString();
-}
-}  // namespace
-
 MbtilesFixture::MbtilesFixture()
 {
     m_path = m_dir.filePath("test.mbtiles").toStdString();
-    m_tiles[{0, 0, 0}] = png(Qt::blue, 1);
-    m_tiles[{1, 0, 0}] = png(Qt::green, 2);
-    m_tiles[{1, 1, 0}] = png(Qt::yellow, 3);
-    m_tiles[{2, 3, 1}] = png(Qt::red, 4);
+    // The service serves tiles as stored: any bytes will do, a zero among them.
+    for (const auto& [z, x, y] : {std::tuple{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 3, 1}})
+        m_tiles[{z, x, y}] = std::string("tile\0", 5) + std::to_string(z) + "/" + std::to_string(x) + "/" + std::to_string(y);
     MbtilesTiles tiles;
     for (const auto& [key, data] : m_tiles)
         tiles[key] = QByteArray::fromStdString(data);
     QString error;
     if (!writeMbtiles(QString::fromStdString(m_path), tiles, &error))
         throw std::runtime_error("cannot create test MBTiles: " + error.toStdString());
+}
+
+std::shared_ptr<zenloft::mapservice::DashRequestHandler> MbtilesFixture::handler(
+    const zenloft::mapservice::ServiceConfig& config) const
+{
+    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
+    stores[zenloft::wire::TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(m_path);
+    return std::make_shared<zenloft::mapservice::DashRequestHandler>(config, stores);
 }
 
 zenloft::wire::GMSx_GMMMapTileProto tileProto(int type, int z, int x, int y)
@@ -42,6 +37,17 @@ zenloft::wire::GMSx_GMMMapTileProto tileProto(int type, int z, int x, int y)
     t.set_tile_index_x(x);
     t.set_tile_index_y(y);
     return t;
+}
+
+zenloft::wire::GMSx_GMMMapTileRequestProto tileRequest(std::initializer_list<std::tuple<int, int, int>> tiles,
+                                                       int tileSize)
+{
+    zenloft::wire::GMSx_GMMMapTileRequestProto req;
+    if (tileSize)
+        req.mutable_header()->set_tile_size(tileSize);
+    for (const auto& [z, x, y] : tiles)
+        *req.add_map_tile_array() = tileProto(zenloft::wire::TILE_TYPE_SATELLITE, z, x, y);
+    return req;
 }
 
 std::string framedTileBody(const std::string& apiKey,

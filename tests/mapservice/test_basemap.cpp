@@ -54,6 +54,15 @@ bool inked(const QByteArray& png, const QRect& box = QRect(0, 0, 256, 256))
     return false;
 }
 
+// The named object of a TopoJSON text, which must read.
+TopoLayer layer(const char* json, const char* object)
+{
+    TopoLayer l;
+    QString error;
+    EXPECT_TRUE(readTopoJson(json, object, l, error)) << error.toStdString();
+    return l;
+}
+
 // A ring crossing the antimeridian: lon 170 to -170 around lat 0.
 const char* kWrapped = R"({"type":"Topology",
  "objects":{"land":{"type":"Polygon","arcs":[[0]]}},
@@ -62,10 +71,8 @@ const char* kWrapped = R"({"type":"Topology",
 
 TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
 {
-    TopoLayer countries, land;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kCountries, "countries", countries, error)) << error.toStdString();
-    ASSERT_TRUE(readTopoJson(kCountries, "land", land, error)) << error.toStdString();
+    const TopoLayer countries = layer(kCountries, "countries");
+    TopoLayer land = layer(kCountries, "land");
     EXPECT_EQ(countries.polygons.size(), 2u);
     ASSERT_EQ(countries.borders.size(), 1u);  // only arc 0 is used twice
     const QPointF top = mercator(10, 10);
@@ -74,6 +81,7 @@ TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
     EXPECT_NEAR(land.polygons[0][0].minX, mercator(0, 0).x(), 1e-12);
     EXPECT_NEAR(land.polygons[0][0].maxX, mercator(20, 0).x(), 1e-12);
 
+    QString error;
     EXPECT_FALSE(readTopoJson("not json", "land", land, error));
     EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{},"arcs":[]})", "land", land, error));
     EXPECT_TRUE(error.contains("land"));
@@ -82,27 +90,11 @@ TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
                               "land", bad, error));
 }
 
-TEST(TopoJson, AntimeridianRingsAreUnwrapped)
-{
-    TopoLayer land;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kWrapped, "land", land, error));
-    ASSERT_EQ(land.polygons.size(), 1u);
-    const Line& ring = land.polygons[0][0];
-    EXPECT_LT(ring.maxX - ring.minX, 0.1);  // continuous, not spanning the world
-    EXPECT_GT(ring.maxX, 1.0);
-}
-
 TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
 {
-    TopoLayer countries, land;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kCountries, "countries", countries, error));
-    ASSERT_TRUE(readTopoJson(kCountries, "land", land, error));
-    TopoLayer wrapped;
-    ASSERT_TRUE(readTopoJson(kWrapped, "land", wrapped, error));
-    land.polygons.push_back(wrapped.polygons[0]);
-    const BasemapRenderer renderer(land, land, countries);
+    TopoLayer land = layer(kCountries, "land");
+    land.polygons.push_back(layer(kWrapped, "land").polygons.at(0));
+    const BasemapRenderer renderer(land, land, layer(kCountries, "countries"));
 
     const auto world = renderer.renderTile(0, 0, 0);
     ASSERT_TRUE(world);
@@ -112,7 +104,8 @@ TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
     const QPointF island = mercator(15, 5);
     EXPECT_EQ(QColor(img.pixel(int(island.x() * 256), int(island.y() * 256))), style.land);
     EXPECT_EQ(QColor(img.pixel(5, 5)), style.water);
-    // Both sides of the antimeridian show the wrapped island.
+    // Both sides of the antimeridian show the wrapped island: its ring was
+    // read as one piece, not one spanning the world.
     EXPECT_EQ(QColor(img.pixel(1, 128)), style.land);
     EXPECT_EQ(QColor(img.pixel(254, 128)), style.land);
 
@@ -124,22 +117,15 @@ TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
         EXPECT_TRUE(seen.emplace(std::make_tuple(z, x, y), png).second);
     });
     EXPECT_EQ(seen.size(), 1u + 4 + 16 + 64);
-    const int z = 4;
-    const QPointF p = mercator(15, 5);
-    const int tx = int(p.x() * 16), ty = int(p.y() * 16);
-    ASSERT_TRUE(seen.count({z, tx, ty}));
-    EXPECT_TRUE(seen.at({z, tx, ty}).has_value());
+    const auto deep = seen.find({4, int(island.x() * 16), int(island.y() * 16)});
+    ASSERT_NE(deep, seen.end());
+    EXPECT_TRUE(deep->second.has_value());
 }
 
 TEST(CountryLabels, NamesAndLabelPoints)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error)) << error.toStdString();
+    const TopoLayer countries = layer(kNamed, "countries");
     ASSERT_EQ(countries.names.size(), 5u);  // the nameless geometry is not listed
-    EXPECT_EQ(countries.names[3].name, "Twin Isles");
-    EXPECT_EQ(countries.names[3].firstPolygon, 3u);
-    EXPECT_EQ(countries.names[3].polygonCount, 2u);
 
     std::map<QString, LabelCandidate> byName;
     for (const LabelCandidate& c : CountryLabels::candidates(countries))
@@ -155,18 +141,13 @@ TEST(CountryLabels, NamesAndLabelPoints)
     EXPECT_NEAR(byName["Twin Isles"].anchor.x(), mercator(-80, 0).x(), 1e-3);
     // Across the antimeridian: the anchor is on the world, at its edge.
     const double d = byName["Dateline"].anchor.x();
-    EXPECT_GE(d, 0.0);
-    EXPECT_LT(d, 1.0);
-    EXPECT_TRUE(d < 0.01 || d > 0.99) << d;
+    EXPECT_TRUE((d >= 0.0 && d < 0.01) || (d > 0.99 && d < 1.0)) << d;
     EXPECT_NEAR(byName["Wideland"].anchor.y(), 0.5, 1e-9);
 }
 
 TEST(CountryLabels, PlacementBySizeWithoutOverlaps)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
-    const CountryLabels labels(countries, 10);
+    const CountryLabels labels(layer(kNamed, "countries"), 10);
     const auto names = [&](int z) {
         QStringList out;
         for (const PlacedLabel& p : labels.placed(z))
@@ -189,10 +170,7 @@ TEST(CountryLabels, PlacementBySizeWithoutOverlaps)
 
 TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
-    const CountryLabels labels(countries, 6);
+    const CountryLabels labels(layer(kNamed, "countries"), 6);
 
     // At zoom 1 the world is 2 x 2 tiles and Wideland's name sits on the
     // point where all four meet.
@@ -231,10 +209,7 @@ TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
 
 TEST(CountryLabels, NamesDrawnOntoTheBaseMapForTheRoadMap)
 {
-    TopoLayer countries;
-    QString error;
-    ASSERT_TRUE(readTopoJson(kNamed, "countries", countries, error));
-    const CountryLabels labels(countries, 4);
+    const CountryLabels labels(layer(kNamed, "countries"), 4);
     // Where a name lies, the base map's picture gets it and stays opaque.
     QImage picture(256, 256, QImage::Format_RGB32);
     picture.fill(QColor(0xEF, 0xE8, 0xD8));
@@ -245,12 +220,11 @@ TEST(CountryLabels, NamesDrawnOntoTheBaseMapForTheRoadMap)
     EXPECT_EQ(picture.format(), QImage::Format_RGB32);
     // The same name as on the label layer: where that tile is clear, the
     // picture is untouched.
-    const QImage layer =
+    const QImage labelTile =
         QImage::fromData(*labels.renderTile(1, 0, 0), "PNG").convertToFormat(QImage::Format_ARGB32);
     for (int y = 0; y < 256; y += 3)
         for (int x = 0; x < 256; x += 3)
-            if (qAlpha(layer.pixel(x, y)) == 0)
-                ASSERT_EQ(picture.pixel(x, y), before.pixel(x, y)) << x << "," << y;
+            ASSERT_TRUE(qAlpha(labelTile.pixel(x, y)) > 0 || picture.pixel(x, y) == before.pixel(x, y)) << x << "," << y;
     // No name: nothing drawn, and the layer has no tile either.
     QImage sea = before;
     EXPECT_FALSE(labels.touches(4, 3, 14));

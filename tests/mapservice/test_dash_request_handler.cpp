@@ -1,6 +1,10 @@
+// The service's answers as bytes: the framed route, the client parameters
+// groups, the paint route's signature gate, and the tile cache under them.
 #include "DashRequestHandler.h"
 #include "MbtilesFixture.h"
 #include "Mbtiles.h"
+#include "PaintRequestHandler.h"
+#include "PaintSignature.h"
 #include "TileCache.h"
 #include "clientparams.pb.h"
 
@@ -12,6 +16,7 @@
 
 using namespace zenloft::wire;
 using namespace zenloft::mapservice;
+using zltest::tileRequest;
 
 namespace {
 
@@ -24,13 +29,11 @@ protected:
         config.apiKeys = {kKey};
         config.cohort = "c7";
         config.legalCountry = "PL";
-        stores[TILE_TYPE_SATELLITE] = std::make_shared<zl::MbtilesReader>(tiles.path());
     }
-    DashRequestHandler handler() const { return DashRequestHandler(config, stores); }
+    DashAnswer handle(const std::string& body) const { return tiles.handler(config)->handle(body); }
 
     zltest::MbtilesFixture tiles;
     ServiceConfig config;
-    std::map<int, std::shared_ptr<zl::MbtilesReader>> stores;
 };
 
 template <typename M>
@@ -68,13 +71,9 @@ GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a)
 
 TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
 {
-    GMSx_GMMMapTileRequestProto req;
-    req.mutable_header()->set_tile_size(256);
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 1, 1, 0);
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 3, 1);
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 0, 0);  // absent
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);    // no store
-    const DashAnswer a = handler().handle(zltest::framedTileBody(kKey, req));
+    auto req = tileRequest({{1, 1, 0}, {2, 3, 1}, {2, 0, 0}}, 256);  // the last is absent
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);  // no store
+    const DashAnswer a = handle(zltest::framedTileBody(kKey, req));
     ASSERT_EQ(a.httpStatus, 200) << a.error;
     EXPECT_EQ(a.contentType, "application/binary");
     EXPECT_EQ(a.requestCount, 3u);
@@ -93,7 +92,6 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
     EXPECT_EQ(resp.header().response_code(), TILE_RESPONSE_OK);
     ASSERT_EQ(resp.map_tile_array_size(), 4);
     EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
-    EXPECT_EQ(resp.map_tile_array(0).map_tile().tile_index_x(), 1);
     EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
               DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
     EXPECT_TRUE(resp.map_tile_array(1).tile_data() == tiles.tile(2, 3, 1));
@@ -104,34 +102,27 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
 
 TEST_F(HandlerTest, CurrentVersionGetsNoDataAndLargeTilesShiftTheZoom)
 {
-    GMSx_GMMMapTileRequestProto req;
-    auto t = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
-    t.mutable_version_id()->set_version_id(DashRequestHandler::versionOf(tiles.tile(0, 0, 0)));
-    *req.add_map_tile_array() = t;
-    auto resp = tileAnswer(handler().handle(zltest::framedTileBody(kKey, req, false)));
+    auto req = tileRequest({{0, 0, 0}});
+    const std::string version = DashRequestHandler::versionOf(tiles.tile(0, 0, 0));
+    req.mutable_map_tile_array(0)->mutable_version_id()->set_version_id(version);
+    auto resp = tileAnswer(handle(zltest::framedTileBody(kKey, req, false)));
     ASSERT_EQ(resp.map_tile_array_size(), 1);
     EXPECT_FALSE(resp.map_tile_array(0).has_tile_data());
-    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(), t.version_id().version_id());
+    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(), version);
 
     // A 512 edge sends zoomLevel one above the tile's zoom.
-    req.Clear();
-    req.mutable_header()->set_tile_size(512);
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 1, 0);
-    resp = tileAnswer(handler().handle(zltest::framedTileBody(kKey, req, false)));
+    resp = tileAnswer(handle(zltest::framedTileBody(kKey, tileRequest({{2, 1, 0}}, 512), false)));
     EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
 }
 
 TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
 {
-    GMSx_GMMMapTileRequestProto req;
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
-    std::string body = zltest::framedTileBody("wrong", req);
-    DashOutput more(body);
+    DashOutput more(zltest::framedTileBody("wrong", tileRequest({{0, 0, 0}})));
     GMSx_GMMApiQuotaEventRequestProto quota;
     quota.add_event_array()->set_type(QUOTA_EVENT_MAP_LOAD);
     more.writeUInt16(kDashApiQuotaEventRequest);
     more.writeMessage(quota);
-    const DashAnswer a = handler().handle(more.bytes());
+    const DashAnswer a = handle(more.bytes());
     ASSERT_EQ(a.httpStatus, 200);
     DashInput in(a.body, true);
     const auto props = readPrologue(in);
@@ -174,11 +165,14 @@ std::uint64_t fnv(const std::string& s)
     return h;
 }
 
-// The serialised group as the service sends it: type, hash of the rest, rest.
-std::string withHash(int type, const std::string& content)
+// One group of the answer as the service sends it (field 1, length, then
+// type, hash of the rest, rest); `content` empty and `hash` given: type and
+// hash only.
+std::string group(int type, const std::string& content, std::uint64_t hash = 0)
 {
     const std::string head = bytes({0x08, type});
-    return head + bytes({0x11}) + fixed64(fnv(head + content)) + content;
+    const std::string g = head + bytes({0x11}) + fixed64(hash ? hash : fnv(head + content)) + content;
+    return bytes({0x0A, static_cast<int>(g.size())}) + g;
 }
 
 // The raw bytes of the one answer message of a client parameters body.
@@ -205,28 +199,6 @@ std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pai
 
 }  // namespace
 
-TEST_F(HandlerTest, ClientParametersAnswerEachGroupAndHashOnlyWhenUnchanged)
-{
-    config.pertileDurationMinutes = 30;
-    config.apiKeys.clear();  // no client properties in these bodies
-    const auto ask = [&](std::uint64_t vectorHash) {
-        GMSx_GMMClientParametersResponseProto r;
-        EXPECT_TRUE(r.ParseFromString(
-            askForGroups(handler(), {{PARAMETER_GROUP_VECTOR_MAPS, vectorHash}, {PARAMETER_GROUP_LOGGING, 0}})));
-        return r;
-    };
-    const auto first = ask(0);
-    ASSERT_EQ(first.parameter_group_array_size(), 2);
-    EXPECT_EQ(first.parameter_group_array(0).vector_maps().pertile_duration_in_minutes(), 30);
-    EXPECT_TRUE(first.parameter_group_array(0).has_hash_p());
-    EXPECT_TRUE(first.parameter_group_array(1).has_hash_p());
-
-    const auto second = ask(first.parameter_group_array(0).hash_p());
-    EXPECT_FALSE(second.parameter_group_array(0).has_vector_maps());
-    EXPECT_EQ(second.parameter_group_array(0).hash_p(), first.parameter_group_array(0).hash_p());
-    EXPECT_TRUE(second.parameter_group_array(1).has_hash_p());
-}
-
 TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
 {
     config.apiKeys.clear();
@@ -239,62 +211,57 @@ TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
     ASSERT_TRUE(QDir(styles.path()).mkdir("sub"));
     config.styleDir = styles.path().toStdString();
     config.styleEpoch = 7;
+    const auto ask = [&](std::uint64_t hash) { return askForGroups(*tiles.handler(config), {{37, hash}}); };
 
     // paint_epoch 7; a.tbl map style 0, b.tbl map style 1 (name order); no
     // format field; relative URLs under /styles/.
     const std::string mapA = bytes({0x0A, 13}) + "/styles/a.tbl" + bytes({0x18, 0});
     const std::string mapB = bytes({0x0A, 13}) + "/styles/b.tbl" + bytes({0x18, 1});
-    const std::string tables = bytes({0x08, 7, 0x12, 17}) + mapA + bytes({0x12, 17}) + mapB;
-    const std::string group = withHash(37, bytes({0x6A, 40}) + tables);
-    const std::string answer = askForGroups(handler(), {{37, 0}});
-    EXPECT_EQ(answer, bytes({0x0A, static_cast<int>(group.size())}) + group);
+    const std::string tables = bytes({0x6A, 40, 0x08, 7, 0x12, 17}) + mapA + bytes({0x12, 17}) + mapB;
+    EXPECT_EQ(ask(0), group(37, tables));
 
     // The client's copy is current: type and hash only.
-    const std::uint64_t hash = fnv(bytes({0x08, 37, 0x6A, 40}) + tables);
-    EXPECT_EQ(askForGroups(handler(), {{37, hash}}), bytes({0x0A, 11, 0x08, 37, 0x11}) + fixed64(hash));
+    const std::uint64_t hash = fnv(bytes({0x08, 37}) + tables);
+    EXPECT_EQ(ask(hash), group(37, "", hash));
 
     // An empty or missing folder offers no tables.
-    config.styleDir = styles.filePath("sub").toStdString();
-    const std::string empty = withHash(37, "");
-    EXPECT_EQ(askForGroups(handler(), {{37, 0}}), bytes({0x0A, static_cast<int>(empty.size())}) + empty);
-    config.styleDir = styles.filePath("none").toStdString();
-    EXPECT_EQ(askForGroups(handler(), {{37, 0}}), bytes({0x0A, static_cast<int>(empty.size())}) + empty);
+    for (const char* folder : {"sub", "none"}) {
+        config.styleDir = styles.filePath(folder).toStdString();
+        EXPECT_EQ(ask(0), group(37, "")) << folder;
+    }
 }
 
 TEST_F(HandlerTest, PaintRouteIsOfferedOnlyWithASigningKey)
 {
     config.apiKeys.clear();
     config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
+    const auto ask = [&](std::vector<std::pair<int, std::uint64_t>> groups) {
+        return askForGroups(*tiles.handler(config), groups);
+    };
     // Without a key: neither the paint group nor the direct-to-paint types.
-    const std::string vmOff = withHash(1, bytes({0x52, 2, 0x38, 1}));
-    const std::string paintOff = withHash(38, "");
-    EXPECT_EQ(askForGroups(handler(), {{1, 0}, {38, 0}}),
-              bytes({0x0A, static_cast<int>(vmOff.size())}) + vmOff +
-                  bytes({0x0A, static_cast<int>(paintOff.size())}) + paintOff);
+    EXPECT_EQ(ask({{1, 0}, {38, 0}}), group(1, bytes({0x52, 2, 0x38, 1})) + group(38, ""));
 
     config.paintSigningKey = "k3y";
-    // Vector maps: schema version 1, then field 38 once per type, in order.
-    const std::string vm = withHash(1, bytes({0x52, 8, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2}));
-    const std::string paint =
-        withHash(38, bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y");
-    EXPECT_EQ(askForGroups(handler(), {{1, 0}, {38, 0}}),
-              bytes({0x0A, static_cast<int>(vm.size())}) + vm + bytes({0x0A, static_cast<int>(paint.size())}) + paint);
+    config.pertileDurationMinutes = 30;
+    // Vector maps: the per-tile duration, schema version 1, then field 38
+    // once per type, in order.
+    const std::string paint = bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y";
+    EXPECT_EQ(ask({{1, 0}, {38, 0}}),
+              group(1, bytes({0x52, 10, 0x20, 30, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2})) + group(38, paint));
 
     // A changed key changes the hash: a client with the old copy gets the new one.
-    const std::uint64_t oldHash = fnv(bytes({0x08, 38, 0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y");
-    EXPECT_EQ(askForGroups(handler(), {{38, oldHash}}), bytes({0x0A, 11, 0x08, 38, 0x11}) + fixed64(oldHash));
+    const std::uint64_t oldHash = fnv(bytes({0x08, 38}) + paint);
+    EXPECT_EQ(ask({{38, oldHash}}), group(38, "", oldHash));
     config.paintSigningKey = "k4y";
     GMSx_GMMClientParametersResponseProto changed;
-    ASSERT_TRUE(changed.ParseFromString(askForGroups(handler(), {{38, oldHash}})));
+    ASSERT_TRUE(changed.ParseFromString(ask({{38, oldHash}})));
     EXPECT_EQ(changed.parameter_group_array(0).paint().request_signing_key(), "k4y");
     EXPECT_NE(changed.parameter_group_array(0).hash_p(), oldHash);
 }
 
 TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
 {
-    GMSx_GMMMapTileRequestProto req;
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 0, 0, 0);
-    const std::string good = zltest::framedTileBody(kKey, req);
+    const std::string good = zltest::framedTileBody(kKey, tileRequest({{0, 0, 0}}));
     std::string v23 = good;
     v23[1] = 23;
     DashOutput unknown(good);
@@ -302,22 +269,71 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
     const std::pair<std::string, const char*> cases[] = {
         {v23, "version 23"}, {good.substr(0, good.size() - 1), ""}, {unknown.bytes(), "unknown request 999"}, {"", ""}};
     for (const auto& [body, why] : cases) {
-        const DashAnswer a = handler().handle(body);
+        const DashAnswer a = handle(body);
         EXPECT_EQ(a.httpStatus, 400) << why;
         EXPECT_EQ(a.contentType, "text/plain") << why;
         EXPECT_NE(a.error.find(why), std::string::npos) << a.error;
     }
     config.maxRequestsPerBody = 2;
-    const DashAnswer a = handler().handle(good);
+    const DashAnswer a = handle(good);
     EXPECT_EQ(a.httpStatus, 400);
     EXPECT_NE(a.error.find("more than 2"), std::string::npos);
+}
+
+// The paint route: the signature gate, then the framed route's tile block
+// without the framing.
+TEST_F(HandlerTest, PaintRouteSignatureGateAndBareTileAnswer)
+{
+    const std::string key = "paint-key";
+    const auto dash = tiles.handler(config);
+    const PaintRequestHandler handler(key, dash);
+    auto req = tileRequest({{0, 0, 0}, {1, 1, 0}, {9, 0, 0}}, 256);
+    req.add_paint_description_array()->set_tile_type(TILE_TYPE_SATELLITE);
+    const std::string body = req.SerializeAsString();
+    const std::string sig = paintSignature(key, body);
+    const DashAnswer a = handler.handle(body, &sig);
+    ASSERT_EQ(a.httpStatus, 200) << a.body;
+    EXPECT_EQ(a.contentType, "application/x-protobuf");
+    EXPECT_EQ(a.requestCount, 1u);
+    EXPECT_EQ(a.tileCount, 3u);
+    EXPECT_EQ(a.tilesFound, 2u);
+    DashOutput framed;
+    DashAnswer stats;
+    ASSERT_TRUE(dash->writeTileResponse(body, framed, stats, true));
+    EXPECT_EQ(framed.bytes().substr(4), a.body);
+    EXPECT_NE(a.body.find(tiles.tile(1, 1, 0)), std::string::npos);
+
+    // No signature, an empty one, another key's, and one signed for another body.
+    const std::string other = tileRequest({{1, 0, 0}}).SerializeAsString();
+    using Sig = std::optional<std::string>;
+    for (const Sig& s : {Sig(), Sig(""), Sig(paintSignature("another key", body)), Sig(paintSignature(key, other))}) {
+        const DashAnswer refused = handler.handle(body, s ? &*s : nullptr);
+        EXPECT_EQ(refused.httpStatus, 403);
+        EXPECT_EQ(refused.body, s ? "bad signature\n" : "missing signature\n");
+        EXPECT_EQ(refused.tileCount, 0u) << "refused unread";
+    }
+    // Without a key the route is not there at all.
+    const PaintRequestHandler off("", dash);
+    EXPECT_FALSE(off.offered());
+    const std::string unsignedSig = paintSignature("", body);
+    EXPECT_EQ(off.handle(body, &unsignedSig).httpStatus, 404);
+    EXPECT_EQ(off.handle(body, nullptr).httpStatus, 404);
+
+    // Signed garbage is refused with 400 (the fuzz test feeds more); an
+    // empty request asks for no tiles.
+    const std::string garbage("\x0a\x80\x80\x80\x80\x80\x80\x80\x80\x80\x01", 11);
+    const std::string garbageSig = paintSignature(key, garbage), emptySig = paintSignature(key, "");
+    EXPECT_EQ(handler.handle(garbage, &garbageSig).body, "malformed paint request\n");
+    GMSx_GMMMapTileResponseProto none;
+    EXPECT_TRUE(none.ParseFromString(handler.handle("", &emptySig).body));
+    EXPECT_EQ(none.map_tile_array_size(), 0);
 }
 
 TEST(TileCacheTest, HitsMissesAndBudget)
 {
     zltest::MbtilesFixture tiles;
     zl::MbtilesReader store(tiles.path());
-    TileCache cache(64 * 1024);  // a few 256-pixel tiles at most per shard
+    TileCache cache(64 * 1024);
     const auto a = cache.get(1, store, 1, 1, 0);
     EXPECT_TRUE(a->data == tiles.tile(1, 1, 0));
     EXPECT_EQ(a->version, DashRequestHandler::versionOf(a->data));

@@ -32,6 +32,10 @@ bool parse(std::vector<std::string> args, ServiceConfig& c, std::string& error)
 TEST(ServiceConfig, FileThenCommandLine)
 {
     QTemporaryDir dir;
+    ServiceConfig c;
+    EXPECT_TRUE(c.paintSigningKey.empty()) << "the paint route is off by default";
+    EXPECT_TRUE(c.directToPaintTileTypes.empty());
+    EXPECT_EQ(c.styleEpoch, 1);
     const std::string conf = writeConf(dir,
                                        "# comment\n"
                                        "address = 0.0.0.0\n"
@@ -40,10 +44,18 @@ TEST(ServiceConfig, FileThenCommandLine)
                                        "api_key = B\n"
                                        "tiles.satellite = sat.mbtiles\n"
                                        "tiles.4 = /abs/base.mbtiles\n"
-                                       "max_body_bytes = 2048\n");
-    ServiceConfig c;
+                                       "max_body_bytes = 2048\n"
+                                       "style_epoch = 12\n"
+                                       "paint_signing_key = s3cret\n"
+                                       "direct_to_paint_types = satellite, 2 ,TILE_TYPE_ROADMAP,\n");
     std::string error;
-    ASSERT_TRUE(parse({"--port", "1234", "--config", conf, "--api-key", "C", "--tiles", "terrain=/t.mbtiles"}, c, error))
+    ASSERT_TRUE(loadConfigFile(conf, c, error)) << error;
+    EXPECT_EQ(c.styleEpoch, 12);
+    EXPECT_EQ(c.paintSigningKey, "s3cret");
+    EXPECT_EQ(c.directToPaintTileTypes, (std::set<int>{0, 1, 2}));
+    ASSERT_TRUE(parse({"--port", "1234", "--config", conf, "--api-key", "C", "--tiles", "terrain=/t.mbtiles",
+                       "--direct-to-paint-types", "terrain", "--paint-signing-key", "k2", "--style-epoch", "3"},
+                      c, error))
         << error;
     EXPECT_EQ(c.address, "0.0.0.0");
     EXPECT_EQ(c.port, 1234);  // the command line wins over the file
@@ -52,6 +64,11 @@ TEST(ServiceConfig, FileThenCommandLine)
     EXPECT_EQ(c.tilesByType.at(zenloft::wire::TILE_TYPE_BASEMAP), "/abs/base.mbtiles");
     EXPECT_EQ(c.tilesByType.at(zenloft::wire::TILE_TYPE_TERRAIN), "/t.mbtiles");
     EXPECT_EQ(c.maxBodyBytes, 2048u);
+    EXPECT_EQ(c.directToPaintTileTypes, std::set<int>{2}) << "a later list replaces the earlier one";
+    EXPECT_EQ(c.paintSigningKey, "k2");
+    EXPECT_EQ(c.styleEpoch, 3);
+    ASSERT_TRUE(applySetting("direct_to_paint_types", "", "", c, error));
+    EXPECT_TRUE(c.directToPaintTileTypes.empty());
 }
 
 TEST(ServiceConfig, ErrorsNameTheLine)
@@ -77,36 +94,7 @@ TEST(ServiceConfig, ErrorsNameTheLine)
 
 TEST(ServiceConfig, TileTypeNames)
 {
-    EXPECT_EQ(tileTypeFromName("satellite"), 1);
-    EXPECT_EQ(tileTypeFromName("TILE_TYPE_BASEMAP"), 4);
-    EXPECT_EQ(tileTypeFromName("0"), 0);
-    EXPECT_EQ(tileTypeFromName("9999"), -1);
+    for (auto [name, type] : {std::pair{"satellite", 1}, {"TILE_TYPE_BASEMAP", 4}, {"0", 0}, {"9999", -1}})
+        EXPECT_EQ(tileTypeFromName(name), type) << name;
     EXPECT_EQ(tileTypeName(3), "hybrid_overlay");
-}
-
-TEST(ServiceConfig, StyleEpochAndPaintRoute)
-{
-    QTemporaryDir dir;
-    ServiceConfig c;
-    std::string error;
-    EXPECT_TRUE(c.paintSigningKey.empty()) << "the paint route is off by default";
-    EXPECT_TRUE(c.directToPaintTileTypes.empty());
-    EXPECT_EQ(c.styleEpoch, 1);
-    ASSERT_TRUE(loadConfigFile(writeConf(dir,
-                                         "style_epoch = 12\n"
-                                         "paint_signing_key = s3cret\n"
-                                         "direct_to_paint_types = satellite, 2 ,TILE_TYPE_ROADMAP,\n"),
-                               c, error))
-        << error;
-    EXPECT_EQ(c.styleEpoch, 12);
-    EXPECT_EQ(c.paintSigningKey, "s3cret");
-    EXPECT_EQ(c.directToPaintTileTypes, (std::set<int>{0, 1, 2}));
-
-    ASSERT_TRUE(parse({"--direct-to-paint-types", "terrain", "--paint-signing-key", "k2", "--style-epoch", "3"}, c, error))
-        << error;
-    EXPECT_EQ(c.directToPaintTileTypes, std::set<int>{2}) << "a later list replaces the earlier one";
-    EXPECT_EQ(c.paintSigningKey, "k2");
-    EXPECT_EQ(c.styleEpoch, 3);
-    ASSERT_TRUE(applySetting("direct_to_paint_types", "", "", c, error));
-    EXPECT_TRUE(c.directToPaintTileTypes.empty());
 }

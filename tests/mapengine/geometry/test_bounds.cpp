@@ -74,34 +74,27 @@ TEST(GMSCoordinateBoundsTest, FromPath) {
     EXPECT_FALSE(GMSCoordinateBounds(GMSPath()).isValid());
 }
 
-TEST(GMSCoordinateBoundsTest, ContainsAndIntersects) {
+TEST(GMSCoordinateBoundsTest, ContainsIntersectsCenterAndHash) {
     const GMSCoordinateBounds b({-10, 170}, {10, -170});
-    EXPECT_TRUE(b.containsCoordinate({0, 180}));
-    EXPECT_TRUE(b.containsCoordinate({0, -180}));
-    EXPECT_TRUE(b.containsCoordinate({10, 170}));
-    EXPECT_FALSE(b.containsCoordinate({0, 0}));
-    EXPECT_FALSE(b.containsCoordinate({11, 175}));
-    EXPECT_TRUE(b.intersectsBounds(GMSCoordinateBounds({0, -175}, {20, -100})));
-    EXPECT_TRUE(b.intersectsBounds(GMSCoordinateBounds({-1, -179}, {1, 179}))); // the short way round
+    for (auto [c, inside] : {std::pair{CLLocationCoordinate2D{0, 180}, true}, {{0, -180}, true}, {{10, 170}, true},
+                             {{0, 0}, false}, {{11, 175}, false}})
+        EXPECT_EQ(b.containsCoordinate(c), inside) << c.latitude << "," << c.longitude;
+    for (auto [other, meets] : {std::pair{GMSCoordinateBounds({0, -175}, {20, -100}), true},
+                                {GMSCoordinateBounds({-1, -179}, {1, 179}), true}, // the short way round
+                                {GMSCoordinateBounds({0, 0}, {5, 5}), false},
+                                {GMSCoordinateBounds({20, 175}, {30, 176}), false}})
+        EXPECT_EQ(b.intersectsBounds(other), meets);
     EXPECT_TRUE(GMSCoordinateBounds({-1, -1}, {1, 1}).intersectsBounds(GMSCoordinateBounds({-5, -5}, {5, 5})));
-    EXPECT_FALSE(b.intersectsBounds(GMSCoordinateBounds({0, 0}, {5, 5})));
-    EXPECT_FALSE(b.intersectsBounds(GMSCoordinateBounds({20, 175}, {30, 176})));
-}
 
-TEST(GMSCoordinateBoundsTest, Center) {
     EXPECT_EQ(GMSCoordinateBounds({-10, -20}, {30, 40}).center(), (CLLocationCoordinate2D{10, 10}));
-    EXPECT_EQ(GMSCoordinateBounds({-10, 170}, {10, -170}).center(), (CLLocationCoordinate2D{0, -180}));
+    EXPECT_EQ(b.center(), (CLLocationCoordinate2D{0, -180}));
     EXPECT_EQ(GMSCoordinateBounds({0, 160}, {10, -170}).center(), (CLLocationCoordinate2D{5, 175}));
     EXPECT_EQ(GMSCoordinateBounds({0, 175}, {10, -155}).center(), (CLLocationCoordinate2D{5, -170}));
-}
 
-TEST(GMSCoordinateBoundsTest, EqualityAndHash) {
-    const GMSCoordinateBounds b({0, 0}, {1, 2});
-    EXPECT_EQ(b.hash(), 1057090438081u);  // over the corners' float bits
-    const GMSCoordinateBounds same({1, 2}, {0, 0});
-    EXPECT_EQ(b, same);
-    EXPECT_EQ(b.hash(), same.hash());
-    EXPECT_FALSE(b == GMSCoordinateBounds({0, 0}, {1, 2.0000001}));
+    const GMSCoordinateBounds h({0, 0}, {1, 2});
+    EXPECT_EQ(h.hash(), 1057090438081u); // over the corners' float bits
+    EXPECT_EQ(h, GMSCoordinateBounds({1, 2}, {0, 0}));
+    EXPECT_FALSE(h == GMSCoordinateBounds({0, 0}, {1, 2.0000001}));
 }
 
 TEST(GMSCoordinateBoundsTest, GrownBoundsContainEverythingIncluded) {

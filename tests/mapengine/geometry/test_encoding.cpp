@@ -23,32 +23,22 @@ std::optional<std::size_t> expectedPairs(std::string_view s) {
 
 } // namespace
 
-TEST(EncodedPathTest, PublicSample) {
-    GMSPath p{{38.5, -120.2}, {40.7, -120.95}, {43.252, -126.453}};
-    EXPECT_EQ(p.encodedPath(), "_p~iF~ps|U_ulLnnqC_mqNvxq`@");
-
-    auto back = GMSPath::pathFromEncodedPath("_p~iF~ps|U_ulLnnqC_mqNvxq`@");
+TEST(EncodedPathTest, PublicSampleAndValues) {
+    const std::string sample = "_p~iF~ps|U_ulLnnqC_mqNvxq`@";
+    EXPECT_EQ((GMSPath{{38.5, -120.2}, {40.7, -120.95}, {43.252, -126.453}}.encodedPath()), sample);
+    // The running sums are scaled by 1e-5 (a product, not a division); the
+    // receiver's class decides the result's.
+    std::optional<GMSMutablePath> back = GMSMutablePath::pathFromEncodedPath(sample);
     ASSERT_TRUE(back);
-    ASSERT_EQ(back->count(), 3u);
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_NEAR(back->coordinateAtIndex(i).latitude, p.coordinateAtIndex(i).latitude, 1e-12);
-        EXPECT_NEAR(back->coordinateAtIndex(i).longitude, p.coordinateAtIndex(i).longitude, 1e-12);
-    }
-    // The running sums are scaled by 1e-5 (a product, not a division).
     EXPECT_EQ(back->coordinateAtIndex(0).latitude, 3850000.0 * 1e-5);
-}
+    back->addLatitude(1, 1);
+    EXPECT_EQ(back->count(), 4u);
 
-TEST(EncodedPathTest, SignedAndUnsignedValues) {
-    EXPECT_EQ(GMSPath::polylineEncodedSigned(-17998321), "`~oia@");
-    EXPECT_EQ(GMSPath::polylineEncodedSigned(0), "?");
-    EXPECT_EQ(GMSPath::polylineEncodedSigned(-1), "@");
-    EXPECT_EQ(GMSPath::polylineEncodedSigned(1), "A");
-    EXPECT_EQ(GMSPath::polylineEncodedUnsigned(0), "?");
-    EXPECT_EQ(GMSPath::polylineEncodedUnsigned(31), "^");
-    EXPECT_EQ(GMSPath::polylineEncodedUnsigned(32), "_@");
-    EXPECT_EQ(GMSPath::polylineEncodedUnsigned(UINT32_MAX), "~~~~~~B");
-    EXPECT_EQ(GMSPath::polylineEncodedSigned(INT32_MIN), "~~~~~~B");
-    EXPECT_EQ(GMSPath::polylineEncodedSigned(INT32_MAX), "}~~~~~B");
+    for (auto [value, text] : {std::pair{-17998321, "`~oia@"}, {0, "?"}, {-1, "@"}, {1, "A"}, {INT32_MIN, "~~~~~~B"},
+                               {INT32_MAX, "}~~~~~B"}})
+        EXPECT_EQ(GMSPath::polylineEncodedSigned(value), text) << value;
+    for (auto [value, text] : {std::pair{0u, "?"}, {31u, "^"}, {32u, "_@"}, {UINT32_MAX, "~~~~~~B"}})
+        EXPECT_EQ(GMSPath::polylineEncodedUnsigned(value), text) << value;
 }
 
 TEST(EncodedPathTest, RoundingAndOddNumbers) {
@@ -57,35 +47,12 @@ TEST(EncodedPathTest, RoundingAndOddNumbers) {
     EXPECT_EQ((GMSPath{{0.000015, -0.000015}}.encodedPath()),
               GMSPath::polylineEncodedSigned(2) + GMSPath::polylineEncodedSigned(-2));
     // Out of range saturates, NaN reads 0; the text stays readable.
-    const std::string odd = GMSPath{{std::nan(""), 1e10}, {-1e10, 0}}.encodedPath();
-    auto back = GMSPath::pathFromEncodedPath(odd);
+    auto back = GMSPath::pathFromEncodedPath(GMSPath{{std::nan(""), 1e10}, {-1e10, 0}}.encodedPath());
     ASSERT_TRUE(back);
     ASSERT_EQ(back->count(), 2u);
     EXPECT_EQ(back->coordinateAtIndex(0).latitude, 0.0);
     EXPECT_NEAR(back->coordinateAtIndex(0).longitude, 21474.83647, 1e-9);
     EXPECT_NEAR(back->coordinateAtIndex(1).latitude, -21474.83648, 1e-9);
-}
-
-TEST(EncodedPathTest, IncompleteTextIsAbsent) {
-    auto empty = GMSPath::pathFromEncodedPath("");
-    ASSERT_TRUE(empty);
-    EXPECT_EQ(empty->count(), 0u);
-    // Every prefix of a valid text is either whole pairs or absent: a
-    // latitude without its longitude, or a text that ends inside a value.
-    const std::string full = "_p~iF~ps|U_ulLnnqC_mqNvxq`@";
-    for (std::size_t n = 0; n <= full.size(); ++n) {
-        const std::string_view prefix(full.data(), n);
-        auto p = GMSPath::pathFromEncodedPath(prefix);
-        const bool whole = n == 0 || n == 10 || n == 18 || n == full.size();
-        EXPECT_EQ(bool(p), whole) << n;
-    }
-}
-
-TEST(EncodedPathTest, ReceiverClassDecidesTheResult) {
-    std::optional<GMSMutablePath> m = GMSMutablePath::pathFromEncodedPath("??");
-    ASSERT_TRUE(m);
-    m->addLatitude(1, 1);
-    EXPECT_EQ(m->count(), 2u);
 }
 
 TEST(EncodedPathTest, RandomPathsRoundTrip) {
@@ -108,6 +75,8 @@ TEST(EncodedPathTest, RandomPathsRoundTrip) {
     }
 }
 
+// Random text against an independent reading of the framing: a text that
+// ends inside a value or holds a latitude without its longitude is absent.
 TEST(EncodedPathTest, RandomBytesNeverBreakTheReader) {
     std::mt19937 rng(7);
     for (int round = 0; round < 20000; ++round) {

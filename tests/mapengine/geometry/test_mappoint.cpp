@@ -53,15 +53,11 @@ TEST(Point2DTest, FixedPointWorld) {
 
 TEST(Point2DTest, RoundingAndRoundTrip) {
     using gmscore::model::roundToWorldUnit;
-    EXPECT_EQ(roundToWorldUnit(0.5), 1);
-    EXPECT_EQ(roundToWorldUnit(-0.5), -1);
-    EXPECT_EQ(roundToWorldUnit(2.5), 3);
-    EXPECT_EQ(roundToWorldUnit(-2.5), -3);
-    EXPECT_EQ(roundToWorldUnit(2.4999), 2);
-    EXPECT_EQ(roundToWorldUnit(2147483647.4), 2147483647);
-    EXPECT_EQ(roundToWorldUnit(-2147483648.4), -2147483647 - 1);
-    EXPECT_EQ(roundToWorldUnit(-1e300), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(roundToWorldUnit(std::numeric_limits<double>::infinity()), std::numeric_limits<std::int32_t>::max());
+    constexpr auto kMin = std::numeric_limits<std::int32_t>::min(), kMax = std::numeric_limits<std::int32_t>::max();
+    // Halves away from zero; out of range saturates.
+    for (auto [in, out] : {std::pair{0.5, 1}, {-0.5, -1}, {2.5, 3}, {-2.5, -3}, {2.4999, 2}, {2147483647.4, kMax},
+                           {-2147483648.4, kMin}, {-1e300, kMin}, {std::numeric_limits<double>::infinity(), kMax}})
+        EXPECT_EQ(roundToWorldUnit(in), out) << in;
 
     for (double lat = -80; lat <= 80; lat += 7.3) {
         const CLLocationCoordinate2D c{lat, lat * 2.1};

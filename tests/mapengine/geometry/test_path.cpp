@@ -13,44 +13,27 @@ namespace {
 
 constexpr double kMetresPerDegree = kGMSEarthRadius * kGMSDegreesToRadians;
 
-std::vector<CLLocationCoordinate2D> coords(const GMSPath& p) { return p.coordinates(); }
+using Coords = std::vector<CLLocationCoordinate2D>;
 
 } // namespace
 
-TEST(GMSPathTest, ReadsOutOfRangeAsInvalidCoordinate) {
-    GMSPath p{{1, 2}, {3, 4}};
-    EXPECT_EQ(p.count(), 2u);
-    EXPECT_EQ(p.coordinateAtIndex(1), (CLLocationCoordinate2D{3, 4}));
-    EXPECT_EQ(p.coordinateAtIndex(2), kCLLocationCoordinate2DInvalid);
-    EXPECT_EQ(GMSPath().coordinateAtIndex(0), kCLLocationCoordinate2DInvalid);
-    EXPECT_FALSE(CLLocationCoordinate2DIsValid(kCLLocationCoordinate2DInvalid));
-}
-
-TEST(GMSMutablePathTest, InsertAndReplacePadBeyondTheEnd) {
+TEST(GMSMutablePathTest, EditsPadBeyondTheEndAndOutOfRangeReadsAreInvalid) {
     GMSMutablePath p;
     p.addLatitude(1, 1);
-    p.insertCoordinate({2, 2}, 1); // index == count appends
-    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{1, 1}, {2, 2}}));
-    p.insertCoordinate({3, 3}, 0); // before the first
-    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{3, 3}, {1, 1}, {2, 2}}));
-    p.insertCoordinate({9, 9}, p.count() + 3); // pads three (0, 0) first
-    ASSERT_EQ(p.count(), 7u);
-    for (std::size_t i = 3; i < 6; ++i)
-        EXPECT_EQ(p.coordinateAtIndex(i), (CLLocationCoordinate2D{0, 0}));
-    EXPECT_EQ(p.coordinateAtIndex(6), (CLLocationCoordinate2D{9, 9}));
-
+    p.insertCoordinate({2, 2}, 1);             // index == count appends
+    p.insertCoordinate({3, 3}, 0);             // before the first
+    p.insertCoordinate({9, 9}, p.count() + 2); // pads two (0, 0) first
     p.replaceCoordinateAtIndex(0, {5, 5});
-    EXPECT_EQ(p.coordinateAtIndex(0), (CLLocationCoordinate2D{5, 5}));
+    EXPECT_EQ(p.coordinates(), (Coords{{5, 5}, {1, 1}, {2, 2}, {0, 0}, {0, 0}, {9, 9}}));
+    EXPECT_EQ(p.coordinateAtIndex(6), kCLLocationCoordinate2DInvalid);
+    EXPECT_FALSE(CLLocationCoordinate2DIsValid(kCLLocationCoordinate2DInvalid));
     GMSMutablePath q;
-    q.replaceCoordinateAtIndex(2, {7, 7});
-    EXPECT_EQ(coords(q), (std::vector<CLLocationCoordinate2D>{{0, 0}, {0, 0}, {7, 7}}));
-}
-
-TEST(GMSMutablePathTest, RefusesPaddingThatWouldExhaustMemory) {
-    GMSMutablePath p{{1, 1}};
-    EXPECT_FALSE(p.replaceCoordinateAtIndex(SIZE_MAX, {2, 2}));
-    EXPECT_FALSE(p.insertCoordinate({2, 2}, GMSMutablePath::kMaxPaddedCount));
-    EXPECT_EQ(coords(p), (std::vector<CLLocationCoordinate2D>{{1, 1}}));
+    q.replaceCoordinateAtIndex(1, {7, 7});
+    EXPECT_EQ(q.coordinates(), (Coords{{0, 0}, {7, 7}}));
+    // Padding that would exhaust memory is refused and changes nothing.
+    EXPECT_FALSE(q.replaceCoordinateAtIndex(SIZE_MAX, {2, 2}));
+    EXPECT_FALSE(q.insertCoordinate({2, 2}, GMSMutablePath::kMaxPaddedCount));
+    EXPECT_EQ(q.coordinates(), (Coords{{0, 0}, {7, 7}}));
 }
 
 TEST(GMSMutablePathTest, EveryChangeEmptiesTheCacheButABadRemovalKeepsIt) {
@@ -62,31 +45,24 @@ TEST(GMSMutablePathTest, EveryChangeEmptiesTheCacheButABadRemovalKeepsIt) {
     GMSMutablePath p{{0, 0}, {0, 1}};
     const std::vector<double>& cache = p.cummulativeLengthsOfKind(kGMSLengthGeodesic);
     const double* storage = cache.data();
-    EXPECT_NEAR(cache.back(), kMetresPerDegree, 1e-6);
-
     p.removeCoordinateAtIndex(5);
     const std::vector<double>& again = p.cummulativeLengthsOfKind(kGMSLengthGeodesic);
     EXPECT_EQ(&again, &cache); // a reference to the cache, not a copy
     EXPECT_EQ(again.data(), storage);
 
+    const auto length = [&] { return p.lengthOfKind(kGMSLengthGeodesic) / kMetresPerDegree; };
     p.addLatitude(0, 3);
-    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), 3 * kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(length(), 3, 1e-9);
     p.replaceCoordinateAtIndex(2, {0, 2});
-    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), 2 * kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(length(), 2, 1e-9);
     p.insertCoordinate({0, 5}, 1);
-    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), (5 + 4 + 1) * kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(length(), 5 + 4 + 1, 1e-9);
     p.removeCoordinateAtIndex(1);
-    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), 2 * kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(length(), 2, 1e-9);
     p.removeLastCoordinate();
-    EXPECT_NEAR(p.lengthOfKind(kGMSLengthGeodesic), kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(length(), 1, 1e-9);
     p.removeAllCoordinates();
-    EXPECT_EQ(p.lengthOfKind(kGMSLengthGeodesic), 0.0);
     EXPECT_EQ(p.cummulativeLengthsOfKind(kGMSLengthGeodesic), std::vector<double>{0.0});
-
-    GMSPath fixed{{0, 0}, {0, 1}};
-    fixed.cummulativeLengthsOfKind(kGMSLengthRhumb);
-    fixed.clearCache();
-    EXPECT_NEAR(fixed.lengthOfKind(kGMSLengthRhumb), kMetresPerDegree, 1e-6);
 }
 
 TEST(GMSMutablePathTest, CopiesAreSnapshots) {
@@ -94,28 +70,20 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     GMSPath snapshot = m.copy();
     EXPECT_TRUE(snapshot.isSameStorage(m)); // no copy until a change
     m.addLatitude(2, 2);
-    EXPECT_EQ(snapshot.count(), 1u);
-    EXPECT_EQ(m.count(), 2u);
-
     GMSMutablePath again = snapshot.mutableCopy();
     again.addLatitude(3, 3);
     EXPECT_EQ(snapshot.count(), 1u);
+    EXPECT_EQ(m.count(), 2u);
     EXPECT_EQ(again.count(), 2u);
 
     GMSPath same = snapshot.copy();
-    EXPECT_TRUE(same.isSameStorage(snapshot));
     same = same; // assigning a path to itself changes nothing
     EXPECT_EQ(same.count(), 1u);
-
     // Empty paths share one storage until one of them changes.
     GMSMutablePath a, b;
     a.addLatitude(1, 1);
     b.removeAllCoordinates();
-    EXPECT_EQ(a.count(), 1u);
-    EXPECT_EQ(b.count(), 0u);
-    EXPECT_EQ(GMSMutablePath().count(), 0u);
-    EXPECT_EQ(GMSPath().lengthOfKind(kGMSLengthRhumb), 0.0);
-
+    EXPECT_EQ(a.count() + b.count() + GMSMutablePath().count(), 1u);
     GMSPath moved = std::move(same);
     EXPECT_EQ(moved.count(), 1u);
     EXPECT_EQ(same.count(), 0u); // NOLINT: a moved-from path is empty, not broken
@@ -131,15 +99,15 @@ TEST(GMSPathTest, ThreeKindsOfLength) {
     EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthRhumb), 30 * kMetresPerDegree, 1e-6);
     EXPECT_EQ(meridian.lengthOfKind(GMSLengthKind(3)), 0.0);
     EXPECT_TRUE(meridian.cummulativeLengthsOfKind(GMSLengthKind(3)).empty());
+    meridian.clearCache();
+    EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthRhumb), 30 * kMetresPerDegree, 1e-6);
 
     // Along a parallel a rhumb line is cos(lat) times the longitude span and
     // crosses the antimeridian the short way.
     GMSPath parallel{{60, 179}, {60, -179}, {60, 179}};
     const auto& rhumb = parallel.cummulativeLengthsOfKind(kGMSLengthRhumb);
-    ASSERT_EQ(rhumb.size(), 3u);
-    EXPECT_EQ(rhumb[0], 0.0);
-    EXPECT_NEAR(rhumb[1], 2 * kMetresPerDegree * 0.5, 1e-6);
-    EXPECT_NEAR(rhumb[2], 4 * kMetresPerDegree * 0.5, 1e-6);
+    EXPECT_NEAR(rhumb[1], kMetresPerDegree, 1e-6);
+    EXPECT_NEAR(rhumb[2], 2 * kMetresPerDegree, 1e-6);
 
     // Projected: world-square units, round the back when that is shorter.
     GMSPath equator{{0, 0}, {0, 90}, {0, 170}, {0, -170}};
@@ -151,14 +119,18 @@ TEST(GMSPathTest, ThreeKindsOfLength) {
 
 TEST(GMSPathTest, SegmentsForLength) {
     GMSPath equator{{0, 0}, {0, 1}, {0, 2}, {0, 3}};
-    EXPECT_EQ(equator.segmentsForLength(0, kGMSLengthGeodesic), 0.0);
-    EXPECT_EQ(equator.segmentsForLength(-5, kGMSLengthGeodesic), 0.0);
-    EXPECT_EQ(equator.segmentsForLength(10, GMSLengthKind(3)), 0.0);
-    EXPECT_NEAR(equator.segmentsForLength(1.5 * kMetresPerDegree, kGMSLengthGeodesic), 1.5, 1e-9);
-    EXPECT_NEAR(equator.segmentsForLength(0.25 * kMetresPerDegree, kGMSLengthRhumb), 0.25, 1e-9);
-    EXPECT_EQ(equator.segmentsForLength(1e12, kGMSLengthGeodesic), 3.0); // past the end: count - 1
-    EXPECT_EQ(equator.segmentsForLength(3 * kMetresPerDegree + 1, kGMSLengthGeodesic), 3.0);
-    EXPECT_NEAR(equator.segmentsForLength(1.0 / 180.0, kGMSLengthProjected), 1.0, 1e-9);
+    const struct {
+        double length;
+        GMSLengthKind kind;
+        double segments;
+    } cases[] = {
+        {0, kGMSLengthGeodesic, 0},   {-5, kGMSLengthGeodesic, 0},          {10, GMSLengthKind(3), 0},
+        {1.5 * kMetresPerDegree, kGMSLengthGeodesic, 1.5},                  {0.25 * kMetresPerDegree, kGMSLengthRhumb, 0.25},
+        {1e12, kGMSLengthGeodesic, 3}, // past the end: count - 1
+        {1.0 / 180.0, kGMSLengthProjected, 1},
+    };
+    for (const auto& c : cases)
+        EXPECT_NEAR(equator.segmentsForLength(c.length, c.kind), c.segments, 1e-9) << c.length;
 
     // Projected lengths are spread over the Mercator function when the
     // latitude changes.
@@ -168,22 +140,20 @@ TEST(GMSPathTest, SegmentsForLength) {
     EXPECT_NEAR(north.segmentsForLength(half, kGMSLengthProjected), m(30) / m(60), 1e-12);
 }
 
-TEST(GMSPathTest, OffsetKeepsTheClassAndDoesNotNormalise) {
-    GMSPath p{{80, 170}, {-10, 0}};
-    GMSPath moved = p.pathOffsetByLatitude(20, 20);
-    EXPECT_EQ(coords(moved), (std::vector<CLLocationCoordinate2D>{{100, 190}, {10, 20}}));
-    GMSMutablePath m{{1, 1}};
-    GMSMutablePath m2 = m.pathOffsetByLatitude(1, -2);
+TEST(GMSPathTest, OffsetRectangleAndCircle) {
+    // An offset keeps the class and does not normalise.
+    EXPECT_EQ(GMSPath({{80, 170}, {-10, 0}}).pathOffsetByLatitude(20, 20).coordinates(), (Coords{{100, 190}, {10, 20}}));
+    GMSMutablePath m2 = GMSMutablePath{{1, 1}}.pathOffsetByLatitude(1, -2);
     m2.addLatitude(0, 0);
-    EXPECT_EQ(coords(m2), (std::vector<CLLocationCoordinate2D>{{2, -1}, {0, 0}}));
-    EXPECT_EQ(m.count(), 1u);
-}
+    EXPECT_EQ(m2.coordinates(), (Coords{{2, -1}, {0, 0}}));
 
-TEST(GMSPathTest, CircleGenerator) {
+    EXPECT_FALSE(GMSPath::rectanglePathWithBounds(GMSCoordinateBounds()));
+    EXPECT_EQ(GMSPath::rectanglePathWithBounds(GMSCoordinateBounds({10, 20}, {-5, -30}))->coordinates(),
+              (Coords{{-5, 20}, {10, 20}, {10, -30}, {-5, -30}}));
+
     EXPECT_FALSE(GMSPath::circlePathWithCenter({0, 0}, -1));
     EXPECT_FALSE(GMSPath::circlePathWithCenter({0, 0}, std::nan("")));
     EXPECT_FALSE(GMSPath::circlePathWithCenter({91, 0}, 10));
-
     const CLLocationCoordinate2D c{52.2, 21.0};
     auto small = GMSPath::circlePathWithCenter(c, 1000);
     ASSERT_TRUE(small);
@@ -193,23 +163,13 @@ TEST(GMSPathTest, CircleGenerator) {
     EXPECT_GT(small->coordinateAtIndex(0).latitude, 52.2);
     for (const auto& p : small->coordinates())
         EXPECT_NEAR(GMSGeometryDistance(c, p), 1000.0, 1e-6);
-    EXPECT_EQ(GMSPath::circlePathWithCenter(c, 1999999.0)->count(), 48u);
-    EXPECT_EQ(GMSPath::circlePathWithCenter(c, 2000000.0)->count(), 96u);
-    EXPECT_EQ(GMSPath::circlePathWithCenter(c, 4000000.0)->count(), 192u);
-
+    for (auto [radius, count] : {std::pair{1999999.0, 48u}, {2000000.0, 96u}, {4000000.0, 192u}})
+        EXPECT_EQ(GMSPath::circlePathWithCenter(c, radius)->count(), count) << radius;
     // A zero radius still makes a 3 cm ring; longitudes wrap near 180.
     auto tiny = GMSPath::circlePathWithCenter({0, 180}, 0);
-    ASSERT_TRUE(tiny);
     for (const auto& p : tiny->coordinates())
         EXPECT_LE(std::fabs(p.longitude), 180.0);
     EXPECT_NEAR(tiny->coordinateAtIndex(0).latitude, 0.03 / kMetresPerDegree, 1e-15);
-}
-
-TEST(GMSPathTest, RectangleGenerator) {
-    EXPECT_FALSE(GMSPath::rectanglePathWithBounds(GMSCoordinateBounds()));
-    auto r = GMSPath::rectanglePathWithBounds(GMSCoordinateBounds({10, 20}, {-5, -30}));
-    ASSERT_TRUE(r);
-    EXPECT_EQ(coords(*r), (std::vector<CLLocationCoordinate2D>{{-5, 20}, {10, 20}, {10, -30}, {-5, -30}}));
 }
 
 TEST(GMSPathTest, CopiesReadLengthsOnManyThreads) {

@@ -42,6 +42,14 @@ private:
     std::string m_payload;
 };
 
+// A connection to `url` on a manual clock.
+inline std::unique_ptr<GMSDASHConnection> connection(const std::string& url, const GMSDASHClientDescription& d = {},
+                                                     std::shared_ptr<GMSDASHClientState> state = nullptr)
+{
+    return std::make_unique<GMSDASHConnection>(QUrl(QString::fromStdString(url)), d, std::move(state),
+                                               std::make_shared<zl::ManualClock>());
+}
+
 inline std::string answerBody(std::uint16_t version, const std::vector<std::pair<std::uint16_t, std::string>>& answers)
 {
     zenloft::wire::DashOutput out;

@@ -1,7 +1,6 @@
 #include "ConnectionTestSupport.h"
 #include "DashErrors.h"
 #include "GMSDASHStreamingReply.h"
-#include "GMSUserDefaults.h"
 
 #include <gtest/gtest.h>
 
@@ -61,25 +60,6 @@ TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
     }
 }
 
-TEST(StreamingReply, EarlyRequestsFinishBeforeTheBodyEnds)
-{
-    auto reqs = make(3);
-    GMSDASHStreamingReply reply(base(reqs), nullptr);
-    const std::string body = zltest::answerBody(24, {{108, "first"}, {108, std::string(5000, 'x')}, {108, "z"}});
-    // Byte by byte: the first answer completes long before the rest arrives.
-    std::size_t firstDoneAt = 0;
-    for (std::size_t i = 0; i < body.size(); ++i) {
-        reply.appendData(body.data() + i, 1);
-        if (!firstDoneAt && !reqs[0]->outcomes.empty())
-            firstDoneAt = i + 1;
-    }
-    EXPECT_EQ(firstDoneAt, 2u + 2 + 4 + 5);
-    EXPECT_EQ(reqs[2]->outcomes, std::vector<std::string>{"ok:z"});
-    reply.finish(std::nullopt);
-    EXPECT_EQ(reqs[1]->outcomes.size(), 1u);
-    EXPECT_TRUE(reply.isDone());
-}
-
 TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
 {
     std::mt19937 rng(424242);
@@ -114,41 +94,37 @@ TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
 }
 
 namespace {
-class PayloadTest : public ::testing::Test {
-protected:
-    PayloadTest()
-    {
-        description.platformID = "ios:test";
-        description.softwareVersion = "9.9";
-        description.preferredLanguages = {"pl", "en"};
-        description.apiKey = "KEY";
-    }
-    std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state)
-    {
-        return std::make_unique<GMSDASHConnection>(QUrl("http://127.0.0.1:1/glm/mmap"), description, state,
-                                                   std::make_shared<zl::ManualClock>());
-    }
-    GMSDASHClientDescription description;
-};
+GMSDASHClientDescription description()
+{
+    GMSDASHClientDescription d;
+    d.platformID = "ios:test";
+    d.softwareVersion = "9.9";
+    d.preferredLanguages = {"pl", "en"};
+    d.apiKey = "KEY";
+    return d;
+}
+
+std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state,
+                                              const GMSDASHClientDescription& d = description())
+{
+    return zltest::connection("http://127.0.0.1:1/glm/mmap", d, std::move(state));
+}
 }  // namespace
 
-TEST_F(PayloadTest, HeaderIdentityRequestsAndBodiesByteForByte)
+TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
 {
     auto conn = connection(std::make_shared<GMSDASHClientState>(nullptr));
     std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108, "xyz")};
     const std::string body = conn->buildServerPayloadForRequests(reqs);
     ASSERT_EQ(reqs.size(), 3u);  // cookie request, client properties, ours
-    EXPECT_EQ(reqs[0]->requestID(), 15);
-    EXPECT_EQ(reqs[1]->requestID(), 62);
 
+    // Version 24, no cookie yet, the first language, the app store channel.
+    DashRequestHeader expected;
+    expected.language = u"pl";
+    expected.platform = u"ios:test";
+    expected.softwareVersion = u"9.9";
     DashInput in(body, true);
-    const DashRequestHeader h = readRequestHeader(in);
-    EXPECT_EQ(h.protocolVersion, 24);
-    EXPECT_EQ(h.userCookie, 0u);
-    EXPECT_EQ(h.language, u"pl");
-    EXPECT_EQ(h.platform, u"ios:test");
-    EXPECT_EQ(h.softwareVersion, u"9.9");
-    EXPECT_EQ(h.distributionChannel, u"iOS-AppStore");
+    EXPECT_EQ(readRequestHeader(in), expected);
     EXPECT_EQ(in.readUInt16(), 15);
     EXPECT_EQ(in.readUInt16(), 62);
     const auto props = in.readLengthPrefixed();
@@ -163,7 +139,7 @@ TEST_F(PayloadTest, HeaderIdentityRequestsAndBodiesByteForByte)
     EXPECT_EQ(reqs[0]->sentBytes(), 2);
 }
 
-TEST_F(PayloadTest, KnownCookieAndSuppressedUserState)
+TEST(Payload, KnownCookieSuppressedUserStateAndOverlongHeader)
 {
     auto state = std::make_shared<GMSDASHClientState>(nullptr);
     state->setUserCookie(0x0102030405060708ULL, 0);
@@ -180,12 +156,9 @@ TEST_F(PayloadTest, KnownCookieAndSuppressedUserState)
     ASSERT_EQ(reqs.size(), 2u);  // no id 15
     EXPECT_EQ(reqs[0]->requestID(), 62);
     EXPECT_EQ(body.substr(2, 8), std::string(8, '\0'));
-}
 
-TEST_F(PayloadTest, OverlongHeaderStringIsRefused)
-{
-    description.preferredLanguages = {QString(21846, QChar(0x0800))};
-    auto conn = connection(nullptr);
-    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108)};
-    EXPECT_THROW(conn->buildServerPayloadForRequests(reqs), DashStringTooLongError);
+    GMSDASHClientDescription overlong = description();
+    overlong.preferredLanguages = {QString(21846, QChar(0x0800))};
+    reqs = {std::make_shared<RecordingRequest>(108)};
+    EXPECT_THROW(connection(nullptr, overlong)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
 }

@@ -1,6 +1,7 @@
 #include "ConnectionTestSupport.h"
 #include "FakeDashServer.h"
 #include "GMSDASHClientIdentity.h"
+#include "GMSDASHQuotaEventRequest.h"
 #include "GMSUserDefaults.h"
 #include "GMSXGeoHeaderEncoder.h"
 
@@ -42,20 +43,37 @@ TEST(CookieRecord, LayoutAndHmac)
     EXPECT_FALSE(GMSDASHCookieRecord::decode(QByteArray()).has_value());
 }
 
-TEST(ClientState, KeysInTheSettingsFile)
+// The properties answer updates the identity, which lives under its keys in
+// the settings file; a tampered cookie record counts as no cookie.
+TEST(ClientState, PropertiesAnswerUpdatesTheIdentityKeysInTheSettingsFile)
 {
     QTemporaryDir dir;
     const QString ini = dir.filePath("settings.ini");
     {
         GMSSettingsUserDefaults defaults(ini);
-        GMSDASHClientState state(&defaults);
-        EXPECT_EQ(state.userCookie(), 0u);
-        state.setUserCookie(99, 1000.0);
-        state.setCohort("c1");
-        EXPECT_TRUE(state.setLegalCountry("PL"));
-        EXPECT_FALSE(state.setLegalCountry("PL"));
-        state.setZwiebackCookie("zw");
-        state.setShortbreadToken("tok");
+        auto state = std::make_shared<GMSDASHClientState>(&defaults);
+        EXPECT_EQ(state->userCookie(), 0u);
+        GMSDASHClientDescription d;
+        d.wantsZwiebackCookie = true;
+        const auto conn = zltest::connection("http://127.0.0.1:1/glm/mmap", d, state);
+        EXPECT_TRUE(conn->isWaitingForCookies());
+        QSignalSpy legal(conn.get(), &GMSDASHConnection::kLegalCountryChangedNotification);
+        GMSx_GMMClientPropertiesResponseProto r;
+        r.set_new_cohort("c1");
+        r.set_new_legal_country("PL");
+        r.set_new_zwieback_nid_cookie("zw");
+        conn->updateFromGMMClientPropertiesResponseProto(r, false, false);
+        conn->storeUserCookie(99);
+        EXPECT_EQ(conn->legalCountry(), "PL");
+        EXPECT_FALSE(conn->isWaitingForCookies());
+        conn->updateFromGMMClientPropertiesResponseProto(r, false, false);
+        EXPECT_EQ(legal.count(), 1);  // unchanged country: no second notification
+        EXPECT_FALSE(state->setLegalCountry("PL"));
+        state->setShortbreadToken("tok");
+        // Skipping user state leaves cohort and cookie alone.
+        GMSx_GMMClientPropertiesResponseProto other;
+        other.set_new_cohort("ignored");
+        conn->updateFromGMMClientPropertiesResponseProto(other, true, true);
     }
     QSettings raw(ini, QSettings::IniFormat);
     EXPECT_EQ(raw.value("GMSMapsUserCookie").toByteArray().size(), 48);
@@ -65,48 +83,12 @@ TEST(ClientState, KeysInTheSettingsFile)
     EXPECT_EQ(raw.value("GMSMapsUserClientShortbreadToken").toByteArray(), QByteArray("tok"));
 
     GMSSettingsUserDefaults again(ini);
-    GMSDASHClientState reread(&again);
-    EXPECT_EQ(reread.userCookie(), 99u);
-    EXPECT_EQ(reread.snapshot().cohort, "c1");
-
-    // A tampered record counts as no cookie.
+    EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 99u);
+    EXPECT_EQ(GMSDASHClientState(&again).snapshot().cohort, "c1");
     QByteArray rec = raw.value("GMSMapsUserCookie").toByteArray();
     rec[17] = static_cast<char>(rec[17] ^ 0x40);
     again.setObject(rec, "GMSMapsUserCookie");
-    GMSDASHClientState tampered(&again);
-    EXPECT_EQ(tampered.userCookie(), 0u);
-}
-
-TEST(ClientState, PropertiesAnswerUpdatesIdentityAndStatuses)
-{
-    QTemporaryDir dir;
-    GMSSettingsUserDefaults defaults(dir.filePath("s.ini"));
-    auto state = std::make_shared<GMSDASHClientState>(&defaults);
-    GMSDASHClientDescription d;
-    d.wantsZwiebackCookie = true;
-    GMSDASHConnection conn(QUrl("http://127.0.0.1:1/glm/mmap"), d, state, std::make_shared<zl::ManualClock>());
-    EXPECT_TRUE(conn.isWaitingForCookies());
-    QSignalSpy legal(&conn, &GMSDASHConnection::kLegalCountryChangedNotification);
-
-    GMSx_GMMClientPropertiesResponseProto r;
-    r.set_new_cohort("new");
-    r.set_new_legal_country("DE");
-    r.set_new_zwieback_nid_cookie("nid");
-    conn.updateFromGMMClientPropertiesResponseProto(r, false, false);
-    conn.storeUserCookie(5);
-    EXPECT_EQ(defaults.objectForKey("GMSMapsUserClientCohort").toString(), "new");
-    EXPECT_EQ(defaults.objectForKey("GMSMapsUserClientZwiebackCookie").toString(), "nid");
-    EXPECT_EQ(conn.legalCountry(), "DE");
-    EXPECT_EQ(legal.count(), 1);
-    EXPECT_FALSE(conn.isWaitingForCookies());
-    conn.updateFromGMMClientPropertiesResponseProto(r, false, false);
-    EXPECT_EQ(legal.count(), 1);  // unchanged country: no notification
-
-    // Skipping user state leaves cohort and cookie alone.
-    GMSx_GMMClientPropertiesResponseProto other;
-    other.set_new_cohort("ignored");
-    conn.updateFromGMMClientPropertiesResponseProto(other, true, true);
-    EXPECT_EQ(state->snapshot().cohort, "new");
+    EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 0u);
 }
 
 TEST(ClientState, ServerVerdictsReachTheNamedRequests)
@@ -128,13 +110,12 @@ TEST(ClientState, ServerVerdictsReachTheNamedRequests)
         out.writeLengthPrefixed("fine");
         res.set_content(out.take(), "application/binary");
     });
-    GMSDASHConnection conn(QUrl(QString::fromStdString(server.url())), {}, nullptr,
-                           std::make_shared<zl::ManualClock>());
+    const auto conn = zltest::connection(server.url());
     auto ok = std::make_shared<zltest::RecordingRequest>(108);
     auto refused = std::make_shared<zltest::RecordingRequest>(108);
-    conn.sendRequest(ok);
-    conn.sendRequest(refused);
-    conn.resumeSending();
+    conn->sendRequest(ok);
+    conn->sendRequest(refused);
+    conn->resumeSending();
     ASSERT_TRUE(zltest::waitFor([&] { return !refused->outcomes.empty() && !ok->outcomes.empty(); }));
     EXPECT_EQ(ok->outcomes, std::vector<std::string>{"ok:fine"});
     EXPECT_EQ(refused->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
@@ -142,13 +123,17 @@ TEST(ClientState, ServerVerdictsReachTheNamedRequests)
 
 TEST(XGeo, EncodingAndOverrides)
 {
-    GMSx_GMMLocationDescriptorProto a;
-    a.set_producer(1);
-    a.mutable_latlng()->set_lat_e7(1);
-    GMSx_GMMLocationDescriptorProto b;
-    b.set_producer(2);
-    const QByteArray header = GMSXGeoHeaderEncoder::encodeWithLocationDescriptors({a, b});
-    const QList<QByteArray> parts = header.split(' ');
+    const auto descriptor = [](int producer, int role = 0, int latE7 = 0) {
+        GMSx_GMMLocationDescriptorProto d;
+        d.set_producer(producer);
+        if (role)
+            d.set_role(role);
+        if (latE7)
+            d.mutable_latlng()->set_lat_e7(latE7);
+        return d;
+    };
+    const auto a = descriptor(1, 0, 1), b = descriptor(2);
+    const QList<QByteArray> parts = GMSXGeoHeaderEncoder::encodeWithLocationDescriptors({a, b}).split(' ');
     ASSERT_EQ(parts.size(), 4);
     EXPECT_EQ(parts[0], "w");
     EXPECT_EQ(parts[2], "w");
@@ -158,21 +143,42 @@ TEST(XGeo, EncodingAndOverrides)
     ASSERT_TRUE(back.ParseFromArray(raw.constData(), static_cast<int>(raw.size())));
     EXPECT_EQ(back.latlng().lat_e7(), 1);
 
+    // The first request to name a producer wins; producers new to the list join it.
     auto r1 = std::make_shared<zltest::RecordingRequest>(108);
     auto r2 = std::make_shared<zltest::RecordingRequest>(108);
-    GMSx_GMMLocationDescriptorProto o1;
-    o1.set_producer(1);
-    o1.set_role(7);
-    GMSx_GMMLocationDescriptorProto o1late;
-    o1late.set_producer(1);
-    o1late.set_role(9);
-    GMSx_GMMLocationDescriptorProto o3;
-    o3.set_producer(3);
-    r1->setLocationDescriptorOverrides({o1});
-    r2->setLocationDescriptorOverrides({o1late, o3});
+    r1->setLocationDescriptorOverrides({descriptor(1, 7)});
+    r2->setLocationDescriptorOverrides({descriptor(1, 9), descriptor(3)});
     const auto merged = GMSXGeoHeaderEncoder::mergeOverrides({a, b}, {r1, r2});
     ASSERT_EQ(merged.size(), 3u);
-    EXPECT_EQ(merged[0].role(), 7);  // the first request to name producer 1 wins
+    EXPECT_EQ(merged[0].role(), 7);
     EXPECT_EQ(merged[0].latlng().lat_e7(), 1);
     EXPECT_EQ(merged[2].producer(), 3);
+}
+
+// A map-load quota event: its body, and the two lines logged when the
+// service refuses the key (none when it accepts it).
+TEST(QuotaEvent, ARefusedKeyIsLoggedWithTheBundle)
+{
+    for (const auto verdict : {QUOTA_RESPONSE_OK, QUOTA_RESPONSE_INVALID_KEY}) {
+        zltest::LogCapture log;
+        GMSDASHQuotaEventRequest r("bad-key", "app.zenloft", "Zenloft");
+        DashOutput sent;
+        r.asyncSerializeRequestData(sent, nullptr);
+        DashInput body(sent.bytes(), true);
+        GMSx_GMMApiQuotaEventRequestProto event;
+        const auto block = body.readLengthPrefixed();
+        ASSERT_TRUE(event.ParseFromArray(block.data(), static_cast<int>(block.size())));
+        EXPECT_EQ(event.event_array(0).type(), QUOTA_EVENT_MAP_LOAD);
+        EXPECT_EQ(event.event_array(0).quota_units(), 1);
+
+        GMSx_GMMApiQuotaEventResponseProto answer;
+        answer.set_response(verdict);
+        DashOutput out;
+        out.writeMessage(answer);
+        DashInput in(out.bytes(), true);
+        ASSERT_TRUE(r.asyncReadResponse(in, nullptr));
+        const bool refused = verdict != QUOTA_RESPONSE_OK;
+        EXPECT_EQ(log.contains("Zenloft cannot connect or validate APIKey: bad-key"), refused);
+        EXPECT_EQ(log.contains("Your key may be invalid for your bundle ID: app.zenloft"), refused);
+    }
 }

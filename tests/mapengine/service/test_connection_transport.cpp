@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include <QSignalSpy>
@@ -32,67 +33,46 @@ std::string gzip(const std::string& raw)
     return out;
 }
 
-class TransportTest : public ::testing::Test {
-protected:
-    std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
-    {
-        GMSDASHClientDescription d;
-        d.apiKey = "KEY";
-        auto c = std::make_unique<GMSDASHConnection>(QUrl(QString::fromStdString(server.url())), d,
-                                                     std::make_shared<GMSDASHClientState>(nullptr),
-                                                     std::make_shared<zl::ManualClock>());
-        return c;
-    }
-    // Sends one request on a resumed connection and waits for its end.
-    static void sendAndWait(GMSDASHConnection& conn, Outcome& outcome)
-    {
-        conn.sendRequest(tileRequest(outcome));
-        ASSERT_TRUE(zltest::waitFor([&] { return outcome.done > 0; }));
-    }
-};
+std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
+{
+    GMSDASHClientDescription d;
+    d.apiKey = "KEY";
+    return zltest::connection(server.url(), d, std::make_shared<GMSDASHClientState>(nullptr));
+}
+
+bool allDone(const std::vector<Outcome>& outcomes)
+{
+    return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; });
+}
 
 }  // namespace
 
-TEST_F(TransportTest, SuspendedUntilResumedThenAnswered)
-{
-    FakeDashServer server;
-    auto conn = connect(server);
-    Outcome a, b;
-    auto ra = tileRequest(a, 1);
-    auto rb = tileRequest(b, 2);
-    conn->sendRequest(ra);
-    conn->sendRequest(rb);
-    EXPECT_EQ(conn->pendingRequestCount(), 2);
-    QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
-    conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0 && b.done > 0; }));
-    EXPECT_FALSE(a.error.has_value());
-    EXPECT_EQ(a.payload, ra->message().SerializeAsString());
-    EXPECT_EQ(b.payload, rb->message().SerializeAsString());
-    EXPECT_EQ(server.postCount(), 1);  // both in one body
-    ASSERT_EQ(starting.count(), 1);
-    EXPECT_TRUE(starting.at(0).at(0).toMap().contains("groupID"));
-    // The cookie came back and is kept; the next body no longer asks.
-    EXPECT_EQ(conn->clientState()->userCookie(), 77u);
-    EXPECT_EQ(conn->clientState()->snapshot().cohort, "test-cohort");
-    EXPECT_GT(conn->outgoingCount(), 0);
-    EXPECT_GT(conn->incomingCount(), 0);
-}
-
-TEST_F(TransportTest, BatchesOfFiftyAndTheFirstPostGoesAlone)
+// Requests wait for resumeSending(), then go in bodies of at most 50; without
+// a cookie the first body goes alone and only it asks for one.
+TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
 {
     FakeDashServer server;
     auto conn = connect(server);
     std::vector<Outcome> outcomes(120);
-    for (int i = 0; i < 120; ++i)
-        conn->sendRequest(tileRequest(outcomes[static_cast<std::size_t>(i)], i));
+    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
+    for (int i = 0; i < 120; ++i) {
+        requests.push_back(tileRequest(outcomes[static_cast<std::size_t>(i)], i));
+        conn->sendRequest(requests.back());
+    }
+    EXPECT_EQ(conn->pendingRequestCount(), 120);
+    EXPECT_EQ(server.postCount(), 0);
+    QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] {
-        return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done == 1; });
-    }));
-    // 120 requests: bodies of at most 50 (+ identity requests).
+    ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        EXPECT_FALSE(outcomes[i].error.has_value()) << i;
+        EXPECT_EQ(outcomes[i].payload, requests[i]->message().SerializeAsString()) << i;
+    }
     EXPECT_EQ(server.postCount(), 3);
+    ASSERT_EQ(starting.count(), 3);
+    EXPECT_TRUE(starting.at(0).at(0).toMap().contains("groupID"));
     int asking = 0;
+    std::vector<int> tilesPerBody;
     for (const auto& body : server.bodies()) {
         DashInput in(body, true);
         readRequestHeader(in);
@@ -104,85 +84,88 @@ TEST_F(TransportTest, BatchesOfFiftyAndTheFirstPostGoesAlone)
             tiles += id == kDashMapTileRequest;
             asking += id == kDashUserCookieRequest;
         }
-        EXPECT_LE(tiles, 50);
+        tilesPerBody.push_back(tiles);
     }
-    // Without a cookie the first POST went alone, and only it asked for one.
+    std::sort(tilesPerBody.begin(), tilesPerBody.end());  // the last two bodies may arrive in either order
+    EXPECT_EQ(tilesPerBody, (std::vector<int>{20, 50, 50}));
     EXPECT_EQ(asking, 1);
+    // The cookie and cohort came back and are kept.
+    EXPECT_EQ(conn->clientState()->userCookie(), 77u);
+    EXPECT_EQ(conn->clientState()->snapshot().cohort, "test-cohort");
+    EXPECT_GT(conn->outgoingCount(), 0);
+    EXPECT_GT(conn->incomingCount(), 0);
 }
 
-TEST_F(TransportTest, HttpFailureGarbageAndWrongTypeFailEachRequestOnce)
+// What the server sends back decides each of two requests' outcome: an HTTP
+// failure, garbage, a wrong content type, a gzip body, a spoilt message.
+TEST(Transport, EachAnswerKindEndsEachRequestOnce)
 {
-    std::atomic<int> mode{0};
-    FakeDashServer server([&](const httplib::Request& req, httplib::Response& res) {
-        switch (mode.load()) {
-        case 0:
-            res.status = 503;
-            res.set_content("busy", "text/plain");
-            break;
-        case 1:
-            res.set_content("\x00\x18garbage-garbage", "application/binary");
-            break;
-        default:
-            res.set_content(FakeDashServer::echoAnswer(req.body), "text/html");
+    const auto spoilFirstTile = [](std::string answer) {
+        // The first tile answer's message bytes (its length kept).
+        answer[answer.find(std::string("\x00\x6c", 2)) + 2 + 4] = '\xff';
+        return answer;
+    };
+    const struct {
+        const char* what;
+        FakeDashServer::Handler handler;
+        std::vector<std::string> outcomes;  // "ok" or "domain:code"
+    } cases[] = {
+        {"503",
+         [](const httplib::Request&, httplib::Response& res) {
+             res.status = 503;
+             res.set_content("busy", "text/plain");
+         },
+         {"GMSDASHHTTPErrorDomain:503", "GMSDASHHTTPErrorDomain:503"}},
+        {"garbage",
+         [](const httplib::Request&, httplib::Response& res) {
+             res.set_content("\x00\x18garbage-garbage", "application/binary");
+         },
+         {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
+        {"wrong type",
+         [](const httplib::Request& req, httplib::Response& res) {
+             res.set_content(FakeDashServer::echoAnswer(req.body), "text/html");
+         },
+         {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
+        {"gzip",
+         [](const httplib::Request& req, httplib::Response& res) {
+             EXPECT_EQ(req.get_header_value("Accept-Encoding"), "gzip");
+             EXPECT_EQ(req.get_header_value("Content-Type"), "application/binary");
+             EXPECT_NE(req.get_header_value("User-Agent").find("(gzip)"), std::string::npos);
+             res.set_header("Content-Encoding", "gzip");
+             res.set_content(gzip(FakeDashServer::echoAnswer(req.body)), "application/binary");
+         },
+         {"ok", "ok"}},
+        {"spoilt message",
+         [&](const httplib::Request& req, httplib::Response& res) {
+             res.set_content(spoilFirstTile(FakeDashServer::echoAnswer(req.body)), "application/binary");
+         },
+         {"GMSDASHConnectionErrorDomain:101", "ok"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        FakeDashServer server(c.handler);
+        auto conn = connect(server);
+        std::vector<Outcome> outcomes(2);
+        const auto a = tileRequest(outcomes[0], 1), b = tileRequest(outcomes[1], 2);
+        conn->sendRequest(a);
+        conn->sendRequest(b);
+        conn->resumeSending();
+        ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
+        for (std::size_t i = 0; i < 2; ++i) {
+            const Outcome& o = outcomes[i];
+            EXPECT_EQ(o.done, 1);
+            EXPECT_EQ(o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code) : "ok", c.outcomes[i]);
+            if (!o.error) {
+                EXPECT_EQ(o.payload, (i ? b : a)->message().SerializeAsString());
+            }
         }
-    });
-    auto conn = connect(server);
-    conn->resumeSending();
-    Outcome busy;
-    sendAndWait(*conn, busy);
-    ASSERT_TRUE(busy.error);
-    EXPECT_EQ(busy.error->domain, kGMSDASHHTTPErrorDomain);
-    EXPECT_EQ(busy.error->code, 503);
-    EXPECT_EQ(busy.error->data, QByteArray("busy"));
-    for (int m : {1, 2}) {
-        mode = m;
-        Outcome o;
-        sendAndWait(*conn, o);
-        ASSERT_TRUE(o.error) << m;
-        EXPECT_EQ(o.error->code, 100) << m;
-        EXPECT_EQ(o.done, 1) << m;
+        if (outcomes[0].error && outcomes[0].error->code == 503) {
+            EXPECT_EQ(outcomes[0].error->data, QByteArray("busy"));
+        }
     }
-    EXPECT_EQ(busy.done, 1);
 }
 
-TEST_F(TransportTest, GzipAnswersAreInflated)
-{
-    FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
-        EXPECT_EQ(req.get_header_value("Accept-Encoding"), "gzip");
-        EXPECT_EQ(req.get_header_value("Content-Type"), "application/binary");
-        EXPECT_NE(req.get_header_value("User-Agent").find("(gzip)"), std::string::npos);
-        res.set_header("Content-Encoding", "gzip");
-        res.set_content(gzip(FakeDashServer::echoAnswer(req.body)), "application/binary");
-    });
-    auto conn = connect(server);
-    conn->resumeSending();
-    Outcome a;
-    sendAndWait(*conn, a);
-    EXPECT_FALSE(a.error.has_value());
-    EXPECT_EQ(a.payload, tileRequest(a)->message().SerializeAsString());
-}
-
-TEST_F(TransportTest, BadMessageGives101AndTheRestStillReads)
-{
-    FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
-        std::string answer = FakeDashServer::echoAnswer(req.body);
-        // Spoil the first tile answer's message bytes (keep its length).
-        const std::size_t at = answer.find(std::string("\x00\x6c", 2));
-        answer[at + 2 + 4] = '\xff';
-        res.set_content(answer, "application/binary");
-    });
-    auto conn = connect(server);
-    Outcome a, b;
-    conn->sendRequest(tileRequest(a, 1));
-    conn->sendRequest(tileRequest(b, 2));
-    conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0 && b.done > 0; }));
-    ASSERT_TRUE(a.error);
-    EXPECT_EQ(a.error->code, 101);
-    EXPECT_FALSE(b.error.has_value());
-}
-
-TEST_F(TransportTest, StalledAnswerTimesOutAfterEarlyRequestsFinished)
+TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinished)
 {
     FakeDashServer* self = nullptr;
     FakeDashServer server([&self](const httplib::Request& req, httplib::Response& res) {
@@ -213,7 +196,7 @@ TEST_F(TransportTest, StalledAnswerTimesOutAfterEarlyRequestsFinished)
     server.release();
 }
 
-TEST_F(TransportTest, ManyThreadsSendAndEachRequestEndsOnce)
+TEST(Transport, ManyThreadsSendAndEachRequestEndsOnce)
 {
     FakeDashServer server;
     auto conn = connect(server);
@@ -231,9 +214,7 @@ TEST_F(TransportTest, ManyThreadsSendAndEachRequestEndsOnce)
     }
     for (auto& s : senders)
         s.join();
-    ASSERT_TRUE(zltest::waitFor([&] {
-        return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; });
-    }));
+    ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
         EXPECT_EQ(outcomes[i].done, 1) << i;
         EXPECT_FALSE(outcomes[i].error.has_value()) << i;
@@ -243,7 +224,7 @@ TEST_F(TransportTest, ManyThreadsSendAndEachRequestEndsOnce)
     EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
 
-TEST_F(TransportTest, ClosingTheConnectionEndsRequestsInFlight)
+TEST(Transport, ClosingTheConnectionEndsRequestsInFlight)
 {
     FakeDashServer* self = nullptr;
     FakeDashServer server([&self](const httplib::Request&, httplib::Response& res) {

@@ -1,9 +1,15 @@
+// The wire's byte formats: integers, strings in modified UTF-8, the request
+// header, length-prefixed messages, and reading input that is still open.
 #include "DashErrors.h"
 #include "DashFraming.h"
+#include "DashOutput.h"
+#include "ModifiedUtf8.h"
 #include "dash.pb.h"
 #include "maptile.pb.h"
 
 #include <gtest/gtest.h>
+
+#include <random>
 
 using namespace zenloft::wire;
 
@@ -15,26 +21,52 @@ std::string bytes(std::initializer_list<int> b)
         s.push_back(static_cast<char>(v));
     return s;
 }
+
+std::string hex(const std::string& s)
+{
+    static const char* d = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : s) {
+        out += d[c >> 4];
+        out += d[c & 15];
+        out += ' ';
+    }
+    if (!out.empty())
+        out.pop_back();
+    return out;
+}
+
+std::string encoded(const std::u16string& s)
+{
+    std::string out;
+    appendModifiedUtf8(out, s);
+    EXPECT_EQ(out.size(), modifiedUtf8Length(s));
+    return hex(out);
+}
 }  // namespace
 
-TEST(DashFraming, IntegersAreBigEndian)
+TEST(DashFraming, IntegersAreBigEndianAndBlocksCarryTheirLength)
 {
     DashOutput out;
     out.writeUInt16(0x0102);
     out.writeUInt32(0x03040506);
     out.writeUInt64(0x0708090A0B0C0D0EULL);
     out.writeInt64(-2);
-    EXPECT_EQ(out.bytes(), bytes({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 0xFF, 0xFF, 0xFF,
-                                  0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
+    GMSx_GMMClientPropertiesRequestProto p;
+    p.set_cohort("c");
+    out.writeMessage(p);
+    EXPECT_EQ(hex(out.bytes()), "01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E FF FF FF FF FF FF FF FE 00 00 00 03 "
+                                + hex(p.SerializeAsString()));
     DashInput in(out.bytes(), true);
     EXPECT_EQ(in.readUInt16(), 0x0102);
     EXPECT_EQ(in.readUInt32(), 0x03040506u);
     EXPECT_EQ(in.readUInt64(), 0x0708090A0B0C0D0EULL);
     EXPECT_EQ(in.readInt64(), -2);
+    EXPECT_EQ(in.readLengthPrefixed(), p.SerializeAsString());
     EXPECT_TRUE(in.atEnd());
 }
 
-TEST(DashFraming, HeaderByteForByte)
+TEST(DashFraming, HeaderByteForByteOrNotAtAll)
 {
     DashRequestHeader h;
     h.userCookie = 0x1122334455667788ULL;
@@ -47,37 +79,15 @@ TEST(DashFraming, HeaderByteForByte)
         + bytes({0, 2}) + "pl" + bytes({0, 9}) + "ios:linux" + bytes({0, 3}) + "0.1"
         + bytes({0, 12}) + "iOS-AppStore";
     EXPECT_EQ(out.bytes(), expected);
-
     DashInput in(out.bytes(), true);
     EXPECT_EQ(readRequestHeader(in), h);
     EXPECT_TRUE(in.atEnd());
-}
 
-TEST(DashFraming, HeaderWithOverlongStringWritesNothing)
-{
-    DashRequestHeader h;
+    // A string too long for its 16-bit count: nothing of the header is written.
     h.language = std::u16string(21846, u'\u4E2D');
-    DashOutput out;
-    EXPECT_THROW(writeRequestHeader(out, h), DashStringTooLongError);
-    EXPECT_EQ(out.size(), 0u);
-}
-
-TEST(DashFraming, LengthPrefixedMessage)
-{
-    GMSx_GMMClientPropertiesRequestProto p;
-    p.set_cohort("c1");
-    p.set_gzip_enabled(true);
-    p.mutable_ios_api_app_fingerprint()->set_api_key("k");
-    DashOutput out;
-    out.writeUInt16(kDashClientPropertiesRequest);
-    out.writeMessage(p);
-    const std::string serialized = p.SerializeAsString();
-    EXPECT_EQ(out.bytes().substr(0, 6),
-              bytes({0, 62, 0, 0, 0, static_cast<int>(serialized.size())}));
-    EXPECT_EQ(out.bytes().substr(6), serialized);
-    DashInput in(out.bytes(), true);
-    EXPECT_EQ(in.readUInt16(), 62);
-    EXPECT_EQ(in.readLengthPrefixed(), serialized);
+    DashOutput refused;
+    EXPECT_THROW(writeRequestHeader(refused, h), DashStringTooLongError);
+    EXPECT_EQ(refused.size(), 0u);
 }
 
 TEST(DashFraming, ProtoFieldNumbersAreTheProtocols)
@@ -130,4 +140,106 @@ TEST(DashFraming, BodyKinds)
                             {75, DashBodyKind::LengthPrefixed}, {108, DashBodyKind::LengthPrefixed},
                             {999, DashBodyKind::Unknown}})
         EXPECT_EQ(requestBodyKind(static_cast<std::uint16_t>(id)), kind) << id;
+}
+
+TEST(ModifiedUtf8, EncodesEachWidthNulAndSurrogateHalves)
+{
+    EXPECT_EQ(encoded(u"A"), "41");
+    EXPECT_EQ(encoded(std::u16string(1, u'\0')), "C0 80");
+    EXPECT_EQ(encoded(u"\u007F\u0080\u07FF\u0800\uFFFF"), "7F C2 80 DF BF E0 A0 80 EF BF BF");
+    EXPECT_EQ(encoded(u"\U0001F600"), "ED A0 BD ED B8 80");  // D83D DE00: three bytes each
+}
+
+TEST(ModifiedUtf8, RoundTripsRandomUnits)
+{
+    std::mt19937 rng(7);
+    for (int round = 0; round < 200; ++round) {
+        std::u16string s;
+        const int n = rng() % 40;
+        for (int i = 0; i < n; ++i)
+            s.push_back(static_cast<char16_t>(rng() % 0x10000));
+        std::string enc;
+        appendModifiedUtf8(enc, s);
+        EXPECT_EQ(enc.size(), modifiedUtf8Length(s));
+        std::u16string back;
+        ASSERT_TRUE(decodeModifiedUtf8(enc, back));
+        EXPECT_EQ(back, s);
+    }
+}
+
+TEST(ModifiedUtf8, RejectsMalformedSequences)
+{
+    std::u16string out;
+    for (const char* bad : {"\xC2", "\xE0\x80", "\xF0\x9F\x98\x80", "\x80"})
+        EXPECT_FALSE(decodeModifiedUtf8(bad, out)) << hex(bad);
+}
+
+TEST(ModifiedUtf8, Utf8ConversionsKeepSupplementaryCharacters)
+{
+    const std::string utf8 = "Zażółć \xF0\x9F\x98\x80";
+    EXPECT_EQ(utf16ToUtf8(utf8ToUtf16(utf8)), utf8);
+}
+
+TEST(DashOutputString, Limit)
+{
+    // 21846 characters at or above U+0800 take 65538 bytes: refused, and the
+    // output is left as it was.
+    const std::u16string big(21846, u'\u0800');
+    EXPECT_EQ(modifiedUtf8Length(big), 65538u);
+    DashOutput refused;
+    refused.writeUInt16(7);
+    EXPECT_THROW(refused.writeString(big), DashStringTooLongError);
+    EXPECT_EQ(hex(refused.bytes()), "00 07");
+    // One character fewer fits (65535 bytes).
+    EXPECT_NO_THROW(refused.writeString(std::u16string(21845, u'\u0800')));
+}
+
+namespace {
+std::string validBody()
+{
+    DashRequestHeader h;
+    h.userCookie = 42;
+    h.language = u"en";
+    h.platform = u"ios:zenloft";
+    h.softwareVersion = u"1.0";
+    DashOutput out;
+    writeRequestHeader(out, h);
+    out.writeUInt16(kDashUserCookieRequest);
+    out.writeUInt16(kDashMapTileRequest);
+    out.writeLengthPrefixed("abc");
+    return out.take();
+}
+
+// Reads what a body holds the way a receiver does; any outcome but a crash
+// or an exception other than the framing's is acceptable.
+void readAll(std::string_view body, bool complete)
+{
+    DashInput in(body, complete);
+    readRequestHeader(in);
+    for (int guard = 0; guard < 1000 && !in.atEnd(); ++guard) {
+        const auto id = in.readUInt16();
+        if (requestBodyKind(id) == DashBodyKind::LengthPrefixed)
+            in.readLengthPrefixed();
+        else if (requestBodyKind(id) == DashBodyKind::Unknown)
+            throw DashFramingError("unknown id");
+    }
+}
+}  // namespace
+
+// Random and mutated bodies go through the same reader in the map service's
+// fuzz test; here every cut of a body, complete and still open.
+TEST(DashFuzz, EveryTruncationIsAFramingErrorOrNeedsMore)
+{
+    const std::string body = validBody();
+    ASSERT_NO_THROW(readAll(body, true));
+    // Cuts that fall between requests still make a valid (shorter) body.
+    const std::size_t header = body.size() - 2 - 2 - 4 - 3;
+    for (std::size_t n = 0; n < body.size(); ++n) {
+        const std::string_view cut(body.data(), n);
+        if (n == header || n == header + 2)
+            EXPECT_NO_THROW(readAll(cut, true)) << n;
+        else
+            EXPECT_THROW(readAll(cut, true), DashFramingError) << n;
+        EXPECT_THROW(readAll(cut, false), DashNeedMoreData) << n;
+    }
 }
