@@ -198,39 +198,25 @@ TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
     log += nmea("GPRMC,093000.00,A,5213.782,N,02100.732,E,003.9,087.0,040526,,,A");
     log += nmea("GPRMC,093000.01,A,5213.788,N,02100.738,E,004.0,088.0,040526,,,A");
     log += nmea("GPRMC,093000.02,A,5213.794,N,02100.744,E,,,040526,,,A");
-    std::unique_ptr<QtPositionBackend> backend(QtPositionBackend::createNmeaFile(writeFile(dir, "run.nmea", log)));
-    QSignalSpy ready(backend.get(), &QtPositionBackend::ready);
+    zltest::LogCapture messages;
     QList<CLLocation> fixes;
-    QObject::connect(backend.get(), &LocationBackend::locationsUpdated, [&](const QList<CLLocation>& l) { fixes += l; });
-    backend->setPositionsWanted(true);
-    ASSERT_TRUE(zltest::waitFor([&] { return ready.count() == 1; }));
-    EXPECT_TRUE(ready.at(0).at(0).toBool());
-    ASSERT_TRUE(zltest::waitFor([&] { return fixes.size() >= 3; }));
+    for (const QString& path : {writeFile(dir, "run.nmea", log), QStringLiteral("/nonexistent/run.nmea")}) {
+        std::unique_ptr<QtPositionBackend> backend(QtPositionBackend::createNmeaFile(path));
+        QSignalSpy ready(backend.get(), &QtPositionBackend::ready);
+        QObject::connect(backend.get(), &LocationBackend::locationsUpdated, [&](const QList<CLLocation>& l) { fixes += l; });
+        backend->setPositionsWanted(true);
+        ASSERT_TRUE(zltest::waitFor([&] { return ready.count() == 1; }));
+        EXPECT_EQ(ready.at(0).at(0).toBool(), !path.startsWith("/nonexistent"));
+        if (ready.at(0).at(0).toBool()) ASSERT_TRUE(zltest::waitFor([&] { return fixes.size() >= 3; }));
+    }
+    EXPECT_TRUE(messages.contains("NMEA log not loaded"));
+    ASSERT_EQ(fixes.size(), 3);
     EXPECT_NEAR(fixes[0].coordinate.latitude, 52 + 13.782 / 60, 1e-9);
     EXPECT_NEAR(fixes[0].coordinate.longitude, 21 + 0.732 / 60, 1e-9);
     EXPECT_NEAR(fixes[0].speed, 3.9 * 1852.0 / 3600.0, 1e-6);  // knots -> m/s
     EXPECT_EQ(fixes[0].course, 87.0);
     EXPECT_EQ(fixes[0].timestamp, QDateTime(QDate(2026, 5, 4), QTime(9, 30), Qt::UTC));
     EXPECT_EQ(fixes[2].course, -1.0);  // absent course stays unknown
-
-    zltest::LogCapture messages;
-    std::unique_ptr<QtPositionBackend> missing(QtPositionBackend::createNmeaFile("/nonexistent/run.nmea"));
-    QSignalSpy missingReady(missing.get(), &QtPositionBackend::ready);
-    missing->setPositionsWanted(true);
-    ASSERT_TRUE(zltest::waitFor([&] { return missingReady.count() == 1; }));
-    EXPECT_FALSE(missingReady.at(0).at(0).toBool());
-    EXPECT_TRUE(messages.contains("NMEA log not loaded"));
-}
-
-TEST(QtPositionBackend, ConvertsPositionInfo) {
-    QGeoPositionInfo info(QGeoCoordinate(10.5, -20.25, 300.0), QDateTime(QDate(2026, 2, 3), QTime(4, 5), Qt::UTC));
-    info.setAttribute(QGeoPositionInfo::HorizontalAccuracy, 7.0);
-    info.setAttribute(QGeoPositionInfo::GroundSpeed, 2.5);
-    const CLLocation loc = QtPositionBackend::toCLLocation(info);
-    EXPECT_EQ(loc.coordinate, (CLLocationCoordinate2D{10.5, -20.25}));
-    EXPECT_EQ((std::array{loc.altitude, loc.horizontalAccuracy, loc.verticalAccuracy, loc.speed, loc.course}),
-              (std::array{300.0, 7.0, -1.0, 2.5, -1.0}));
-    EXPECT_EQ(loc.timestamp, info.timestamp());
 }
 
 TEST(LocationSourceConfig, ParsesEveryKindAndRefusesUnknownOnes) {
