@@ -61,15 +61,13 @@ QByteArray nmea(const QByteArray& body) {
 
 }  // namespace
 
-TEST(ReplayTrack, ParsesAndSortsEventsKeepingFileOrderOnTies) {
+// Order, ties and times are checked by playing the track below.
+TEST(ReplayTrack, ReadsTheOptionalValuesOrTheirUnknowns) {
     QString error;
     const auto track = ReplayTrack::parse(kRun, &error);
     ASSERT_TRUE(track) << qPrintable(error);
     ASSERT_EQ(track->events.size(), 5u);
-    EXPECT_EQ(track->start, QDateTime(QDate(2026, 5, 4), QTime(9, 30), Qt::UTC));
     EXPECT_FALSE(track->loop);
-    const std::vector<qint64> offsets = {0, 500, 1000, 2000, 2000};
-    for (size_t i = 0; i < offsets.size(); ++i) EXPECT_EQ(track->events[i].offsetMs, offsets[i]);
     const CLLocation& first = track->events[0].location;
     EXPECT_EQ(first.coordinate, (CLLocationCoordinate2D{52.2297, 21.0122}));
     EXPECT_EQ((std::array{first.altitude, first.horizontalAccuracy, first.verticalAccuracy, first.speed, first.course}),
@@ -77,8 +75,6 @@ TEST(ReplayTrack, ParsesAndSortsEventsKeepingFileOrderOnTies) {
     EXPECT_TRUE(track->events[2].isHeading);
     EXPECT_EQ(track->events[2].magneticHeading, 42.5);
     EXPECT_EQ(track->events[2].headingAccuracy, -1.0);
-    EXPECT_EQ(track->events[3].location.coordinate.latitude, 52.2298);
-    EXPECT_EQ(track->events[4].location.coordinate.latitude, 52.2299);
     EXPECT_EQ(track->durationMs(), 2000);
 }
 
