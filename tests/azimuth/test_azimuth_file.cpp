@@ -20,9 +20,7 @@ using AzimuthFile::Entry;
 namespace {
 
 QByteArray reference(const char* name) {
-    QFile f(zltest::sourcePath(QStringLiteral("tests/data/azimuth/") + QLatin1String(name)));
-    EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name;
-    return f.readAll();
+    return zltest::readFile(zltest::sourcePath(QStringLiteral("tests/data/azimuth/") + QLatin1String(name)));
 }
 
 const QList<Entry> kTwo = {{10.5, 2.0, "a", 255, 0, 0}, {90.0, 1.5, "", 0, 0, 255}};

@@ -18,23 +18,17 @@ using aztest::ScreenTest;
 
 namespace {
 
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
-}
+using zltest::readFile;
 
 QByteArray reference(const char* name) {
-    return readAll(zltest::sourcePath(QStringLiteral("tests/data/azimuth/") + QLatin1String(name)));
+    return readFile(zltest::sourcePath(QStringLiteral("tests/data/azimuth/") + QLatin1String(name)));
 }
 
 class Files : public ScreenTest {
 protected:
     QString folder() const { return AzimuthFolder::path(fake.context.paths); }
     void writeFile(const QString& name, const QByteArray& bytes) {
-        QDir().mkpath(folder());
-        QFile f(QDir(folder()).filePath(name));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(bytes);
+        ASSERT_FALSE(zltest::writeFile(QDir(folder()).filePath(name), bytes).isEmpty());
     }
     // Exports under a name on a fresh screen and waits for the write.
     std::pair<bool, QString> exportAs(const QString& name, AzimuthExportVC* vc = nullptr) {
@@ -85,7 +79,7 @@ TEST_F(Files, ExportWritesTheExchangedTextByteForByteAndSaysWhere) {
     const auto [ok, path] = exportAs("two");
     ASSERT_TRUE(ok) << path.toStdString();
     EXPECT_EQ(path, QDir(folder()).filePath("two.json"));
-    EXPECT_EQ(readAll(path).toStdString(), reference("two_azimuths.json").toStdString());
+    EXPECT_EQ(readFile(path).toStdString(), reference("two_azimuths.json").toStdString());
     EXPECT_TRUE(appDelegate->notice().contains(path));
     EXPECT_EQ(nav->depth(), 1) << "the screen closed";
 }
@@ -97,14 +91,14 @@ TEST_F(Files, AClashGetsTheStampAndAThirdWithinTheSecondIsRefused) {
     ASSERT_TRUE(ok);
     const QString stamp = clock.now().toLocalTime().toString("yyyy.MM.dd_HH.mm.ss");
     EXPECT_EQ(QFileInfo(stamped).fileName(), "same_" + stamp + ".json");
-    EXPECT_EQ(readAll(stamped), readAll(QDir(folder()).filePath("same.json")));
+    EXPECT_EQ(readFile(stamped), readFile(QDir(folder()).filePath("same.json")));
 
     // Both names taken: nothing is overwritten, the screen stays and says so.
     addAzimuth(2.0, 2.0, "two");
     auto* vc = open<AzimuthExportVC>("exportAzimuths");
-    const QByteArray before = readAll(stamped);
+    const QByteArray before = readFile(stamped);
     EXPECT_FALSE(exportAs("same", vc).first);
-    EXPECT_EQ(readAll(stamped), before);
+    EXPECT_EQ(readFile(stamped), before);
     EXPECT_EQ(nav->topViewController(), vc);
     EXPECT_TRUE(vc->statusLbl->text().contains("already exist")) << vc->statusLbl->text().toStdString();
     clock.advance(1000);
@@ -128,10 +122,8 @@ TEST_F(Files, NamesWithSlashesOrDotsStayInTheFolder) {
 }
 
 TEST_F(Files, AnExportThatCantBeWrittenStaysAndSaysWhy) {
-    QDir().mkpath(fake.context.paths.documentsDir());
-    QFile blocker(fake.context.paths.documentsPath("azimuths"));  // a file where the folder should be
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    // A file where the folder should be.
+    ASSERT_FALSE(zltest::writeFile(fake.context.paths.documentsPath("azimuths"), "x").isEmpty());
     zltest::LogCapture log;
     auto* vc = open<AzimuthExportVC>("exportAzimuths");
     EXPECT_FALSE(exportAs("x", vc).first);
@@ -226,11 +218,8 @@ TEST_F(Files, AnEmptyFolderOrNoChosenFileImportsNothing) {
 
 TEST_F(Files, AFileFromElsewhereIsCopiedInListedAndChosen) {
     QTemporaryDir elsewhere;
-    const QString source = QDir(elsewhere.path()).filePath("from phone.json");
-    QFile f(source);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(reference("two_azimuths.json"));
-    f.close();
+    const QString source = zltest::writeFile(QDir(elsewhere.path()).filePath("from phone.json"),
+                                             reference("two_azimuths.json"));
     AzimutImportVC* vc = showImport();
     QSignalSpy copied(vc, &AzimutImportVC::copyFinished);
     QSignalSpy listed(vc, &AzimutImportVC::filesListed);
@@ -243,7 +232,7 @@ TEST_F(Files, AFileFromElsewhereIsCopiedInListedAndChosen) {
         // Again: the copy gets a stamp rather than replacing the first.
         EXPECT_TRUE(vc->files[vc->selectedFile].fileName().startsWith(copy == 1 ? "from phone.json" : "from phone_"));
     }
-    EXPECT_EQ(readAll(source), reference("two_azimuths.json")) << "the original stays";
+    EXPECT_EQ(readFile(source), reference("two_azimuths.json")) << "the original stays";
 
     vc->copyFileIntoFolder(QUrl::fromLocalFile(QDir(elsewhere.path()).filePath("missing.json")));
     ASSERT_TRUE(copied.wait(5000));

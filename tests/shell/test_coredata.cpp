@@ -150,11 +150,7 @@ TEST(CoreDataStore, AFileThatIsntAStoreIsLeftAloneAndSavesAreRefused) {
     QTemporaryDir dir;
     const QString path = QDir(dir.path()).filePath("Zenloft.sqlite");
     const QByteArray garbage = "not a database at all\n" + QByteArray(8192, 'x');
-    {
-        QFile f(path);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(garbage);
-    }
+    ASSERT_EQ(zltest::writeFile(path, garbage), path);
     Store s(dir.path());
     EXPECT_FALSE(s.loaded);
     EXPECT_TRUE(s.error.contains(path)) << "the message names the file: " << s.error.toStdString();
@@ -165,9 +161,7 @@ TEST(CoreDataStore, AFileThatIsntAStoreIsLeftAloneAndSavesAreRefused) {
     EXPECT_FALSE(err.isEmpty());
     EXPECT_TRUE(s.ctx()->hasChanges()) << "the refused changes stay in the context";
     s.ctx()->flush();
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    EXPECT_EQ(f.readAll(), garbage) << "not a byte of the file changed";
+    EXPECT_EQ(zltest::readFile(path), garbage) << "not a byte of the file changed";
 }
 
 TEST(CoreDataStore, AStoreFromANewerVersionIsRefused) {

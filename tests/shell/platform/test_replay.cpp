@@ -45,14 +45,6 @@ struct Recorder {
     }
 };
 
-QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& data) {
-    const QString path = dir.filePath(name);
-    QFile f(path);
-    f.open(QIODevice::WriteOnly);
-    f.write(data);
-    return path;
-}
-
 QByteArray nmea(const QByteArray& body) {
     quint8 sum = 0;
     for (char c : body) sum ^= quint8(c);
@@ -175,7 +167,7 @@ TEST(ReplayBackend, LoadsFromFileOffTheGuiThreadAndReportsBadOnes) {
     QTemporaryDir dir;
     zl::ManualClock clock;
     zltest::LogCapture log;
-    for (auto [path, ok] : {std::pair{writeFile(dir, "run.json", kRun), true}, {writeFile(dir, "bad.json", "{"), false},
+    for (auto [path, ok] : {std::pair{zltest::writeFile(dir.filePath("run.json"), kRun), true}, {zltest::writeFile(dir.filePath("bad.json"), "{"), false},
                             {dir.filePath("nope.json"), false}}) {
         ReplayBackend replay(&clock);
         QSignalSpy loaded(&replay, &ReplayBackend::loaded);
@@ -196,7 +188,7 @@ TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
     log += nmea("GPRMC,093000.02,A,5213.794,N,02100.744,E,,,040526,,,A");
     zltest::LogCapture messages;
     QList<CLLocation> fixes;
-    for (const QString& path : {writeFile(dir, "run.nmea", log), QStringLiteral("/nonexistent/run.nmea")}) {
+    for (const QString& path : {zltest::writeFile(dir.filePath("run.nmea"), log), QStringLiteral("/nonexistent/run.nmea")}) {
         std::unique_ptr<QtPositionBackend> backend(QtPositionBackend::createNmeaFile(path));
         QSignalSpy ready(backend.get(), &QtPositionBackend::ready);
         QObject::connect(backend.get(), &LocationBackend::locationsUpdated, [&](const QList<CLLocation>& l) { fixes += l; });
