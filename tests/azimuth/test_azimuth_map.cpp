@@ -40,9 +40,8 @@ TEST_F(AzimuthMap, NoAzimuthsDrawNothingAndSelectNothing) {
     EXPECT_EQ(vc->pointDescriptionTXT()->text(), "");
     EXPECT_EQ(vc->pointLocationTXT()->text(), "from: 52.000000, 21.000000");
     const GMSMapView* map = vc->mapView();
-    EXPECT_EQ(map->cameraLatitude(), 52.0);
-    EXPECT_EQ(map->cameraLongitude(), 21.0);
-    EXPECT_EQ(map->cameraZoom(), 18.0);
+    EXPECT_EQ((std::array{map->cameraLatitude(), map->cameraLongitude(), map->cameraZoom()}),
+              (std::array{52.0, 21.0, 18.0}));
     EXPECT_EQ(map->mapType(), 4);
     EXPECT_FALSE(map->settings()->rotateGestures());
     EXPECT_EQ(map->padding().bottom(), 50.0);
