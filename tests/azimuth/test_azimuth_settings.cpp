@@ -77,9 +77,11 @@ TEST_F(AzimuthList, RowsShowTheActionsAndEachAzimuthWithItsSwitchAndColour) {
         EXPECT_EQ(vc->canEditRowAtIndexPath(section, row), editable) << section << "/" << row;
 }
 
-TEST_F(AzimuthList, SwitchesToggleTheStoredAzimuthAndTheCompassSetting) {
-    addAzimuth(10.0, 1.0);
-    UITableView* table = show()->tableView();
+TEST_F(AzimuthList, SwitchesSwipeDeleteAndTheUnitsRowWriteTheStoreAndTheSettings) {
+    addAzimuth(10.0, 10.0, "first");
+    addAzimuth(20.0, 1.0, "second");
+    azimuthSettingsVC* vc = show();
+    UITableView* table = vc->tableView();
     table->setCellControl(table->indexOf(1, 0), "setEnabled", false);
     EXPECT_FALSE(stored().first()->isActive());
     table->setCellControl(table->indexOf(1, 0), "setEnabled", true);
@@ -88,31 +90,21 @@ TEST_F(AzimuthList, SwitchesToggleTheStoredAzimuthAndTheCompassSetting) {
     EXPECT_TRUE(defaults().boolForKey(SettingsKey::hideCompassIndicator));
     table->setCellControl(table->indexOf(2, 0), "settingState", false);
     EXPECT_FALSE(defaults().boolForKey(SettingsKey::hideCompassIndicator));
-}
 
-TEST_F(AzimuthList, SwipeDeleteRemovesFromTheStoreWithoutAQuestion) {
-    addAzimuth(10.0, 1.0, "first");
-    addAzimuth(20.0, 1.0, "second");
-    azimuthSettingsVC* vc = show();
-    UITableView* table = vc->tableView();
-    table->deleteRow(table->indexOf(1, 0));
-    ASSERT_EQ(stored().size(), 1);
-    EXPECT_EQ(stored().first()->desc(), "second");
-    EXPECT_EQ(azimuthRows(vc).first(), "20.0 °, 1.0 km: second");
-    table->deleteRow(table->indexOf(1, 1));  // "add new azimuth" can't go
-    EXPECT_EQ(stored().size(), 1);
-}
-
-TEST_F(AzimuthList, UnitsToggleWritesTheSettingAndRewritesTheRows) {
-    addAzimuth(10.0, 10.0, "x");
-    azimuthSettingsVC* vc = show();
-    vc->tableView()->selectRow(vc->tableView()->indexOf(2, 1));
+    table->selectRow(table->indexOf(2, 1));
     EXPECT_TRUE(defaults().boolForKey(SettingsKey::useImperialUnits));
     EXPECT_EQ(field(vc, 2, 1, "descriptionName"), "mi");
-    EXPECT_EQ(azimuthRows(vc).first(), "10.0 °, 6.2 mi: x");
+    EXPECT_EQ(azimuthRows(vc).first(), "10.0 °, 6.2 mi: first");
     vc->didSelectRowAtIndexPath(2, 1);
     EXPECT_FALSE(defaults().boolForKey(SettingsKey::useImperialUnits));
-    EXPECT_EQ(azimuthRows(vc).first(), "10.0 °, 10.0 km: x");
+    EXPECT_EQ(azimuthRows(vc).first(), "10.0 °, 10.0 km: first");
+
+    // Swipe delete asks nothing; "add new azimuth" can't go.
+    table->deleteRow(table->indexOf(1, 0));
+    ASSERT_EQ(stored().size(), 1);
+    EXPECT_EQ(azimuthRows(vc).first(), "20.0 °, 1.0 km: second");
+    table->deleteRow(table->indexOf(1, 1));
+    EXPECT_EQ(stored().size(), 1);
 }
 
 TEST_F(AzimuthList, RowsLeadToTheirScreensWithTheRightSender) {
