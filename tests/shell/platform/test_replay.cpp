@@ -207,6 +207,17 @@ TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
     EXPECT_EQ(fixes[2].course, -1.0);  // absent course stays unknown
 }
 
+TEST(QtPositionBackend, ConvertsPositionInfo) {
+    QGeoPositionInfo info(QGeoCoordinate(10.5, -20.25, 300.0), QDateTime(QDate(2026, 2, 3), QTime(4, 5), Qt::UTC));
+    info.setAttribute(QGeoPositionInfo::HorizontalAccuracy, 7.0);
+    info.setAttribute(QGeoPositionInfo::GroundSpeed, 2.5);
+    const CLLocation loc = QtPositionBackend::toCLLocation(info);
+    EXPECT_EQ(loc.coordinate, (CLLocationCoordinate2D{10.5, -20.25}));
+    EXPECT_EQ((std::array{loc.altitude, loc.horizontalAccuracy, loc.verticalAccuracy, loc.speed, loc.course}),
+              (std::array{300.0, 7.0, -1.0, 2.5, -1.0}));
+    EXPECT_EQ(loc.timestamp, info.timestamp());
+}
+
 TEST(LocationSourceConfig, ParsesEveryKindAndRefusesUnknownOnes) {
     using K = LocationSourceConfig::Kind;
     const std::vector<std::tuple<QString, K, QString>> good = {
