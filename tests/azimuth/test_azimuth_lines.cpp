@@ -65,6 +65,7 @@ TEST(AzimuthLinesTest, ActiveLinesInStoreOrderWithColoursAndTexts) {
     EXPECT_FALSE(lines[1].snippet.isNull());
     EXPECT_EQ(lines[1].end, destinationPoint(52.0, 21.0, 350.06, 0.25));
     EXPECT_EQ(azimuthLines(start, azimuths, true)[0].title, "10.0 °, 0.9 mi");
+    EXPECT_EQ(azimuthLines(start, azimuths, true)[1].end, lines[1].end) << "miles change the text, never the line";
     EXPECT_TRUE(azimuthLines(std::nullopt, azimuths, false).isEmpty()) << "no start, no lines";
 }
 

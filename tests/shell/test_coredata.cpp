@@ -48,7 +48,9 @@ TEST(CoreDataStore, InsertSaveReopenKeepsValuesTypesAndStoreOrderOfEveryEntity) 
         auto* sec = s.ctx()->insertNewObject<Sector>();
         sec->setWidth(65.0);
         sec->setColorAlpha(0.35);
-        s.ctx()->insertNewObject<KmlFile>()->setIsActive(true);
+        auto* kml = s.ctx()->insertNewObject<KmlFile>();
+        kml->setName("plan.kml");
+        kml->setIsActive(true);
         EXPECT_TRUE(s.ctx()->hasChanges());
         ASSERT_TRUE(s.save());
         EXPECT_FALSE(s.ctx()->hasChanges());
@@ -74,8 +76,9 @@ TEST(CoreDataStore, InsertSaveReopenKeepsValuesTypesAndStoreOrderOfEveryEntity) 
     EXPECT_EQ(markers[0]->longitude(), -0.125);
     EXPECT_FALSE(markers[0]->isActive()) << "an unset Boolean reads false";
     ASSERT_EQ(s.all<Sector>().size(), 1);
-    EXPECT_EQ(s.all<Sector>()[0]->colorAlpha(), 0.35);
+    EXPECT_EQ((std::array{s.all<Sector>()[0]->width(), s.all<Sector>()[0]->colorAlpha()}), (std::array{65.0, 0.35}));
     ASSERT_EQ(s.all<KmlFile>().size(), 1);
+    EXPECT_EQ(s.all<KmlFile>()[0]->name(), "plan.kml");
     EXPECT_TRUE(s.all<KmlFile>()[0]->isActive());
 }
 
