@@ -160,6 +160,7 @@ TEST_F(AzimuthForm, ANewAzimuthIsCheckedStoredWithItsFractionAndTheFormCloses) {
     EXPECT_EQ(vc->azimuthFin, 725.5) << "the last good value stays";
 
     type(vc->azimuth, "12,5");
+    EXPECT_FALSE(isFault(vc->azimuthLabel)) << "a good value clears the fault";
     type(vc->distance, "3.25");
     type(vc->redValue, "300");
     vc->pointDesc->userEdit("north \"mast\"");
