@@ -5,30 +5,19 @@
 // fed by hand, a sound recorder, and a navigation stack with the area's
 // screens registered above a blank root.
 
-#include "AppDelegate.h"
-#include "AppPaths.h"
 #include "AzimuthScreens.h"
-#include "Clock.h"
 #include "GMSServices.h"
-#include "LocationBackend.h"
-#include "LocationServices.h"
-#include "SystemSound.h"
-#include "settings/UserDefaults.h"
-#include "store/Entities.h"
 #include "fake_context.h"
+#include "store/Entities.h"
 #include "testsupport.h"
 #include "ui/NavigationController.h"
 
 #include <QCoreApplication>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <memory>
 
 namespace aztest {
-
-using zltest::FakeBackend;
-using zltest::RecordingPlayer;
 
 class Root : public UIViewController {};
 
@@ -45,7 +34,6 @@ inline const bool kServicesShutAtEnd = [] {
 class ScreenTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(dir.isValid());
         // Maps draw the built-in coordinate tiles: no network.
         GMSServices::provideAPIKey(QString(39, QChar('A')));
         nav = std::make_unique<NavigationController>();
@@ -63,10 +51,7 @@ protected:
         return appDelegate->persistentContainer()->viewContext();
     }
     UserDefaults& defaults() const { return fake.defaults; }
-    QList<Azimuth*> stored() const {
-        QString error;
-        return context()->fetchAll<Azimuth>(&error);
-    }
+    QList<Azimuth*> stored() const { return context()->fetchAll<Azimuth>(nullptr); }
     Azimuth* addAzimuth(double azimuth, double km, const QString& desc = QString(), int r = 255, int g = 0,
                         int b = 0, bool active = true) {
         Azimuth* a = context()->insertNewObject<Azimuth>();
@@ -78,8 +63,7 @@ protected:
         a->setColorGreen(g);
         a->setColorBlue(b);
         a->setIsActive(active);
-        QString error;
-        EXPECT_TRUE(context()->save(&error)) << error.toStdString();
+        EXPECT_TRUE(context()->save(nullptr));
         return a;
     }
     void setManual(bool use, double lat, double lon) {
@@ -96,11 +80,10 @@ protected:
     }
 
     mutable zltest::FakeScreenContext fake;
-    QTemporaryDir& dir = fake.dir;
     zl::ManualClock& clock = fake.clock;
     LocationServices* services = &fake.location;
-    FakeBackend* backend = fake.backend;
-    RecordingPlayer* player = &fake.player;
+    zltest::FakeBackend* backend = fake.backend;
+    zltest::RecordingPlayer* player = &fake.player;
     AppDelegate* appDelegate = &fake.appDelegate;
     std::unique_ptr<NavigationController> nav;
     Root* root = nullptr;

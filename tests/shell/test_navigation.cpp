@@ -54,7 +54,6 @@ TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
                                      "B.viewWillAppear", "A.viewDidDisappear", "B.viewDidAppear"}));
     ASSERT_EQ(pushed.size(), 1);
     EXPECT_EQ(pushed[0][1].toUrl(), QUrl("qrc:/B.qml"));
-    EXPECT_EQ(nav.depth(), 2);
     auto* b = static_cast<Screen*>(nav.topViewController());
     EXPECT_EQ(b->given.toString(), "hello");
     EXPECT_EQ(b->navigationController(), &nav);
@@ -71,17 +70,6 @@ TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
     ASSERT_TRUE(zltest::waitFor([&] { return gone.isNull(); }));
 }
 
-TEST_F(Nav, SenderTextAndOneArriveAsGiven) {
-    root->performSegueWithIdentifier("next", QVariant(QStringLiteral("1")));
-    EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->given.toString(), "1");
-    static_cast<Screen*>(nav.topViewController())->performSegueWithIdentifier("third", QVariant(1));
-    EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->given, QVariant(1));
-    EXPECT_EQ(nav.depth(), 3);
-    nav.popToRootViewControllerAnimated(false);
-    EXPECT_EQ(nav.depth(), 1);
-    EXPECT_TRUE(g_events.contains("A.viewDidAppear"));
-}
-
 TEST_F(Nav, AnUnregisteredSegueIsRefusedWithAWarning) {
     zltest::LogCapture log;
     EXPECT_FALSE(root->performSegueWithIdentifier("nowhere"));
@@ -90,16 +78,21 @@ TEST_F(Nav, AnUnregisteredSegueIsRefusedWithAWarning) {
     EXPECT_TRUE(log.warnings()[0].contains("nowhere"));
     EXPECT_TRUE(g_events.isEmpty()) << "prepareForSegue isn't called either";
 
-    Screen loose("L");
-    EXPECT_FALSE(loose.performSegueWithIdentifier("next"));
+    EXPECT_FALSE(Screen("L").performSegueWithIdentifier("next")) << "a screen outside a stack";
 }
 
-TEST_F(Nav, PopOnTheRootDoesNothingAndOnlyTheTopPopsItself) {
+TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfAndPopToRootPopsAll) {
     nav.popViewControllerAnimated(true);
     EXPECT_EQ(nav.depth(), 1);
     root->performSegueWithIdentifier("next");
+    nav.topViewController()->performSegueWithIdentifier("third", QVariant(1));
+    EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->given, QVariant(1));
     root->popViewController();  // not on top: ignored
-    EXPECT_EQ(nav.depth(), 2);
+    EXPECT_EQ(nav.depth(), 3);
+    g_events.clear();
+    nav.popToRootViewControllerAnimated(false);
+    EXPECT_EQ(nav.depth(), 1);
+    EXPECT_TRUE(g_events.contains("A.viewDidAppear"));
 }
 
 TEST_F(Nav, LaterRegistrationsReplaceEarlierOnes) {
@@ -141,8 +134,6 @@ TEST(TableModel, SectionsRowsCellsAndActions) {
     table.setDataSource(&source);
     ASSERT_EQ(table.rowCount(), 4);
     const QModelIndex last = table.index(3);
-    EXPECT_EQ(table.data(last, UITableView::SectionRole).toInt(), 1);
-    EXPECT_EQ(table.data(last, UITableView::HeaderTextRole).toString(), "second");
     EXPECT_EQ(table.data(last, UITableView::SectionTitleRole).toString(), "1|second");
     EXPECT_EQ(table.data(last, UITableView::CellClassRole).toString(), "settingsCellTypeII");
     EXPECT_EQ(table.data(last, UITableView::FieldsRole).toMap().value("settingName"), "1/0");
@@ -164,7 +155,6 @@ TEST(TableModel, SectionsRowsCellsAndActions) {
 
     table.setCellControl(2, "settingState", true);
     EXPECT_EQ(source.controls, QStringList({"1/0 settingState=true"}));
-    EXPECT_TRUE(table.data(table.index(2), UITableView::FieldsRole).toMap().value("settingState").toBool());
     table.selectRow(99);
     table.deleteRow(-1);
     EXPECT_EQ(source.selected.size(), 1);

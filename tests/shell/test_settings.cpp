@@ -10,26 +10,15 @@
 
 #include <cmath>
 
-TEST(UserDefaultsTest, AFreshStoreReadsFalseZeroAndNone) {
-    QTemporaryDir dir;
-    UserDefaults d(QDir(dir.path()).filePath("settings.ini"));
-    for (const QString& key : {SettingsKey::useGeocoder, SettingsKey::toUseGeocoder, SettingsKey::useImperialUnits,
-                               SettingsKey::hideCompassIndicator, SettingsKey::beepOutsideSectors,
-                               SettingsKey::trackUserPosition})
-        EXPECT_FALSE(d.boolForKey(key)) << key.toStdString();
-    for (const QString& key : {SettingsKey::latitude, SettingsKey::longitude, SettingsKey::toLatitude,
-                               SettingsKey::toLongitude, SettingsKey::maxDistance})
-        EXPECT_EQ(d.doubleForKey(key), 0.0) << key.toStdString();
-    EXPECT_EQ(d.integerForKey(SettingsKey::ptpListSortBy), 0);
-    EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
-    EXPECT_FALSE(d.stringForKey(SettingsKey::toDesc).has_value());
-}
-
-TEST(UserDefaultsTest, ValuesSurviveANewStoreOnTheSameFile) {
+TEST(UserDefaultsTest, AFreshStoreReadsNothingAndValuesSurviveANewStoreOnTheSameFile) {
     QTemporaryDir dir;
     const QString path = QDir(dir.path()).filePath("settings.ini");
     {
         UserDefaults d(path);
+        EXPECT_FALSE(d.boolForKey(SettingsKey::useImperialUnits));
+        EXPECT_EQ(d.doubleForKey(SettingsKey::latitude), 0.0);
+        EXPECT_EQ(d.integerForKey(SettingsKey::ptpListSortBy), 0);
+        EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
         d.setBool(true, SettingsKey::useImperialUnits);
         d.setDouble(52.123456789012, SettingsKey::latitude);
         d.setDouble(-0.1, SettingsKey::longitude);
@@ -53,14 +42,11 @@ TEST(UserDefaultsTest, ValuesSurviveANewStoreOnTheSameFile) {
     EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
 }
 
-TEST(UnitsTest, FactorsAreKeptAsTheyAreAndDontQuiteRoundTrip) {
+TEST(UnitsTest, FactorsAreKeptAsTheyAre) {
     EXPECT_EQ(Units::kmToMiles, 0.621371192);
     EXPECT_EQ(Units::kmToMilesPtp, 0.6213712);
     EXPECT_EQ(Units::milesToKmDivisorPtp, 0.6213711922);
     EXPECT_EQ(Units::milesToKm, 1.609344);
-    const double km = 10.0;
-    EXPECT_NE(km * Units::kmToMiles * Units::milesToKm, km);
-    EXPECT_NEAR(km * Units::kmToMiles * Units::milesToKm, km, 1e-8);
 }
 
 TEST(FormatTest, ScreenTexts) {
@@ -105,15 +91,8 @@ TEST(DecimalFieldTest, TheCLibraryGrammarOnTheWholeText) {
     EXPECT_FALSE(readDecimalField(QStringLiteral("1") + QChar(0)).has_value());
 }
 
-TEST(DecimalFieldTest, EditFieldTextsReadBack) {
-    for (double v : {0.0, 12.345, -179.99, 359.94})
-        EXPECT_NEAR(*readDecimalField(Format::editField(v, 2)), v, 0.005);
-}
-
 TEST(PaletteTest, FixedColours) {
-    EXPECT_EQ(Palette::fault().red(), 255);
-    EXPECT_EQ(Palette::fault().green(), 59);
-    EXPECT_EQ(Palette::fault().blue(), 48);
+    EXPECT_EQ(Palette::fault().rgb() & 0xFFFFFF, 0xFF3B30u);
     EXPECT_EQ(Palette::sectionHeader().red(), 85);
     EXPECT_EQ(Palette::deleteAction().rgb() & 0xFFFFFF, 0xBE2813u);
     EXPECT_EQ(Palette::fromComponents(255, 0, 51).blueF(), 0.2f);

@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QMutex>
 #include <QThread>
 
@@ -67,6 +69,17 @@ QString sourcePath(const QString& relative) {
     QString root = qEnvironmentVariable("ZENLOFT_SOURCE_DIR");
     if (root.isEmpty()) root = QStringLiteral(ZENLOFT_SOURCE_DIR_FALLBACK);
     return QDir(root).filePath(relative);
+}
+
+QString writeFile(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size() ? path : QString();
+}
+
+QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
 bool waitFor(const std::function<bool()>& pred, int timeoutMs) {

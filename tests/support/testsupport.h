@@ -26,6 +26,12 @@ public:
 // Path of a file in the source tree (tests/data/..., resources/...).
 QString sourcePath(const QString& relative);
 
+// Writes the bytes to a file, making its folder first; returns the path, or
+// an empty text when the file can't be written.
+QString writeFile(const QString& path, const QByteArray& bytes);
+// The bytes of a file, or "<missing>" when it can't be read.
+QByteArray readFile(const QString& path);
+
 // Spins the event loop until pred() is true or timeoutMs has passed.
 bool waitFor(const std::function<bool()>& pred, int timeoutMs = 5000);
 
