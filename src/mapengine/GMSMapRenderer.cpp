@@ -22,6 +22,14 @@ std::atomic<std::uint64_t> g_tileListBuilds{0}, g_texturesCreated{0}, g_stackedT
 constexpr double kWorld = double(gmscore::model::kWorldSize);
 constexpr double kDegrees = 57.29577951308232;
 
+// Something drawn in view points about `at`, turned by `degrees`.
+QMatrix4x4 placedAt(QPointF at, double degrees) {
+    QMatrix4x4 m;
+    m.translate(float(at.x()), float(at.y()));
+    if (degrees != 0.0) m.rotate(float(degrees), 0, 0, 1);
+    return m;
+}
+
 QSGGeometryNode* makeGeometryNode(QSGGeometry* geometry, QSGMaterial* material) {
     auto* node = new QSGGeometryNode();
     node->setGeometry(geometry);
@@ -402,10 +410,7 @@ void GMSMapRenderer::syncMarkers(const GMSMapFrame& frame, QQuickWindow* window)
             e.image->setRect(m.rect);
             e.opacity->setOpacity(m.opacity);
         }
-        QMatrix4x4 mat;
-        mat.translate(float(m.point.x()), float(m.point.y()));
-        if (m.rotation != 0.0) mat.rotate(float(m.rotation), 0, 0, 1);
-        e.transform->setMatrix(mat);
+        e.transform->setMatrix(placedAt(m.point, m.rotation));
         if (e.order != m.order) membershipChanged = true;
         e.order = m.order;
         order.push_back({{std::uint32_t(m.zIndex) ^ 0x80000000u, m.order}, &e});
@@ -462,9 +467,6 @@ bool GMSMapRenderer::syncChrome(ChromeSlot& slot, const GMSMapFrame::Chrome& chr
     }
     slot.image->setTexture(slot.texture);
     slot.image->setRect(chrome.rect);
-    QMatrix4x4 m;
-    m.translate(float(chrome.at.x()), float(chrome.at.y()));
-    if (chrome.rotation != 0.0) m.rotate(float(chrome.rotation), 0, 0, 1);
-    slot.transform->setMatrix(m);
+    slot.transform->setMatrix(placedAt(chrome.at, chrome.rotation));
     return made;
 }
