@@ -150,27 +150,45 @@ TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
 
 namespace {
 
+// Nothing a screen can hand the map breaks it: numbers that are not numbers,
+// out of range or infinite draw nothing or something, and taps still work.
 TEST_F(RenderTest, BadNumbersRenderWithoutHarm) {
     QQuickWindow window;
     GreySource source;
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
     zltest::placeMap(window, map, source, QSize(200, 150));
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, 1e308}, {3, 3}, {-1e308, 5}}));
+    const double inf = std::numeric_limits<double>::infinity();
+    auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, inf}, {3, 3}, {-1e308, 1e308}}));
     poly->setStrokeColor(Qt::black);
     poly->setMap(&map);
-    auto line = GMSPolyline::polylineWithPath(GMSPath({{0, 0}, {nan, nan}, {90, 180}, {-90, -180}}));
+    auto line = GMSPolyline::polylineWithPath(GMSPath({{0, 0}, {nan, nan}, {89.9999, 179.9999}, {-90, -180}}));
     line->setGeodesic(true);
     line->setMap(&map);
+    auto thin = GMSPolyline::polylineWithPath(line->path());
+    thin->setStrokeWidth(-3);
+    thin->setMap(&map);
+    auto nowhere = GMSMarker::markerWithPosition({nan, nan});
+    nowhere->setMap(&map);
     auto marker = GMSMarker::markerWithPosition({1, 1});
-    marker->setRotation(std::numeric_limits<double>::infinity());
+    marker->setOpacity(nan);
+    marker->setRotation(inf);
     marker->setMap(&map);
+    auto ground = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({nan, 0}, {1, 1}), QImage());
+    ground->setMap(&map);
     const auto before = GMSMapRenderer::totals().geometryBuilds;
     ASSERT_TRUE(zltest::showWindow(window));
     EXPECT_FALSE(window.grabWindow().isNull());
     EXPECT_GT(GMSMapRenderer::totals().geometryBuilds, before);
-    map.setCamera(GMSCameraPosition(nan, nan, 30.0f));
-    EXPECT_FALSE(window.grabWindow().isNull());
+    for (const GMSCameraPosition& c : {GMSCameraPosition(nan, nan, std::numeric_limits<float>::quiet_NaN()),
+                                       GMSCameraPosition({90, 180}, 21.0f, inf, nan),
+                                       GMSCameraPosition(-90, -180, 2.0f), GMSCameraPosition(nan, nan, 30.0f)}) {
+        map.setCamera(c);
+        map.handleTap(QPointF(100, 75));
+        EXPECT_FALSE(window.grabWindow().isNull());
+    }
+    map.clear();
+    EXPECT_TRUE(map.overlays().empty());
 }
 
 }  // namespace
