@@ -71,8 +71,9 @@ inline CLLocationCoordinate2D tileMiddle(int zoom, int x, int y) {
     return {lat, lon};
 }
 
-inline bool near(QRgb a, QRgb b) {
-    return std::abs(qRed(a) - qRed(b)) <= 3 && std::abs(qGreen(a) - qGreen(b)) <= 3 && std::abs(qBlue(a) - qBlue(b)) <= 3;
+inline bool near(QRgb a, QRgb b, int tolerance = 3) {
+    return std::abs(qRed(a) - qRed(b)) <= tolerance && std::abs(qGreen(a) - qGreen(b)) <= tolerance &&
+           std::abs(qBlue(a) - qBlue(b)) <= tolerance;
 }
 
 // What those tiles show: labels at half opacity over the imagery, and the imagery.
