@@ -35,6 +35,9 @@ constexpr double kWheelZoomPerNotch = 0.5;
 
 double easeOutCubic(double t) { return 1.0 - std::pow(1.0 - t, 3.0); }
 
+// What a marker's info window shows: its picture is made anew when this changes.
+QString infoKeyOf(const GMSMarker& m) { return m.title() + QChar(0) + m.snippet(); }
+
 QFont infoFont(bool bold) {
     QFont f;
     f.setPixelSize(bold ? 15 : 13);
@@ -782,7 +785,7 @@ void GMSMapView::prepareFrame() {
     }
     meshes_ = std::move(meshes);
     if (selectedMarker_) {
-        const QString key = selectedMarker_->title() + QChar(0) + selectedMarker_->snippet();
+        const QString key = infoKeyOf(*selectedMarker_);
         if (key != infoKey_ || infoPicture_.isNull()) {
             infoPicture_ = infoWindowPicture(selectedMarker_->title(), selectedMarker_->snippet());
             infoKey_ = key;
@@ -834,17 +837,17 @@ GMSMapFrame GMSMapView::frame() const {
 
     if (userPosition_.latitude != kUnknownUserPosition && !dot.isNull()) {
         const QSizeF s = dot.deviceIndependentSize();
-        f.myLocation = {dot, proj.pointForCoordinate(userPosition_), QRectF(-s.width() / 2, -s.height() / 2, s.width(), s.height())};
+        f.myLocation = {dot, proj.pointForCoordinate(userPosition_),
+                        QRectF(-s.width() / 2, -s.height() / 2, s.width(), s.height())};
     }
     const QRectF info = infoWindowRect();
-    if (!info.isEmpty() && selectedMarker_ &&
-        infoKey_ == selectedMarker_->title() + QChar(0) + selectedMarker_->snippet())
-        f.infoWindow = {infoPicture_, {}, info};
+    if (!info.isEmpty() && infoKey_ == infoKeyOf(*selectedMarker_)) f.infoWindow = {infoPicture_, {}, info};
     const QRectF cr = compassRect();
     if (!cr.isEmpty())
         f.compass = {compass, cr.center(), QRectF(-cr.width() / 2, -cr.height() / 2, cr.width(), cr.height()),
                      -camera_.bearing()};
-    f.locationButton = {myLocationButtonRect().isEmpty() ? QImage() : button, {}, myLocationButtonRect()};
+    const QRectF br = myLocationButtonRect();
+    if (!br.isEmpty()) f.locationButton = {button, {}, br};
     return f;
 }
 
