@@ -150,7 +150,8 @@ public:
     // A frame for tiles that arrived while others load waits for its turn.
     bool isTileFramePaced() const { return tileFrameTimer_.isActive(); }
     // What the next frame shows, as the renderer gets it. Shape meshes and
-    // the info window's picture are made when they change (at polish), not here.
+    // the info window's picture are made when they change (at polish), not
+    // here. This, the polish step and the info window live in GMSMapFrame.cpp.
     GMSMapFrame frame() const;
 
     // GMSDisplayLinkClient
