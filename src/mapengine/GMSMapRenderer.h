@@ -3,17 +3,15 @@
 #include <QHash>
 #include <QImage>
 #include <QSGNode>
-#include <QSizeF>
 
 #include <cstdint>
 #include <unordered_map>
 #include <vector>
 
+#include "GMSMapFrame.h"
 #include "GMSShapeGeometry.h"
 #include "GMSTileSource.h"
 
-class GMSMapView;
-class GMSOverlay;
 class GMSLineMaterial;
 class QSGGeometryNode;
 class QSGImageNode;
@@ -25,29 +23,23 @@ class QQuickWindow;
 // The map's scene: tiles, shapes in world units under their own transforms,
 // markers and controls in view points. It is the root node of the view, so
 // the scene graph owns it and deletes it on the render thread together with
-// the textures it made. Everything here runs in updatePaintNode, while the
-// GUI thread waits, so it may read the view freely.
+// the textures it made. It draws from the frame the view hands it at each
+// synchronisation and only makes nodes and uploads what the frame holds.
 class GMSMapRenderer : public QSGNode {
 public:
     GMSMapRenderer();
     ~GMSMapRenderer() override;
 
-    void sync(GMSMapView* view);
+    void sync(const GMSMapFrame& frame, QQuickWindow* window);
 
-    // Counters that tests and benchmarks read.
+    // Counters over every map in the process, that tests and benchmarks read.
     struct Stats {
-        std::uint64_t geometryBuilds = 0;  // shape geometries made from scratch
+        std::uint64_t geometryBuilds = 0;  // shape geometries made from scratch (when shapes change)
         std::uint64_t tileListBuilds = 0;
         std::uint64_t texturesCreated = 0;
         std::uint64_t stackedTiles = 0;  // tiles drawn with their upper layer in one pass, over all tile lists
     };
-    const Stats& stats() const { return stats_; }
-    // The same, summed over every map in the process.
     static Stats totals();
-
-    // The info window: its size, and its picture.
-    static QSizeF infoWindowSize(const QString& title, const QString& snippet);
-    static QImage renderInfoWindow(const QString& title, const QString& snippet);
 
 private:
     struct ShapeEntry {
@@ -58,10 +50,8 @@ private:
         QSGTransformNode* transform = nullptr;
         GMSLineMaterial* lineMaterial = nullptr;
         float strokeWidth = 0.0f;
-        QSGImageNode* image = nullptr;
-        QSGOpacityNode* opacity = nullptr;
-        double bearing = 0.0;
-        double anchorX = 0.0, anchorY = 0.0;
+        double bearing = 0.0;  // a picture turned about its anchor
+        QPointF anchor;
         bool seen = false;
     };
     struct MarkerEntry {
@@ -72,13 +62,22 @@ private:
         std::uint64_t order = 0;
         bool seen = false;
     };
+    // One control or the dot: a transform over an image, with its own texture.
+    struct ChromeSlot {
+        QSGTransformNode* transform = nullptr;
+        QSGImageNode* image = nullptr;
+        QSGTexture* texture = nullptr;
+        qint64 pictureKey = 0;
+    };
 
-    void syncTiles(GMSMapView* view, QQuickWindow* window);
-    void syncShapes(GMSMapView* view, QQuickWindow* window);
-    void syncMarkers(GMSMapView* view, QQuickWindow* window);
-    void syncChrome(GMSMapView* view, QQuickWindow* window);
-    void buildShape(ShapeEntry& e, GMSOverlay* overlay, QQuickWindow* window);
+    void syncTiles(const GMSMapFrame& frame, QQuickWindow* window);
+    void syncShapes(const GMSMapFrame& frame, QQuickWindow* window);
+    void syncMarkers(const GMSMapFrame& frame, QQuickWindow* window);
+    // True when the slot's node came or went.
+    bool syncChrome(ChromeSlot& slot, const GMSMapFrame::Chrome& chrome, QQuickWindow* window);
+    void uploadShape(ShapeEntry& e, const gms_shape::Mesh& mesh, QQuickWindow* window);
     QSGTexture* iconTexture(const QImage& image, QQuickWindow* window);
+    QSGTexture* texture(const QImage& image, QQuickWindow* window);
     QSGImageNode* makeImageNode(QQuickWindow* window);
 
     // Camera of this frame, in world units (2^30 per world, y north).
@@ -112,14 +111,5 @@ private:
     QHash<qint64, QSGTexture*> iconTextures_;
     bool orderDirty_ = true;
 
-    QSGTransformNode* dotNode_ = nullptr;
-    QSGImageNode* dotImage_ = nullptr;
-    QSGTransformNode* compassNode_ = nullptr;
-    QSGImageNode* compassImage_ = nullptr;
-    QSGImageNode* locationButton_ = nullptr;
-    QSGImageNode* infoWindow_ = nullptr;
-    QString infoKey_;
-    QSGTexture* infoTexture_ = nullptr;
-
-    Stats stats_;
+    ChromeSlot dot_, infoWindow_, compass_, locationButton_;
 };

@@ -17,7 +17,6 @@
 #include "GMSPolygon.h"
 #include "GMSPolyline.h"
 #include "GMSServices.h"
-#include "GMSSimdState.h"
 #include "GMSTileManager.h"
 #include "GMSUISettings.h"
 #include "geometry/GMSGeometryUtils.h"
@@ -433,21 +432,15 @@ void GMSMapView::clear() {
     for (const GMSOverlayPtr& o : all) o->setMap(nullptr);
     overlays_.clear();
     overlayIndex_.clear();
+    polish();
     update();
 }
 
 void GMSMapView::setSelectedMarker(GMSMarker* marker) {
     if (marker && overlayIndex_.find(marker) == overlayIndex_.end()) marker = nullptr;
     selectedMarker_ = marker;
+    polish();
     update();
-}
-
-void GMSMapView::updatePolish() {
-    // Polylines prepare their vertices here, once per batch of changes,
-    // on the GUI thread before the scene is synchronised.
-    gmsClearUpperSimdState();
-    for (const GMSOverlayPtr& o : overlays_)
-        if (o->type() == GMSOverlay::Polyline) static_cast<GMSPolyline*>(o.get())->preparedVertices();
 }
 
 // ---------------------------------------------------------------- hit testing
@@ -473,7 +466,7 @@ QRectF GMSMapView::compassRect() const {
 
 QRectF GMSMapView::infoWindowRect() const {
     if (!selectedMarker_ || (selectedMarker_->title().isEmpty() && selectedMarker_->snippet().isEmpty())) return {};
-    const QSizeF size = GMSMapRenderer::infoWindowSize(selectedMarker_->title(), selectedMarker_->snippet());
+    const QSizeF size = infoWindowSize(selectedMarker_->title(), selectedMarker_->snippet());
     const QRectF frame = markerFrame(selectedMarker_, projection());
     const QPointF a = selectedMarker_->infoWindowAnchor();
     const QPointF tip(frame.left() + a.x() * frame.width(), frame.top() + a.y() * frame.height());
@@ -712,11 +705,13 @@ void GMSMapView::geometryChange(const QRectF& newGeometry, const QRectF& oldGeom
 
 // ---------------------------------------------------------------- rendering
 
+void GMSMapView::updatePolish() { prepareFrame(); }
+
 QSGNode* GMSMapView::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
     // The root node owns every texture and node of the map; the scene graph
     // deletes it (on the render thread) with the item or the window.
     auto* root = static_cast<GMSMapRenderer*>(old);
     if (!root) root = new GMSMapRenderer();
-    root->sync(this);
+    root->sync(frame(), window());
     return root;
 }

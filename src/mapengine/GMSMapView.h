@@ -16,6 +16,7 @@
 #include "GMSCameraPosition.h"
 #include "GMSDisplayLink.h"
 #include "GMSGestureHandler.h"
+#include "GMSMarker.h"
 #include "GMSOverlay.h"
 #include "GMSProjection.h"
 #include "GMSTileSource.h"
@@ -24,9 +25,11 @@
 namespace zl {
 class Clock;
 }
-class GMSMapRenderer;
+namespace gms_shape {
+struct Mesh;
+}
+struct GMSMapFrame;
 class GMSMapViewDelegate;
-#include "GMSMarker.h"
 class GMSServices;
 class GMSTileManager;
 class GMSUISettings;
@@ -51,6 +54,9 @@ public:
     // What the renderer uses for "no user position".
     static constexpr double kUnknownUserPosition = 1.7976931348623157e308;
     static constexpr double kAnimationDuration = 0.5;  // seconds
+    // The info window's bubble around a marker's title and snippet.
+    static QSizeF infoWindowSize(const QString& title, const QString& snippet);
+    static QImage infoWindowPicture(const QString& title, const QString& snippet);
 
     explicit GMSMapView(QQuickItem* parent = nullptr);
     // With no camera the map shows latitude 51.1789, longitude -1.8264 at zoom 4.
@@ -143,6 +149,10 @@ public:
     bool isIdle() const;
     // A frame for tiles that arrived while others load waits for its turn.
     bool isTileFramePaced() const { return tileFrameTimer_.isActive(); }
+    // What the next frame shows, as the renderer gets it. Shape meshes and
+    // the info window's picture are made when they change (at polish), not
+    // here. This, the polish step and the info window live in GMSMapFrame.cpp.
+    GMSMapFrame frame() const;
 
     // GMSDisplayLinkClient
     unsigned preferredFrameRate() const override;
@@ -178,7 +188,6 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
-    friend class GMSMapRenderer;
     struct Animation {
         GMSCameraPosition from, to;
         double start = 0.0;
@@ -195,6 +204,8 @@ private:
     void checkIdle();
     void refreshMyLocationState();
     void removeOverlayEntry(GMSOverlay* overlay);
+    // Brings the shape meshes and the info window's picture up to date.
+    void prepareFrame();
     void tilesChanged();
     void requestTileFrame();
     void feedGestures(const std::vector<GMSTouchPoint>& touches);
@@ -244,6 +255,10 @@ private:
     bool hasPendingOverlayChanges_ = false;
     GMSMarker* selectedMarker_ = nullptr;
     std::vector<MarkerTapDelegate> markerTapDelegates_;
+    // Per shape overlay id, its mesh as last made.
+    std::unordered_map<std::uint64_t, std::shared_ptr<const gms_shape::Mesh>> meshes_;
+    QImage infoPicture_;
+    QString infoKey_;  // title and snippet the picture shows
     GMSMapViewDelegate* delegate_ = nullptr;
 
     zl::Clock* clock_ = nullptr;

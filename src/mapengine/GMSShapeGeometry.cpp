@@ -1,7 +1,12 @@
 #include "GMSShapeGeometry.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 
+#include "GMSGroundOverlay.h"
+#include "GMSPolygon.h"
+#include "GMSPolyline.h"
 #include "GMSSimdState.h"
 #include "GMSTriangulator.h"
 
@@ -15,6 +20,9 @@ Origin originFor(const std::vector<Point2D>& points) {
 }
 
 namespace {
+
+std::atomic<std::uint64_t> g_meshesMade{0};
+constexpr double kWorld = double(gmscore::model::kWorldSize);
 
 struct Dir {
     double x = 0, y = 0;
@@ -113,5 +121,102 @@ void buildFill(const std::vector<Point2D>& outer, const std::vector<std::vector<
     indices.reserve(indices.size() + local.size());
     for (std::uint32_t i : local) indices.push_back(base + i);
 }
+
+namespace {
+
+// A polygon ring in world units. Straight rings need no span or subdivision
+// work, only the conversion and the unwrap over the antimeridian.
+GMSPreparedVertices ringVertices(const GMSPath& path, bool geodesic) {
+    if (geodesic) return GMSPrepareVertices(path, true, nullptr, true);
+    GMSPreparedVertices pv;
+    if (path.count() < 2) return pv;
+    pv.points = GMSWorldPointsUnwrapped(path.coordinates());
+    pv.spanVertexCounts = {pv.points.size()};
+    return pv;
+}
+
+void polylineMesh(const GMSPolyline& pl, Mesh& m) {
+    const GMSPreparedVertices& pv = pl.preparedVertices();
+    if (pv.points.size() < 2 || !(pl.strokeWidth() > 0.0f)) return;
+    m.origin = originFor(pv.points);
+    // Colours per segment from the span that owns it; a gradient span
+    // blends along its vertices.
+    const std::vector<std::pair<QColor, QColor>> spanColors = pl.spanColorRanges();
+    std::vector<QColor> seg(pv.points.size() - 1, spanColors.front().first);
+    std::vector<QColor> segEnd(seg);
+    for (std::size_t s = 0; s < pv.spanVertexCounts.size() && s < spanColors.size(); ++s) {
+        const auto [first, last] = pv.spanVertexRange(s);
+        const auto& [from, to] = spanColors[s];
+        const double len = last > first ? double(last - first) : 1.0;
+        auto at = [&](std::size_t i) {
+            if (from == to) return from;
+            const double f = double(i - first) / len;
+            return QColor::fromRgbF(from.redF() + (to.redF() - from.redF()) * f,
+                                    from.greenF() + (to.greenF() - from.greenF()) * f,
+                                    from.blueF() + (to.blueF() - from.blueF()) * f,
+                                    from.alphaF() + (to.alphaF() - from.alphaF()) * f);
+        };
+        for (std::size_t i = first; i < last && i < seg.size(); ++i) {
+            seg[i] = at(i);
+            segEnd[i] = at(i + 1);
+        }
+    }
+    buildStroke(pv.points, m.origin, false, seg, m.stroke, m.strokeIndices, &segEnd);
+    m.strokeWidth = pl.strokeWidth();
+}
+
+void polygonMesh(const GMSPolygon& pg, Mesh& m) {
+    const GMSPreparedVertices outer = ringVertices(pg.path(), pg.geodesic());
+    if (outer.points.size() < 2) return;
+    m.origin = originFor(outer.points);
+    std::vector<std::vector<Point2D>> holes;
+    for (const GMSPath& h : pg.holes()) {
+        GMSPreparedVertices hv = ringVertices(h, pg.geodesic());
+        if (hv.points.size() >= 3) holes.push_back(std::move(hv.points));
+    }
+    if (pg.fillColor().isValid() && pg.fillColor().alpha() > 0 && outer.points.size() >= 3) {
+        buildFill(outer.points, holes, m.origin, m.fill, m.fillIndices);
+        m.fillColor = pg.fillColor();
+    }
+    if (pg.strokeColor().isValid() && pg.strokeWidth() > 0.0f) {
+        const std::vector<QColor> colors{pg.strokeColor()};
+        buildStroke(outer.points, m.origin, true, colors, m.stroke, m.strokeIndices);
+        for (const auto& h : holes) buildStroke(h, m.origin, true, colors, m.stroke, m.strokeIndices);
+        m.strokeWidth = pg.strokeWidth();
+    }
+}
+
+void groundMesh(const GMSGroundOverlay& go, Mesh& m) {
+    if (!go.bounds() || !go.bounds()->isValid() || go.icon().isNull()) return;
+    const Point2D sw = Point2D::fromCoordinate(go.bounds()->southWest());
+    const Point2D ne = Point2D::fromCoordinate(go.bounds()->northEast());
+    double w = double(ne.x) - sw.x;
+    if (w < 0) w += kWorld;
+    const double h = double(ne.y) - sw.y;
+    m.origin = {sw.x, sw.y};
+    m.image = go.icon();
+    m.imageSize = QSizeF(w, h);
+    m.bearing = go.bearing();
+    m.anchor = QPointF(go.anchor().x() * w, (1.0 - go.anchor().y()) * h);
+    m.opacity = std::clamp(double(go.opacity()), 0.0, 1.0);
+}
+
+}  // namespace
+
+std::shared_ptr<const Mesh> meshFor(const GMSOverlay& overlay) {
+    gmsClearUpperSimdState();
+    ++g_meshesMade;
+    auto m = std::make_shared<Mesh>();
+    m->revision = overlay.revision();
+    switch (overlay.type()) {
+    case GMSOverlay::Polyline: polylineMesh(static_cast<const GMSPolyline&>(overlay), *m); break;
+    case GMSOverlay::Polygon: polygonMesh(static_cast<const GMSPolygon&>(overlay), *m); break;
+    case GMSOverlay::GroundOverlay: groundMesh(static_cast<const GMSGroundOverlay&>(overlay), *m); break;
+    default: break;
+    }
+    return m;
+}
+
+std::uint64_t meshesMade() { return g_meshesMade.load(); }
 
 }  // namespace gms_shape

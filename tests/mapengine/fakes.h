@@ -4,10 +4,14 @@
 
 #include "GMSDisplayLink.h"
 
-// A frame timer that fires only when a test says so.
+// A frame timer that fires only when a test says so, and remembers its modes.
 struct ManualFrameTimer : GMSFrameTimer {
     static inline ManualFrameTimer* last = nullptr;
-    ManualFrameTimer() { last = this; }
+    static inline int made = 0;
+    ManualFrameTimer() {
+        last = this;
+        ++made;
+    }
     ~ManualFrameTimer() override {
         if (last == this) last = nullptr;
     }

@@ -13,6 +13,8 @@
 
 #include <cmath>
 #include <functional>
+#include <initializer_list>
+#include <utility>
 
 #include "CLLocationCoordinate2D.h"
 
@@ -69,13 +71,25 @@ inline CLLocationCoordinate2D tileMiddle(int zoom, int x, int y) {
     return {lat, lon};
 }
 
-inline bool near(QRgb a, QRgb b) {
-    return std::abs(qRed(a) - qRed(b)) <= 3 && std::abs(qGreen(a) - qGreen(b)) <= 3 && std::abs(qBlue(a) - qBlue(b)) <= 3;
+inline bool near(QRgb a, QRgb b, int tolerance = 3) {
+    return std::abs(qRed(a) - qRed(b)) <= tolerance && std::abs(qGreen(a) - qGreen(b)) <= tolerance &&
+           std::abs(qBlue(a) - qBlue(b)) <= tolerance;
 }
 
 // What those tiles show: labels at half opacity over the imagery, and the imagery.
 inline const QRgb kLabelledPixel = qRgb(128, 0, 127);
 inline const QRgb kImageryPixel = qRgb(0, 0, 255);
+
+// Checks a row through the middle of a shot centred on tile (32, 20) at
+// zoom 6 of HybridSource's tiles: at each offset from the middle, labels
+// over imagery or imagery alone.
+inline void expectHybridRow(const QImage& shot, std::initializer_list<std::pair<int, bool>> labelledAt) {
+    const QPoint mid(shot.width() / 2, shot.height() / 2);
+    for (auto [dx, labelled] : labelledAt) {
+        const QRgb got = shot.pixel(mid.x() + dx, mid.y());
+        EXPECT_TRUE(near(got, labelled ? kLabelledPixel : kImageryPixel)) << dx << ": " << std::hex << got;
+    }
+}
 
 // The map fills a window of this size and draws from this source.
 inline void placeMap(QQuickWindow& window, GMSMapView& map, GMSTileSource& source, QSize size) {

@@ -5,36 +5,10 @@
 #include <vector>
 
 #include "GMSDisplayLink.h"
+#include "fakes.h"
 #include "testsupport.h"
 
 namespace {
-
-// A timer that fires only when the test says so, and remembers its modes.
-struct FakeTimer : GMSFrameTimer {
-    static inline FakeTimer* last = nullptr;
-    static inline int made = 0;
-    FakeTimer() {
-        last = this;
-        ++made;
-    }
-    ~FakeTimer() override {
-        if (last == this) last = nullptr;
-    }
-    void setPreferredFramesPerSecond(std::uint64_t f) override { fps = f; }
-    void setPaused(bool p) override { paused = p; }
-    void addToMode(const QString& m) override { modes.append(m); }
-    void removeFromMode(const QString& m) override { modes.removeOne(m); }
-    void invalidate() override { invalidated = true; }
-    double timestamp() const override { return 1.5; }
-    double targetTimestamp() const override { return 1.5 + 1.0 / double(fps); }
-    void fire() {
-        if (!paused && !modes.isEmpty() && fired) fired();
-    }
-    std::uint64_t fps = 0;
-    bool paused = true;
-    bool invalidated = false;
-    QStringList modes;
-};
 
 struct Client : GMSDisplayLinkClient {
     explicit Client(unsigned r) : rate(r) {}
@@ -52,9 +26,17 @@ struct Client : GMSDisplayLinkClient {
     std::function<void(GMSDisplayLink*)> onTick;
 };
 
-GMSFrameTimerFactory fakeFactory() {
-    return [] { return std::make_unique<FakeTimer>(); };
-}
+// A link with one client per wish.
+struct Clients {
+    explicit Clients(const std::vector<unsigned>& wishes) {
+        for (unsigned w : wishes) {
+            all.push_back(std::make_unique<Client>(w));
+            link.addClient(all.back().get());
+        }
+    }
+    GMSDisplayLink link{ManualFrameTimer::factory()};
+    std::vector<std::unique_ptr<Client>> all;
+};
 
 TEST(DisplayLink, LeastCommonMultipleOfWishes) {
     struct Case {
@@ -63,15 +45,10 @@ TEST(DisplayLink, LeastCommonMultipleOfWishes) {
     } cases[] = {{{15, 30}, 30}, {{20, 30}, 60}, {{60, 24}, 60}, {{0}, 30}, {{7}, 30},
                  {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6}};
     for (const Case& c : cases) {
-        GMSDisplayLink link(fakeFactory());
-        std::vector<std::unique_ptr<Client>> clients;
-        for (unsigned w : c.wishes) {
-            clients.push_back(std::make_unique<Client>(w));
-            link.addClient(clients.back().get());
-        }
-        EXPECT_EQ(link.frameRate(), c.rate);
-        ASSERT_NE(FakeTimer::last, nullptr);
-        EXPECT_EQ(FakeTimer::last->fps, c.rate);
+        Clients clients(c.wishes);
+        EXPECT_EQ(clients.link.frameRate(), c.rate);
+        ASSERT_NE(ManualFrameTimer::last, nullptr);
+        EXPECT_EQ(ManualFrameTimer::last->fps, c.rate);
     }
 }
 
@@ -84,23 +61,18 @@ TEST(DisplayLink, ClientsShareTicksByTheirDivisor) {
         {{7, 0}, {{0, 4, 8}, {0}}},
     };
     for (const auto& [wishes, expected] : cases) {
-        GMSDisplayLink link(fakeFactory());
-        std::vector<std::unique_ptr<Client>> clients;
-        for (unsigned w : wishes) {
-            clients.push_back(std::make_unique<Client>(w));
-            link.addClient(clients.back().get());
-        }
-        for (int i = 0; i < 12; ++i) FakeTimer::last->fire();
-        for (std::size_t k = 0; k < clients.size(); ++k) EXPECT_EQ(clients[k]->ticks, expected[k]) << wishes[k];
+        Clients clients(wishes);
+        for (int i = 0; i < 12; ++i) ManualFrameTimer::last->fire();
+        for (std::size_t k = 0; k < wishes.size(); ++k) EXPECT_EQ(clients.all[k]->ticks, expected[k]) << wishes[k];
     }
 }
 
 TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
-    GMSDisplayLink link(fakeFactory());
+    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(30), b(30), c(30);
     link.addClient(&a, {"default", "tracking"});
     link.addClient(&b, {"default"});
-    FakeTimer* t = FakeTimer::last;
+    ManualFrameTimer* t = ManualFrameTimer::last;
     EXPECT_EQ(t->modes.count("default"), 1);
     EXPECT_EQ(t->modes.count("tracking"), 1);
     link.addClient(&c, {"tracking"});
@@ -115,7 +87,7 @@ TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
 }
 
 TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
-    GMSDisplayLink link(fakeFactory());
+    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(60);
     link.removeClient(&a);  // unknown: ignored
     EXPECT_FALSE(link.hasTimer());
@@ -126,41 +98,41 @@ TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
     }
     EXPECT_EQ(link.clientCount(), 0) << "a destroyed client leaves the link";
     EXPECT_FALSE(link.hasTimer());
-    const int before = FakeTimer::made;
+    const int before = ManualFrameTimer::made;
     link.addClient(&a);
     link.addClient(&a);  // twice: one entry, one count
     EXPECT_EQ(link.clientCount(), 1);
     EXPECT_EQ(link.modeRefcount(GMSDisplayLink::kCommonModes), 1);
-    EXPECT_EQ(FakeTimer::last->modes, QStringList{GMSDisplayLink::kCommonModes});
-    EXPECT_EQ(FakeTimer::made, before + 1);
-    FakeTimer::last->fire();
-    FakeTimer::last->fire();
+    EXPECT_EQ(ManualFrameTimer::last->modes, QStringList{GMSDisplayLink::kCommonModes});
+    EXPECT_EQ(ManualFrameTimer::made, before + 1);
+    ManualFrameTimer::last->fire();
+    ManualFrameTimer::last->fire();
     link.removeClient(&a);
     EXPECT_FALSE(link.hasTimer());
     EXPECT_EQ(link.frameRate(), 0u);
-    EXPECT_EQ(FakeTimer::last, nullptr);
+    EXPECT_EQ(ManualFrameTimer::last, nullptr);
     link.addClient(&a);
-    EXPECT_EQ(FakeTimer::made, before + 2);
-    FakeTimer::last->fire();
+    EXPECT_EQ(ManualFrameTimer::made, before + 2);
+    ManualFrameTimer::last->fire();
     EXPECT_EQ(a.ticks.back(), 2u) << "the tick count carries on";
 }
 
 TEST(DisplayLink, WishChangesRecomputeTheRate) {
-    GMSDisplayLink link(fakeFactory());
+    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(15), b(15);
     link.addClient(&a);
     link.addClient(&b);
     EXPECT_EQ(link.frameRate(), 15u);
     b.setRate(20);
     EXPECT_EQ(link.frameRate(), 60u);
-    EXPECT_EQ(FakeTimer::last->fps, 60u);
+    EXPECT_EQ(ManualFrameTimer::last->fps, 60u);
     link.removeClient(&b);
     b.setRate(30);  // no longer observed
     EXPECT_EQ(link.frameRate(), 15u);
 }
 
 TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
-    GMSDisplayLink link(fakeFactory());
+    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(60), b(60), c(60);
     a.onTick = [&](GMSDisplayLink* l) {
         l->removeClient(&b);
@@ -168,11 +140,11 @@ TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
     };
     link.addClient(&a);
     link.addClient(&b);
-    FakeTimer::last->fire();
+    ManualFrameTimer::last->fire();
     EXPECT_EQ(a.ticks.size(), 1u);
     EXPECT_TRUE(b.ticks.empty());  // left before its turn
     EXPECT_TRUE(c.ticks.empty());  // joined after the copy was taken
-    FakeTimer::last->fire();
+    ManualFrameTimer::last->fire();
     EXPECT_EQ(c.ticks.size(), 1u);
 }
 
@@ -186,7 +158,7 @@ TEST(DisplayLink, RealTimerTicksOnTheEventLoop) {
 }
 
 TEST(DisplayLink, RateChangesFromAnotherThreadRunOnTheLinkThread) {
-    GMSDisplayLink link(fakeFactory());
+    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(30);
     QThread* worker = QThread::create([&] { link.addClient(&a); });
     worker->start();

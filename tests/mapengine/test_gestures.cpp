@@ -18,26 +18,22 @@ struct Recorder : GMSGestureTarget {
 
     int count(const std::string& name) const { return int(std::count(calls.begin(), calls.end(), name)); }
     template <typename T>
-    void note(const char* name, std::vector<T>* to = nullptr, T value = {}) {
+    void note(const char* name, std::vector<T>& to, T value) {
         calls.push_back(name);
-        if (to) to->push_back(value);
+        to.push_back(value);
     }
-    void willStartGestures() override { note<int>("willStartGestures"); }
-    void didEndGestures() override { note<int>("didEndGestures"); }
-    void willStartPanFrom(QPointF p) override { note("willStartPanFrom", &panStarts, p); }
-    void didPanTo(QPointF p) override { note("didPanTo", &pans, p); }
-    void willStartZoom() override { note<int>("willStartZoom"); }
-    void didZoomRelative(double s) override { note("didZoomRelative", &zooms, s); }
-    void willStartRotation() override { note<int>("willStartRotation"); }
-    void didRotateRelative(double r) override { note("didRotateRelative", &rotations, r); }
-    void willStartTilt() override { note<int>("willStartTilt"); }
-    void didTiltRelative(double t) override { note("didTiltRelative", &tilts, t); }
-    void willStartPanDeceleration() override { note<int>("willStartPanDeceleration"); }
-    void didEndPanDeceleration() override { note<int>("didEndPanDeceleration"); }
-    void willStartZoomDeceleration() override { note<int>("willStartZoomDeceleration"); }
-    void didEndZoomDeceleration() override { note<int>("didEndZoomDeceleration"); }
-    void willStartRotationDeceleration() override { note<int>("willStartRotationDeceleration"); }
-    void didEndRotationDeceleration() override { note<int>("didEndRotationDeceleration"); }
+    void willStartGestures() override { calls.push_back("willStartGestures"); }
+    void didEndGestures() override { calls.push_back("didEndGestures"); }
+    void willStartPanFrom(QPointF p) override { note("willStartPanFrom", panStarts, p); }
+    void didPanTo(QPointF p) override { note("didPanTo", pans, p); }
+    void willStartZoom() override { calls.push_back("willStartZoom"); }
+    void didZoomRelative(double s) override { note("didZoomRelative", zooms, s); }
+    void willStartRotation() override { calls.push_back("willStartRotation"); }
+    void didRotateRelative(double r) override { note("didRotateRelative", rotations, r); }
+    void willStartTilt() override { calls.push_back("willStartTilt"); }
+    void didTiltRelative(double t) override { note("didTiltRelative", tilts, t); }
+    void willStartPanDeceleration() override { calls.push_back("willStartPanDeceleration"); }
+    void didEndPanDeceleration() override { calls.push_back("didEndPanDeceleration"); }
     void didTap(QPointF p) override { taps.push_back(p); }
     void didLongPress(QPointF p) override { longPresses.push_back(p); }
     void didDoubleTap(QPointF p) override { doubleTaps.push_back(p); }
@@ -122,15 +118,11 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     EXPECT_TRUE(rec.ticksWanted);
     const GMSDeceleratedValue d = *h.decPan();
     EXPECT_NEAR(d.velocity, 400.0f, 1.0f);
-    EXPECT_FLOAT_EQ(d.runTime, 0.75f);
-    EXPECT_FLOAT_EQ(d.damping, 0.9f);
-    EXPECT_FLOAT_EQ(d.maximum, 1600.0f);
-    EXPECT_FLOAT_EQ(d.deceleration, -d.velocity / 0.75f);
     EXPECT_NEAR(h.decPanAngle(), 0.0, 1e-9);
-    // Ticks follow v t + a t^2 / 2, damped, and end exactly at the run time.
+    // Ticks follow v t - (v / 0.75) t^2 / 2, damped by 0.9, and end exactly at the run time of 0.75 s.
     rec.pans.clear();
     h.tick(t + 0.25);
-    const double s1 = d.velocity * 0.25 + d.deceleration * 0.25 * 0.25 / 2;
+    const double s1 = d.velocity * 0.25 - d.velocity / 0.75 * 0.25 * 0.25 / 2;
     EXPECT_NEAR(rec.pans.back().x(), h.decPanBase().x() + 0.9 * s1, 1e-2);
     h.tick(t + 0.5);
     h.tick(t + 0.8);
@@ -140,13 +132,8 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     EXPECT_EQ(rec.count("didEndPanDeceleration"), 1);
 }
 
-TEST_F(Gestures, DeceleratedValueCurve) {
-    auto d = GMSDeceleratedValue::make(2.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
-    EXPECT_TRUE(d.tickWithDelta(0.35));
-    EXPECT_NEAR(d.value, 1.0 + 2.0 * 0.35 - (2.0 / 0.7) * 0.35 * 0.35 / 2, 1e-5);
-    EXPECT_FALSE(d.tickWithDelta(1.0));
-    EXPECT_NEAR(d.value, 1.0 + 2.0 * 0.7 / 2, 1e-5);
-    // Limits apply only when not 0.
+// The curve itself is checked through the flicks' ticks; its limits apply only when not 0.
+TEST_F(Gestures, DeceleratedValueLimits) {
     auto down = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
     down.tickWithDelta(0.7);
     EXPECT_FLOAT_EQ(down.value, 0.05f);

@@ -4,14 +4,8 @@
 #include <QTest>
 #include <QWheelEvent>
 
-#include <limits>
-
 #include "Clock.h"
 #include "GMSMapView.h"
-#include "GMSMarker.h"
-#include "GMSPolygon.h"
-#include "GMSPolyline.h"
-#include "GMSGroundOverlay.h"
 #include "GMSServices.h"
 #include "fakes.h"
 #include "testsupport.h"
@@ -95,37 +89,6 @@ TEST_F(InputTest, TouchPinchZooms) {
     clock.advanceSeconds(1.0);
     QTest::touchEvent(&window, device).release(1, QPoint(100, 150)).release(2, QPoint(300, 150));
     EXPECT_EQ(map->gestureHandler().gestureState(), 0);
-}
-
-TEST_F(InputTest, BadNumbersDrawNothingAndBreakNothing) {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const double inf = std::numeric_limits<double>::infinity();
-    auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, inf}, {3, 3}, {1e308, -1e308}}));
-    poly->setStrokeColor(Qt::black);
-    poly->setMap(map);
-    auto line = GMSPolyline::polylineWithPath(GMSPath({{0, 0}, {nan, nan}, {89.9999, 179.9999}, {-90, -180}}));
-    line->setGeodesic(true);
-    line->setStrokeWidth(-3);
-    line->setMap(map);
-    auto marker = GMSMarker::markerWithPosition({nan, nan});
-    marker->setMap(map);
-    auto marker2 = GMSMarker::markerWithPosition({1, 1});
-    marker2->setIcon(QImage());
-    marker2->setOpacity(nan);
-    marker2->setRotation(inf);
-    marker2->setMap(map);
-    auto ground = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({nan, 0}, {1, 1}), QImage());
-    ground->setMap(map);
-    for (const GMSCameraPosition& c : {GMSCameraPosition(nan, nan, std::numeric_limits<float>::quiet_NaN()),
-                                       GMSCameraPosition({90, 180}, 21.0f, inf, nan),
-                                       GMSCameraPosition(-90, -180, 2.0f)}) {
-        map->setCamera(c);
-        QTest::mouseClick(&window, Qt::LeftButton, {}, QPoint(200, 150));
-        clock.advanceSeconds(1.0);
-        (void)window.grabWindow();
-    }
-    map->clear();
-    EXPECT_TRUE(map->overlays().empty());
 }
 
 }  // namespace

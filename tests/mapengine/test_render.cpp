@@ -29,13 +29,16 @@ struct GreySource : zltest::GeneratedTileSource {
           }) {}
 };
 
-bool near(QRgb got, QColor want, int tolerance = 40) {
-    return std::abs(qRed(got) - want.red()) <= tolerance && std::abs(qGreen(got) - want.green()) <= tolerance &&
-           std::abs(qBlue(got) - want.blue()) <= tolerance;
-}
+const QColor kGrey(128, 128, 128);
 
-std::string describe(QRgb c) {
-    return "rgb(" + std::to_string(qRed(c)) + "," + std::to_string(qGreen(c)) + "," + std::to_string(qBlue(c)) + ")";
+// A shot of the window in points; at a coordinate it shows `want`, give or take.
+QImage shotOf(QQuickWindow& window) { return window.grabWindow().scaled(window.size()); }
+void expectColourAt(const QImage& shot, const GMSMapView& map, CLLocationCoordinate2D c, QColor want,
+                    int tolerance = 40) {
+    const QPoint at = map.projection().pointForCoordinate(c).toPoint();
+    ASSERT_TRUE(shot.rect().contains(at));
+    EXPECT_TRUE(zltest::near(shot.pixel(at), want.rgb(), tolerance))
+        << c.latitude << "," << c.longitude << ": " << std::hex << shot.pixel(at);
 }
 
 using zltest::RenderTest;
@@ -62,32 +65,23 @@ TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
     ASSERT_TRUE(zltest::showWindow(window));
     ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
     ASSERT_EQ(window.rendererInterface()->graphicsApi(), QSGRendererInterface::OpenGL);
-    QImage shot = window.grabWindow();
-    ASSERT_FALSE(shot.isNull());
-    shot = shot.scaled(400, 300);  // device pixels to points
-    const GMSProjection proj = map.projection();
-
-    const QPoint inPolygon = proj.pointForCoordinate({0, -10}).toPoint();
-    EXPECT_TRUE(near(shot.pixel(inPolygon), QColor(255, 0, 0))) << describe(shot.pixel(inPolygon));
-    const QPoint onLine = proj.pointForCoordinate({0, 5}).toPoint();
-    EXPECT_TRUE(near(shot.pixel(onLine), QColor(0, 200, 0))) << describe(shot.pixel(onLine));
+    QImage shot = shotOf(window);
+    expectColourAt(shot, map, {0, -10}, QColor(255, 0, 0));
+    expectColourAt(shot, map, {0, 5}, QColor(0, 200, 0));
     // The stroke is 8 points wide whatever the zoom: 6 points off the line is map.
-    const QPoint besideLine = onLine + QPoint(6, 0);
-    EXPECT_TRUE(near(shot.pixel(besideLine), QColor(128, 128, 128))) << describe(shot.pixel(besideLine));
-    const QRectF pin = map.markerFrame(marker.get(), proj);
+    const QPoint besideLine = map.projection().pointForCoordinate({0, 5}).toPoint() + QPoint(6, 0);
+    EXPECT_TRUE(zltest::near(shot.pixel(besideLine), kGrey.rgb(), 40)) << std::hex << shot.pixel(besideLine);
+    const QRectF pin = map.markerFrame(marker.get(), map.projection());
     const QRgb pinColour = shot.pixel(QPointF(pin.center().x(), pin.top() + pin.width() / 2 - 6).toPoint());
-    EXPECT_GT(qBlue(pinColour), qRed(pinColour) + 40) << describe(pinColour);
-    const QPoint bare = proj.pointForCoordinate({-8, 8}).toPoint();
-    EXPECT_TRUE(near(shot.pixel(bare), QColor(128, 128, 128), 6)) << describe(shot.pixel(bare));
+    EXPECT_GT(qBlue(pinColour), qRed(pinColour) + 40) << std::hex << pinColour;
+    expectColourAt(shot, map, {-8, 8}, kGrey, 6);
 
     // A pan changes no geometry: only transforms move.
     const auto before = GMSMapRenderer::totals();
     map.setCamera(GMSCameraPosition(1.0, -2.0, 4.5f));
-    shot = window.grabWindow().scaled(400, 300);
+    shot = shotOf(window);
     EXPECT_EQ(GMSMapRenderer::totals().geometryBuilds, before.geometryBuilds);
-    const QPoint moved = map.projection().pointForCoordinate({2, -6}).toPoint();
-    ASSERT_TRUE(shot.rect().contains(moved));
-    EXPECT_TRUE(near(shot.pixel(moved), QColor(255, 0, 0))) << describe(shot.pixel(moved));
+    expectColourAt(shot, map, {2, -6}, QColor(255, 0, 0));
 
     // Draw order follows zIndex: the line drawn under the polygon where they cross.
     auto cross = GMSPolyline::polylineWithPath(GMSPath({{0, -20}, {0, 0}}));
@@ -95,17 +89,10 @@ TEST_F(RenderTest, PolygonPolylineAndTintedMarkerAppearWhereExpected) {
     cross->setStrokeWidth(6);
     cross->setZIndex(-1);
     cross->setMap(&map);
-    shot = window.grabWindow().scaled(400, 300);
-    const QPoint under = map.projection().pointForCoordinate({0, -6}).toPoint();
-    EXPECT_TRUE(near(shot.pixel(under), QColor(255, 0, 0))) << describe(shot.pixel(under));
+    expectColourAt(shotOf(window), map, {0, -6}, QColor(255, 0, 0));
     cross->setZIndex(10);
-    shot = window.grabWindow().scaled(400, 300);
-    EXPECT_TRUE(near(shot.pixel(under), QColor(0, 0, 255))) << describe(shot.pixel(under));
+    expectColourAt(shotOf(window), map, {0, -6}, QColor(0, 0, 255));
 }
-
-}  // namespace
-
-namespace {
 
 TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
     QQuickWindow window;
@@ -130,47 +117,54 @@ TEST_F(RenderTest, SpansColourTheirSegmentsAndPolygonHolesStayOpen) {
     ground->setMap(&map);
     ASSERT_TRUE(zltest::showWindow(window));
     ASSERT_TRUE(zltest::waitFor([&] { return !map.tileManager()->isLoading(); }));
-    const QImage shot = window.grabWindow().scaled(400, 300);
-    const GMSProjection p = map.projection();
-    const QRgb first = shot.pixel(p.pointForCoordinate({5, -5}).toPoint());
-    const QRgb second = shot.pixel(p.pointForCoordinate({5, 5}).toPoint());
-    EXPECT_TRUE(near(first, QColor(255, 0, 0))) << describe(first);
-    EXPECT_TRUE(near(second, QColor(0, 255, 0))) << describe(second);
-    const QRgb filled = shot.pixel(p.pointForCoordinate({-8.5, 0}).toPoint());
-    const QRgb hole = shot.pixel(p.pointForCoordinate({-6, 0}).toPoint());
-    EXPECT_TRUE(near(filled, QColor(0, 0, 255))) << describe(filled);
-    EXPECT_TRUE(near(hole, QColor(128, 128, 128), 6)) << describe(hole);
-    const QRgb north = shot.pixel(p.pointForCoordinate({-2, 17}).toPoint());
-    const QRgb south = shot.pixel(p.pointForCoordinate({-8, 17}).toPoint());
-    EXPECT_TRUE(near(north, QColor(255, 0, 0))) << describe(north);
-    EXPECT_TRUE(near(south, QColor(255, 255, 0))) << describe(south);
+    const QImage shot = shotOf(window);
+    expectColourAt(shot, map, {5, -5}, QColor(255, 0, 0));
+    expectColourAt(shot, map, {5, 5}, QColor(0, 255, 0));
+    expectColourAt(shot, map, {-8.5, 0}, QColor(0, 0, 255));
+    expectColourAt(shot, map, {-6, 0}, kGrey, 6);  // the hole
+    expectColourAt(shot, map, {-2, 17}, QColor(255, 0, 0));
+    expectColourAt(shot, map, {-8, 17}, QColor(255, 255, 0));
 }
 
-}  // namespace
-
-namespace {
-
+// Nothing a screen can hand the map breaks it: numbers that are not numbers,
+// out of range or infinite draw nothing or something, and taps still work.
 TEST_F(RenderTest, BadNumbersRenderWithoutHarm) {
     QQuickWindow window;
     GreySource source;
     GMSMapView map(GMSCameraPosition(0.0, 0.0, 4.0f), window.contentItem());
     zltest::placeMap(window, map, source, QSize(200, 150));
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, 1e308}, {3, 3}, {-1e308, 5}}));
+    const double inf = std::numeric_limits<double>::infinity();
+    auto poly = GMSPolygon::polygonWithPath(GMSPath({{nan, 1}, {2, inf}, {3, 3}, {-1e308, 1e308}}));
     poly->setStrokeColor(Qt::black);
     poly->setMap(&map);
-    auto line = GMSPolyline::polylineWithPath(GMSPath({{0, 0}, {nan, nan}, {90, 180}, {-90, -180}}));
+    auto line = GMSPolyline::polylineWithPath(GMSPath({{0, 0}, {nan, nan}, {89.9999, 179.9999}, {-90, -180}}));
     line->setGeodesic(true);
     line->setMap(&map);
+    auto thin = GMSPolyline::polylineWithPath(line->path());
+    thin->setStrokeWidth(-3);
+    thin->setMap(&map);
+    auto nowhere = GMSMarker::markerWithPosition({nan, nan});
+    nowhere->setMap(&map);
     auto marker = GMSMarker::markerWithPosition({1, 1});
-    marker->setRotation(std::numeric_limits<double>::infinity());
+    marker->setOpacity(nan);
+    marker->setRotation(inf);
     marker->setMap(&map);
+    auto ground = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({nan, 0}, {1, 1}), QImage());
+    ground->setMap(&map);
     const auto before = GMSMapRenderer::totals().geometryBuilds;
     ASSERT_TRUE(zltest::showWindow(window));
     EXPECT_FALSE(window.grabWindow().isNull());
     EXPECT_GT(GMSMapRenderer::totals().geometryBuilds, before);
-    map.setCamera(GMSCameraPosition(nan, nan, 30.0f));
-    EXPECT_FALSE(window.grabWindow().isNull());
+    for (const GMSCameraPosition& c : {GMSCameraPosition(nan, nan, std::numeric_limits<float>::quiet_NaN()),
+                                       GMSCameraPosition({90, 180}, 21.0f, inf, nan),
+                                       GMSCameraPosition(-90, -180, 2.0f), GMSCameraPosition(nan, nan, 30.0f)}) {
+        map.setCamera(c);
+        map.handleTap(QPointF(100, 75));
+        EXPECT_FALSE(window.grabWindow().isNull());
+    }
+    map.clear();
+    EXPECT_TRUE(map.overlays().empty());
 }
 
 }  // namespace
