@@ -5,7 +5,6 @@
 #include <QMutex>
 #include <QMutexLocker>
 
-#include <functional>
 #include <vector>
 
 namespace zltest {
@@ -34,26 +33,6 @@ public:
     }
     QMutex mutex;
     std::vector<Post> posts;
-};
-
-// Holds delayed work until the test lets it run.
-struct FakeScheduler {
-    struct Item {
-        int delayMs;
-        std::function<void()> work;
-    };
-    std::function<void(int, std::function<void()>)> scheduler()
-    {
-        return [this](int ms, std::function<void()> work) { items.push_back({ms, std::move(work)}); };
-    }
-    void runAll()
-    {
-        auto due = std::move(items);
-        items.clear();
-        for (auto& i : due)
-            i.work();
-    }
-    std::vector<Item> items;
 };
 
 }  // namespace zltest

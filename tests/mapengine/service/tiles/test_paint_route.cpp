@@ -10,7 +10,6 @@
 
 using namespace zenloft::wire;
 using zltest::FakePaintTransport;
-using zltest::FakeScheduler;
 using zltest::TileServiceHarness;
 
 namespace {
@@ -31,7 +30,6 @@ struct PaintHarness : TileServiceHarness {
     {
         transport = std::make_shared<FakePaintTransport>();
         service->setPaintTransport(transport);
-        service->setScheduler(timers.scheduler());
         service->setPaintServer(kPaintURL, kKey);
         service->setDirectToPaint(true);
     }
@@ -52,8 +50,13 @@ struct PaintHarness : TileServiceHarness {
         transport->posts.at(i).done(std::move(r));
         pump();
     }
+    // Lets the gathering delays run out.
+    void gather()
+    {
+        clock.advance(GMSDASHTileService::kPaintGatheringDelayMs);
+        pump();
+    }
     std::shared_ptr<FakePaintTransport> transport;
-    FakeScheduler timers;
 };
 
 int countStatus(const TileServiceHarness& h, int status)
@@ -69,14 +72,14 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_TRUE(h.service->usesPaintRoute());
     h.request(3, 1, 1);
     EXPECT_TRUE(h.sent.empty()) << "the paint route does not use the connection";
-    ASSERT_EQ(h.timers.items.size(), 1u);
-    EXPECT_EQ(h.timers.items[0].delayMs, 10);
+    EXPECT_EQ(h.clock.pendingCount(), 1);
+    h.clock.advance(9);
     EXPECT_TRUE(h.transport->posts.empty()) << "nothing goes before the delay";
 
-    h.request(3, 2, 1, 4);  // joins the waiting batch
-    h.request(3, 1, 1);     // a duplicate folds into the first
-    EXPECT_EQ(h.timers.items.size(), 1u);
-    h.timers.runAll();
+    h.request(3, 2, 1);  // joins the waiting batch
+    h.request(3, 1, 1);  // a duplicate folds into the first
+    EXPECT_EQ(h.clock.pendingCount(), 1);
+    h.clock.advance(1);
     ASSERT_EQ(h.transport->posts.size(), 1u);
     const auto& post = h.transport->posts[0];
     EXPECT_EQ(post.url, kPaintURL);
@@ -100,7 +103,7 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
 
     // Sent means closed: a new tile opens a new batch with its own delay.
     h.request(3, 3, 1);
-    EXPECT_EQ(h.timers.items.size(), 1u);
+    EXPECT_EQ(h.clock.pendingCount(), 1);
 
     h.answer(0, {{{3, 1, 1}, {TileServiceHarness::png('p'), "v1"}}, {{3, 2, 1}, {TileServiceHarness::png('q'), "v2"}}});
     ASSERT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 3);
@@ -128,8 +131,8 @@ TEST(PaintRoute, EpochAndFullBatches)
     h.request(4, 1, 0);
     h.request(4, 2, 0);  // the first batch was full at two
     h.request(5, 0, 0);  // another zoom closes the second
-    ASSERT_EQ(h.timers.items.size(), 3u);
-    h.timers.runAll();
+    EXPECT_EQ(h.clock.pendingCount(), 3);
+    h.gather();
     ASSERT_EQ(h.transport->posts.size(), 3u);
     EXPECT_EQ(h.sentProto(0).map_tile_array_size(), 2);
     EXPECT_EQ(h.sentProto(1).map_tile_array_size(), 1);
@@ -165,7 +168,7 @@ TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
         EXPECT_FALSE(h.service->usesPaintRoute());
         h.request(2, 1, 1);
         EXPECT_EQ(h.sent.size(), 1u) << "the framed connection takes the batch at once";
-        EXPECT_TRUE(h.timers.items.empty());
+        EXPECT_EQ(h.clock.pendingCount(), 0);
         h.respond(h.sent[0], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
         ASSERT_EQ(h.answers.size(), 1u);
         EXPECT_EQ(h.answers[0].tile->mode, 0);
@@ -213,7 +216,7 @@ TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
         PaintHarness h;
         h.request(3, 1, 1);
         h.request(3, 1, 1);
-        h.timers.runAll();
+        h.gather();
         ASSERT_EQ(h.transport->posts.size(), 1u);
         h.reply(0, c.reply);
         ASSERT_EQ(h.answers.size(), 2u);
@@ -223,21 +226,21 @@ TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
         h.answers.clear();
         h.request(3, 1, 1);
         EXPECT_TRUE(h.answers.empty());
-        EXPECT_EQ(h.timers.items.size(), 1u);
+        EXPECT_EQ(h.clock.pendingCount(), 1);
     }
 }
 
-TEST(PaintRoute, ServiceGoneBeforeTheAnswer)
+TEST(PaintRoute, ServiceGoneBeforeTheSendOrTheAnswer)
 {
-    auto transport = std::make_shared<FakePaintTransport>();
-    FakeScheduler timers;
-    {
-        PaintHarness h;
-        h.service->setPaintTransport(transport);
-        h.service->setScheduler(timers.scheduler());
-        h.request(1, 0, 0);
-    }
+    PaintHarness h;
+    h.request(1, 0, 0);
+    h.gather();
+    ASSERT_EQ(h.transport->posts.size(), 1u);
+    h.request(2, 0, 0);  // waits for its delay
+    h.service.reset();
     // The delayed send and a late answer find no service and do nothing.
-    timers.runAll();
-    EXPECT_TRUE(transport->posts.empty());
+    h.gather();
+    EXPECT_EQ(h.transport->posts.size(), 1u);
+    h.answer(0, {{{1, 0, 0}, {TileServiceHarness::png(), "v"}}});
+    EXPECT_TRUE(h.answers.empty());
 }

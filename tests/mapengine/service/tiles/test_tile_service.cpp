@@ -1,3 +1,4 @@
+#include "GMSTileDataCache.h"
 #include "GMSTileRequestCoordinator.h"
 #include "TileServiceHarness.h"
 #include "testsupport.h"
@@ -5,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <QRandomGenerator>
+#include <QTemporaryDir>
 
 using namespace zenloft::wire;
 using zltest::TileServiceHarness;
@@ -28,7 +30,7 @@ TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
     TileServiceHarness h(satellite());
     h.request(4, 3, 5);
     h.request(4, 3, 5);
-    h.request(4, 3, 5, 3);  // a prefetch of the same tile joins too
+    h.request(4, 3, 5);
     ASSERT_EQ(h.sent.size(), 1u);
     const auto proto = h.sent[0]->buildRequestProto();
     ASSERT_EQ(proto.map_tile_array_size(), 1);
@@ -52,31 +54,26 @@ TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
     EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
-TEST(TileService, BatchIsBuiltLateAndSplitByZoomAndSize)
+TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
 {
-    auto o = satellite();
-    o.maxRequestsPerBatch = 3;
-    TileServiceHarness h(o);
-    h.request(5, 1, 1, 4);
-    h.request(5, 2, 1, 2);
-    ASSERT_EQ(h.sent.size(), 1u);  // the second joined the open batch
-    h.request(6, 0, 0);            // another zoom closes it
-    ASSERT_EQ(h.sent.size(), 2u);
-    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 2);
-    EXPECT_EQ(h.sent[0]->buildRequestProto().header().fetch_type(), 2);
-
-    // Built (sent by the transport): later tiles go in a new batch.
-    EXPECT_EQ(h.sent[1]->buildRequestProto().map_tile_array_size(), 1);
-    h.request(6, 1, 0);
+    TileServiceHarness h(satellite());
+    for (int i = 0; i < 51; ++i)
+        h.request(6, i % 64, i / 64);
+    ASSERT_EQ(h.sent.size(), 2u) << "the 51st tile opens a new batch";
+    EXPECT_EQ(h.sent[0]->tileRequests().size(), 50u);
+    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 50);
+    EXPECT_EQ(h.sent[1]->tileRequests().size(), 1u);
+    h.request(7, 0, 0);  // another zoom closes the open batch
     ASSERT_EQ(h.sent.size(), 3u);
-    h.request(6, 2, 0);
-    h.request(6, 3, 0);
-    h.request(6, 4, 0);  // the batch was full at three
+    h.request(7, 1, 0);
+    EXPECT_EQ(h.sent.size(), 3u) << "joins the open batch of its zoom";
+    // Built (sent by the transport): later tiles go in a new batch.
+    EXPECT_EQ(h.sent[2]->buildRequestProto().map_tile_array_size(), 2);
+    h.request(7, 2, 0);
     ASSERT_EQ(h.sent.size(), 4u);
-    EXPECT_EQ(h.sent[2]->buildRequestProto().map_tile_array_size(), 3);
 
     // An empty batch asks with fetch type 12.
-    GMSDASHBatchedTileRequest empty(h.service, std::make_shared<std::vector<GMSTileRequestPtr>>());
+    GMSDASHBatchedTileRequest empty(satellite(), h.service);
     EXPECT_EQ(empty.buildRequestProto().header().fetch_type(), 12);
 }
 
@@ -159,13 +156,13 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
     h.respond(h.sent[0], {{{1, 0, 1}, {TileServiceHarness::png('x'), "ver-7"}}});
     h.answers.clear();
 
-    h.now += 1000;  // equal: still good
+    h.clock.advance(1000);  // equal: still good
     h.request(1, 0, 1);
     ASSERT_EQ(h.answers.size(), 1u);
     EXPECT_EQ(h.sent.size(), 1u);
 
     h.answers.clear();
-    h.now += 1;  // expired: not shown, asked again with the version in hand
+    h.clock.advance(1);  // expired: not shown, asked again with the version in hand
     h.request(1, 0, 1);
     EXPECT_TRUE(h.answers.empty());
     ASSERT_EQ(h.sent.size(), 2u);
@@ -175,7 +172,7 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
     ASSERT_EQ(h.answers.size(), 1u);
     EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
     EXPECT_EQ(h.answers[0].tile->data.toStdString(), TileServiceHarness::png('x'));
-    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now);
+    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now());
 }
 
 TEST(TileService, NewerDataVersionShowsTheOldTileWhileTheNewComes)
@@ -206,7 +203,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     e._defaultExpirationMS = 10'000;
     e._perTileExpirationMS = 1'000;
     h.service->setTileTypeExpirations(e);
-    const qint64 now = h.now;
+    const qint64 now = h.now();
 
     auto tile = [&](qint64 validation) {
         GMSTile t;
@@ -214,23 +211,39 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
         return t;
     };
     GMSTile fresh = tile(now);
-    EXPECT_EQ(h.service->shouldRequestUpdate(fresh, 1), kGMSTileUpdateNone);
+    EXPECT_EQ(h.service->shouldRequestUpdate(fresh), kGMSTileUpdateNone);
 
     GMSTile store = tile(now - 20'000);
     store.isTileStoreTile = true;
-    EXPECT_EQ(h.service->shouldRequestUpdate(store, 1), kGMSTileUpdateTileStore);
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 20'000), 1), kGMSTileUpdateExpired);
+    EXPECT_EQ(h.service->shouldRequestUpdate(store), kGMSTileUpdateTileStore);
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 20'000)), kGMSTileUpdateExpired);
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000)), kGMSTileUpdatePerTileExpired);
 
-    // Per-tile expiry only matters for what is on screen.
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000), 1), kGMSTileUpdatePerTileExpired);
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000), 2), kGMSTileUpdateNone);
+    // Last of all, and only with an offline cache: a tile whose epoch the
+    // style tables call stale.
+    QTemporaryDir dir;
+    GMSTileDataCache offline(GMSCacheStorageDescriptor::cacheStorageDescriptorForName(
+                                 kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, dir.path(),
+                                 kGMSTilesCacheBoundaryVersion),
+                             TILE_TYPE_BASEMAP, 0, 0);
+    h.service->setTileEpochStalenessCheck([](const GMSTile& t) { return t.majorEpoch != 4; });
+    GMSTile stale = tile(now);
+    stale.majorEpoch = 3;
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateNone);
+    h.service->setOfflineTileDataCache(&offline);
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateEpochStale);
+    stale.expirationState = tile(now - 2'000).expirationState;
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdatePerTileExpired);
+    stale = tile(now);  // no epoch: never stale
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateNone);
+    h.service->setOfflineTileDataCache(nullptr);
 
     GMSTile country = tile(now - 2'000);
     country.legalCountry = "PL";
-    EXPECT_EQ(h.service->shouldRequestUpdate(country, 1), kGMSTileUpdateLegalCountry);
+    EXPECT_EQ(h.service->shouldRequestUpdate(country), kGMSTileUpdateLegalCountry);
     GMSTile paint = country;
     paint.paintExperiments = "x";
-    EXPECT_EQ(h.service->shouldRequestUpdate(paint, 1), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(h.service->shouldRequestUpdate(paint), kGMSTileUpdatePaintExperiments);
 
     // Data version counts while the direct-to-paint mode is off, the major
     // epoch while it is on; unknown values never count.
@@ -238,19 +251,19 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     h.respond(h.sent[0], {{{1, 0, 0}, {"vector-bytes", "v"}}}, 0, 5);
     GMSTile old = paint;
     old.dataVersion = 4;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdateDataVersion);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdateDataVersion);
     old.dataVersion = -1;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdatePaintExperiments);
     h.service->setDirectToPaint(true);
     h.service->updateMajorEpoch(9);
     old.dataVersion = 4;
     old.majorEpoch = 8;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdateMajorEpoch);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdateMajorEpoch);
     old.majorEpoch = -1;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdatePaintExperiments);
 }
 
-TEST(TileService, RequestsWaitForTheStartAndCachedOnlyMisses)
+TEST(TileService, RequestsWaitForTheStart)
 {
     TileServiceHarness h(satellite(), nullptr, false);
     h.request(1, 0, 0);
@@ -258,35 +271,27 @@ TEST(TileService, RequestsWaitForTheStartAndCachedOnlyMisses)
     h.service->startRequestQueue();
     h.pump();
     EXPECT_EQ(h.sent.size(), 1u);
-
-    h.service->requestCachedTile(GMSTileCoords(2, 1, 1), &h, h.callback());
-    h.pump();
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFailed);
-    EXPECT_EQ(h.sent.size(), 1u);
-
-    // Every in-flight request, duplicates too, hears of the failure.
-    h.answers.clear();
-    h.request(1, 0, 0);
-    h.service->failAllInFlightRequests();
-    h.pump();
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
-    EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
-TEST(TileService, CancelledCallbackIsNotCalled)
+// A request let go is not told; the others of its chain are. One let go
+// before its turn is not fetched at all.
+TEST(TileService, ARequestLetGoIsNotCalledBack)
 {
     TileServiceHarness h(satellite());
-    int other = 0;
     int otherCalls = 0;
     h.request(3, 3, 3);
-    h.service->requestTile(GMSTileCoords(3, 3, 3), &other,
-                           [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
-    h.service->cancelCallback(GMSTileCoords(3, 3, 3), &other);
+    zl::RequestHandle other = h.service->requestTile(
+        GMSTileCoords(3, 3, 3), [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
     h.pump();
+    other.reset();
     h.respond(h.sent[0], {{{3, 3, 3}, {TileServiceHarness::png(), "v"}}});
     EXPECT_EQ(otherCalls, 0);
     EXPECT_EQ(h.answers.size(), 1u);
+
+    h.service->requestTile(GMSTileCoords(3, 4, 4), h.callback());  // the handle is dropped at once
+    h.pump();
+    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
 TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
@@ -322,25 +327,27 @@ TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
 TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
 {
     TileServiceHarness h(satellite());
-    GMSTileRequestCoordinator coordinator;
-    EXPECT_EQ(coordinator.requestMax(), 16);
-    std::vector<GMSTileRequestCoordinator::EntryPtr> entries;
+    auto coordinator = std::make_shared<GMSTileRequestCoordinator>();
+    EXPECT_EQ(coordinator->requestMax(), 16);
+    std::vector<zl::RequestHandle> handles;
     for (int i = 0; i < 20; ++i)
-        entries.push_back(coordinator.requestTileCoords(GMSTileCoords(5, i, 0), h.service, &h, h.callback()));
+        handles.push_back(coordinator->requestTile(GMSTileCoords(5, i, 0), h.service, h.callback()));
     h.pump();
-    EXPECT_EQ(coordinator.inFlightCount(), 16);
-    EXPECT_EQ(coordinator.pendingCount(), 4);
-    EXPECT_TRUE(coordinator.dropRequest(entries[19]));
-    EXPECT_FALSE(coordinator.dropRequest(entries[0]));  // already running
+    EXPECT_EQ(coordinator->inFlightCount(), 16);
+    EXPECT_EQ(coordinator->pendingCount(), 4);
+    handles[19].reset();  // waiting: dropped
+    EXPECT_EQ(coordinator->pendingCount(), 3);
+    handles[0].reset();  // running: finishes without calling back
+    EXPECT_EQ(coordinator->inFlightCount(), 16);
     ASSERT_EQ(h.sent.size(), 1u);
     std::map<TileServiceHarness::Key, TileServiceHarness::Reply> all;
     for (int i = 0; i < 20; ++i)
         all[{5, i, 0}] = {TileServiceHarness::png(), "v"};
     h.respond(h.sent[0], all);
-    EXPECT_EQ(coordinator.inFlightCount(), 3);
-    EXPECT_EQ(coordinator.pendingCount(), 0);
+    EXPECT_EQ(coordinator->inFlightCount(), 3);
+    EXPECT_EQ(coordinator->pendingCount(), 0);
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], all);
-    EXPECT_EQ(coordinator.inFlightCount(), 0);
-    EXPECT_EQ(h.answers.size(), 19u);
+    EXPECT_EQ(coordinator->inFlightCount(), 0);
+    EXPECT_EQ(h.answers.size(), 18u);
 }
