@@ -263,6 +263,20 @@ TEST(CoordinateTileSource, AnswersOnTheRequestersThreadUnlessLetGo) {
         EXPECT_EQ(k.x % 5, 0);
         EXPECT_EQ(img.size(), QSize(256, 256));
     }
+    // Let go while the workers draw, and the requester gone right after:
+    // nothing reaches it.
+    int late = 0;
+    for (int i = 0; i < 200; ++i) {
+        auto* gone = new QObject;
+        zl::RequestHandle h = src.requestTile({GMSTileLayerType::Roadmap, 4, i % 16, 3},
+                                              GMSTileSource::Answer(gone, [&late](const QImage&, bool) { ++late; }));
+        if (i % 3) QThread::yieldCurrentThread();
+        h.reset();
+        delete gone;
+    }
+    src.waitForDone();
+    QCoreApplication::sendPostedEvents();
+    EXPECT_EQ(late, 0);
     const QImage labels = GMSCoordinateTileSource::renderTile({GMSTileLayerType::Labels, 3, 2, 1});
     EXPECT_EQ(qAlpha(labels.pixel(30, 30)), 0);  // labels are transparent between the lines
 }
