@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QObject>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <tuple>
@@ -103,6 +104,17 @@ struct TileServiceHarness {
     }
 
     static std::string png(char tag = 'a') { return std::string("\x89PNG\r\n\x1a\n", 8) + "tile-" + tag; }
+    static GMSDASHTileServiceOptions satellite(int edge = 256)
+    {
+        GMSDASHTileServiceOptions o;
+        o.tileType.mapTileType = zenloft::wire::TILE_TYPE_SATELLITE;
+        o.tileEdgeLength = edge;
+        return o;
+    }
+    int count(int status) const
+    {
+        return int(std::count_if(answers.begin(), answers.end(), [&](const Answer& a) { return a.status == status; }));
+    }
 
     zl::ManualClock clock;
     QObject queue;

@@ -1,18 +1,46 @@
 // Batches of the paint route: the gathering delay, the signed request, the
 // answer's tiles with mode 3, the ways the route stays off, and failures.
 #include "GMSPaintService.h"
-#include "PaintRouteFakes.h"
+#include "GMSPaintTransport.h"
 #include "PaintSignature.h"
 #include "TileServiceHarness.h"
 #include "testsupport.h"
 
 #include <gtest/gtest.h>
 
+#include <QMutex>
+#include <QMutexLocker>
+
 using namespace zenloft::wire;
-using zltest::FakePaintTransport;
 using zltest::TileServiceHarness;
 
 namespace {
+
+// Catches the paint route's POSTs; the test answers them.
+class FakePaintTransport : public GMSPaintTransport {
+public:
+    struct Post {
+        QUrl url;
+        QByteArray body;
+        Headers headers;
+        int timeoutMs = 0;
+        Done done;
+        QByteArray header(const QByteArray& name) const
+        {
+            for (const auto& [n, v] : headers)
+                if (n == name)
+                    return v;
+            return {};
+        }
+    };
+    void post(const QUrl& url, const QByteArray& body, const Headers& headers, int timeoutMs, Done done) override
+    {
+        QMutexLocker l(&mutex);
+        posts.push_back({url, body, headers, timeoutMs, std::move(done)});
+    }
+    QMutex mutex;
+    std::vector<Post> posts;
+};
 
 const QUrl kPaintURL(QStringLiteral("http://paint.test:9000/glm/paint"));
 const QByteArray kKey("paint-signing-key");
@@ -59,10 +87,6 @@ struct PaintHarness : TileServiceHarness {
     std::shared_ptr<FakePaintTransport> transport;
 };
 
-int countStatus(const TileServiceHarness& h, int status)
-{
-    return int(std::count_if(h.answers.begin(), h.answers.end(), [&](const auto& a) { return a.status == status; }));
-}
 
 }  // namespace
 
@@ -106,7 +130,7 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_EQ(h.clock.pendingCount(), 1);
 
     h.answer(0, {{{3, 1, 1}, {TileServiceHarness::png('p'), "v1"}}, {{3, 2, 1}, {TileServiceHarness::png('q'), "v2"}}});
-    ASSERT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 3);
+    ASSERT_EQ(h.count(kGMSTileStatusFromNetwork), 3);
     for (const auto& a : h.answers) {
         ASSERT_TRUE(a.tile);
         EXPECT_EQ(a.tile->mode, 3);
@@ -220,7 +244,7 @@ TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
         ASSERT_EQ(h.transport->posts.size(), 1u);
         h.reply(0, c.reply);
         ASSERT_EQ(h.answers.size(), 2u);
-        EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+        EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
         EXPECT_FALSE(h.service->hasRequestsInFlight());
         // Not marked as missing: asking again goes to the server again.
         h.answers.clear();

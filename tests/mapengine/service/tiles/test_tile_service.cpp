@@ -11,23 +11,9 @@
 using namespace zenloft::wire;
 using zltest::TileServiceHarness;
 
-namespace {
-GMSDASHTileServiceOptions satellite(int edge = 256)
-{
-    GMSDASHTileServiceOptions o;
-    o.tileType.mapTileType = TILE_TYPE_SATELLITE;
-    o.tileEdgeLength = edge;
-    return o;
-}
-int countStatus(const TileServiceHarness& h, int status)
-{
-    return int(std::count_if(h.answers.begin(), h.answers.end(), [&](const auto& a) { return a.status == status; }));
-}
-}  // namespace
-
 TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(4, 3, 5);
     h.request(4, 3, 5);
     h.request(4, 3, 5);
@@ -56,7 +42,7 @@ TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
 
 TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     for (int i = 0; i < 51; ++i)
         h.request(6, i % 64, i / 64);
     ASSERT_EQ(h.sent.size(), 2u) << "the 51st tile opens a new batch";
@@ -73,13 +59,13 @@ TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
     ASSERT_EQ(h.sent.size(), 4u);
 
     // An empty batch asks with fetch type 12.
-    GMSDASHBatchedTileRequest empty(satellite(), h.service);
+    GMSDASHBatchedTileRequest empty(TileServiceHarness::satellite(), h.service);
     EXPECT_EQ(empty.buildRequestProto().header().fetch_type(), 12);
 }
 
 TEST(TileService, EdgeOf512SendsTheZoomOneUpAndReadsItBack)
 {
-    auto o = satellite(512);
+    auto o = TileServiceHarness::satellite(512);
     o.screenScale = 2.0;
     TileServiceHarness h(o);
     h.request(7, 10, 20);
@@ -97,7 +83,7 @@ TEST(TileService, EdgeOf512SendsTheZoomOneUpAndReadsItBack)
 TEST(TileService, MemoryHitsNotFoundAndFailures)
 {
     zltest::LogCapture log;
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(3, 1, 1);
     h.request(3, 2, 2);
     h.request(3, 4, 4);
@@ -108,16 +94,16 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
                           {{3, 2, 2}, {"", "v"}},
                           {{3, 7, 7}, {TileServiceHarness::png(), "v"}}});
     EXPECT_TRUE(log.contains("Unexpected tile in response: <GMSTileCoords z=3 x=7 y=7>"));
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 1);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+    EXPECT_EQ(h.count(kGMSTileStatusFromNetwork), 1);
+    EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
 
     h.answers.clear();
     h.request(3, 1, 1);  // memory: no disk, no network
     h.request(3, 2, 2);  // known not found
     h.request(3, 4, 4);
     EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 1);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusNotFound), 2);
+    EXPECT_EQ(h.count(kGMSTileStatusFromNetwork), 1);
+    EXPECT_EQ(h.count(kGMSTileStatusNotFound), 2);
 
     // Bytes that are no image fail without entering any cache.
     h.answers.clear();
@@ -130,12 +116,12 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
 TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
 {
     zltest::LogCapture log;
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(2, 0, 0);
     h.request(2, 0, 0);
     h.fail(h.sent[0]);
     ASSERT_EQ(h.answers.size(), 2u);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+    EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
     h.request(2, 0, 0);  // not remembered as not found: asked again
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], {}, TILE_RESPONSE_ERROR);
@@ -148,7 +134,7 @@ TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
 
 TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     auto e = GMSTileTypeExpirations::expirationsWithNoExpiry();
     e._defaultExpirationMS = 1000;
     h.service->setTileTypeExpirations(e);
@@ -177,7 +163,7 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
 
 TEST(TileService, NewerDataVersionShowsTheOldTileWhileTheNewComes)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(1, 1, 1);
     h.respond(h.sent[0], {{{1, 1, 1}, {TileServiceHarness::png('a'), "a"}}}, 0, 1);
     h.request(1, 0, 0);
@@ -265,7 +251,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
 
 TEST(TileService, RequestsWaitForTheStart)
 {
-    TileServiceHarness h(satellite(), nullptr, false);
+    TileServiceHarness h(TileServiceHarness::satellite(), nullptr, false);
     h.request(1, 0, 0);
     EXPECT_TRUE(h.sent.empty());
     h.service->startRequestQueue();
@@ -277,7 +263,7 @@ TEST(TileService, RequestsWaitForTheStart)
 // before its turn is not fetched at all.
 TEST(TileService, ARequestLetGoIsNotCalledBack)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     int otherCalls = 0;
     h.request(3, 3, 3);
     zl::RequestHandle other = h.service->requestTile(
@@ -299,7 +285,7 @@ TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
     zltest::LogCapture quiet;
     QRandomGenerator rng(20261122);
     for (int round = 0; round < 200; ++round) {
-        TileServiceHarness h(satellite());
+        TileServiceHarness h(TileServiceHarness::satellite());
         const int n = 1 + int(rng.bounded(8));
         for (int i = 0; i < n; ++i)
             h.request(4, int(rng.bounded(4)), int(rng.bounded(4)));
@@ -326,7 +312,7 @@ TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
 
 TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     auto coordinator = std::make_shared<GMSTileRequestCoordinator>();
     EXPECT_EQ(coordinator->requestMax(), 16);
     std::vector<zl::RequestHandle> handles;
