@@ -57,7 +57,6 @@ public:
 
     static int zoomShiftForTileEdgeLength(int edge);
     static int memCacheSizeForTileType(const GMSTileType& type, bool largestDeviceClass);
-    static quint16 DASHRequestID() { return 108; }
     static constexpr int kPaintGatheringDelayMs = GMSTileBatcher::kPaintGatheringDelayMs;
 
     // From any thread. The callback runs on the work queue, not after the
@@ -67,7 +66,6 @@ public:
     void startRequestQueue();
 
     // On the work queue.
-    bool isStarted() const { return m_started; }
     bool hasRequestsInFlight() const { return !m_inFlight.isEmpty(); }
     MemCache* memCache() const { return m_memCache.get(); }
     // The outcome of a batch (its transport's answer or failure).
@@ -80,7 +78,6 @@ public:
     // From the client parameters and the connection; any thread. The caches
     // are checked and emptied on the work queue.
     void setTileTypeExpirations(const GMSTileTypeExpirations& expirations);
-    GMSTileTypeExpirations tileTypeExpirations() const { return m_freshness.expirations(); }
     void verifyDiskCacheServerSchemaVersion(int serverSchemaVersion);
     void updateLocale(const QString& locale);
     void updateLegalCountry(const QString& country);
@@ -91,14 +88,12 @@ public:
     // null: Qt Network on a thread of its own.
     void setPaintTransport(std::shared_ptr<GMSPaintTransport> transport);
     void setOfflineTileDataCache(GMSTileDataCache* cache) { m_freshness.setOfflineTileDataCache(cache); }
-    // The check must not call back into the service.
+    // The check runs on the work queue, for tiles with an epoch.
     void setTileEpochStalenessCheck(EpochStalenessCheck check);
-    void setPaintExperiments(const QString& experiments) { m_freshness.setPaintExperiments(experiments); }
 
     int shouldRequestUpdate(const GMSTile& tile) const { return m_freshness.reasonToUpdate(tile); }
 
     const GMSDASHTileServiceOptions& options() const { return m_options; }
-    int zoomShift() const { return m_zoomShift; }
     int dataVersion() const { return m_freshness.dataVersion(); }
     int majorEpoch() const { return m_freshness.majorEpoch(); }
     void updateMajorEpoch(int epoch);

@@ -69,12 +69,6 @@ void GMSTileFreshness::setExpirations(const GMSTileTypeExpirations& expirations)
     m_expirations = expirations;
 }
 
-GMSTileTypeExpirations GMSTileFreshness::expirations() const
-{
-    QMutexLocker l(&m_lock);
-    return m_expirations;
-}
-
 bool GMSTileFreshness::setDataVersion(int version)
 {
     QMutexLocker l(&m_lock);

@@ -48,7 +48,6 @@ public:
     qint64 nowMs() const;
 
     void setExpirations(const GMSTileTypeExpirations& expirations);
-    GMSTileTypeExpirations expirations() const;
     // True when the value changed.
     bool setDataVersion(int version);
     int dataVersion() const;
