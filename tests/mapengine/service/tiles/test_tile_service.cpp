@@ -8,36 +8,51 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 
+#include <tuple>
+
 using namespace zenloft::wire;
 using zltest::TileServiceHarness;
 
-TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
+// Duplicates fold into one tile of one batch; 512-pixel tiles are asked one
+// zoom up and read back at the zoom asked for.
+TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
 {
-    TileServiceHarness h(TileServiceHarness::satellite());
-    h.request(4, 3, 5);
-    h.request(4, 3, 5);
-    h.request(4, 3, 5);
-    ASSERT_EQ(h.sent.size(), 1u);
-    const auto proto = h.sent[0]->buildRequestProto();
-    ASSERT_EQ(proto.map_tile_array_size(), 1);
-    EXPECT_EQ(proto.map_tile_array(0).tile_index_x(), 3);
-    EXPECT_EQ(proto.map_tile_array(0).tile_index_y(), 5);
-    EXPECT_EQ(proto.map_tile_array(0).zoom_level(), 4);
-    EXPECT_EQ(proto.map_tile_array(0).tile_type(), TILE_TYPE_SATELLITE);
-    EXPECT_TRUE(proto.map_tile_array(0).version_id().supports_tile_hash());
-    EXPECT_EQ(proto.header().fetch_type(), 1);
-    EXPECT_EQ(proto.header().tile_size(), 256u);
-    EXPECT_EQ(proto.header().screen_pixel_density(), TILE_SCREEN_PIXEL_DENSITY_NORMAL);
+    struct Case {
+        int edge;
+        double scale;
+        int wireZoom;
+        GMSx_GMMScreenPixelDensityHeader density;
+    };
+    for (const Case c : {Case{256, 1.0, 7, TILE_SCREEN_PIXEL_DENSITY_NORMAL},
+                         Case{512, 2.0, 8, TILE_SCREEN_PIXEL_DENSITY_HIGH}}) {
+        SCOPED_TRACE(c.edge);
+        auto o = TileServiceHarness::satellite(c.edge);
+        o.screenScale = c.scale;
+        TileServiceHarness h(o);
+        for (int i = 0; i < 3; ++i)
+            h.request(7, 10, 20);
+        ASSERT_EQ(h.sent.size(), 1u);
+        const auto proto = h.sent[0]->buildRequestProto();
+        ASSERT_EQ(proto.map_tile_array_size(), 1);
+        const auto& t = proto.map_tile_array(0);
+        EXPECT_EQ(std::tuple(t.tile_index_x(), t.tile_index_y(), t.zoom_level()), std::tuple(10, 20, c.wireZoom));
+        EXPECT_EQ(t.tile_type(), TILE_TYPE_SATELLITE);
+        EXPECT_TRUE(t.version_id().supports_tile_hash());
+        EXPECT_EQ(proto.header().fetch_type(), 1);
+        EXPECT_EQ(proto.header().tile_size(), quint32(c.edge));
+        EXPECT_EQ(proto.header().screen_pixel_density(), c.density);
 
-    h.respond(h.sent[0], {{{4, 3, 5}, {TileServiceHarness::png(), "v1"}}});
-    ASSERT_EQ(h.answers.size(), 3u);
-    for (const auto& a : h.answers) {
-        EXPECT_EQ(a.status, kGMSTileStatusFromNetwork);
-        ASSERT_TRUE(a.tile);
-        EXPECT_EQ(a.tile->data.toStdString(), TileServiceHarness::png());
-        EXPECT_EQ(a.tile->versionID, "v1");
+        h.respond(h.sent[0], {{{c.wireZoom, 10, 20}, {TileServiceHarness::png(), "v1"}}});
+        ASSERT_EQ(h.answers.size(), 3u);
+        for (const auto& a : h.answers) {
+            EXPECT_EQ(a.status, kGMSTileStatusFromNetwork);
+            EXPECT_EQ(a.coords, GMSTileCoords(7, 10, 20));
+            ASSERT_TRUE(a.tile);
+            EXPECT_EQ(a.tile->data.toStdString(), TileServiceHarness::png());
+            EXPECT_EQ(a.tile->versionID, "v1");
+        }
+        EXPECT_FALSE(h.service->hasRequestsInFlight());
     }
-    EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
 TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
@@ -61,23 +76,6 @@ TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
     // An empty batch asks with fetch type 12.
     GMSDASHBatchedTileRequest empty(TileServiceHarness::satellite(), h.service);
     EXPECT_EQ(empty.buildRequestProto().header().fetch_type(), 12);
-}
-
-TEST(TileService, EdgeOf512SendsTheZoomOneUpAndReadsItBack)
-{
-    auto o = TileServiceHarness::satellite(512);
-    o.screenScale = 2.0;
-    TileServiceHarness h(o);
-    h.request(7, 10, 20);
-    ASSERT_EQ(h.sent.size(), 1u);
-    const auto proto = h.sent[0]->buildRequestProto();
-    EXPECT_EQ(proto.map_tile_array(0).zoom_level(), 8);
-    EXPECT_EQ(proto.header().tile_size(), 512u);
-    EXPECT_EQ(proto.header().screen_pixel_density(), TILE_SCREEN_PIXEL_DENSITY_HIGH);
-    h.respond(h.sent[0], {{{8, 10, 20}, {TileServiceHarness::png(), "v"}}});
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
-    EXPECT_EQ(h.answers[0].coords, GMSTileCoords(7, 10, 20));
 }
 
 TEST(TileService, MemoryHitsNotFoundAndFailures)
