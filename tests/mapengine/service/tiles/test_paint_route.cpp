@@ -144,29 +144,23 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_TRUE(h.transport->posts.size() == 1u);
 }
 
-TEST(PaintRoute, EpochAndFullBatches)
+TEST(PaintRoute, TheEpochAndThePaintTypeGoWithEveryTile)
 {
-    auto o = paintable(TILE_TYPE_HYBRID_OVERLAY);
-    o.maxRequestsPerBatch = 2;
-    o.tileEdgeLength = 512;
-    PaintHarness h(o);
+    PaintHarness h(paintable(TILE_TYPE_HYBRID_OVERLAY));
     h.service->updateMajorEpoch(7);
-    h.request(4, 0, 0);
-    h.request(4, 1, 0);
-    h.request(4, 2, 0);  // the first batch was full at two
-    h.request(5, 0, 0);  // another zoom closes the second
-    EXPECT_EQ(h.clock.pendingCount(), 3);
+    h.request(5, 0, 0);
+    h.request(5, 1, 0);
     h.gather();
-    ASSERT_EQ(h.transport->posts.size(), 3u);
-    EXPECT_EQ(h.sentProto(0).map_tile_array_size(), 2);
-    EXPECT_EQ(h.sentProto(1).map_tile_array_size(), 1);
-    const auto p = h.sentProto(2);
-    ASSERT_EQ(p.map_tile_array_size(), 1);
-    EXPECT_EQ(p.map_tile_array(0).zoom_level(), 6) << "the zoom shift of 512-pixel tiles holds here too";
+    ASSERT_EQ(h.transport->posts.size(), 1u);
+    const auto p = h.sentProto(0);
     EXPECT_EQ(p.header().paint_epoch(), 7);
-    EXPECT_EQ(p.map_tile_array(0).paint_epoch(), 7);
+    ASSERT_EQ(p.paint_description_array_size(), 1);
     EXPECT_EQ(p.paint_description_array(0).tile_type(), TILE_TYPE_HYBRID_OVERLAY);
-    EXPECT_EQ(p.map_tile_array(0).tile_type(), TILE_TYPE_SATELLITE);
+    ASSERT_EQ(p.map_tile_array_size(), 2);
+    for (const auto& t : p.map_tile_array()) {
+        EXPECT_EQ(t.paint_epoch(), 7);
+        EXPECT_EQ(t.tile_type(), TILE_TYPE_SATELLITE);
+    }
 }
 
 TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
