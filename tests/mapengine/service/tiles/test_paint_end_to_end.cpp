@@ -110,17 +110,6 @@ TEST_F(PaintEndToEnd, TilesArriveByThePaintRouteWithMode3)
     EXPECT_GE(log.count(QRegularExpression(QStringLiteral("POST /glm/paint \\S+ 200 .*tiles=\\d+/\\d+"))), 3) << log.toStdString();
 }
 
-TEST_F(PaintEndToEnd, AWrongKeyGetsFailuresNotTiles)
-{
-    zltest::LogCapture capture;
-    auto tiles = tileService("not-the-key");
-    held.push_back(tiles->requestTile(GMSTileCoords(0, 0, 0), collect()));
-    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == 1; }, 20000));
-    EXPECT_EQ(answers.begin()->second.status, kGMSTileStatusFailed);
-    EXPECT_TRUE(capture.contains("403"));
-    EXPECT_FALSE(tiles->hasRequestsInFlight());
-}
-
 namespace {
 
 // A loopback socket that takes connections and never answers.
@@ -173,17 +162,4 @@ TEST(PaintHttpTransport, PostsStillRunningAtTheEndAreCancelledOnce)
     EXPECT_EQ(calls.load(), 3);
     EXPECT_EQ(cancelled.load(), 3);
     GMSPaintHttpTransport unused;  // never started: nothing to stop
-}
-
-TEST_F(PaintEndToEnd, AStalledPaintServerFailsTheBatchInItsTimeout)
-{
-    SilentServer silent;
-    ASSERT_TRUE(silent.listening);
-    auto tiles = tileService(kPaintKey);
-    tiles->setPaintServer(silent.url(), kPaintKey);
-    tiles->paintService()->setTimeoutMs(200);
-    held.push_back(tiles->requestTile(GMSTileCoords(0, 0, 0), collect()));
-    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == 1; }, 20000));
-    EXPECT_EQ(answers.begin()->second.status, kGMSTileStatusFailed);
-    EXPECT_FALSE(tiles->hasRequestsInFlight());
 }
