@@ -169,7 +169,7 @@ void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image, boo
         ++generation_;
         rebuildDrawList();
         emit tilesChanged();
-    } else if (final) {
+    } else if (final && !loaded_.contains(key)) {  // an older copy in hand stays
         missing_.insert(key);
         requestStandIns();
     }

@@ -24,8 +24,8 @@ struct ManualSource : GMSTileSource {
             if (self) self->cancelled.append(k);
         });
     }
-    void reply(const GMSTileKey& k, const QImage& image) {
-        if (auto it = answers.find(k); it != answers.end()) it->second(image, true);
+    void reply(const GMSTileKey& k, const QImage& image, bool final = true) {
+        if (auto it = answers.find(k); it != answers.end()) it->second(image, final);
         QCoreApplication::sendPostedEvents();
     }
     void answer(const GMSTileKey& k) {
@@ -93,6 +93,20 @@ TEST(TileManager, ParentStandsInWhileAChildLoads) {
     bool own = false;
     for (const auto& t : tm.drawList()[0]) own |= t.drawnKey == t.key;
     EXPECT_TRUE(own);
+
+    // An older copy is drawn while the tile stays pending for the current
+    // one; if that fails, the older copy stays and no ancestor is asked for.
+    const GMSTileKey last = src.asked.last();
+    QImage older(256, 256, QImage::Format_RGB32);
+    older.fill(Qt::red);
+    src.reply(last, older, false);
+    EXPECT_TRUE(tm.loaded().contains(last));
+    EXPECT_TRUE(tm.pending().contains(last));
+    const int asked = src.asked.size();
+    src.fail(last);
+    EXPECT_FALSE(tm.pending().contains(last));
+    EXPECT_EQ(tm.loaded().value(last).pixel(0, 0), older.pixel(0, 0));
+    EXPECT_EQ(src.asked.size(), asked);
 }
 
 TEST(TileManager, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
