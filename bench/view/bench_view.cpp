@@ -274,8 +274,7 @@ private:
     // The number of tiles a camera shows, over all layers of the map type.
     int expectedTiles(const GMSCameraPosition& camera) const {
         struct Null : GMSTileSource {
-            void requestTile(const GMSTileKey&) override {}
-            void cancelTile(const GMSTileKey&) override {}
+            zl::RequestHandle requestTile(const GMSTileKey&, Answer) override { return {}; }
         } null;
         GMSTileManager probe;
         probe.setSource(&null);

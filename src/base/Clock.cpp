@@ -29,7 +29,7 @@ qint64 SystemClock::monotonicNs() const {
 
 QDateTime SystemClock::now() const { return QDateTime::currentDateTimeUtc(); }
 
-Clock::Handle SystemClock::schedule(qint64 ms, QObject* context, std::function<void()> fn) {
+Clock::Handle SystemClock::schedule(qint64 ms, QObject* context, std::function<void()> fn) const {
     const Handle handle = next_++;
     Q_ASSERT(context);
     if (!context) return handle;
@@ -52,7 +52,7 @@ Clock::Handle SystemClock::schedule(qint64 ms, QObject* context, std::function<v
     return handle;
 }
 
-void SystemClock::cancel(Handle handle) {
+void SystemClock::cancel(Handle handle) const {
     QPointer<QObject> timer;
     {
         std::lock_guard lock(mutex_);
@@ -76,7 +76,7 @@ QDateTime ManualClock::now() const {
     return QDateTime::fromMSecsSinceEpoch(wallStartMs_ + elapsedNs_.load() / 1000000, Qt::UTC);
 }
 
-Clock::Handle ManualClock::schedule(qint64 ms, QObject* context, std::function<void()> fn) {
+Clock::Handle ManualClock::schedule(qint64 ms, QObject* context, std::function<void()> fn) const {
     std::lock_guard lock(mutex_);
     const Handle handle = next_++;
     pending_[handle] = Entry{elapsedNs_.load() + std::max<qint64>(ms, 0) * 1000000, context, context != nullptr,
@@ -84,7 +84,7 @@ Clock::Handle ManualClock::schedule(qint64 ms, QObject* context, std::function<v
     return handle;
 }
 
-void ManualClock::cancel(Handle handle) {
+void ManualClock::cancel(Handle handle) const {
     std::lock_guard lock(mutex_);
     pending_.erase(handle);
 }

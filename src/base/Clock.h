@@ -39,9 +39,9 @@ public:
 
     // Calls fn once, after ms milliseconds (at least 0), on the thread of
     // context. Dropped when context is gone by then.
-    virtual Handle schedule(qint64 ms, QObject* context, std::function<void()> fn) = 0;
+    virtual Handle schedule(qint64 ms, QObject* context, std::function<void()> fn) const = 0;
     // A timer that already ran or was cancelled is ignored.
-    virtual void cancel(Handle handle) = 0;
+    virtual void cancel(Handle handle) const = 0;
 
     // The machine's clock, for what nobody handed a clock to.
     static Clock& system();
@@ -53,13 +53,14 @@ class SystemClock final : public Clock {
 public:
     qint64 monotonicNs() const override;
     QDateTime now() const override;
-    Handle schedule(qint64 ms, QObject* context, std::function<void()> fn) override;
-    void cancel(Handle handle) override;
+    Handle schedule(qint64 ms, QObject* context, std::function<void()> fn) const override;
+    void cancel(Handle handle) const override;
 
 private:
-    std::atomic<Handle> next_{1};
-    std::mutex mutex_;
-    std::map<Handle, QPointer<QObject>> pending_;  // the timer of each handle
+    // Timers don't change the time: a clock handed in as const schedules too.
+    mutable std::atomic<Handle> next_{1};
+    mutable std::mutex mutex_;
+    mutable std::map<Handle, QPointer<QObject>> pending_;  // the timer of each handle
 };
 
 // A clock that stands still until advanced. Monotonic and wall time move
@@ -74,8 +75,8 @@ public:
 
     qint64 monotonicNs() const override;
     QDateTime now() const override;
-    Handle schedule(qint64 ms, QObject* context, std::function<void()> fn) override;
-    void cancel(Handle handle) override;
+    Handle schedule(qint64 ms, QObject* context, std::function<void()> fn) const override;
+    void cancel(Handle handle) const override;
 
     void advance(qint64 ms) { advanceNs(ms * 1000000); }
     template <std::floating_point T>
@@ -95,8 +96,8 @@ private:
     qint64 monotonicStartNs_ = 0;
     std::atomic<qint64> elapsedNs_{0};
     mutable std::mutex mutex_;
-    Handle next_ = 1;
-    std::map<Handle, Entry> pending_;
+    mutable Handle next_ = 1;
+    mutable std::map<Handle, Entry> pending_;
 };
 
 }  // namespace zl

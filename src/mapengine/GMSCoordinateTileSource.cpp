@@ -7,44 +7,14 @@ GMSCoordinateTileSource::GMSCoordinateTileSource(QObject* parent) : GMSTileSourc
     pool_.setMaxThreadCount(2);
 }
 
-GMSCoordinateTileSource::~GMSCoordinateTileSource() {
-    {
-        QMutexLocker lock(&mutex_);
-        wanted_.clear();
-    }
-    pool_.waitForDone();
-}
+GMSCoordinateTileSource::~GMSCoordinateTileSource() { pool_.waitForDone(); }
 
-int GMSCoordinateTileSource::requestCount() const {
-    QMutexLocker lock(&mutex_);
-    return requests_;
-}
-
-void GMSCoordinateTileSource::requestTile(const GMSTileKey& key) {
-    {
-        QMutexLocker lock(&mutex_);
-        ++requests_;
-        if (wanted_.contains(key)) return;
-        wanted_.insert(key);
-    }
-    pool_.start([this, key] {
-        {
-            QMutexLocker lock(&mutex_);
-            if (!wanted_.contains(key)) return;  // cancelled before we started
-        }
-        QImage image = renderTile(key);
-        if (takeIfWanted(key)) emit tileReady(key, image);
+zl::RequestHandle GMSCoordinateTileSource::requestTile(const GMSTileKey& key, Answer answer) {
+    pool_.start([key, answer] {
+        if (answer.cancelled()) return;  // no need to draw it
+        answer(renderTile(key), true);
     });
-}
-
-bool GMSCoordinateTileSource::takeIfWanted(const GMSTileKey& key) {
-    QMutexLocker lock(&mutex_);
-    return wanted_.remove(key);
-}
-
-void GMSCoordinateTileSource::cancelTile(const GMSTileKey& key) {
-    QMutexLocker lock(&mutex_);
-    wanted_.remove(key);
+    return answer.handle();
 }
 
 QImage GMSCoordinateTileSource::renderTile(const GMSTileKey& key) {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QMutex>
-#include <QSet>
 #include <QThreadPool>
 
 #include "GMSTileSource.h"
@@ -14,21 +12,14 @@ public:
     explicit GMSCoordinateTileSource(QObject* parent = nullptr);
     ~GMSCoordinateTileSource() override;
 
-    void requestTile(const GMSTileKey& key) override;
-    void cancelTile(const GMSTileKey& key) override;
+    zl::RequestHandle requestTile(const GMSTileKey& key, Answer answer) override;
 
     // The picture of one tile, 256 x 256; exposed for tests.
     static QImage renderTile(const GMSTileKey& key);
 
     // Waits for the workers; for tests and shutdown only.
     void waitForDone() { pool_.waitForDone(); }
-    int requestCount() const;
 
 private:
-    bool takeIfWanted(const GMSTileKey& key);
-
     QThreadPool pool_;
-    mutable QMutex mutex_;
-    QSet<GMSTileKey> wanted_;
-    int requests_ = 0;
 };

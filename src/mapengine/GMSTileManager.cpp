@@ -7,25 +7,31 @@
 
 GMSTileManager::GMSTileManager(QObject* parent) : QObject(parent) { qRegisterMetaType<GMSTileKey>(); }
 
-GMSTileManager::~GMSTileManager() {
-    if (source_)
-        for (const GMSTileKey& k : std::as_const(pending_)) source_->cancelTile(k);
+GMSTileManager::~GMSTileManager() { dropRequests(); }
+
+void GMSTileManager::dropRequests() {
+    requests_.clear();
+    pending_.clear();
+}
+
+void GMSTileManager::ask(const GMSTileKey& key) {
+    pending_.insert(key);
+    // The answer's state, not this object, travels to the source's workers.
+    requests_.insert_or_assign(
+        key, source_->requestTile(key, GMSTileSource::Answer(this, [this, key](const QImage& image, bool final) {
+                                      onTileReady(key, image, final);
+                                  })));
 }
 
 void GMSTileManager::setSource(GMSTileSource* source) {
     if (source_ == source) return;
-    if (source_) {
-        disconnect(source_, nullptr, this, nullptr);
-        for (const GMSTileKey& k : std::as_const(pending_)) source_->cancelTile(k);
-    }
-    pending_.clear();
+    dropRequests();
     missing_.clear();
     loaded_.clear();
     lastUsed_.clear();
     ++generation_;
     source_ = source;
     layersDirty_ = true;
-    if (source_) connect(source_, &GMSTileSource::tileReady, this, &GMSTileManager::onTileReady);
 }
 
 void GMSTileManager::setLayers(const std::vector<GMSTileLayerType>& layers) {
@@ -89,7 +95,7 @@ void GMSTileManager::update(const GMSProjection& projection) {
     if (source_) {
         for (auto it = pending_.begin(); it != pending_.end();) {
             if (!visible.contains(*it) && !isAncestorOfVisible(*it)) {
-                source_->cancelTile(*it);
+                requests_.erase(*it);
                 it = pending_.erase(it);
             } else {
                 ++it;
@@ -98,8 +104,7 @@ void GMSTileManager::update(const GMSProjection& projection) {
         for (const GMSTileKey& k : std::as_const(visible)) {
             if (!loaded_.contains(k) && !pending_.contains(k)) {
                 missing_.remove(k);
-                pending_.insert(k);
-                source_->requestTile(k);
+                ask(k);
             }
         }
         requestStandIns();
@@ -148,10 +153,14 @@ void GMSTileManager::rebuildDrawList() {
     }
 }
 
-void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image) {
+void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image, bool final) {
+    // Only requests still held answer, so the tile is wanted. A stand-in
+    // (an older copy) shows while the tile stays pending for the current one.
     const bool wasLoading = isLoading();
-    const bool wanted = pending_.remove(key);
-    if (!wanted) return;  // cancelled or from an earlier source
+    if (final) {
+        pending_.remove(key);
+        requests_.erase(key);
+    }
     if (!image.isNull()) {
         missing_.remove(key);
         loaded_.insert(key, image);
@@ -160,7 +169,7 @@ void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image) {
         ++generation_;
         rebuildDrawList();
         emit tilesChanged();
-    } else {
+    } else if (final && !loaded_.contains(key)) {  // an older copy in hand stays
         missing_.insert(key);
         requestStandIns();
     }
@@ -188,8 +197,7 @@ void GMSTileManager::requestStandIns() {
             p = p.parent();
             if (loaded_.contains(p) || pending_.contains(p)) break;
             if (missing_.contains(p)) continue;
-            pending_.insert(p);
-            source_->requestTile(p);
+            ask(p);
             break;
         }
     }

@@ -7,6 +7,7 @@
 #include <QRectF>
 #include <QSet>
 
+#include <unordered_map>
 #include <vector>
 
 #include "GMSTileSource.h"
@@ -43,8 +44,8 @@ public:
     void setLayers(const std::vector<GMSTileLayerType>& layers);
     const std::vector<GMSTileLayerType>& layers() const { return layers_; }
 
-    // Recomputes the visible tiles for this view; asks for new ones and
-    // cancels those that left the view.
+    // Recomputes the visible tiles for this view; asks for new ones and lets
+    // go of the requests for those that left the view.
     void update(const GMSProjection& projection);
 
     int tileZoom() const { return tileZoom_; }
@@ -70,7 +71,9 @@ signals:
     void loadingFinished();
 
 private:
-    void onTileReady(const GMSTileKey& key, const QImage& image);
+    void onTileReady(const GMSTileKey& key, const QImage& image, bool final);
+    void ask(const GMSTileKey& key);
+    void dropRequests();
     void rebuildDrawList();
     void evict();
     // For each visible tile the source lacks, asks for its nearest ancestor
@@ -86,6 +89,11 @@ private:
     } range_;
     QSet<GMSTileKey> visible_;
     QSet<GMSTileKey> pending_;
+    struct KeyHash {
+        size_t operator()(const GMSTileKey& k) const { return qHash(k); }
+    };
+    // The requests of the pending tiles; dropping one cancels it.
+    std::unordered_map<GMSTileKey, zl::RequestHandle, KeyHash> requests_;
     QSet<GMSTileKey> missing_;
     QHash<GMSTileKey, QImage> loaded_;
     QHash<GMSTileKey, quint64> lastUsed_;

@@ -5,6 +5,8 @@
 #include <QMetaType>
 #include <QObject>
 
+#include "RequestHandle.h"
+
 // The raster layers the view can stack. A map type is one or two of these.
 enum class GMSTileLayerType : int {
     Roadmap = 0,    // base map for the normal type
@@ -32,20 +34,19 @@ inline size_t qHash(const GMSTileKey& k, size_t seed = 0) {
 
 Q_DECLARE_METATYPE(GMSTileKey)
 
-// Where the map view gets its raster tiles. Requests are asynchronous: the
-// answer comes as tileReady, on the source's thread, possibly much later or
-// never for a cancelled tile. A null image means the tile could not be had.
-// Implementations must not block the caller.
+// Where the map view gets its raster tiles. A request answers on the thread
+// of its context object, possibly much later, and only while its handle is
+// held: letting the handle go cancels it, and no answer comes after that. A
+// null image means the tile could not be had. An answer with final false is
+// a stand-in (an older copy); the final one follows. Implementations must
+// not block the caller.
 class GMSTileSource : public QObject {
     Q_OBJECT
 public:
+    using Answer = zl::Answer<QImage, bool>;  // the picture, and whether it is final
+
     using QObject::QObject;
     ~GMSTileSource() override = default;
 
-    virtual void requestTile(const GMSTileKey& key) = 0;
-    // The view no longer shows the tile; an answer may still come.
-    virtual void cancelTile(const GMSTileKey& key) = 0;
-
-signals:
-    void tileReady(const GMSTileKey& key, const QImage& image);
+    virtual zl::RequestHandle requestTile(const GMSTileKey& key, Answer answer) = 0;
 };

@@ -28,10 +28,10 @@ namespace zltest {
 // Tiles drawn by a function, answered on the next turn of the event loop.
 struct GeneratedTileSource : GMSTileSource {
     explicit GeneratedTileSource(std::function<QImage()> make) : make_(std::move(make)) {}
-    void requestTile(const GMSTileKey& k) override {
-        QTimer::singleShot(0, this, [this, k] { emit tileReady(k, make_()); });
+    zl::RequestHandle requestTile(const GMSTileKey&, Answer answer) override {
+        answer(make_(), true);
+        return answer.handle();
     }
-    void cancelTile(const GMSTileKey&) override {}
 
 private:
     std::function<QImage()> make_;
@@ -41,10 +41,10 @@ private:
 // their western half and clear on the eastern; labels end at `labelsUpTo`.
 struct HybridSource : GMSTileSource {
     explicit HybridSource(int labelsUpTo) : labelsUpTo_(labelsUpTo) {}
-    void requestTile(const GMSTileKey& k) override {
-        QTimer::singleShot(0, this, [this, k] { emit tileReady(k, make(k)); });
+    zl::RequestHandle requestTile(const GMSTileKey& k, Answer answer) override {
+        answer(make(k), true);
+        return answer.handle();
     }
-    void cancelTile(const GMSTileKey&) override {}
 
 private:
     QImage make(const GMSTileKey& k) const {

@@ -13,8 +13,7 @@
 namespace {
 
 struct NoTiles : GMSTileSource {
-    void requestTile(const GMSTileKey&) override {}
-    void cancelTile(const GMSTileKey&) override {}
+    zl::RequestHandle requestTile(const GMSTileKey&, Answer) override { return {}; }
 };
 
 // Real Qt input events reach the gesture logic: mouse for desktop users,

@@ -24,8 +24,12 @@ namespace {
 
 // A tile source that answers nothing: the map tests need no pictures.
 struct SilentSource : GMSTileSource {
-    void requestTile(const GMSTileKey& k) override { asked.append(k); }
-    void cancelTile(const GMSTileKey& k) override { cancelled.append(k); }
+    zl::RequestHandle requestTile(const GMSTileKey& k, Answer) override {
+        asked.append(k);
+        return zl::RequestHandle([self = QPointer<SilentSource>(this), k] {
+            if (self) self->cancelled.append(k);
+        });
+    }
     QList<GMSTileKey> asked, cancelled;
 };
 

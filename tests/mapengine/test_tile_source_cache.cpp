@@ -9,9 +9,11 @@
 #include <QSignalSpy>
 
 #include <atomic>
+#include <optional>
 #include <thread>
 #include <vector>
 
+#include "Clock.h"
 #include "GMSDASHTileService.h"
 #include "GMSServiceTileSource.h"
 #include "GMSTileRequestCoordinator.h"
@@ -185,7 +187,7 @@ protected:
         GMSDASHTileServiceOptions options;
         options.tileType.mapTileType = 1;
         service = GMSDASHTileService::create(
-            options, &queue, [this](const std::shared_ptr<GMSDASHRequest>&) { ++sent; }, [] { return qint64(0); });
+            options, &queue, [this](const std::shared_ptr<GMSDASHRequest>&) { ++sent; }, &clock);
         service->startRequestQueue();
         source = std::make_unique<GMSServiceTileSource>(
             GMSServiceTileSource::Services{{GMSTileLayerType::Satellite, service}},
@@ -197,57 +199,47 @@ protected:
         tile->data = data;
         service->memCache()->setObject(tile, tile->coords);
     }
+    zl::RequestHandle ask(const GMSTileKey& k, std::optional<QImage>& got) {
+        return source->requestTile(k, GMSTileSource::Answer(&queue, [&got](const QImage& img, bool) { got = img; }));
+    }
     // Asks for a tile and waits for its answer.
     QImage fetch(const GMSTileKey& k) {
-        QSignalSpy spy(source.get(), &GMSTileSource::tileReady);
-        source->requestTile(k);
-        if (!zltest::waitFor([&] { return !spy.isEmpty(); }, 5000)) {
+        std::optional<QImage> got;
+        const zl::RequestHandle held = ask(k, got);
+        if (!zltest::waitFor([&] { return got.has_value(); }, 5000)) {
             ADD_FAILURE() << "no answer for the tile";
             return {};
         }
-        EXPECT_EQ(spy.first().at(0).value<GMSTileKey>(), k);
-        return spy.first().at(1).value<QImage>();
+        return *got;
     }
 
+    zl::ManualClock clock;
     QObject queue;
     int sent = 0;
     std::shared_ptr<GMSDASHTileService> service;
     std::unique_ptr<GMSServiceTileSource> source;
 };
 
-TEST_F(SourceOverService, ATileAskedAgainIsNotDecodedAgain) {
+TEST_F(SourceOverService, DecodesOnceAndNeverShowsAStalePicture) {
     putInService(key(1), opaquePng(qRgb(10, 20, 30)));
     const QImage first = fetch(key(1));
     ASSERT_FALSE(first.isNull());
     EXPECT_EQ(first.pixel(0, 0), qRgb(10, 20, 30));
-    EXPECT_EQ(source->decodedCache().count(), 1);
-    const QImage again = fetch(key(1));
-    EXPECT_EQ(again.cacheKey(), first.cacheKey());  // the very same picture
-    EXPECT_EQ(sent, 0);
-}
-
-TEST_F(SourceOverService, NoStalePictureAfterTheTileChangedOrWentAway) {
-    putInService(key(2), opaquePng(qRgb(10, 20, 30)));
-    const QImage first = fetch(key(2));
-    ASSERT_FALSE(first.isNull());
+    EXPECT_EQ(fetch(key(1)).cacheKey(), first.cacheKey());  // the very same picture
     // The service now has other bytes for the tile: they are what is shown.
-    putInService(key(2), opaquePng(qRgb(200, 0, 0)));
-    const QImage changed = fetch(key(2));
-    ASSERT_FALSE(changed.isNull());
-    EXPECT_EQ(changed.pixel(0, 0), qRgb(200, 0, 0));
+    putInService(key(1), opaquePng(qRgb(200, 0, 0)));
+    EXPECT_EQ(fetch(key(1)).pixel(0, 0), qRgb(200, 0, 0));
+    // Bytes that are no picture: a null picture, and nothing kept.
+    putInService(key(3), "garbage, not a tile");
+    EXPECT_TRUE(fetch(key(3)).isNull());
+    EXPECT_EQ(source->decodedCache().count(), 1);
+    EXPECT_EQ(sent, 0);
 
     // Removed from the service: the request goes to the network, which
     // doesn't answer; the old picture is never offered meanwhile.
-    service->removeTile(GMSTileCoords(5, 2, 0));
-    QSignalSpy spy(source.get(), &GMSTileSource::tileReady);
-    source->requestTile(key(2));
+    service->memCache()->removeObjectForKey(GMSTileCoords(5, 1, 0));
+    std::optional<QImage> got;
+    const zl::RequestHandle held = ask(key(1), got);
     ASSERT_TRUE(zltest::waitFor([&] { return sent > 0; }, 5000));
-    EXPECT_TRUE(spy.isEmpty());
-}
-
-TEST_F(SourceOverService, UndecodableBytesAnswerWithANullPicture) {
-    putInService(key(3), "garbage, not a tile");
-    const QImage img = fetch(key(3));
-    EXPECT_TRUE(img.isNull());
-    EXPECT_EQ(source->decodedCache().count(), 0);
+    EXPECT_FALSE(got.has_value());
 }

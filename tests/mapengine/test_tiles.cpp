@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <QSignalSpy>
+#include <QThread>
+
+#include <unordered_map>
 
 #include "Clock.h"
 #include "GMSCoordinateTileSource.h"
@@ -12,15 +15,28 @@
 
 namespace {
 
+// Answers when the test says; records what was asked and what let go.
 struct ManualSource : GMSTileSource {
-    void requestTile(const GMSTileKey& k) override { asked.append(k); }
-    void cancelTile(const GMSTileKey& k) override { cancelled.append(k); }
+    zl::RequestHandle requestTile(const GMSTileKey& k, Answer a) override {
+        asked.append(k);
+        answers.insert_or_assign(k, a);
+        return a.handle([self = QPointer<ManualSource>(this), k] {
+            if (self) self->cancelled.append(k);
+        });
+    }
+    void reply(const GMSTileKey& k, const QImage& image, bool final = true) {
+        if (auto it = answers.find(k); it != answers.end()) it->second(image, final);
+        QCoreApplication::sendPostedEvents();
+    }
     void answer(const GMSTileKey& k) {
         QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
         img.fill(Qt::gray);
-        emit tileReady(k, img);
+        reply(k, img);
     }
+    void fail(const GMSTileKey& k) { reply(k, QImage()); }
     QList<GMSTileKey> asked, cancelled;
+    std::unordered_map<GMSTileKey, Answer, std::function<size_t(const GMSTileKey&)>> answers{
+        8, [](const GMSTileKey& k) { return qHash(k); }};
 };
 
 TEST(TileKey, ParentsAndHash) {
@@ -77,6 +93,20 @@ TEST(TileManager, ParentStandsInWhileAChildLoads) {
     bool own = false;
     for (const auto& t : tm.drawList()[0]) own |= t.drawnKey == t.key;
     EXPECT_TRUE(own);
+
+    // An older copy is drawn while the tile stays pending for the current
+    // one; if that fails, the older copy stays and no ancestor is asked for.
+    const GMSTileKey last = src.asked.last();
+    QImage older(256, 256, QImage::Format_RGB32);
+    older.fill(Qt::red);
+    src.reply(last, older, false);
+    EXPECT_TRUE(tm.loaded().contains(last));
+    EXPECT_TRUE(tm.pending().contains(last));
+    const int asked = src.asked.size();
+    src.fail(last);
+    EXPECT_FALSE(tm.pending().contains(last));
+    EXPECT_EQ(tm.loaded().value(last).pixel(0, 0), older.pixel(0, 0));
+    EXPECT_EQ(src.asked.size(), asked);
 }
 
 TEST(TileManager, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
@@ -102,7 +132,7 @@ TEST(TileManager, FailedTileIsNotStoredAndLoadingEnds) {
     tm.setLayers({GMSTileLayerType::Roadmap});
     tm.update(GMSProjection(GMSCameraPosition(0.0, 0.0, 2.0f), QSizeF(64, 64)));
     // Each failure asks for the next ancestor, down to zoom 0.
-    for (int i = 0; i < src.asked.size(); ++i) emit src.tileReady(src.asked[i], QImage());
+    for (int i = 0; i < src.asked.size(); ++i) src.fail(src.asked[i]);
     EXPECT_TRUE(tm.loaded().isEmpty());
     EXPECT_FALSE(tm.isLoading());
     EXPECT_EQ(done.count(), 1);
@@ -123,7 +153,7 @@ TEST(TileManager, DeepestAncestorStandsInWhereTheSourceEnds) {
             const GMSTileKey k = src.asked[i];
             if (!tm.pending().contains(k)) continue;
             if (k.zoom <= 3) src.answer(k);
-            else emit src.tileReady(k, QImage());
+            else src.fail(k);
         }
     };
     tm.update(GMSProjection(GMSCameraPosition(50.0, 20.0, 6.0f), QSizeF(100, 100)));
@@ -146,7 +176,7 @@ TEST(TileManager, DeepestAncestorStandsInWhereTheSourceEnds) {
     src.asked.clear();
     tm.update(GMSProjection(GMSCameraPosition(-30.0, -60.0, 6.0f), QSizeF(100, 100)));
     for (int i = 0; i < src.asked.size(); ++i)
-        if (src.asked[i].zoom == 6) emit src.tileReady(src.asked[i], QImage());
+        if (src.asked[i].zoom == 6) src.fail(src.asked[i]);
     const QList<GMSTileKey> standIns = [&] {
         QList<GMSTileKey> out;
         for (const GMSTileKey& k : tm.pending()) out << k;
@@ -216,41 +246,53 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
         EXPECT_TRUE(view.isTileFramePaced());
         // Each failure asks for an ancestor to stand in; they fail too.
         for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
-            for (const GMSTileKey& k : view.tileManager()->pending().values()) emit src.tileReady(k, QImage());
+            for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
         EXPECT_FALSE(view.tileManager()->isLoading());
         EXPECT_FALSE(view.isTileFramePaced());
     }
     GMSServices::resetForTests();
 }
 
-TEST(CoordinateTileSource, DrawsOnAWorkerAndAnswersOnce) {
+// Answers come on the requester's thread, once each; a request let go
+// never answers, even when its worker had answered before it was let go.
+TEST(CoordinateTileSource, AnswersOnTheRequestersThreadUnlessLetGo) {
     GMSCoordinateTileSource src;
-    QSignalSpy spy(&src, &GMSTileSource::tileReady);
-    const GMSTileKey k{GMSTileLayerType::Satellite, 3, 2, 1};
-    src.requestTile(k);
-    src.requestTile(k);
-    ASSERT_TRUE(zltest::waitFor([&] { return spy.count() >= 1; }));
-    src.waitForDone();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(spy.count(), 1);
-    const auto img = spy.at(0).at(1).value<QImage>();
-    EXPECT_EQ(img.size(), QSize(256, 256));
-    EXPECT_EQ(spy.at(0).at(0).value<GMSTileKey>(), k);
-    const QImage labels = GMSCoordinateTileSource::renderTile({GMSTileLayerType::Labels, 3, 2, 1});
-    EXPECT_EQ(qAlpha(labels.pixel(30, 30)), 0);  // labels are transparent between the lines
-}
-
-TEST(CoordinateTileSource, CancelledTileNeverAnswers) {
-    GMSCoordinateTileSource src;
-    QSignalSpy spy(&src, &GMSTileSource::tileReady);
+    QObject requester;
+    std::vector<std::pair<GMSTileKey, QImage>> answers;
+    std::vector<zl::RequestHandle> handles;
     for (int i = 0; i < 50; ++i) {
-        const GMSTileKey k{GMSTileLayerType::Roadmap, 10, i, 7};
-        src.requestTile(k);
-        src.cancelTile(k);
+        const GMSTileKey k{i % 2 ? GMSTileLayerType::Roadmap : GMSTileLayerType::Labels, 10, i, 7};
+        handles.push_back(src.requestTile(k, GMSTileSource::Answer(&requester, [&, k](const QImage& img, bool final) {
+            EXPECT_EQ(QThread::currentThread(), requester.thread());
+            EXPECT_TRUE(final);
+            answers.emplace_back(k, img);
+        })));
+    }
+    src.waitForDone();  // every answer is on its way
+    for (std::size_t i = 0; i < handles.size(); ++i)
+        if (i % 5) handles[i].reset();
+    QCoreApplication::sendPostedEvents();
+    ASSERT_EQ(answers.size(), 10u);
+    for (const auto& [k, img] : answers) {
+        EXPECT_EQ(k.x % 5, 0);
+        EXPECT_EQ(img.size(), QSize(256, 256));
+    }
+    // Let go while the workers draw, and the requester gone right after:
+    // nothing reaches it.
+    int late = 0;
+    for (int i = 0; i < 200; ++i) {
+        auto* gone = new QObject;
+        zl::RequestHandle h = src.requestTile({GMSTileLayerType::Roadmap, 4, i % 16, 3},
+                                              GMSTileSource::Answer(gone, [&late](const QImage&, bool) { ++late; }));
+        if (i % 3) QThread::yieldCurrentThread();
+        h.reset();
+        delete gone;
     }
     src.waitForDone();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(spy.count(), 0);
+    QCoreApplication::sendPostedEvents();
+    EXPECT_EQ(late, 0);
+    const QImage labels = GMSCoordinateTileSource::renderTile({GMSTileLayerType::Labels, 3, 2, 1});
+    EXPECT_EQ(qAlpha(labels.pixel(30, 30)), 0);  // labels are transparent between the lines
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "GMSServiceTileSource.h"
 
 #include "GMSDASHTileService.h"
-#include "GMSServiceTileRelay.h"
 #include "GMSTileRequestCoordinator.h"
 
 #include <QImage>
@@ -92,33 +91,16 @@ QImage GMSDecodeTileImage(const QByteArray& data)
     return image;
 }
 
-struct GMSServiceTileSource::Pending {
-    GMSTileRequestCoordinator::EntryPtr entry;
-};
-
 GMSServiceTileSource::GMSServiceTileSource(Services services, std::shared_ptr<GMSTileRequestCoordinator> coordinator,
                                            QObject* parent)
     : GMSTileSource(parent),
       m_services(std::move(services)),
       m_coordinator(std::move(coordinator)),
-      m_relay(new GMSServiceTileRelay, [](GMSServiceTileRelay* r) { r->deleteLater(); }),
       m_decoded(std::make_shared<GMSDecodedTileCache>(kDecodedCacheEntries))
 {
-    qRegisterMetaType<GMSTileKey>();
-    connect(m_relay.get(), &GMSServiceTileRelay::tileDecoded, this,
-            [this](const GMSTileKey& key, const QImage& image, bool final) {
-                if (final)
-                    m_pending.remove(key);
-                emit tileReady(key, image);
-            },
-            Qt::QueuedConnection);
 }
 
-GMSServiceTileSource::~GMSServiceTileSource()
-{
-    for (const auto& p : std::as_const(m_pending))
-        m_coordinator->dropRequest(p->entry);
-}
+GMSServiceTileSource::~GMSServiceTileSource() = default;
 
 std::shared_ptr<GMSDASHTileService> GMSServiceTileSource::serviceForLayer(GMSTileLayerType type) const
 {
@@ -126,53 +108,38 @@ std::shared_ptr<GMSDASHTileService> GMSServiceTileSource::serviceForLayer(GMSTil
     return it == m_services.end() ? nullptr : it->second;
 }
 
-void GMSServiceTileSource::requestTile(const GMSTileKey& key)
+zl::RequestHandle GMSServiceTileSource::requestTile(const GMSTileKey& key, Answer answer)
 {
     auto service = serviceForLayer(key.type);
     if (!service || key.zoom < 0 || key.zoom > GMSTileCoords::kMaxZoom || key.x < 0 || key.y < 0 ||
         key.x >= (1 << key.zoom) || key.y >= (1 << key.zoom)) {
-        QMetaObject::invokeMethod(
-            m_relay.get(), [relay = m_relay, key] { emit relay->tileDecoded(key, QImage(), true); },
-            Qt::QueuedConnection);
-        return;
+        answer(QImage(), true);
+        return answer.handle();
     }
-    if (m_pending.contains(key))
-        return;  // already asked; the answer will come
-    auto pending = std::make_shared<Pending>();
-    m_pending.insert(key, pending);
-    std::shared_ptr<GMSServiceTileRelay> relay = m_relay;
     std::shared_ptr<GMSDecodedTileCache> decoded = m_decoded;
     // Runs on the tile service's work queue; decoding goes to the pool so the
     // queue keeps serving.
-    auto callback = [relay, decoded, key](const GMSTileCoords&, int status, const GMSTilePtr& tile) {
+    auto callback = [answer, decoded, key](const GMSTileCoords&, int status, const GMSTilePtr& tile) {
         const bool final = status != kGMSTileStatusCachedUpdateFollows;
         if (!tile || (status != kGMSTileStatusFromNetwork && status != kGMSTileStatusCachedUpdateFollows)) {
             if (final)
                 decoded->remove(key);
-            emit relay->tileDecoded(key, QImage(), final);
+            answer(QImage(), final);
             return;
         }
         if (QImage known = decoded->imageForData(key, tile->data); !known.isNull()) {
-            emit relay->tileDecoded(key, known, final);
+            answer(known, final);
             return;
         }
-        QThreadPool::globalInstance()->start([relay, decoded, key, tile, final] {
+        if (answer.cancelled())
+            return;  // nobody waits for the picture
+        QThreadPool::globalInstance()->start([answer, decoded, key, tile, final] {
             const QImage image = GMSDecodeTileImage(tile->data);
             decoded->insert(key, tile->data, image);
-            emit relay->tileDecoded(key, image, final);
+            answer(image, final);
         });
     };
-    pending->entry = m_coordinator->requestTileCoords(GMSTileCoords(key.zoom, key.x, key.y), service, this,
-                                                      std::move(callback));
-}
-
-void GMSServiceTileSource::cancelTile(const GMSTileKey& key)
-{
-    auto it = m_pending.find(key);
-    if (it == m_pending.end())
-        return;
-    // A request still waiting for its turn is dropped; one already running
-    // finishes and fills the caches.
-    if (m_coordinator->dropRequest(it.value()->entry))
-        m_pending.erase(it);
+    auto request = std::make_shared<zl::RequestHandle>(
+        m_coordinator->requestTile(GMSTileCoords(key.zoom, key.x, key.y), service, std::move(callback)));
+    return answer.handle([request] { request->reset(); });
 }

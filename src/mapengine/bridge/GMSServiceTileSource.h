@@ -13,7 +13,6 @@
 
 class GMSDASHTileService;
 class GMSTileRequestCoordinator;
-class GMSServiceTileRelay;
 
 // Pictures already decoded from tile bytes, so that a tile that comes back
 // (another view, a picture the view let go) is not decoded again. An entry
@@ -65,8 +64,9 @@ public:
                          QObject* parent = nullptr);
     ~GMSServiceTileSource() override;
 
-    void requestTile(const GMSTileKey& key) override;
-    void cancelTile(const GMSTileKey& key) override;
+    // A request let go before its turn is dropped; one already running
+    // finishes and fills the caches.
+    zl::RequestHandle requestTile(const GMSTileKey& key, Answer answer) override;
 
     std::shared_ptr<GMSDASHTileService> serviceForLayer(GMSTileLayerType type) const;
     const GMSDecodedTileCache& decodedCache() const { return *m_decoded; }
@@ -74,8 +74,5 @@ public:
 private:
     Services m_services;
     std::shared_ptr<GMSTileRequestCoordinator> m_coordinator;
-    std::shared_ptr<GMSServiceTileRelay> m_relay;
     std::shared_ptr<GMSDecodedTileCache> m_decoded;
-    struct Pending;
-    QHash<GMSTileKey, std::shared_ptr<Pending>> m_pending;
 };

@@ -258,7 +258,7 @@ bool MapServiceSetup::startServices(bool install)
         so.maxRequestsPerBatch = int(connection->batchSize());
         d->services[layer] = GMSDASHTileService::create(
             so, d->workQueue, [connection](const std::shared_ptr<GMSDASHRequest>& r) { connection->sendRequest(r); },
-            millis, d->diskCaches->cacheForType(type));
+            d->clock.get(), d->diskCaches->cacheForType(type));
         GMSStyleTableService* styleTables = d->styleTables.get();
         d->services[layer]->setTileEpochStalenessCheck([styleTables](const GMSTile& tile) {
             // Tiles that carry an epoch are drawn with the global styles.

@@ -1,9 +1,13 @@
 #pragma once
 
 #include "GMSDASHRequest.h"
+#include "GMSDASHTileServiceOptions.h"
 #include "GMSTileRequest.h"
 
+#include <QMutex>
+
 #include <memory>
+#include <optional>
 #include <vector>
 
 class GMSDASHTileService;
@@ -13,24 +17,33 @@ class GMSx_GMMMapTileRequestProto;
 class GMSx_GMMMapTileResponseProto;
 }  // namespace zenloft::wire
 
-// One batch of tile requests in a POST (request id 108). Tiles keep joining
-// until the transport asks for the body: the message is built only then, and
-// the first thing building does is close the batch.
+// One batch of tile requests in a POST (request id 108), of one zoom and at
+// most maxRequestsPerBatch tiles. Tiles keep joining until the transport
+// asks for the body: the message is built only then, and the first thing
+// building does is close the batch. Tiles join on the tile service's work
+// queue while the transport builds on its own thread, so the tile list has a
+// plain lock of its own.
 class GMSDASHBatchedTileRequest : public GMSDASHRequest {
 public:
-    using Requests = std::shared_ptr<std::vector<GMSTileRequestPtr>>;
-    GMSDASHBatchedTileRequest(std::weak_ptr<GMSDASHTileService> service, Requests requests);
+    using Requests = std::vector<GMSTileRequestPtr>;
+    using Response = std::shared_ptr<const zenloft::wire::GMSx_GMMMapTileResponseProto>;
 
-    // Guarded by the service's monitor.
-    const Requests& tileRequests() const { return m_requests; }
+    // mode: the mode that tiles of this batch get (3 on the paint route).
+    GMSDASHBatchedTileRequest(GMSDASHTileServiceOptions options, std::weak_ptr<GMSDASHTileService> service,
+                              int mode = 0);
+
+    // False when the batch is closed, full, or of another zoom.
+    bool add(const GMSTileRequestPtr& request);
+    // No tile joins any more.
+    void close();
+    // The tiles it holds.
+    Requests tileRequests() const;
+    int mode() const { return m_mode; }
 
     // Closes the batch and builds its message (also for tests).
     zenloft::wire::GMSx_GMMMapTileRequestProto buildRequestProto();
-
-    // The mode that tiles of this batch get: 3 on the paint route. Set when
-    // the batch is made, before anyone else sees it.
-    int mode() const { return m_mode; }
-    void setMode(int mode) { m_mode = mode; }
+    // Hands the outcome to the service on its work queue; from any thread.
+    void answer(Response response, std::optional<GMSDASHError> error);
 
     quint16 requestID() const override { return 108; }
     void asyncSerializeRequestData(zenloft::wire::DashOutput& out, GMSDASHConnection* connection) override;
@@ -38,7 +51,10 @@ public:
     void asyncRequestFailed(const GMSDASHError& error, GMSDASHConnection* connection) override;
 
 private:
-    std::weak_ptr<GMSDASHTileService> m_service;
+    const GMSDASHTileServiceOptions m_options;
+    const std::weak_ptr<GMSDASHTileService> m_service;
+    const int m_mode;
+    mutable QMutex m_lock;
+    bool m_open = true;
     Requests m_requests;
-    int m_mode = 0;
 };

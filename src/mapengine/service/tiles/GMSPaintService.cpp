@@ -1,13 +1,11 @@
 #include "GMSPaintService.h"
 
 #include "GMSDASHBatchedTileRequest.h"
-#include "GMSDASHTileService.h"
 #include "PaintSignature.h"
 #include "maptile.pb.h"
 
 #include <QLoggingCategory>
 #include <QMutexLocker>
-#include <QPointer>
 
 using namespace zenloft::wire;
 
@@ -38,12 +36,10 @@ QUrl GMSPaintService::resolvedPaintServerURL(const QUrl& dashEndpointURL, const 
     return dashEndpointURL.resolved(paintServerBaseURL);
 }
 
-GMSx_GMMMapTileRequestProto GMSPaintService::paintRequestProtoBufForTileService(GMSDASHTileService& tileService,
-                                                                                GMSDASHBatchedTileRequest& tileRequests,
-                                                                                const GMSTileType& tileType)
+GMSx_GMMMapTileRequestProto GMSPaintService::paintRequestProto(GMSDASHBatchedTileRequest& batch,
+                                                               const GMSTileType& tileType, int epoch)
 {
-    GMSx_GMMMapTileRequestProto proto = tileService.buildRequestProto(&tileRequests);
-    const int epoch = tileService.majorEpoch();
+    GMSx_GMMMapTileRequestProto proto = batch.buildRequestProto();
     if (epoch != -1)
         proto.mutable_header()->set_paint_epoch(epoch);
     auto* description = proto.add_paint_description_array();
@@ -57,17 +53,14 @@ GMSx_GMMMapTileRequestProto GMSPaintService::paintRequestProtoBufForTileService(
 }
 
 void GMSPaintService::sendRequest(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch, const GMSTileType& tileType,
-                                  const std::shared_ptr<GMSDASHTileService>& tileService)
+                                  int majorEpoch)
 {
-    if (!batch || !tileService)
+    if (!batch)
         return;
-    const GMSx_GMMMapTileRequestProto proto = paintRequestProtoBufForTileService(*tileService, *batch, tileType);
+    const GMSx_GMMMapTileRequestProto proto = paintRequestProto(*batch, tileType, majorEpoch);
     std::string bytes;
     if (!proto.SerializeToString(&bytes)) {
-        tileService->hop([tileService, batch] {
-            tileService->handleServerResponse(
-                batch, nullptr, GMSDASHError::badMessage(QStringLiteral("paint request does not serialise")));
-        });
+        batch->answer(nullptr, GMSDASHError::badMessage(QStringLiteral("paint request does not serialise")));
         return;
     }
     const QByteArray body = QByteArray::fromStdString(bytes);
@@ -76,12 +69,10 @@ void GMSPaintService::sendRequest(const std::shared_ptr<GMSDASHBatchedTileReques
         {QByteArray(kPaintSignatureHeader),
          QByteArray::fromStdString(paintSignature(std::string_view(m_key.constData(), std::size_t(m_key.size())), bytes))},
     };
-    // Only weak references travel to the network thread: the service must
-    // never end there.
-    std::weak_ptr<GMSDASHTileService> weak = tileService;
-    QPointer<QObject> queue = tileService->workQueue();
+    // The batch holds its service weakly: the service never ends on the
+    // network thread.
     const QUrl url = m_url;
-    transport().post(url, body, headers, m_timeoutMs, [weak, queue, batch, url](GMSPaintReply reply) {
+    transport().post(url, body, headers, m_timeoutMs, [batch, url](GMSPaintReply reply) {
         std::shared_ptr<const GMSx_GMMMapTileResponseProto> response;
         std::optional<GMSDASHError> error;
         if (reply.error) {
@@ -100,14 +91,6 @@ void GMSPaintService::sendRequest(const std::shared_ptr<GMSDASHBatchedTileReques
         if (error)
             qCInfo(lcPaint, "Paint request to %s failed: %s %d %s", qUtf8Printable(url.toString()),
                    qUtf8Printable(error->domain), error->code, qUtf8Printable(error->message));
-        if (!queue)
-            return;
-        QMetaObject::invokeMethod(
-            queue.data(),
-            [weak, batch, response, error] {
-                if (auto service = weak.lock())
-                    service->handleServerResponse(batch, response, error);
-            },
-            Qt::QueuedConnection);
+        batch->answer(std::move(response), std::move(error));
     });
 }

@@ -10,7 +10,6 @@
 #include <memory>
 
 class GMSDASHBatchedTileRequest;
-class GMSDASHTileService;
 
 namespace zenloft::wire {
 class GMSx_GMMMapTileRequestProto;
@@ -32,18 +31,17 @@ public:
     int timeoutMs() const { return m_timeoutMs; }
     void setTimeoutMs(int ms) { m_timeoutMs = ms; }
 
-    // Builds, signs and posts the batch; the answer comes back through
-    // tileService->handleServerResponse on its work queue. Call on the tile
-    // service's work queue.
+    // Builds, signs and posts the batch; the outcome goes back through the
+    // batch to its tile service. majorEpoch -1: none known yet.
     void sendRequest(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch, const GMSTileType& tileType,
-                     const std::shared_ptr<GMSDASHTileService>& tileService);
+                     int majorEpoch);
 
-    // The request of a batch: the tile service's tile request (which closes
-    // the batch; its header holds the batch's fetch type, its tile list the
-    // batch size), with the paint epoch and one paint description for the
-    // paint tile type that every tile points at.
-    static zenloft::wire::GMSx_GMMMapTileRequestProto paintRequestProtoBufForTileService(
-        GMSDASHTileService& tileService, GMSDASHBatchedTileRequest& tileRequests, const GMSTileType& tileType);
+    // The request of a batch: its tile request (which closes the batch; its
+    // header holds the batch's fetch type, its tile list the batch size),
+    // with the paint epoch and one paint description for the paint tile type
+    // that every tile points at.
+    static zenloft::wire::GMSx_GMMMapTileRequestProto paintRequestProto(GMSDASHBatchedTileRequest& batch,
+                                                                        const GMSTileType& tileType, int majorEpoch);
 
     // A relative paint URL from the client parameters names a place on the
     // map service's own host.

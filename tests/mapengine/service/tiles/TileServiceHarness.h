@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Clock.h"
 #include "GMSDASHBatchedTileRequest.h"
 #include "GMSDASHError.h"
 #include "GMSDASHTileService.h"
@@ -8,6 +9,7 @@
 #include <QCoreApplication>
 #include <QObject>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <tuple>
@@ -16,8 +18,8 @@
 namespace zltest {
 
 // A tile service with a fake connection (batches are caught, answers are
-// written by the test), a clock the test moves, and its work queue on the
-// test's own thread.
+// written by the test), a clock the test moves (it also holds the paint
+// route's gathering delay), and its work queue on the test's own thread.
 struct TileServiceHarness {
     struct Answer {
         GMSTileCoords coords;
@@ -33,7 +35,7 @@ struct TileServiceHarness {
             [this](const std::shared_ptr<GMSDASHRequest>& r) {
                 sent.push_back(std::static_pointer_cast<GMSDASHBatchedTileRequest>(r));
             },
-            [this] { return now; }, cache);
+            &clock, cache);
         if (start)
             service->startRequestQueue();
         pump();
@@ -51,14 +53,13 @@ struct TileServiceHarness {
             answers.push_back({c, status, tile});
         };
     }
-    void request(int z, int x, int y, int fetchType = 1)
+    // The handle is held until the harness ends.
+    void request(int z, int x, int y)
     {
-        if (fetchType == 1)
-            service->requestTile(GMSTileCoords(z, x, y), this, callback());
-        else
-            service->prefetchTile(GMSTileCoords(z, x, y), fetchType, this, callback());
+        held.push_back(service->requestTile(GMSTileCoords(z, x, y), callback()));
         pump();
     }
+    qint64 now() const { return clock.wallMs(); }
 
     using Key = std::tuple<int, int, int>;  // zoom as sent on the wire
     struct Reply {
@@ -103,10 +104,22 @@ struct TileServiceHarness {
     }
 
     static std::string png(char tag = 'a') { return std::string("\x89PNG\r\n\x1a\n", 8) + "tile-" + tag; }
+    static GMSDASHTileServiceOptions satellite(int edge = 256)
+    {
+        GMSDASHTileServiceOptions o;
+        o.tileType.mapTileType = zenloft::wire::TILE_TYPE_SATELLITE;
+        o.tileEdgeLength = edge;
+        return o;
+    }
+    int count(int status) const
+    {
+        return int(std::count_if(answers.begin(), answers.end(), [&](const Answer& a) { return a.status == status; }));
+    }
 
+    zl::ManualClock clock;
     QObject queue;
-    qint64 now = 1'000'000;
     std::shared_ptr<GMSDASHTileService> service;
+    std::vector<zl::RequestHandle> held;
     std::vector<std::shared_ptr<GMSDASHBatchedTileRequest>> sent;
     std::vector<Answer> answers;
 };

@@ -1,19 +1,46 @@
 // Batches of the paint route: the gathering delay, the signed request, the
 // answer's tiles with mode 3, the ways the route stays off, and failures.
 #include "GMSPaintService.h"
-#include "PaintRouteFakes.h"
+#include "GMSPaintTransport.h"
 #include "PaintSignature.h"
 #include "TileServiceHarness.h"
 #include "testsupport.h"
 
 #include <gtest/gtest.h>
 
+#include <QMutex>
+#include <QMutexLocker>
+
 using namespace zenloft::wire;
-using zltest::FakePaintTransport;
-using zltest::FakeScheduler;
 using zltest::TileServiceHarness;
 
 namespace {
+
+// Catches the paint route's POSTs; the test answers them.
+class FakePaintTransport : public GMSPaintTransport {
+public:
+    struct Post {
+        QUrl url;
+        QByteArray body;
+        Headers headers;
+        int timeoutMs = 0;
+        Done done;
+        QByteArray header(const QByteArray& name) const
+        {
+            for (const auto& [n, v] : headers)
+                if (n == name)
+                    return v;
+            return {};
+        }
+    };
+    void post(const QUrl& url, const QByteArray& body, const Headers& headers, int timeoutMs, Done done) override
+    {
+        QMutexLocker l(&mutex);
+        posts.push_back({url, body, headers, timeoutMs, std::move(done)});
+    }
+    QMutex mutex;
+    std::vector<Post> posts;
+};
 
 const QUrl kPaintURL(QStringLiteral("http://paint.test:9000/glm/paint"));
 const QByteArray kKey("paint-signing-key");
@@ -31,7 +58,6 @@ struct PaintHarness : TileServiceHarness {
     {
         transport = std::make_shared<FakePaintTransport>();
         service->setPaintTransport(transport);
-        service->setScheduler(timers.scheduler());
         service->setPaintServer(kPaintURL, kKey);
         service->setDirectToPaint(true);
     }
@@ -52,14 +78,15 @@ struct PaintHarness : TileServiceHarness {
         transport->posts.at(i).done(std::move(r));
         pump();
     }
+    // Lets the gathering delays run out.
+    void gather()
+    {
+        clock.advance(GMSDASHTileService::kPaintGatheringDelayMs);
+        pump();
+    }
     std::shared_ptr<FakePaintTransport> transport;
-    FakeScheduler timers;
 };
 
-int countStatus(const TileServiceHarness& h, int status)
-{
-    return int(std::count_if(h.answers.begin(), h.answers.end(), [&](const auto& a) { return a.status == status; }));
-}
 
 }  // namespace
 
@@ -69,14 +96,14 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_TRUE(h.service->usesPaintRoute());
     h.request(3, 1, 1);
     EXPECT_TRUE(h.sent.empty()) << "the paint route does not use the connection";
-    ASSERT_EQ(h.timers.items.size(), 1u);
-    EXPECT_EQ(h.timers.items[0].delayMs, 10);
+    EXPECT_EQ(h.clock.pendingCount(), 1);
+    h.clock.advance(9);
     EXPECT_TRUE(h.transport->posts.empty()) << "nothing goes before the delay";
 
-    h.request(3, 2, 1, 4);  // joins the waiting batch
-    h.request(3, 1, 1);     // a duplicate folds into the first
-    EXPECT_EQ(h.timers.items.size(), 1u);
-    h.timers.runAll();
+    h.request(3, 2, 1);  // joins the waiting batch
+    h.request(3, 1, 1);  // a duplicate folds into the first
+    EXPECT_EQ(h.clock.pendingCount(), 1);
+    h.clock.advance(1);
     ASSERT_EQ(h.transport->posts.size(), 1u);
     const auto& post = h.transport->posts[0];
     EXPECT_EQ(post.url, kPaintURL);
@@ -100,10 +127,10 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
 
     // Sent means closed: a new tile opens a new batch with its own delay.
     h.request(3, 3, 1);
-    EXPECT_EQ(h.timers.items.size(), 1u);
+    EXPECT_EQ(h.clock.pendingCount(), 1);
 
     h.answer(0, {{{3, 1, 1}, {TileServiceHarness::png('p'), "v1"}}, {{3, 2, 1}, {TileServiceHarness::png('q'), "v2"}}});
-    ASSERT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 3);
+    ASSERT_EQ(h.count(kGMSTileStatusFromNetwork), 3);
     for (const auto& a : h.answers) {
         ASSERT_TRUE(a.tile);
         EXPECT_EQ(a.tile->mode, 3);
@@ -117,29 +144,23 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_TRUE(h.transport->posts.size() == 1u);
 }
 
-TEST(PaintRoute, EpochAndFullBatches)
+TEST(PaintRoute, TheEpochAndThePaintTypeGoWithEveryTile)
 {
-    auto o = paintable(TILE_TYPE_HYBRID_OVERLAY);
-    o.maxRequestsPerBatch = 2;
-    o.tileEdgeLength = 512;
-    PaintHarness h(o);
+    PaintHarness h(paintable(TILE_TYPE_HYBRID_OVERLAY));
     h.service->updateMajorEpoch(7);
-    h.request(4, 0, 0);
-    h.request(4, 1, 0);
-    h.request(4, 2, 0);  // the first batch was full at two
-    h.request(5, 0, 0);  // another zoom closes the second
-    ASSERT_EQ(h.timers.items.size(), 3u);
-    h.timers.runAll();
-    ASSERT_EQ(h.transport->posts.size(), 3u);
-    EXPECT_EQ(h.sentProto(0).map_tile_array_size(), 2);
-    EXPECT_EQ(h.sentProto(1).map_tile_array_size(), 1);
-    const auto p = h.sentProto(2);
-    ASSERT_EQ(p.map_tile_array_size(), 1);
-    EXPECT_EQ(p.map_tile_array(0).zoom_level(), 6) << "the zoom shift of 512-pixel tiles holds here too";
+    h.request(5, 0, 0);
+    h.request(5, 1, 0);
+    h.gather();
+    ASSERT_EQ(h.transport->posts.size(), 1u);
+    const auto p = h.sentProto(0);
     EXPECT_EQ(p.header().paint_epoch(), 7);
-    EXPECT_EQ(p.map_tile_array(0).paint_epoch(), 7);
+    ASSERT_EQ(p.paint_description_array_size(), 1);
     EXPECT_EQ(p.paint_description_array(0).tile_type(), TILE_TYPE_HYBRID_OVERLAY);
-    EXPECT_EQ(p.map_tile_array(0).tile_type(), TILE_TYPE_SATELLITE);
+    ASSERT_EQ(p.map_tile_array_size(), 2);
+    for (const auto& t : p.map_tile_array()) {
+        EXPECT_EQ(t.paint_epoch(), 7);
+        EXPECT_EQ(t.tile_type(), TILE_TYPE_SATELLITE);
+    }
 }
 
 TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
@@ -165,7 +186,7 @@ TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
         EXPECT_FALSE(h.service->usesPaintRoute());
         h.request(2, 1, 1);
         EXPECT_EQ(h.sent.size(), 1u) << "the framed connection takes the batch at once";
-        EXPECT_TRUE(h.timers.items.empty());
+        EXPECT_EQ(h.clock.pendingCount(), 0);
         h.respond(h.sent[0], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
         ASSERT_EQ(h.answers.size(), 1u);
         EXPECT_EQ(h.answers[0].tile->mode, 0);
@@ -213,31 +234,31 @@ TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
         PaintHarness h;
         h.request(3, 1, 1);
         h.request(3, 1, 1);
-        h.timers.runAll();
+        h.gather();
         ASSERT_EQ(h.transport->posts.size(), 1u);
         h.reply(0, c.reply);
         ASSERT_EQ(h.answers.size(), 2u);
-        EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+        EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
         EXPECT_FALSE(h.service->hasRequestsInFlight());
         // Not marked as missing: asking again goes to the server again.
         h.answers.clear();
         h.request(3, 1, 1);
         EXPECT_TRUE(h.answers.empty());
-        EXPECT_EQ(h.timers.items.size(), 1u);
+        EXPECT_EQ(h.clock.pendingCount(), 1);
     }
 }
 
-TEST(PaintRoute, ServiceGoneBeforeTheAnswer)
+TEST(PaintRoute, ServiceGoneBeforeTheSendOrTheAnswer)
 {
-    auto transport = std::make_shared<FakePaintTransport>();
-    FakeScheduler timers;
-    {
-        PaintHarness h;
-        h.service->setPaintTransport(transport);
-        h.service->setScheduler(timers.scheduler());
-        h.request(1, 0, 0);
-    }
+    PaintHarness h;
+    h.request(1, 0, 0);
+    h.gather();
+    ASSERT_EQ(h.transport->posts.size(), 1u);
+    h.request(2, 0, 0);  // waits for its delay
+    h.service.reset();
     // The delayed send and a late answer find no service and do nothing.
-    timers.runAll();
-    EXPECT_TRUE(transport->posts.empty());
+    h.gather();
+    EXPECT_EQ(h.transport->posts.size(), 1u);
+    h.answer(0, {{{1, 0, 0}, {TileServiceHarness::png(), "v"}}});
+    EXPECT_TRUE(h.answers.empty());
 }

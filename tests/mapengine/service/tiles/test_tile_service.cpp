@@ -1,3 +1,4 @@
+#include "GMSTileDataCache.h"
 #include "GMSTileRequestCoordinator.h"
 #include "TileServiceHarness.h"
 #include "testsupport.h"
@@ -5,102 +6,82 @@
 #include <gtest/gtest.h>
 
 #include <QRandomGenerator>
+#include <QTemporaryDir>
+
+#include <tuple>
 
 using namespace zenloft::wire;
 using zltest::TileServiceHarness;
 
-namespace {
-GMSDASHTileServiceOptions satellite(int edge = 256)
+// Duplicates fold into one tile of one batch; 512-pixel tiles are asked one
+// zoom up and read back at the zoom asked for.
+TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
 {
-    GMSDASHTileServiceOptions o;
-    o.tileType.mapTileType = TILE_TYPE_SATELLITE;
-    o.tileEdgeLength = edge;
-    return o;
-}
-int countStatus(const TileServiceHarness& h, int status)
-{
-    return int(std::count_if(h.answers.begin(), h.answers.end(), [&](const auto& a) { return a.status == status; }));
-}
-}  // namespace
+    struct Case {
+        int edge;
+        double scale;
+        int wireZoom;
+        GMSx_GMMScreenPixelDensityHeader density;
+    };
+    for (const Case c : {Case{256, 1.0, 7, TILE_SCREEN_PIXEL_DENSITY_NORMAL},
+                         Case{512, 2.0, 8, TILE_SCREEN_PIXEL_DENSITY_HIGH}}) {
+        SCOPED_TRACE(c.edge);
+        auto o = TileServiceHarness::satellite(c.edge);
+        o.screenScale = c.scale;
+        TileServiceHarness h(o);
+        for (int i = 0; i < 3; ++i)
+            h.request(7, 10, 20);
+        ASSERT_EQ(h.sent.size(), 1u);
+        const auto proto = h.sent[0]->buildRequestProto();
+        ASSERT_EQ(proto.map_tile_array_size(), 1);
+        const auto& t = proto.map_tile_array(0);
+        EXPECT_EQ(std::tuple(t.tile_index_x(), t.tile_index_y(), t.zoom_level()), std::tuple(10, 20, c.wireZoom));
+        EXPECT_EQ(t.tile_type(), TILE_TYPE_SATELLITE);
+        EXPECT_TRUE(t.version_id().supports_tile_hash());
+        EXPECT_EQ(proto.header().fetch_type(), 1);
+        EXPECT_EQ(proto.header().tile_size(), quint32(c.edge));
+        EXPECT_EQ(proto.header().screen_pixel_density(), c.density);
 
-TEST(TileService, DuplicatesFoldIntoOneTileOfOneBatch)
-{
-    TileServiceHarness h(satellite());
-    h.request(4, 3, 5);
-    h.request(4, 3, 5);
-    h.request(4, 3, 5, 3);  // a prefetch of the same tile joins too
-    ASSERT_EQ(h.sent.size(), 1u);
-    const auto proto = h.sent[0]->buildRequestProto();
-    ASSERT_EQ(proto.map_tile_array_size(), 1);
-    EXPECT_EQ(proto.map_tile_array(0).tile_index_x(), 3);
-    EXPECT_EQ(proto.map_tile_array(0).tile_index_y(), 5);
-    EXPECT_EQ(proto.map_tile_array(0).zoom_level(), 4);
-    EXPECT_EQ(proto.map_tile_array(0).tile_type(), TILE_TYPE_SATELLITE);
-    EXPECT_TRUE(proto.map_tile_array(0).version_id().supports_tile_hash());
-    EXPECT_EQ(proto.header().fetch_type(), 1);
-    EXPECT_EQ(proto.header().tile_size(), 256u);
-    EXPECT_EQ(proto.header().screen_pixel_density(), TILE_SCREEN_PIXEL_DENSITY_NORMAL);
-
-    h.respond(h.sent[0], {{{4, 3, 5}, {TileServiceHarness::png(), "v1"}}});
-    ASSERT_EQ(h.answers.size(), 3u);
-    for (const auto& a : h.answers) {
-        EXPECT_EQ(a.status, kGMSTileStatusFromNetwork);
-        ASSERT_TRUE(a.tile);
-        EXPECT_EQ(a.tile->data.toStdString(), TileServiceHarness::png());
-        EXPECT_EQ(a.tile->versionID, "v1");
+        h.respond(h.sent[0], {{{c.wireZoom, 10, 20}, {TileServiceHarness::png(), "v1"}}});
+        ASSERT_EQ(h.answers.size(), 3u);
+        for (const auto& a : h.answers) {
+            EXPECT_EQ(a.status, kGMSTileStatusFromNetwork);
+            EXPECT_EQ(a.coords, GMSTileCoords(7, 10, 20));
+            ASSERT_TRUE(a.tile);
+            EXPECT_EQ(a.tile->data.toStdString(), TileServiceHarness::png());
+            EXPECT_EQ(a.tile->versionID, "v1");
+        }
+        EXPECT_FALSE(h.service->hasRequestsInFlight());
     }
-    EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
-TEST(TileService, BatchIsBuiltLateAndSplitByZoomAndSize)
+TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
 {
-    auto o = satellite();
-    o.maxRequestsPerBatch = 3;
-    TileServiceHarness h(o);
-    h.request(5, 1, 1, 4);
-    h.request(5, 2, 1, 2);
-    ASSERT_EQ(h.sent.size(), 1u);  // the second joined the open batch
-    h.request(6, 0, 0);            // another zoom closes it
-    ASSERT_EQ(h.sent.size(), 2u);
-    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 2);
-    EXPECT_EQ(h.sent[0]->buildRequestProto().header().fetch_type(), 2);
-
-    // Built (sent by the transport): later tiles go in a new batch.
-    EXPECT_EQ(h.sent[1]->buildRequestProto().map_tile_array_size(), 1);
-    h.request(6, 1, 0);
+    TileServiceHarness h(TileServiceHarness::satellite());
+    for (int i = 0; i < 51; ++i)
+        h.request(6, i % 64, i / 64);
+    ASSERT_EQ(h.sent.size(), 2u) << "the 51st tile opens a new batch";
+    EXPECT_EQ(h.sent[0]->tileRequests().size(), 50u);
+    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 50);
+    EXPECT_EQ(h.sent[1]->tileRequests().size(), 1u);
+    h.request(7, 0, 0);  // another zoom closes the open batch
     ASSERT_EQ(h.sent.size(), 3u);
-    h.request(6, 2, 0);
-    h.request(6, 3, 0);
-    h.request(6, 4, 0);  // the batch was full at three
+    h.request(7, 1, 0);
+    EXPECT_EQ(h.sent.size(), 3u) << "joins the open batch of its zoom";
+    // Built (sent by the transport): later tiles go in a new batch.
+    EXPECT_EQ(h.sent[2]->buildRequestProto().map_tile_array_size(), 2);
+    h.request(7, 2, 0);
     ASSERT_EQ(h.sent.size(), 4u);
-    EXPECT_EQ(h.sent[2]->buildRequestProto().map_tile_array_size(), 3);
 
     // An empty batch asks with fetch type 12.
-    GMSDASHBatchedTileRequest empty(h.service, std::make_shared<std::vector<GMSTileRequestPtr>>());
+    GMSDASHBatchedTileRequest empty(TileServiceHarness::satellite(), h.service);
     EXPECT_EQ(empty.buildRequestProto().header().fetch_type(), 12);
-}
-
-TEST(TileService, EdgeOf512SendsTheZoomOneUpAndReadsItBack)
-{
-    auto o = satellite(512);
-    o.screenScale = 2.0;
-    TileServiceHarness h(o);
-    h.request(7, 10, 20);
-    ASSERT_EQ(h.sent.size(), 1u);
-    const auto proto = h.sent[0]->buildRequestProto();
-    EXPECT_EQ(proto.map_tile_array(0).zoom_level(), 8);
-    EXPECT_EQ(proto.header().tile_size(), 512u);
-    EXPECT_EQ(proto.header().screen_pixel_density(), TILE_SCREEN_PIXEL_DENSITY_HIGH);
-    h.respond(h.sent[0], {{{8, 10, 20}, {TileServiceHarness::png(), "v"}}});
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
-    EXPECT_EQ(h.answers[0].coords, GMSTileCoords(7, 10, 20));
 }
 
 TEST(TileService, MemoryHitsNotFoundAndFailures)
 {
     zltest::LogCapture log;
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(3, 1, 1);
     h.request(3, 2, 2);
     h.request(3, 4, 4);
@@ -111,16 +92,16 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
                           {{3, 2, 2}, {"", "v"}},
                           {{3, 7, 7}, {TileServiceHarness::png(), "v"}}});
     EXPECT_TRUE(log.contains("Unexpected tile in response: <GMSTileCoords z=3 x=7 y=7>"));
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 1);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+    EXPECT_EQ(h.count(kGMSTileStatusFromNetwork), 1);
+    EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
 
     h.answers.clear();
     h.request(3, 1, 1);  // memory: no disk, no network
     h.request(3, 2, 2);  // known not found
     h.request(3, 4, 4);
     EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFromNetwork), 1);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusNotFound), 2);
+    EXPECT_EQ(h.count(kGMSTileStatusFromNetwork), 1);
+    EXPECT_EQ(h.count(kGMSTileStatusNotFound), 2);
 
     // Bytes that are no image fail without entering any cache.
     h.answers.clear();
@@ -133,12 +114,12 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
 TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
 {
     zltest::LogCapture log;
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(2, 0, 0);
     h.request(2, 0, 0);
     h.fail(h.sent[0]);
     ASSERT_EQ(h.answers.size(), 2u);
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
+    EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
     h.request(2, 0, 0);  // not remembered as not found: asked again
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], {}, TILE_RESPONSE_ERROR);
@@ -151,7 +132,7 @@ TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
 
 TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     auto e = GMSTileTypeExpirations::expirationsWithNoExpiry();
     e._defaultExpirationMS = 1000;
     h.service->setTileTypeExpirations(e);
@@ -159,13 +140,13 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
     h.respond(h.sent[0], {{{1, 0, 1}, {TileServiceHarness::png('x'), "ver-7"}}});
     h.answers.clear();
 
-    h.now += 1000;  // equal: still good
+    h.clock.advance(1000);  // equal: still good
     h.request(1, 0, 1);
     ASSERT_EQ(h.answers.size(), 1u);
     EXPECT_EQ(h.sent.size(), 1u);
 
     h.answers.clear();
-    h.now += 1;  // expired: not shown, asked again with the version in hand
+    h.clock.advance(1);  // expired: not shown, asked again with the version in hand
     h.request(1, 0, 1);
     EXPECT_TRUE(h.answers.empty());
     ASSERT_EQ(h.sent.size(), 2u);
@@ -175,12 +156,12 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
     ASSERT_EQ(h.answers.size(), 1u);
     EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
     EXPECT_EQ(h.answers[0].tile->data.toStdString(), TileServiceHarness::png('x'));
-    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now);
+    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now());
 }
 
 TEST(TileService, NewerDataVersionShowsTheOldTileWhileTheNewComes)
 {
-    TileServiceHarness h(satellite());
+    TileServiceHarness h(TileServiceHarness::satellite());
     h.request(1, 1, 1);
     h.respond(h.sent[0], {{{1, 1, 1}, {TileServiceHarness::png('a'), "a"}}}, 0, 1);
     h.request(1, 0, 0);
@@ -206,7 +187,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     e._defaultExpirationMS = 10'000;
     e._perTileExpirationMS = 1'000;
     h.service->setTileTypeExpirations(e);
-    const qint64 now = h.now;
+    const qint64 now = h.now();
 
     auto tile = [&](qint64 validation) {
         GMSTile t;
@@ -214,23 +195,39 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
         return t;
     };
     GMSTile fresh = tile(now);
-    EXPECT_EQ(h.service->shouldRequestUpdate(fresh, 1), kGMSTileUpdateNone);
+    EXPECT_EQ(h.service->shouldRequestUpdate(fresh), kGMSTileUpdateNone);
 
     GMSTile store = tile(now - 20'000);
     store.isTileStoreTile = true;
-    EXPECT_EQ(h.service->shouldRequestUpdate(store, 1), kGMSTileUpdateTileStore);
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 20'000), 1), kGMSTileUpdateExpired);
+    EXPECT_EQ(h.service->shouldRequestUpdate(store), kGMSTileUpdateTileStore);
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 20'000)), kGMSTileUpdateExpired);
+    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000)), kGMSTileUpdatePerTileExpired);
 
-    // Per-tile expiry only matters for what is on screen.
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000), 1), kGMSTileUpdatePerTileExpired);
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000), 2), kGMSTileUpdateNone);
+    // Last of all, and only with an offline cache: a tile whose epoch the
+    // style tables call stale.
+    QTemporaryDir dir;
+    GMSTileDataCache offline(GMSCacheStorageDescriptor::cacheStorageDescriptorForName(
+                                 kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, dir.path(),
+                                 kGMSTilesCacheBoundaryVersion),
+                             TILE_TYPE_BASEMAP, 0, 0);
+    h.service->setTileEpochStalenessCheck([](const GMSTile& t) { return t.majorEpoch != 4; });
+    GMSTile stale = tile(now);
+    stale.majorEpoch = 3;
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateNone);
+    h.service->setOfflineTileDataCache(&offline);
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateEpochStale);
+    stale.expirationState = tile(now - 2'000).expirationState;
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdatePerTileExpired);
+    stale = tile(now);  // no epoch: never stale
+    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateNone);
+    h.service->setOfflineTileDataCache(nullptr);
 
     GMSTile country = tile(now - 2'000);
     country.legalCountry = "PL";
-    EXPECT_EQ(h.service->shouldRequestUpdate(country, 1), kGMSTileUpdateLegalCountry);
+    EXPECT_EQ(h.service->shouldRequestUpdate(country), kGMSTileUpdateLegalCountry);
     GMSTile paint = country;
     paint.paintExperiments = "x";
-    EXPECT_EQ(h.service->shouldRequestUpdate(paint, 1), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(h.service->shouldRequestUpdate(paint), kGMSTileUpdatePaintExperiments);
 
     // Data version counts while the direct-to-paint mode is off, the major
     // epoch while it is on; unknown values never count.
@@ -238,55 +235,47 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     h.respond(h.sent[0], {{{1, 0, 0}, {"vector-bytes", "v"}}}, 0, 5);
     GMSTile old = paint;
     old.dataVersion = 4;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdateDataVersion);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdateDataVersion);
     old.dataVersion = -1;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdatePaintExperiments);
     h.service->setDirectToPaint(true);
     h.service->updateMajorEpoch(9);
     old.dataVersion = 4;
     old.majorEpoch = 8;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdateMajorEpoch);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdateMajorEpoch);
     old.majorEpoch = -1;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old, 1), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdatePaintExperiments);
 }
 
-TEST(TileService, RequestsWaitForTheStartAndCachedOnlyMisses)
+TEST(TileService, RequestsWaitForTheStart)
 {
-    TileServiceHarness h(satellite(), nullptr, false);
+    TileServiceHarness h(TileServiceHarness::satellite(), nullptr, false);
     h.request(1, 0, 0);
     EXPECT_TRUE(h.sent.empty());
     h.service->startRequestQueue();
     h.pump();
     EXPECT_EQ(h.sent.size(), 1u);
-
-    h.service->requestCachedTile(GMSTileCoords(2, 1, 1), &h, h.callback());
-    h.pump();
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFailed);
-    EXPECT_EQ(h.sent.size(), 1u);
-
-    // Every in-flight request, duplicates too, hears of the failure.
-    h.answers.clear();
-    h.request(1, 0, 0);
-    h.service->failAllInFlightRequests();
-    h.pump();
-    EXPECT_EQ(countStatus(h, kGMSTileStatusFailed), 2);
-    EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
-TEST(TileService, CancelledCallbackIsNotCalled)
+// A request let go is not told; the others of its chain are. One let go
+// before its turn is not fetched at all.
+TEST(TileService, ARequestLetGoIsNotCalledBack)
 {
-    TileServiceHarness h(satellite());
-    int other = 0;
+    TileServiceHarness h(TileServiceHarness::satellite());
     int otherCalls = 0;
     h.request(3, 3, 3);
-    h.service->requestTile(GMSTileCoords(3, 3, 3), &other,
-                           [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
-    h.service->cancelCallback(GMSTileCoords(3, 3, 3), &other);
+    zl::RequestHandle other = h.service->requestTile(
+        GMSTileCoords(3, 3, 3), [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
     h.pump();
+    other.reset();
     h.respond(h.sent[0], {{{3, 3, 3}, {TileServiceHarness::png(), "v"}}});
     EXPECT_EQ(otherCalls, 0);
     EXPECT_EQ(h.answers.size(), 1u);
+
+    h.service->requestTile(GMSTileCoords(3, 4, 4), h.callback());  // the handle is dropped at once
+    h.pump();
+    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_FALSE(h.service->hasRequestsInFlight());
 }
 
 TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
@@ -294,7 +283,7 @@ TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
     zltest::LogCapture quiet;
     QRandomGenerator rng(20261122);
     for (int round = 0; round < 200; ++round) {
-        TileServiceHarness h(satellite());
+        TileServiceHarness h(TileServiceHarness::satellite());
         const int n = 1 + int(rng.bounded(8));
         for (int i = 0; i < n; ++i)
             h.request(4, int(rng.bounded(4)), int(rng.bounded(4)));
@@ -321,26 +310,28 @@ TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
 
 TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
 {
-    TileServiceHarness h(satellite());
-    GMSTileRequestCoordinator coordinator;
-    EXPECT_EQ(coordinator.requestMax(), 16);
-    std::vector<GMSTileRequestCoordinator::EntryPtr> entries;
+    TileServiceHarness h(TileServiceHarness::satellite());
+    auto coordinator = std::make_shared<GMSTileRequestCoordinator>();
+    EXPECT_EQ(coordinator->requestMax(), 16);
+    std::vector<zl::RequestHandle> handles;
     for (int i = 0; i < 20; ++i)
-        entries.push_back(coordinator.requestTileCoords(GMSTileCoords(5, i, 0), h.service, &h, h.callback()));
+        handles.push_back(coordinator->requestTile(GMSTileCoords(5, i, 0), h.service, h.callback()));
     h.pump();
-    EXPECT_EQ(coordinator.inFlightCount(), 16);
-    EXPECT_EQ(coordinator.pendingCount(), 4);
-    EXPECT_TRUE(coordinator.dropRequest(entries[19]));
-    EXPECT_FALSE(coordinator.dropRequest(entries[0]));  // already running
+    EXPECT_EQ(coordinator->inFlightCount(), 16);
+    EXPECT_EQ(coordinator->pendingCount(), 4);
+    handles[19].reset();  // waiting: dropped
+    EXPECT_EQ(coordinator->pendingCount(), 3);
+    handles[0].reset();  // running: finishes without calling back
+    EXPECT_EQ(coordinator->inFlightCount(), 16);
     ASSERT_EQ(h.sent.size(), 1u);
     std::map<TileServiceHarness::Key, TileServiceHarness::Reply> all;
     for (int i = 0; i < 20; ++i)
         all[{5, i, 0}] = {TileServiceHarness::png(), "v"};
     h.respond(h.sent[0], all);
-    EXPECT_EQ(coordinator.inFlightCount(), 3);
-    EXPECT_EQ(coordinator.pendingCount(), 0);
+    EXPECT_EQ(coordinator->inFlightCount(), 3);
+    EXPECT_EQ(coordinator->pendingCount(), 0);
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], all);
-    EXPECT_EQ(coordinator.inFlightCount(), 0);
-    EXPECT_EQ(h.answers.size(), 19u);
+    EXPECT_EQ(coordinator->inFlightCount(), 0);
+    EXPECT_EQ(h.answers.size(), 18u);
 }
