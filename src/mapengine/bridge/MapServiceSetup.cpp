@@ -207,7 +207,6 @@ bool MapServiceSetup::startServices(bool install)
         o.endpoint, description, std::make_shared<GMSDASHClientState>(d->defaults.get()), d->clock);
 
     auto clock = d->clock;
-    auto millis = [clock] { return clock->wallMs(); };
     std::vector<int> types;
     for (const auto& [layer, type] : kLayerTileTypes)
         types.push_back(type);
