@@ -163,14 +163,6 @@ void GMSTileDataCache::checkTileCoordsSet(
     });
 }
 
-void GMSTileDataCache::reserveTileCoordsSet(const QSet<GMSCacheTileKey>& coords, const QString& client) {
-    enqueue([this, coords, client] { m_core->reserve(client, coords); });
-}
-
-void GMSTileDataCache::cancelReservationForClient(const QString& client) {
-    enqueue([this, client] { m_core->cancelReservation(client); });
-}
-
 QVariant GMSTileDataCache::propertyForKey(const QString& key) const {
     QMutexLocker l(&m_propertiesLock);
     return m_properties.value(key);

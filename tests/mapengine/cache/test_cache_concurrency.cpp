@@ -1,5 +1,4 @@
 #include "CacheTestHelpers.h"
-#include "GMSTileMemCache.h"
 
 #include <QCoreApplication>
 
@@ -153,31 +152,6 @@ TEST(GMSTileDataCacheConcurrency, GoneContextsAndClosingWithWorkPending) {
     GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0);
     ASSERT_TRUE(startCache(reopened));
     EXPECT_EQ(reopened.stats().count, 100);
-}
-
-TEST(GMSTileMemCacheConcurrency, MonitorKeepsTheLruWholeUnderManyThreads) {
-    auto mem = GMSTileMemCache<GMSCacheTileKey, int>::create(64, -1);
-    std::vector<std::thread> threads;
-    std::atomic<int> bad{0};
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            QRandomGenerator rng(t);
-            for (int i = 0; i < 5000; ++i) {
-                const GMSCacheTileKey k{t, int(rng.bounded(100)), 0};
-                switch (rng.bounded(4)) {
-                case 0: mem->setObject(k.x * 10 + t, k); break;
-                case 1:
-                    if (auto v = mem->objectForKey(k); v && *v != k.x * 10 + t && *v != -1) ++bad;
-                    break;
-                case 2: mem->removeObjectForKey(k); break;
-                default: if (i % 500 == 0) mem->markKeyAsNotFound(k); break;
-                }
-            }
-        });
-    }
-    for (auto& th : threads) th.join();
-    EXPECT_EQ(bad.load(), 0);
-    EXPECT_LE(mem->count(), 64u);
 }
 
 TEST(GMSTileDataCache, AwaitedLoadsFromManyThreadsBetweenStores) {

@@ -779,28 +779,16 @@ void GMSDASHTileService::updateMajorEpoch(int epoch)
 
 void GMSDASHTileService::reserveSetInMemCache(const QSet<GMSTileCoords>& coords, const QString& client)
 {
-    if (_memCache)
-        _memCache->reserveSet(coords, client);
 }
 
 void GMSDASHTileService::cancelReserveSetInMemCache(const QString& client)
 {
-    if (_memCache)
-        _memCache->cancelReservationForClient(client);
 }
 
 void GMSDASHTileService::reserveSetInDataCache(const QSet<GMSTileCoords>& coords, const QString& client)
 {
-    if (!_tileDataCache)
-        return;
-    QSet<GMSCacheTileKey> keys;
-    for (const auto& c : coords)
-        keys.insert(cacheKey(c));
-    _tileDataCache->reserveTileCoordsSet(keys, client);
 }
 
 void GMSDASHTileService::cancelReserveSetInDataCache(const QString& client)
 {
-    if (_tileDataCache)
-        _tileDataCache->cancelReservationForClient(client);
 }
