@@ -2,6 +2,7 @@
 
 #include "Clock.h"
 
+#include "GMSObjectDataCache.h"
 #include "GMSTileDataCache.h"
 #include "testsupport.h"
 
@@ -36,12 +37,19 @@ struct FakeClock {
     void set(qint64 ms) { manual.advance(ms - manual.wallMs()); }
 };
 
-inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {
+// The engine's two stores below a test's folder.
+inline GMSCacheStorageDescriptor descriptor(const QString& name, const QString& boundaryVersion, const QString& root) {
     GMSCacheStorageDescriptor d;
-    d.name = kGMSTilesCacheName;
-    d.boundaryVersion = kGMSTilesCacheBoundaryVersion;
+    d.name = name;
+    d.boundaryVersion = boundaryVersion;
     d.cachesDir = root;
     return d;
+}
+inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {
+    return descriptor(kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, root);
+}
+inline GMSCacheStorageDescriptor objectsDescriptor(const QString& root) {
+    return descriptor(kGMSObjectsCacheName, kGMSObjectsCacheBoundaryVersion, root);
 }
 
 inline GMSCacheableTileData tile(int zoom, int x, int y, const QByteArray& data, qint64 validationTime = 0,
@@ -64,6 +72,15 @@ inline bool store(GMSTileDataCache& cache, QList<GMSCacheableTileData> items) {
 
 inline GMSCachedTileData load(GMSTileDataCache& cache, GMSCacheTileKey key) {
     return await<GMSCachedTileData>([&](QObject* c, auto fn) { cache.loadTileForTileCoords(key, c, fn); });
+}
+
+inline GMSCachedObjectData loadObject(GMSObjectDataCache& cache, const QString& name) {
+    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
+}
+
+inline bool storeObject(GMSObjectDataCache& cache, const QString& name, const QByteArray& data,
+                        const QString& version = QStringLiteral("0")) {
+    return await<bool>([&](QObject* c, auto fn) { cache.storeObjectDataWithName(name, version, data, c, fn); });
 }
 
 }  // namespace cachetest

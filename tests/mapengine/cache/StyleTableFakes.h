@@ -1,8 +1,9 @@
 #pragma once
 
-#include "GMSCacheStorageDescriptor.h"
 #include "GMSStyleTableEpochResources.h"
 #include "GMSStyleTableFetcher.h"
+#include "GMSStyleTableService.h"
+#include "CacheTestHelpers.h"
 
 #include <QHash>
 #include <QList>
@@ -13,6 +14,11 @@
 #include <functional>
 
 namespace cachetest {
+
+// Table addresses as the parameters name them: the query is part of the key.
+inline const QString kUrlA = QStringLiteral("https://maps.example/styles/a?epoch=2");
+inline const QString kUrlB = QStringLiteral("https://maps.example/styles/b?epoch=2");
+inline const QString kUrlC = QStringLiteral("https://maps.example/styles/c");
 
 // Answers from a script per URL; a held URL keeps its callers waiting until
 // release(). Counts every fetch.
@@ -72,16 +78,12 @@ private:
     QList<int> m_timeouts;
 };
 
-inline GMSCacheStorageDescriptor objects(const QString& root) {
-    GMSCacheStorageDescriptor d;
-    d.name = kGMSObjectsCacheName;
-    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
-    d.cachesDir = root;
-    return d;
+inline GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QString& url) {
+    return await<GMSStyleTableService::Table>([&](QObject* c, auto fn) { s.loadStyleTable({url, 1, 0}, c, fn); });
 }
 
 // Client parameters as the style table service sees them, set by the test;
-// counts the refetches asked for and the epoch expected by the last.
+// counts the reads, the refetches asked for and the epoch expected by the last.
 class FakeStyleParameters : public GMSStyleTableClientParameters {
 public:
     void set(GMSStyleTableEpochResources r) {
@@ -89,6 +91,7 @@ public:
         m_current = std::move(r);
     }
     GMSStyleTableEpochResources currentEpochResources() const override {
+        ++reads;
         QMutexLocker l(&m_lock);
         return m_current;
     }
@@ -96,6 +99,7 @@ public:
         expected = epoch;
         ++refetches;
     }
+    mutable std::atomic<int> reads{0};
     std::atomic<int> refetches{0};
     std::atomic<qint32> expected{0};
 

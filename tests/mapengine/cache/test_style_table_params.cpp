@@ -1,6 +1,4 @@
-#include "CacheTestHelpers.h"
 #include "GMSRawDeflate.h"
-#include "GMSStyleTableService.h"
 #include "StyleTableFakes.h"
 
 #include <QFile>
@@ -9,24 +7,6 @@
 using namespace cachetest;
 
 namespace {
-
-const QString kUrlA = QStringLiteral("http://127.0.0.1:9/styles/a");
-const QString kUrlB = QStringLiteral("http://127.0.0.1:9/styles/b");
-const QString kUrlC = QStringLiteral("http://127.0.0.1:9/styles/c");
-
-// Counts how often the service reads the parameters.
-class CountingParameters : public FakeStyleParameters {
-public:
-    GMSStyleTableEpochResources currentEpochResources() const override {
-        ++reads;
-        return FakeStyleParameters::currentEpochResources();
-    }
-    mutable std::atomic<int> reads{0};
-};
-
-GMSCachedObjectData onDisk(GMSObjectDataCache& cache, const QString& name) {
-    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
-}
 
 GMSStyleTableService::Table tableFor(GMSStyleTableService& s, int mapStyle, qint32 epoch) {
     return await<GMSStyleTableService::Table>(
@@ -41,11 +21,11 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     fetcher->script(kUrlA, {{"A", {}}});
     fetcher->script(kUrlB, {{"B", {}}});
     fetcher->hold(kUrlB);
-    auto params = std::make_shared<CountingParameters>();
+    auto params = std::make_shared<FakeStyleParameters>();
     // Two map styles share table A: it is still fetched once.
     const GMSStyleTableEpochResources epoch2{2, {{kUrlA, 1, 0}, {kUrlB, 1, 1}, {kUrlA, 1, 2}}};
     params->set(epoch2);
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1, 2});
+    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0, 1, 2});
     service.setClientParameters(params);
     service.setActiveEpoch(1);
     QList<qint32> updates;
@@ -59,9 +39,10 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     EXPECT_EQ(params->reads.load(), 1) << "only the notification with the style tables group reads the parameters";
     ASSERT_TRUE(tableFor(service, 0, 2));
     ASSERT_TRUE(tableFor(service, 2, 2));
-    // A is in, B is pending: the old epoch stays in force.
+    // A is in, B is pending: the old epoch stays in force, and none is stable.
     EXPECT_EQ(service.activeEpoch(), 1);
     EXPECT_EQ(service.stableActiveEpoch(), 0);
+    EXPECT_FALSE(service.isTileEpochStale(true, 1));
     EXPECT_TRUE(updates.isEmpty());
 
     fetcher->release(kUrlB);
@@ -69,12 +50,15 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     EXPECT_EQ(updates, QList<qint32>{2});
     EXPECT_EQ(service.activeEpoch(), 2);
     EXPECT_EQ(service.stableActiveEpoch(), 2);
+    EXPECT_TRUE(service.isTileEpochStale(true, 1));
+    EXPECT_FALSE(service.isTileEpochStale(true, 2));
+    EXPECT_FALSE(service.isTileEpochStale(false, 1)) << "tiles without global styles are never stale";
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
     EXPECT_EQ(fetcher->fetches(kUrlB), 1);
-    EXPECT_EQ(gmsRawInflate(onDisk(service.styleTableDiskCache(), kUrlB).data), "B") << "raw deflate on disk";
-    EXPECT_EQ(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "2");
+    EXPECT_EQ(gmsRawInflate(loadObject(service.styleTableDiskCache(), kUrlB).data), "B") << "raw deflate on disk";
+    EXPECT_EQ(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "2");
     const auto stored = GMSStyleTableEpochResources::parse(
-        onDisk(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).data);
+        loadObject(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).data);
     ASSERT_TRUE(stored);
     EXPECT_EQ(*stored, epoch2);
 
@@ -96,9 +80,11 @@ TEST(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTr
     fetcher->script(kUrlB, {{"B", {}}});
     auto params = std::make_shared<FakeStyleParameters>();
     params->set({4, {{kUrlA, 1, 0}, {kUrlB, 1, 1}}});
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0, 1});
     service.setClientParameters(params);
     zltest::LogCapture log;
+    EXPECT_FALSE(service.hasActiveEpoch());
+    EXPECT_FALSE(service.isTileEpochStale(true, 99));
 
     service.clientParametersNotification({37});
     const QString failed = QStringLiteral("A StyleTable fetch/validation failed for epoch 4, %1").arg(kUrlA);
@@ -123,7 +109,7 @@ TEST(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain
     auto params = std::make_shared<FakeStyleParameters>();
     params->set({2, {{kUrlA, 1, 0}}});
     {
-        GMSStyleTableService service(fetcher, objects(root.path()), {0});
+        GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
         service.setClientParameters(params);
         EXPECT_FALSE(tableFor(service, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
         EXPECT_EQ(params->refetches.load(), 1);
@@ -138,13 +124,13 @@ TEST(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain
 
         service.clientParametersNotification({37});
         ASSERT_TRUE(zltest::waitFor([&] {
-            return onDisk(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
+            return loadObject(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
         }));
     }
     // A later run whose parameters name epoch 5: tiles of epoch 2 still find
     // their table through the stored resources, without the network.
     params->set({5, {{kUrlC, 1, 0}}});
-    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
     service.setClientParameters(params);
     auto a = tableFor(service, 0, 2);
     ASSERT_TRUE(a);
@@ -165,7 +151,7 @@ TEST(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
     auto params = std::make_shared<FakeStyleParameters>();
     params->set({3, {{kUrlA, 1, 0}}});
     zltest::LogCapture log;
-    GMSStyleTableService service(fetcher, objects(blocked), {0});
+    GMSStyleTableService service(fetcher, objectsDescriptor(blocked), {0});
     service.setClientParameters(params);
     service.clientParametersNotification({37});
     ASSERT_TRUE(zltest::waitFor([&] { return log.contains(QStringLiteral("Failed to store EpochResources 3")); }));
@@ -177,11 +163,11 @@ TEST(GMSStyleTableServiceParameters, NoParametersOrNoEpochLoadsNothing) {
     QTemporaryDir root;
     auto fetcher = std::make_shared<FakeFetcher>();
     {
-        GMSStyleTableService bare(fetcher, objects(root.path()), {0});
+        GMSStyleTableService bare(fetcher, objectsDescriptor(root.path()), {0});
         bare.clientParametersNotification({37});  // no parameters set: nothing to read
     }
-    GMSStyleTableService service(fetcher, objects(root.path()), {0});
-    auto params = std::make_shared<CountingParameters>();
+    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
+    auto params = std::make_shared<FakeStyleParameters>();
     params->set({0, {{kUrlA, 1, 0}}});
     service.setClientParameters(params);
     service.clientParametersNotification({37});

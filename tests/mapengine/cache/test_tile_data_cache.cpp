@@ -47,7 +47,7 @@ TEST(GMSTileDataCache, StoresAndLoadsBothFormsAndSurvivesReopening) {
     EXPECT_EQ(s.cacheSize, 21);
 }
 
-TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
+TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates) {
     QTemporaryDir root;
     GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
     ASSERT_TRUE(startCache(cache));
@@ -62,6 +62,17 @@ TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
     EXPECT_EQ(r.data, QByteArray("wire"));
     EXPECT_TRUE(r.versionID.isEmpty());
     EXPECT_EQ(cache.stats().cacheSize, 4);
+
+    // An empty marker only moves the validation time of a stored tile, and
+    // stores nothing for an unknown one.
+    GMSCacheableTileData marker = tile(3, 1, 1, {}, 99);
+    marker.isEmptyCacheMarker = true;
+    GMSCacheableTileData stray = tile(3, 5, 5, {}, 99);
+    stray.isEmptyCacheMarker = true;
+    ASSERT_TRUE(store(cache, {marker, stray}));
+    r = load(cache, {3, 1, 1});
+    EXPECT_EQ(r.data, QByteArray("wire"));
+    EXPECT_EQ(r.validationTime, 99);
     EXPECT_EQ(cache.stats().count, 1);
 
     // Exactly one row and one blob are left in the store.
@@ -76,24 +87,6 @@ TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
         EXPECT_EQ(q->int64(2), 0);
         q->reset();
     });
-}
-
-TEST(GMSTileDataCache, EmptyMarkerOnlyMovesTheValidationTimeOfAStoredTile) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    ASSERT_TRUE(store(cache, {tile(4, 0, 0, "data", 10, "v1")}));
-    GMSCacheableTileData marker = tile(4, 0, 0, {}, 99);
-    marker.isEmptyCacheMarker = true;
-    GMSCacheableTileData stray = tile(4, 5, 5, {}, 99);
-    stray.isEmptyCacheMarker = true;
-    ASSERT_TRUE(store(cache, {marker, stray}));
-    const auto r = load(cache, {4, 0, 0});
-    EXPECT_EQ(r.data, QByteArray("data"));
-    EXPECT_EQ(r.versionID, "v1");
-    EXPECT_EQ(r.validationTime, 99);
-    EXPECT_FALSE(load(cache, {4, 5, 5}).found) << "a marker for an unknown tile stores nothing";
-    EXPECT_EQ(cache.stats().count, 1);
 }
 
 TEST(GMSTileDataCache, LruOrderFollowsUseAndIsKeptAcrossRuns) {
@@ -219,49 +212,41 @@ TEST(GMSTileDataCache, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
 }
 
-TEST(GMSTileDataCache, DeletedStoreFolderIsRebuiltWithoutAnError) {
-    QTemporaryDir root;
-    {
+// A store folder that went, or a file that is no store: the cache starts
+// empty and works, with nothing to tell.
+TEST(GMSTileDataCache, LostOrDamagedStoreIsRebuiltWithoutAnError) {
+    const QList<QPair<const char*, std::function<void(const GMSCacheStorageDescriptor&)>>> damages = {
+        {"folder deleted", [](const auto& d) { ASSERT_TRUE(QDir(d.directoryPath()).removeRecursively()); }},
+        {"file overwritten",
+         [](const auto& d) {
+             QFile f(d.storePath());
+             ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+             f.write(QByteArray(4096, '\x5a'));
+         }},
+    };
+    for (const auto& [what, damage] : damages) {
+        SCOPED_TRACE(what);
+        QTemporaryDir root;
+        {
+            GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+            ASSERT_TRUE(startCache(cache));
+            ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
+        }
+        damage(tilesDescriptor(root.path()));
+        zltest::LogCapture log;
+        QStringList posted;
+        QObject receiver;
+        QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
+                         [&](const QString& n) { posted << n; });
         GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
         ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
+        EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
+        EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
+        EXPECT_EQ(cache.stats().count, 1);
+        EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
+        EXPECT_TRUE(posted.isEmpty());
     }
-    ASSERT_TRUE(QDir(tilesDescriptor(root.path()).directoryPath()).removeRecursively());
-    zltest::LogCapture log;
-    QStringList posted;
-    QObject receiver;
-    QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
-                     [&](const QString& n) { posted << n; });
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
-    EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
-    EXPECT_TRUE(QFile::exists(tilesDescriptor(root.path()).storePath()));
-    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
-    EXPECT_TRUE(posted.isEmpty());
-}
-
-TEST(GMSTileDataCache, CorruptStoreIsRebuiltWithoutAnError) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
-    }
-    const QString file = tilesDescriptor(root.path()).storePath();
-    {
-        QFile f(file);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(QByteArray(4096, '\x5a'));
-    }
-    zltest::LogCapture log;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    EXPECT_EQ(cache.stats().count, 0);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
-    EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
-    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
 }
 
 TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
