@@ -43,26 +43,20 @@ TEST(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
     EXPECT_EQ(s.count, 0);
 }
 
-TEST(GMSTileDataCacheExpiry, NegativePeriodDisablesTheScan) {
-    QTemporaryDir root;
-    FakeClock clock;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
-    ASSERT_TRUE(startCache(cache));
-    cache.setExpirationPeriodMS(-1);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
-    clock.set(1LL << 40);
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    EXPECT_EQ(cache.stats().expirationScans, 0);
-}
-
-TEST(GMSTileDataCacheExpiry, WithoutAClockNothingExpires) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    cache.setExpirationPeriodMS(1);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    EXPECT_EQ(cache.stats().expirationScans, 0);
+// A negative period, or no clock at all: tiles never expire.
+TEST(GMSTileDataCacheExpiry, NoPeriodOrNoClockMeansNoScan) {
+    for (const bool withClock : {true, false}) {
+        SCOPED_TRACE(withClock);
+        QTemporaryDir root;
+        FakeClock clock;
+        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, withClock ? clock.clock() : nullptr);
+        ASSERT_TRUE(startCache(cache));
+        cache.setExpirationPeriodMS(withClock ? -1 : 1);
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
+        clock.set(1LL << 40);
+        EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+        EXPECT_EQ(cache.stats().expirationScans, 0);
+    }
 }
 
 TEST(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
