@@ -15,6 +15,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace cachetest {
 
@@ -73,6 +74,26 @@ inline bool store(GMSTileDataCache& cache, QList<GMSCacheableTileData> items) {
 inline GMSCachedTileData load(GMSTileDataCache& cache, GMSCacheTileKey key) {
     return await<GMSCachedTileData>([&](QObject* c, auto fn) { cache.loadTileForTileCoords(key, c, fn); });
 }
+
+// A test with a caches folder of its own, and tile caches over it.
+class CacheTest : public ::testing::Test {
+protected:
+    // A started cache; it lives until close() or the end of the test.
+    GMSTileDataCache& open(int tileType = 1, qint64 maxCount = 0, qint64 maxSize = 0,
+                           const zl::Clock* clock = nullptr) {
+        m_caches.push_back(
+            std::make_unique<GMSTileDataCache>(tilesDescriptor(root.path()), tileType, maxCount, maxSize, clock));
+        EXPECT_TRUE(startCache(*m_caches.back()));
+        return *m_caches.back();
+    }
+    // Closes every cache opened so far, as at the end of a run.
+    void close() { m_caches.clear(); }
+
+    QTemporaryDir root;
+
+private:
+    std::vector<std::unique_ptr<GMSTileDataCache>> m_caches;
+};
 
 inline GMSCachedObjectData loadObject(GMSObjectDataCache& cache, const QString& name) {
     return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });

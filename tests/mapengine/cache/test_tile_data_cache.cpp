@@ -1,56 +1,47 @@
 #include "CacheTestHelpers.h"
-#include "SqliteFaults.h"
 #include "GMSCacheNotificationCenter.h"
 #include "SqliteConnection.h"
-
-#include <QThread>
+#include "SqliteFaults.h"
 
 #include <QFile>
+#include <QThread>
 
 using namespace cachetest;
+using GMSTileDataCacheTest = CacheTest;
 
 namespace {
 QList<GMSCacheTileKey> keys(std::initializer_list<GMSCacheTileKey> k) { return QList<GMSCacheTileKey>(k); }
 }  // namespace
 
-TEST(GMSTileDataCache, StoresAndLoadsBothFormsAndSurvivesReopening) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        GMSCacheableTileData proto = tile(5, 1, 2, "proto-bytes", 111, "v7");
-        proto.perTileEpoch = 3;
-        proto.serverPerTileEpoch = 4;
-        ASSERT_TRUE(store(cache, {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
-        EXPECT_EQ(cache.stats().cacheSize, 10 + 11);
-    }
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, StoresAndLoadsBothFormsAndSurvivesReopening) {
+    GMSCacheableTileData proto = tile(5, 1, 2, "proto-bytes", 111, "v7");
+    proto.perTileEpoch = 3;
+    proto.serverPerTileEpoch = 4;
+    ASSERT_TRUE(store(open(), {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
+    close();
+    GMSTileDataCache& cache = open();
     const auto wire = load(cache, {5, 0, 0});
     EXPECT_TRUE(wire.found);
     EXPECT_EQ(wire.data, QByteArray("wire-bytes"));
     EXPECT_EQ(wire.validationTime, 100);
     EXPECT_TRUE(wire.versionID.isEmpty());
-    const auto proto = load(cache, {5, 1, 2});
-    EXPECT_EQ(proto.data, QByteArray("proto-bytes"));
-    EXPECT_EQ(proto.versionID, QStringLiteral("v7"));
-    EXPECT_EQ(proto.perTileEpoch, 3);
-    EXPECT_EQ(proto.serverPerTileEpoch, 4);
+    const auto back = load(cache, {5, 1, 2});
+    EXPECT_EQ(back.data, QByteArray("proto-bytes"));
+    EXPECT_EQ(back.versionID, QStringLiteral("v7"));
+    EXPECT_EQ(back.perTileEpoch, 3);
+    EXPECT_EQ(back.serverPerTileEpoch, 4);
     const auto empty = load(cache, {5, 2, 2});
     EXPECT_TRUE(empty.found);
     EXPECT_TRUE(empty.data.isEmpty());
     EXPECT_FALSE(load(cache, {5, 9, 9}).found);
     EXPECT_EQ(cache.hitCount(), 3);
     EXPECT_EQ(cache.missCount(), 1);
-    const auto s = cache.stats();
-    EXPECT_EQ(s.count, 3);
-    EXPECT_EQ(s.cacheSize, 21);
+    EXPECT_EQ(cache.stats().count, 3);
+    EXPECT_EQ(cache.stats().cacheSize, 10 + 11);
 }
 
-TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates) {
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "old-wire", 1)}));
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "new-proto!", 2, "v2")}));
     auto r = load(cache, {3, 1, 1});
@@ -89,20 +80,16 @@ TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates
     });
 }
 
-TEST(GMSTileDataCache, LruOrderFollowsUseAndIsKeptAcrossRuns) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a"), tile(1, 1, 0, "b"), tile(1, 2, 0, "c")}));
-        EXPECT_EQ(cache.lruOrder(), keys({{1, 2, 0}, {1, 1, 0}, {1, 0, 0}}));
-        load(cache, {1, 0, 0});
-        cache.touchTileForTileCoords({1, 1, 0});
-        EXPECT_EQ(cache.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
-        // Touches are written when the cache closes.
-    }
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 2, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, LruOrderFollowsUseAndIsKeptAcrossRuns) {
+    GMSTileDataCache& first = open();
+    ASSERT_TRUE(store(first, {tile(1, 0, 0, "a"), tile(1, 1, 0, "b"), tile(1, 2, 0, "c")}));
+    EXPECT_EQ(first.lruOrder(), keys({{1, 2, 0}, {1, 1, 0}, {1, 0, 0}}));
+    load(first, {1, 0, 0});
+    first.touchTileForTileCoords({1, 1, 0});
+    EXPECT_EQ(first.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
+    close();  // touches are written when the cache closes
+
+    GMSTileDataCache& cache = open(1, 2);
     EXPECT_EQ(cache.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
     // The next store prunes the oldest beyond the limit of 2.
     ASSERT_TRUE(store(cache, {tile(1, 3, 0, "d")}));
@@ -110,35 +97,29 @@ TEST(GMSTileDataCache, LruOrderFollowsUseAndIsKeptAcrossRuns) {
     EXPECT_EQ(cache.ejectCount(), 2);
 }
 
-TEST(GMSTileDataCache, PruningBySizeFromTheOldEnd) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 2500);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, PruningBySizeFromTheOldEnd) {
+    GMSTileDataCache& cache = open(1, 0, 2500);
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(store(cache, {tile(9, i, 0, QByteArray(1000, 'x'))}));
     EXPECT_EQ(cache.lruOrder(), keys({{9, 3, 0}, {9, 2, 0}}));
     EXPECT_EQ(cache.stats().cacheSize, 2000);
-    // One used tile outlives a younger one: size goes by use, not by age.
+    // A used tile outlives a younger one.
     load(cache, {9, 2, 0});
     ASSERT_TRUE(store(cache, {tile(9, 4, 0, QByteArray(600, 'y'))}));
     EXPECT_EQ(cache.lruOrder(), keys({{9, 4, 0}, {9, 2, 0}}));
     EXPECT_EQ(cache.stats().cacheSize, 1600);
 }
 
-TEST(GMSTileDataCache, PropertiesAreKeptWithTheirTypes) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        cache.setProperty(42, "TileDataVersion");
-        cache.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
-        cache.setProperty(QByteArray("\x01\x02", 2), "Blob");
-        cache.setProperty(1.5, "Real");
-        cache.setProperty(7, "Gone");
-        cache.setProperty(QVariant(), "Gone");
-        EXPECT_EQ(cache.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
-    }
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 2, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, PropertiesAreKeptWithTheirTypes) {
+    GMSTileDataCache& first = open();
+    first.setProperty(42, "TileDataVersion");
+    first.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
+    first.setProperty(QByteArray("\x01\x02", 2), "Blob");
+    first.setProperty(1.5, "Real");
+    first.setProperty(7, "Gone");
+    first.setProperty(QVariant(), "Gone");
+    EXPECT_EQ(first.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
+    close();
+    GMSTileDataCache& cache = open(2);
     EXPECT_EQ(cache.propertyForKey("TileDataVersion"), QVariant(qint64(42)));
     EXPECT_EQ(cache.propertyForKey("KrotraLocale"), QVariant(QStringLiteral("pl_PL")));
     EXPECT_EQ(cache.propertyForKey("Blob"), QVariant(QByteArray("\x01\x02", 2)));
@@ -147,12 +128,9 @@ TEST(GMSTileDataCache, PropertiesAreKeptWithTheirTypes) {
     EXPECT_FALSE(cache.propertyForKey("PaintMajorEpoch").isValid());
 }
 
-TEST(GMSTileDataCache, TileTypesShareTheStoreButNotTheirTiles) {
-    QTemporaryDir root;
-    GMSTileDataCache a(tilesDescriptor(root.path()), 1, 0, 0);
-    GMSTileDataCache b(tilesDescriptor(root.path()), 2, 0, 0);
-    ASSERT_TRUE(startCache(a));
-    ASSERT_TRUE(startCache(b));
+TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {
+    GMSTileDataCache& a = open(1);
+    GMSTileDataCache& b = open(2);
     ASSERT_TRUE(store(a, {tile(1, 1, 1, "A")}));
     ASSERT_TRUE(store(b, {tile(1, 1, 1, "B")}));
     EXPECT_EQ(load(a, {1, 1, 1}).data, "A");
@@ -170,10 +148,8 @@ TEST(GMSTileDataCache, TileTypesShareTheStoreButNotTheirTiles) {
     EXPECT_EQ(b.stats().count, 0);
 }
 
-TEST(GMSTileDataCache, DeleteCheckAndInvalidate) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, DeleteCheckAndInvalidate) {
+    GMSTileDataCache& cache = open();
     GMSCacheableTileData t = tile(6, 0, 0, "zero", 10);
     t.perTileEpoch = 8;
     ASSERT_TRUE(store(cache, {t, tile(6, 1, 0, "one", 20), tile(6, 2, 0, "two", 30)}));
@@ -194,8 +170,7 @@ TEST(GMSTileDataCache, DeleteCheckAndInvalidate) {
     EXPECT_EQ(load(cache, {6, 0, 0}).perTileEpoch, -1);
 }
 
-TEST(GMSTileDataCache, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
-    QTemporaryDir root;
+TEST_F(GMSTileDataCacheTest, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
     zltest::LogCapture log;
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
@@ -214,11 +189,12 @@ TEST(GMSTileDataCache, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
 
 // A store folder that went, or a file that is no store: the cache starts
 // empty and works, with nothing to tell.
-TEST(GMSTileDataCache, LostOrDamagedStoreIsRebuiltWithoutAnError) {
-    const QList<QPair<const char*, std::function<void(const GMSCacheStorageDescriptor&)>>> damages = {
-        {"folder deleted", [](const auto& d) { ASSERT_TRUE(QDir(d.directoryPath()).removeRecursively()); }},
+TEST_F(GMSTileDataCacheTest, LostOrDamagedStoreIsRebuiltWithoutAnError) {
+    const auto d = tilesDescriptor(root.path());
+    const QList<QPair<const char*, std::function<void()>>> damages = {
+        {"folder deleted", [&] { ASSERT_TRUE(QDir(d.directoryPath()).removeRecursively()); }},
         {"file overwritten",
-         [](const auto& d) {
+         [&] {
              QFile f(d.storePath());
              ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
              f.write(QByteArray(4096, '\x5a'));
@@ -226,33 +202,27 @@ TEST(GMSTileDataCache, LostOrDamagedStoreIsRebuiltWithoutAnError) {
     };
     for (const auto& [what, damage] : damages) {
         SCOPED_TRACE(what);
-        QTemporaryDir root;
-        {
-            GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-            ASSERT_TRUE(startCache(cache));
-            ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
-        }
-        damage(tilesDescriptor(root.path()));
+        ASSERT_TRUE(store(open(), {tile(1, 0, 0, "x")}));
+        close();
+        damage();
         zltest::LogCapture log;
         QStringList posted;
         QObject receiver;
         QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
                          [&](const QString& n) { posted << n; });
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
+        GMSTileDataCache& cache = open();
         EXPECT_FALSE(load(cache, {1, 0, 0}).found);
         ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
         EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
         EXPECT_EQ(cache.stats().count, 1);
         EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
         EXPECT_TRUE(posted.isEmpty());
+        close();
     }
 }
 
-TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     std::atomic<bool> release{false};
     // Hold the queue so that the delete stays pending.
@@ -271,10 +241,8 @@ TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
 }
 
-TEST(GMSTileDataCache, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "old")}));
     QList<QByteArray> seen;
     QObject ctx;
@@ -289,12 +257,10 @@ TEST(GMSTileDataCache, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
     EXPECT_EQ(seen, (QList<QByteArray>{"old", "old", "new", "miss"}));
 }
 
-TEST(GMSTileDataCache, AStoreThatFailsOnAFullDiskLeavesTheCacheUsable) {
+TEST_F(GMSTileDataCacheTest, AStoreThatFailsOnAFullDiskLeavesTheCacheUsable) {
     using namespace zl::sqlite::faults;
     install();
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     {
         zltest::LogCapture log;
