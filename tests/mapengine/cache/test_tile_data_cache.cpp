@@ -1,5 +1,4 @@
 #include "CacheTestHelpers.h"
-#include "GMSCacheNotificationCenter.h"
 #include "SqliteConnection.h"
 #include "SqliteFaults.h"
 
@@ -185,40 +184,6 @@ TEST_F(GMSTileDataCacheTest, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     std::atomic<bool> ranAfter{false};
     cache.runWhenStarted([&] { ranAfter = true; });
     EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
-}
-
-// A store folder that went, or a file that is no store: the cache starts
-// empty and works, with nothing to tell.
-TEST_F(GMSTileDataCacheTest, LostOrDamagedStoreIsRebuiltWithoutAnError) {
-    const auto d = tilesDescriptor(root.path());
-    const QList<QPair<const char*, std::function<void()>>> damages = {
-        {"folder deleted", [&] { ASSERT_TRUE(QDir(d.directoryPath()).removeRecursively()); }},
-        {"file overwritten",
-         [&] {
-             QFile f(d.storePath());
-             ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-             f.write(QByteArray(4096, '\x5a'));
-         }},
-    };
-    for (const auto& [what, damage] : damages) {
-        SCOPED_TRACE(what);
-        ASSERT_TRUE(store(open(), {tile(1, 0, 0, "x")}));
-        close();
-        damage();
-        zltest::LogCapture log;
-        QStringList posted;
-        QObject receiver;
-        QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
-                         [&](const QString& n) { posted << n; });
-        GMSTileDataCache& cache = open();
-        EXPECT_FALSE(load(cache, {1, 0, 0}).found);
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
-        EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
-        EXPECT_EQ(cache.stats().count, 1);
-        EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
-        EXPECT_TRUE(posted.isEmpty());
-        close();
-    }
 }
 
 TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
