@@ -12,6 +12,8 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <vector>
 
 namespace cachetest {
 
@@ -54,7 +56,7 @@ public:
         Answer a{{}, QStringLiteral("no answer scripted")};
         QMutexLocker l(&m_lock);
         ++m_fetches[url];
-        m_timeouts.append(timeoutMs);
+        lastTimeoutMs = timeoutMs;
         if (!m_script[url].isEmpty()) a = m_script[url].takeFirst();
         auto answer = [done, a] { done(a.data, a.error); };
         if (m_held.contains(url)) {
@@ -64,10 +66,6 @@ public:
         l.unlock();
         answer();
     }
-    QList<int> timeouts() const {
-        QMutexLocker l(&m_lock);
-        return m_timeouts;
-    }
 
 private:
     mutable QMutex m_lock;
@@ -75,7 +73,9 @@ private:
     QSet<QString> m_held;
     QHash<QString, QList<std::function<void()>>> m_waiting;
     QHash<QString, int> m_fetches;
-    QList<int> m_timeouts;
+
+public:
+    std::atomic<int> lastTimeoutMs{0};
 };
 
 inline GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QString& url) {
@@ -106,6 +106,27 @@ public:
 private:
     mutable QMutex m_lock;
     GMSStyleTableEpochResources m_current;
+};
+
+// A test with a caches folder, a scripted fetcher and parameters; services
+// made by make() live until close() or the end of the test.
+class StyleTableTest : public ::testing::Test {
+protected:
+    GMSStyleTableService& make(QList<int> mapStyles = {0},
+                               std::shared_ptr<GMSStyleTableServiceResourceLoader> loader = {},
+                               GMSLazyMultiZoomStyleTable::Decoder decoder = &GMSLazyMultiZoomStyleTable::tableFromData) {
+        m_services.push_back(std::make_unique<GMSStyleTableService>(fetcher, objectsDescriptor(root.path()),
+                                                                    std::move(mapStyles), loader, decoder));
+        return *m_services.back();
+    }
+    void close() { m_services.clear(); }
+
+    QTemporaryDir root;
+    std::shared_ptr<FakeFetcher> fetcher = std::make_shared<FakeFetcher>();
+    std::shared_ptr<FakeStyleParameters> params = std::make_shared<FakeStyleParameters>();
+
+private:
+    std::vector<std::unique_ptr<GMSStyleTableService>> m_services;
 };
 
 }  // namespace cachetest

@@ -5,6 +5,7 @@
 #include <QRandomGenerator>
 
 using namespace cachetest;
+using GMSStyleTableServiceParameters = StyleTableTest;
 
 namespace {
 
@@ -15,17 +16,14 @@ GMSStyleTableService::Table tableFor(GMSStyleTableService& s, int mapStyle, qint
 
 }  // namespace
 
-TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitchesWhenTheLastIsIn) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitchesWhenTheLastIsIn) {
     fetcher->script(kUrlA, {{"A", {}}});
     fetcher->script(kUrlB, {{"B", {}}});
     fetcher->hold(kUrlB);
-    auto params = std::make_shared<FakeStyleParameters>();
     // Two map styles share table A: it is still fetched once.
     const GMSStyleTableEpochResources epoch2{2, {{kUrlA, 1, 0}, {kUrlB, 1, 1}, {kUrlA, 1, 2}}};
     params->set(epoch2);
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0, 1, 2});
+    GMSStyleTableService& service = make({0, 1, 2});
     service.setClientParameters(params);
     service.setActiveEpoch(1);
     QList<qint32> updates;
@@ -73,14 +71,11 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     EXPECT_EQ(updates, QList<qint32>{2});
 }
 
-TEST(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTriesAgain) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTriesAgain) {
     fetcher->script(kUrlA, {{{}, "refused"}, {{}, "refused"}, {{}, "refused"}, {"A", {}}});
     fetcher->script(kUrlB, {{"B", {}}});
-    auto params = std::make_shared<FakeStyleParameters>();
     params->set({4, {{kUrlA, 1, 0}, {kUrlB, 1, 1}}});
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0, 1});
+    GMSStyleTableService& service = make({0, 1});
     service.setClientParameters(params);
     zltest::LogCapture log;
     EXPECT_FALSE(service.hasActiveEpoch());
@@ -101,54 +96,47 @@ TEST(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTr
     EXPECT_EQ(fetcher->fetches(kUrlB), 1);
 }
 
-TEST(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain) {
     fetcher->script(kUrlA, {{"A", {}}});
     fetcher->script(kUrlC, {{"C", {}}});
-    auto params = std::make_shared<FakeStyleParameters>();
     params->set({2, {{kUrlA, 1, 0}}});
-    {
-        GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
-        service.setClientParameters(params);
-        EXPECT_FALSE(tableFor(service, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
-        EXPECT_EQ(params->refetches.load(), 1);
-        EXPECT_EQ(params->expected.load(), 3);
-        EXPECT_EQ(fetcher->fetches(kUrlA), 0);
+    GMSStyleTableService& first = make();
+    first.setClientParameters(params);
+    EXPECT_FALSE(tableFor(first, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
+    EXPECT_EQ(params->refetches.load(), 1);
+    EXPECT_EQ(params->expected.load(), 3);
+    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
 
-        auto a = tableFor(service, 0, 2);  // the parameters' epoch
-        ASSERT_TRUE(a);
-        EXPECT_EQ(a->data(), "A");
-        EXPECT_FALSE(tableFor(service, 7, 2)) << "no table for that map style";
-        EXPECT_EQ(params->refetches.load(), 1);
+    auto a = tableFor(first, 0, 2);  // the parameters' epoch
+    ASSERT_TRUE(a);
+    EXPECT_EQ(a->data(), "A");
+    EXPECT_FALSE(tableFor(first, 7, 2)) << "no table for that map style";
+    EXPECT_EQ(params->refetches.load(), 1);
 
-        service.clientParametersNotification({37});
-        ASSERT_TRUE(zltest::waitFor([&] {
-            return loadObject(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
-        }));
-    }
+    first.clientParametersNotification({37});
+    ASSERT_TRUE(zltest::waitFor([&] {
+        return loadObject(first.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
+    }));
+    close();
     // A later run whose parameters name epoch 5: tiles of epoch 2 still find
     // their table through the stored resources, without the network.
     params->set({5, {{kUrlC, 1, 0}}});
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
+    GMSStyleTableService& service = make();
     service.setClientParameters(params);
-    auto a = tableFor(service, 0, 2);
+    a = tableFor(service, 0, 2);
     ASSERT_TRUE(a);
     EXPECT_EQ(a->data(), "A");
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
     EXPECT_EQ(params->refetches.load(), 1);
 }
 
-TEST(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
-    QTemporaryDir root;
+TEST_F(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
     // The caches folder is a file: no store can open, the tables still come.
     const QString blocked = root.filePath("blocked");
     QFile f(blocked);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.close();
-    auto fetcher = std::make_shared<FakeFetcher>();
     fetcher->script(kUrlA, {{"A", {}}});
-    auto params = std::make_shared<FakeStyleParameters>();
     params->set({3, {{kUrlA, 1, 0}}});
     zltest::LogCapture log;
     GMSStyleTableService service(fetcher, objectsDescriptor(blocked), {0});
@@ -159,15 +147,10 @@ TEST(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
 }
 
-TEST(GMSStyleTableServiceParameters, NoParametersOrNoEpochLoadsNothing) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    {
-        GMSStyleTableService bare(fetcher, objectsDescriptor(root.path()), {0});
-        bare.clientParametersNotification({37});  // no parameters set: nothing to read
-    }
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
-    auto params = std::make_shared<FakeStyleParameters>();
+TEST_F(GMSStyleTableServiceParameters, NoParametersOrNoEpochLoadsNothing) {
+    make().clientParametersNotification({37});  // no parameters set: nothing to read
+    close();
+    GMSStyleTableService& service = make();
     params->set({0, {{kUrlA, 1, 0}}});
     service.setClientParameters(params);
     service.clientParametersNotification({37});

@@ -9,6 +9,7 @@
 #include <thread>
 
 using namespace cachetest;
+using GMSStyleTableServiceTest = StyleTableTest;
 
 TEST(GMSRawDeflate, RoundTripsAndRefusesDamage) {
     QRandomGenerator rng(42);
@@ -30,12 +31,10 @@ TEST(GMSRawDeflate, RoundTripsAndRefusesDamage) {
     EXPECT_NE(quint8(gmsRawDeflate(QByteArray(100, 'a')).at(0)), 0x78);
 }
 
-TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceTest, TwoRequestsForOneUrlMakeOneFetch) {
     fetcher->script(kUrlA, {{"table-A", {}}});
     fetcher->hold(kUrlA);
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0, 1});
+    GMSStyleTableService& service = make({0, 1});
 
     QObject ctx;
     std::optional<QByteArray> plain, packed;
@@ -47,7 +46,7 @@ TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
     EXPECT_EQ(*plain, "table-A");
     EXPECT_EQ(gmsRawInflate(*packed), "table-A");
-    EXPECT_EQ(fetcher->timeouts(), QList<int>{90000});
+    EXPECT_EQ(fetcher->lastTimeoutMs.load(), 90000);
 
     // On disk as raw deflate under the URL, with version "0"; the next
     // request is served from there.
@@ -59,11 +58,9 @@ TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
 }
 
-TEST(GMSStyleTableService, ThreeTriesThenAbsentAndALaterRequestTriesAgain) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceTest, ThreeTriesThenAbsentAndALaterRequestTriesAgain) {
     fetcher->script(kUrlA, {{{}, "timed out"}, {{}, "reset"}, {"third time", {}}});
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
+    GMSStyleTableService& service = make();
     zltest::LogCapture log;
     auto table = loadTable(service, kUrlA);
     ASSERT_TRUE(table);
@@ -78,15 +75,13 @@ TEST(GMSStyleTableService, ThreeTriesThenAbsentAndALaterRequestTriesAgain) {
     EXPECT_EQ(fetcher->fetches(kUrlB), 4);
 }
 
-TEST(GMSStyleTableService, BrokenTableOnDiskRemovesItself) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceTest, BrokenTableOnDiskRemovesItself) {
     fetcher->script(kUrlA, {{"GOOD", {}}});
     auto decoder = [](const QByteArray& data, int format) -> GMSStyleTableService::Table {
         if (data == "BROKEN") throw std::runtime_error("bad style table");
         return GMSLazyMultiZoomStyleTable::tableFromData(data, format);
     };
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0}, {}, decoder);
+    GMSStyleTableService& service = make({0}, {}, decoder);
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
         service.styleTableDiskCache().storeObjectDataWithName(kUrlA, "0", gmsRawDeflate("BROKEN"), c, fn);
     }));
@@ -99,13 +94,11 @@ TEST(GMSStyleTableService, BrokenTableOnDiskRemovesItself) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
 }
 
-TEST(GMSStyleTableService, BundledTableIsStoredAndNoFetchIsMade) {
+TEST_F(GMSStyleTableServiceTest, BundledTableIsStoredAndNoFetchIsMade) {
     struct Loader : GMSStyleTableServiceResourceLoader {
         QByteArray styleTableForURLString(const QString& url) override { return url == kUrlA ? "bundled" : ""; }
     };
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0}, std::make_shared<Loader>());
+    GMSStyleTableService& service = make({0}, std::make_shared<Loader>());
     auto table = loadTable(service, kUrlA);
     ASSERT_TRUE(table);
     EXPECT_EQ(table->data(), "bundled");
@@ -113,21 +106,18 @@ TEST(GMSStyleTableService, BundledTableIsStoredAndNoFetchIsMade) {
     EXPECT_EQ(gmsRawInflate(loadObject(service.styleTableDiskCache(), kUrlA).data), "bundled");
 }
 
-TEST(GMSStyleTableService, ActiveEpochIsKeptAndAnUnchangedValueWritesNothing) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    {
-        GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
-        service.setActiveEpoch(7);
-        EXPECT_EQ(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
-        ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
-            service.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
-        }));
-        service.setActiveEpoch(7);
-        EXPECT_FALSE(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").found);
-        service.setActiveEpoch(8);
-    }
-    GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
+TEST_F(GMSStyleTableServiceTest, ActiveEpochIsKeptAndAnUnchangedValueWritesNothing) {
+    GMSStyleTableService& first = make();
+    first.setActiveEpoch(7);
+    EXPECT_EQ(loadObject(first.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
+        first.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
+    }));
+    first.setActiveEpoch(7);
+    EXPECT_FALSE(loadObject(first.epochResourcesDiskCache(), "ActiveEpochKey").found);
+    first.setActiveEpoch(8);
+    close();
+    GMSStyleTableService& service = make();
     EXPECT_TRUE(zltest::waitFor([&] { return service.activeEpoch() == 8; }));
 }
 
