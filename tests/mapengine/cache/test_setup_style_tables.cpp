@@ -9,15 +9,9 @@
 #include "MapServiceSetup.h"
 #include "mapservice_child.h"
 #include "mapservice_options.h"
-#include "testsupport.h"
 
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <optional>
 
 namespace {
 
@@ -98,14 +92,8 @@ TEST_F(SetupStyleTables, TablesOfTheParametersEpochAreFetchedStoredAndMadeActive
     ASSERT_TRUE(setup.startServices(false));
     GMSStyleTableService* styles = setup.styleTableService();
     ASSERT_TRUE(zltest::waitFor([&] { return styles->activeEpoch() == 9; }, 15000));
-    std::shared_ptr<GMSLazyMultiZoomStyleTable> table;
-    bool answered = false;
-    QObject context;
-    styles->loadStyleTableForMapStyle(0, 9, &context, [&](GMSStyleTableService::Table t) {
-        table = std::move(t);
-        answered = true;
-    });
-    ASSERT_TRUE(zltest::waitFor([&] { return answered; }, 15000));
+    const auto table = cachetest::await<GMSStyleTableService::Table>(
+        [&](QObject* c, auto fn) { styles->loadStyleTableForMapStyle(0, 9, c, fn); });
     ASSERT_TRUE(table);
     EXPECT_EQ(table->data(), styleTable());
     EXPECT_TRUE(setup.tileServiceForType(kSatellite)->usesPaintRoute()) << "from the saved parameters";
