@@ -26,8 +26,10 @@ TEST(GMSTileMemCache, NotFoundSetAnswersWithTheMarkerWithoutTouching) {
     mem->setObject(9, {1, 2, 0});
     mem->removeObjectForKey({1, 0, 0});
     EXPECT_FALSE(mem->objectForKey({1, 0, 0}).has_value()) << "removing forgets the not-found mark too";
+    EXPECT_EQ(mem->objectForKey({1, 1, 0}), 8);  // a hit makes it the youngest
+    mem->setObject(10, {1, 3, 0});
     EXPECT_EQ(mem->objectForKey({1, 1, 0}), 8);
-    EXPECT_EQ(mem->objectForKey({1, 2, 0}), 9);
+    EXPECT_FALSE(mem->objectForKey({1, 2, 0}).has_value());
 
     mem->markKeyAsNotFound({5, 5, 5});
     mem->didReceiveMemoryWarning();
