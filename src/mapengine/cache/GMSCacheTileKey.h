@@ -4,7 +4,6 @@
 #include <QtGlobal>
 
 #include <cstddef>
-#include <functional>
 
 // A tile within one tile type's cache: the tile type is the cache's own,
 // so the key is zoom, column from the west and row from the north. The tile
@@ -26,12 +25,3 @@ struct GMSCacheTileKey {
 inline size_t qHash(const GMSCacheTileKey& k, size_t seed = 0) noexcept {
     return qHash(k.hashWithoutParams(), seed);
 }
-
-template <>
-struct std::hash<GMSCacheTileKey> {
-    size_t operator()(const GMSCacheTileKey& k) const noexcept {
-        // Spread the small integers before the table takes its low bits.
-        quint64 h = k.hashWithoutParams() * 0x9E3779B97F4A7C15ull;
-        return size_t(h ^ (h >> 29));
-    }
-};

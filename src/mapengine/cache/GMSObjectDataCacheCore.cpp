@@ -53,7 +53,7 @@ bool GMSObjectDataCacheCore::readIndex() {
         row.info.version = s->text(4);
         row.touched = s->int64(5);
         maxTouched = std::max(maxTouched, row.touched);
-        m_objects.insertOldest(s->text(1), std::move(row));
+        m_objects.putOldest(s->text(1), std::move(row));
     }
     if (s->failed()) {
         qCWarning(lcMapCache, "Core Data fetch failed: %s", qUtf8Printable(db().error()));
@@ -81,7 +81,7 @@ std::optional<GMSCachedObjectData> GMSObjectDataCacheCore::load(const QString& n
     out.updatedDate = row->info.updatedDate;
     // Objects are few and read seldom: the touch is written at once.
     row->touched = m_nextTouched++;
-    m_objects.moveToFront(name);
+    m_objects.touch(name);
     Statement* t = db().statement(kUpdateTouched);
     if (t) {
         t->bind(1, row->touched);
@@ -119,7 +119,7 @@ bool GMSObjectDataCacheCore::store(const QList<QPair<QString, QByteArray>>& obje
             row->info.updatedDate = now;
             row->info.version = version;
             row->touched = touched;
-            m_objects.moveToFront(name);
+            m_objects.touch(name);
         } else {
             Statement* s = db().statement(kInsertObject);
             if (!s) {
@@ -140,7 +140,7 @@ bool GMSObjectDataCacheCore::store(const QList<QPair<QString, QByteArray>>& obje
             fresh.touched = touched;
             fresh.info.updatedDate = now;
             fresh.info.version = version;
-            row = &m_objects.insertYoungest(name, std::move(fresh));
+            row = &m_objects.put(name, std::move(fresh));
         }
         Statement* b = db().statement(kReplaceBlob);
         if (!b) {
@@ -210,9 +210,8 @@ QHash<QString, QByteArray> GMSObjectDataCacheCore::find(
     QHash<QString, QByteArray> out;
     if (!m_storage) return out;
     QList<QPair<QString, qint64>> hits;
-    m_objects.forEach([&](const QString& name, const Row& row) {
+    for (const auto& [name, row] : m_objects)
         if (!test || test(name, row.info)) hits.append({name, row.id});
-    });
     Statement* s = db().statement(kSelectBlob);
     if (!s) return out;
     for (const auto& [name, id] : hits) {
@@ -227,17 +226,15 @@ bool GMSObjectDataCacheCore::pruneCache() {
     if (m_maxCount <= 0 || count() <= m_maxCount) return false;
     bool any = false;
     while (count() > m_maxCount) {
-        const QString oldest = m_objects.order().back();
-        if (!deleteRow(m_objects.find(oldest)->id)) return any;
+        const QString oldest = m_objects.rbegin()->key;
+        if (!deleteRow(m_objects.rbegin()->value.id)) return any;
         m_objects.remove(oldest);
         any = true;
     }
     return any;
 }
 
-QStringList GMSObjectDataCacheCore::lruOrder() const {
-    return QStringList(m_objects.order().begin(), m_objects.order().end());
-}
+QStringList GMSObjectDataCacheCore::lruOrder() const { return m_objects.keys<QStringList>(); }
 
 void GMSObjectDataCacheCore::recover(const char* what) {
     qCWarning(lcMapCache, "%s: %s", what, qUtf8Printable(db().error()));

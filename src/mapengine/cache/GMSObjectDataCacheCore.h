@@ -1,7 +1,7 @@
 #pragma once
 
-#include "GMSCacheLruIndex.h"
 #include "GMSCacheStorage.h"
+#include "LruCache.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -65,5 +65,5 @@ private:
     int m_objectType;
     qint64 m_maxCount;
     qint64 m_nextTouched = 1;
-    GMSCacheLruIndex<QString, Row> m_objects;
+    zl::LruCache<QString, Row> m_objects;  // unbounded: pruneCache keeps the limit
 };

@@ -108,12 +108,12 @@ void GMSTileDataCache::drainLoads(const std::shared_ptr<LoadBatch>& batch) {
 }
 
 void GMSTileDataCache::enqueue(std::function<void()> block) {
-    {
-        // Whatever comes next must not overtake this: later loads start a
-        // new batch behind it.
-        QMutexLocker l(&m_loadLock);
-        m_openLoadBatch.reset();
-    }
+    // Whatever comes next must not overtake this: later loads start a new
+    // batch behind it. The block is queued under the lock, or another
+    // thread's load could open a batch ahead of it that this thread's next
+    // load would join.
+    QMutexLocker l(&m_loadLock);
+    m_openLoadBatch.reset();
     m_queue->async(std::move(block));
 }
 
@@ -161,14 +161,6 @@ void GMSTileDataCache::checkTileCoordsSet(
     enqueue([this, coords, predicate = std::move(predicate), done] {
         done(usable() ? m_core->checkTileCoordsSet(coords, predicate) : QSet<GMSCacheTileKey>());
     });
-}
-
-void GMSTileDataCache::reserveTileCoordsSet(const QSet<GMSCacheTileKey>& coords, const QString& client) {
-    enqueue([this, coords, client] { m_core->reserve(client, coords); });
-}
-
-void GMSTileDataCache::cancelReservationForClient(const QString& client) {
-    enqueue([this, client] { m_core->cancelReservation(client); });
 }
 
 QVariant GMSTileDataCache::propertyForKey(const QString& key) const {

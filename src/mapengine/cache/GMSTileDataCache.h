@@ -64,9 +64,6 @@ public:
                             std::function<bool(const GMSCacheTileKey&, const GMSCachedTileInfo&)> predicate,
                             QObject* context, std::function<void(QSet<GMSCacheTileKey>)> handler);
 
-    // Reserved tiles survive pruning; a client's new set replaces its old one.
-    void reserveTileCoordsSet(const QSet<GMSCacheTileKey>& coords, const QString& client);
-    void cancelReservationForClient(const QString& client);
 
     // Properties are read from memory at once; writes reach the store in order.
     QVariant propertyForKey(const QString& key) const;

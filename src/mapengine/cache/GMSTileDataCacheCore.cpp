@@ -86,7 +86,7 @@ bool GMSTileDataCacheCore::readIndex() {
         row.versionID = s->text(9);
         maxTouched = std::max(maxTouched, row.touched);
         m_cacheSize += row.size;
-        m_tiles.insertOldest(key, std::move(row));
+        m_tiles.putOldest(key, std::move(row));
     }
     if (s->failed()) {
         qCWarning(lcMapCache, "Core Data fetch failed: %s", qUtf8Printable(db().error()));
@@ -160,7 +160,7 @@ std::optional<GMSCachedTileData> GMSTileDataCacheCore::readTile(const GMSCacheTi
 }
 
 void GMSTileDataCacheCore::touch(const GMSCacheTileKey& key, Row& row) {
-    m_tiles.moveToFront(key);
+    m_tiles.touch(key);
     row.touched = m_nextTouched++;
     if (!row.touchDirty) {
         row.touchDirty = true;
@@ -180,12 +180,11 @@ bool GMSTileDataCacheCore::writeDirtyTouches() {
     // Only rows touched since the last save carry the flag; they sit at the
     // young end of the order, so the walk stops once all are found.
     qint64 left = m_dirtyTouches;
-    for (const GMSCacheTileKey& key : m_tiles.order()) {
+    for (const auto& [key, row] : m_tiles) {
         if (left == 0) break;
-        Row* row = m_tiles.find(key);
-        if (!row->touchDirty) continue;
-        s->bind(1, row->touched);
-        s->bind(2, row->id);
+        if (!row.touchDirty) continue;
+        s->bind(1, row.touched);
+        s->bind(2, row.id);
         if (!zl::sqlite::run(s)) return false;
         --left;
     }
@@ -205,11 +204,10 @@ bool GMSTileDataCacheCore::flushTouched() {
 }
 
 void GMSTileDataCacheCore::clearDirtyTouches() {
-    for (const GMSCacheTileKey& key : m_tiles.order()) {
+    for (auto& [key, row] : m_tiles) {
         if (m_dirtyTouches == 0) break;
-        Row* row = m_tiles.find(key);
-        if (row->touchDirty) {
-            row->touchDirty = false;
+        if (row.touchDirty) {
+            row.touchDirty = false;
             --m_dirtyTouches;
         }
     }
@@ -278,7 +276,7 @@ bool GMSTileDataCacheCore::storeOne(const GMSCacheableTileData& item) {
     row->perTileEpoch = item.perTileEpoch;
     row->serverPerTileEpoch = item.serverPerTileEpoch;
     row->versionID = item.versionID;
-    m_tiles.moveToFront(item.coords);
+    m_tiles.touch(item.coords);
     row->touched = touched;
     if (m_nextValidationTimeMS >= 0) m_nextValidationTimeMS = std::min(m_nextValidationTimeMS, item.validationTime);
     return true;
@@ -310,7 +308,7 @@ bool GMSTileDataCacheCore::insertRow(const GMSCacheableTileData& item) {
     if (!writeBlob(row.id, proto, item.data)) return false;
     m_cacheSize += row.size;
     if (m_nextValidationTimeMS >= 0) m_nextValidationTimeMS = std::min(m_nextValidationTimeMS, row.validationTime);
-    m_tiles.insertYoungest(item.coords, std::move(row));
+    m_tiles.put(item.coords, std::move(row));
     return true;
 }
 
@@ -446,24 +444,11 @@ bool GMSTileDataCacheCore::invalidateTileEpochs() {
         recover("could not save tiles");
         return false;
     }
-    for (const GMSCacheTileKey& key : m_tiles.order()) {
-        Row* row = m_tiles.find(key);
-        row->perTileEpoch = -1;
-        row->serverPerTileEpoch = -1;
+    for (auto& [key, row] : m_tiles) {
+        row.perTileEpoch = -1;
+        row.serverPerTileEpoch = -1;
     }
     return true;
-}
-
-void GMSTileDataCacheCore::reserve(const QString& client, const QSet<GMSCacheTileKey>& keys) {
-    m_reservations.insert(client, keys);
-}
-
-void GMSTileDataCacheCore::cancelReservation(const QString& client) { m_reservations.remove(client); }
-
-bool GMSTileDataCacheCore::isReserved(const GMSCacheTileKey& key) const {
-    for (const QSet<GMSCacheTileKey>& set : m_reservations)
-        if (set.contains(key)) return true;
-    return false;
 }
 
 bool GMSTileDataCacheCore::setProperty(const QString& key, const QVariant& value) {
@@ -493,12 +478,12 @@ bool GMSTileDataCacheCore::removeExpiredTilesIfNecessary() {
     ++m_expirationScans;
     QList<GMSCacheTileKey> expired;
     qint64 oldest = -1;
-    m_tiles.forEach([&](const GMSCacheTileKey& key, const Row& row) {
+    for (const auto& [key, row] : m_tiles) {
         if (row.validationTime < t)
             expired.append(key);
         else if (oldest < 0 || row.validationTime < oldest)
             oldest = row.validationTime;
-    });
+    }
     m_nextValidationTimeMS = oldest;
     if (expired.isEmpty()) return false;
     const bool ok = zl::sqlite::withTransaction(db(), [&] {
@@ -523,13 +508,11 @@ bool GMSTileDataCacheCore::pruneCache() {
     QList<GMSCacheTileKey> victims;
     qint64 count = qint64(m_tiles.size());
     qint64 size = m_cacheSize;
-    const auto& order = m_tiles.order();
-    for (auto it = order.rbegin(); it != order.rend(); ++it) {
+    for (auto it = m_tiles.rbegin(); it != m_tiles.rend(); ++it) {
         if (!((m_maxCount > 0 && count > m_maxCount) || (m_maxSize > 0 && size > m_maxSize))) break;
-        if (isReserved(*it)) continue;  // reserved tiles outlive the limits
-        victims.append(*it);
+        victims.append(it->key);
         --count;
-        size -= m_tiles.find(*it)->size;
+        size -= it->value.size;
     }
     if (victims.isEmpty()) return false;
     const bool ok = zl::sqlite::withTransaction(db(), [&] {
@@ -559,6 +542,4 @@ GMSTileDataCacheStats GMSTileDataCacheCore::stats() const {
     return s;
 }
 
-QList<GMSCacheTileKey> GMSTileDataCacheCore::lruOrder() const {
-    return QList<GMSCacheTileKey>(m_tiles.order().begin(), m_tiles.order().end());
-}
+QList<GMSCacheTileKey> GMSTileDataCacheCore::lruOrder() const { return m_tiles.keys<QList<GMSCacheTileKey>>(); }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "GMSCacheLruIndex.h"
 #include "GMSCacheStorage.h"
 #include "GMSTileDataCacheTypes.h"
+#include "LruCache.h"
 
 #include <QHash>
 #include <QList>
@@ -46,9 +46,6 @@ public:
     // the tile service refreshes them.
     bool invalidateTileEpochs();
 
-    void reserve(const QString& client, const QSet<GMSCacheTileKey>& keys);
-    void cancelReservation(const QString& client);
-
     QHash<QString, QVariant> properties() const { return m_properties; }
     bool setProperty(const QString& key, const QVariant& value);
 
@@ -81,7 +78,6 @@ private:
     bool readIndex();
     std::optional<GMSCachedTileData> readTile(const GMSCacheTileKey& key);
     bool readProperties();
-    bool isReserved(const GMSCacheTileKey& key) const;
     void touch(const GMSCacheTileKey& key, Row& row);
     bool deleteRowFromStore(qint64 id);
     void dropFromIndex(const GMSCacheTileKey& key);
@@ -100,13 +96,12 @@ private:
     qint64 m_maxSize;
     const zl::Clock* m_clock;  // wall time; none: tiles never expire
 
-    GMSCacheLruIndex<GMSCacheTileKey, Row> m_tiles;
+    zl::LruCache<GMSCacheTileKey, Row> m_tiles;  // unbounded: pruneCache keeps the limits
     qint64 m_cacheSize = 0;
     qint64 m_expirationPeriodMS = -1;
     qint64 m_nextValidationTimeMS = -1;
     qint64 m_nextTouched = 1;
     qint64 m_dirtyTouches = 0;
     qint64 m_expirationScans = 0;
-    QHash<QString, QSet<GMSCacheTileKey>> m_reservations;
     QHash<QString, QVariant> m_properties;
 };

@@ -2,6 +2,7 @@
 
 #include "Clock.h"
 
+#include "GMSObjectDataCache.h"
 #include "GMSTileDataCache.h"
 #include "testsupport.h"
 
@@ -14,6 +15,7 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace cachetest {
 
@@ -36,12 +38,19 @@ struct FakeClock {
     void set(qint64 ms) { manual.advance(ms - manual.wallMs()); }
 };
 
-inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {
+// The engine's two stores below a test's folder.
+inline GMSCacheStorageDescriptor descriptor(const QString& name, const QString& boundaryVersion, const QString& root) {
     GMSCacheStorageDescriptor d;
-    d.name = kGMSTilesCacheName;
-    d.boundaryVersion = kGMSTilesCacheBoundaryVersion;
+    d.name = name;
+    d.boundaryVersion = boundaryVersion;
     d.cachesDir = root;
     return d;
+}
+inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {
+    return descriptor(kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, root);
+}
+inline GMSCacheStorageDescriptor objectsDescriptor(const QString& root) {
+    return descriptor(kGMSObjectsCacheName, kGMSObjectsCacheBoundaryVersion, root);
 }
 
 inline GMSCacheableTileData tile(int zoom, int x, int y, const QByteArray& data, qint64 validationTime = 0,
@@ -64,6 +73,35 @@ inline bool store(GMSTileDataCache& cache, QList<GMSCacheableTileData> items) {
 
 inline GMSCachedTileData load(GMSTileDataCache& cache, GMSCacheTileKey key) {
     return await<GMSCachedTileData>([&](QObject* c, auto fn) { cache.loadTileForTileCoords(key, c, fn); });
+}
+
+// A test with a caches folder of its own, and tile caches over it.
+class CacheTest : public ::testing::Test {
+protected:
+    // A started cache; it lives until close() or the end of the test.
+    GMSTileDataCache& open(int tileType = 1, qint64 maxCount = 0, qint64 maxSize = 0,
+                           const zl::Clock* clock = nullptr) {
+        m_caches.push_back(
+            std::make_unique<GMSTileDataCache>(tilesDescriptor(root.path()), tileType, maxCount, maxSize, clock));
+        EXPECT_TRUE(startCache(*m_caches.back()));
+        return *m_caches.back();
+    }
+    // Closes every cache opened so far, as at the end of a run.
+    void close() { m_caches.clear(); }
+
+    QTemporaryDir root;
+
+private:
+    std::vector<std::unique_ptr<GMSTileDataCache>> m_caches;
+};
+
+inline GMSCachedObjectData loadObject(GMSObjectDataCache& cache, const QString& name) {
+    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
+}
+
+inline bool storeObject(GMSObjectDataCache& cache, const QString& name, const QByteArray& data,
+                        const QString& version = QStringLiteral("0")) {
+    return await<bool>([&](QObject* c, auto fn) { cache.storeObjectDataWithName(name, version, data, c, fn); });
 }
 
 }  // namespace cachetest

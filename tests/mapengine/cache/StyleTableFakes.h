@@ -1,8 +1,9 @@
 #pragma once
 
-#include "GMSCacheStorageDescriptor.h"
 #include "GMSStyleTableEpochResources.h"
 #include "GMSStyleTableFetcher.h"
+#include "GMSStyleTableService.h"
+#include "CacheTestHelpers.h"
 
 #include <QHash>
 #include <QList>
@@ -11,8 +12,15 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <vector>
 
 namespace cachetest {
+
+// Table addresses as the parameters name them: the query is part of the key.
+inline const QString kUrlA = QStringLiteral("https://maps.example/styles/a?epoch=2");
+inline const QString kUrlB = QStringLiteral("https://maps.example/styles/b?epoch=2");
+inline const QString kUrlC = QStringLiteral("https://maps.example/styles/c");
 
 // Answers from a script per URL; a held URL keeps its callers waiting until
 // release(). Counts every fetch.
@@ -48,7 +56,7 @@ public:
         Answer a{{}, QStringLiteral("no answer scripted")};
         QMutexLocker l(&m_lock);
         ++m_fetches[url];
-        m_timeouts.append(timeoutMs);
+        lastTimeoutMs = timeoutMs;
         if (!m_script[url].isEmpty()) a = m_script[url].takeFirst();
         auto answer = [done, a] { done(a.data, a.error); };
         if (m_held.contains(url)) {
@@ -58,10 +66,6 @@ public:
         l.unlock();
         answer();
     }
-    QList<int> timeouts() const {
-        QMutexLocker l(&m_lock);
-        return m_timeouts;
-    }
 
 private:
     mutable QMutex m_lock;
@@ -69,19 +73,17 @@ private:
     QSet<QString> m_held;
     QHash<QString, QList<std::function<void()>>> m_waiting;
     QHash<QString, int> m_fetches;
-    QList<int> m_timeouts;
+
+public:
+    std::atomic<int> lastTimeoutMs{0};
 };
 
-inline GMSCacheStorageDescriptor objects(const QString& root) {
-    GMSCacheStorageDescriptor d;
-    d.name = kGMSObjectsCacheName;
-    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
-    d.cachesDir = root;
-    return d;
+inline GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QString& url) {
+    return await<GMSStyleTableService::Table>([&](QObject* c, auto fn) { s.loadStyleTable({url, 1, 0}, c, fn); });
 }
 
 // Client parameters as the style table service sees them, set by the test;
-// counts the refetches asked for and the epoch expected by the last.
+// counts the reads, the refetches asked for and the epoch expected by the last.
 class FakeStyleParameters : public GMSStyleTableClientParameters {
 public:
     void set(GMSStyleTableEpochResources r) {
@@ -89,6 +91,7 @@ public:
         m_current = std::move(r);
     }
     GMSStyleTableEpochResources currentEpochResources() const override {
+        ++reads;
         QMutexLocker l(&m_lock);
         return m_current;
     }
@@ -96,12 +99,34 @@ public:
         expected = epoch;
         ++refetches;
     }
+    mutable std::atomic<int> reads{0};
     std::atomic<int> refetches{0};
     std::atomic<qint32> expected{0};
 
 private:
     mutable QMutex m_lock;
     GMSStyleTableEpochResources m_current;
+};
+
+// A test with a caches folder, a scripted fetcher and parameters; services
+// made by make() live until close() or the end of the test.
+class StyleTableTest : public ::testing::Test {
+protected:
+    GMSStyleTableService& make(QList<int> mapStyles = {0},
+                               std::shared_ptr<GMSStyleTableServiceResourceLoader> loader = {},
+                               GMSLazyMultiZoomStyleTable::Decoder decoder = &GMSLazyMultiZoomStyleTable::tableFromData) {
+        m_services.push_back(std::make_unique<GMSStyleTableService>(fetcher, objectsDescriptor(root.path()),
+                                                                    std::move(mapStyles), loader, decoder));
+        return *m_services.back();
+    }
+    void close() { m_services.clear(); }
+
+    QTemporaryDir root;
+    std::shared_ptr<FakeFetcher> fetcher = std::make_shared<FakeFetcher>();
+    std::shared_ptr<FakeStyleParameters> params = std::make_shared<FakeStyleParameters>();
+
+private:
+    std::vector<std::unique_ptr<GMSStyleTableService>> m_services;
 };
 
 }  // namespace cachetest

@@ -1,13 +1,11 @@
 #include "CacheTestHelpers.h"
-#include "GMSTileMemCache.h"
 
 #include <QCoreApplication>
-
 #include <QRandomGenerator>
 #include <QThread>
 
+#include <algorithm>
 #include <optional>
-
 #include <thread>
 #include <vector>
 
@@ -30,7 +28,9 @@ int versionOf(const QByteArray& data, const GMSCacheTileKey& k) {
 
 // Several threads store and load at once, on two caches (two tile types)
 // over one store file. Each thread owns its keys, and its calls reach the
-// cache in order, so a load must see the last version stored before it.
+// cache in order, so a load must see the last version stored before it,
+// whether it waits for the answer or has it delivered to a context on the
+// main thread (and there only).
 TEST(GMSTileDataCacheConcurrency, ManyThreadsGetConsistentResults) {
     QTemporaryDir root;
     auto pa = std::make_unique<GMSTileDataCache>(tilesDescriptor(root.path()), 1, 0, 0);
@@ -42,9 +42,9 @@ TEST(GMSTileDataCacheConcurrency, ManyThreadsGetConsistentResults) {
     constexpr int kThreads = 6;
     constexpr int kOps = 300;
     constexpr int kKeysPerThread = 12;
-    std::atomic<int> pending{0};
-    std::atomic<int> wrong{0};
-    std::atomic<int> failedStores{0};
+    QObject context;
+    QThread* main = QThread::currentThread();
+    std::atomic<int> pending{0}, wrong{0}, wrongThread{0}, failedStores{0};
     // Last version stored, per thread and key; written only by its thread.
     std::vector<std::vector<int>> last(kThreads, std::vector<int>(kKeysPerThread, -1));
 
@@ -56,23 +56,28 @@ TEST(GMSTileDataCacheConcurrency, ManyThreadsGetConsistentResults) {
             for (int op = 0; op < kOps; ++op) {
                 const int keyIndex = int(rng.bounded(kKeysPerThread));
                 const GMSCacheTileKey k{t, keyIndex, 0};
-                if (rng.bounded(2) == 0) {
-                    const int version = op;
-                    QList<GMSCacheableTileData> batch{tile(k.zoom, k.x, k.y, payload(k, version), op)};
-                    last[t][keyIndex] = version;
+                const int expected = last[t][keyIndex];
+                auto check = [&, k, expected](const GMSCachedTileData& d) {
+                    if ((d.found ? versionOf(d.data, k) : -1) != expected) ++wrong;
+                };
+                switch (rng.bounded(3)) {
+                case 0:
+                    last[t][keyIndex] = op;
                     ++pending;
-                    cache.storeCacheableTileDatas(batch, nullptr, [&](bool ok) {
+                    cache.storeCacheableTileDatas({tile(k.zoom, k.x, k.y, payload(k, op), op)}, nullptr, [&](bool ok) {
                         if (!ok) ++failedStores;
                         --pending;
                     });
-                } else {
-                    const int expected = last[t][keyIndex];
+                    break;
+                case 1:
                     ++pending;
-                    cache.loadTileForTileCoords(k, nullptr, [&, k, expected](GMSCachedTileData d) {
-                        const int got = d.found ? versionOf(d.data, k) : -1;
-                        if (got != expected) ++wrong;
+                    cache.loadTileForTileCoords(k, &context, [&, check](GMSCachedTileData d) {
+                        check(d);
+                        if (QThread::currentThread() != main) ++wrongThread;
                         --pending;
                     });
+                    break;
+                default: check(cache.loadTileForTileCoordsAndWait(k));
                 }
             }
         });
@@ -80,6 +85,7 @@ TEST(GMSTileDataCacheConcurrency, ManyThreadsGetConsistentResults) {
     for (auto& th : threads) th.join();
     ASSERT_TRUE(zltest::waitFor([&] { return pending.load() == 0; }, 60000));
     EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(wrongThread.load(), 0);
     EXPECT_EQ(failedStores.load(), 0);
 
     // The index agrees with what was stored, and with the store itself.
@@ -97,37 +103,20 @@ TEST(GMSTileDataCacheConcurrency, ManyThreadsGetConsistentResults) {
         EXPECT_EQ(s.count, expectedCount);
         EXPECT_EQ(s.cacheSize, expectedSize);
     }
+    // On the cache's own thread a waiting load runs in place.
+    const int k = int(std::find_if(last[1].begin(), last[1].end(), [](int v) { return v >= 0; }) - last[1].begin());
+    ASSERT_LT(k, kKeysPerThread);
+    std::optional<GMSCachedTileData> inPlace;
+    b.blockWorkQueueWhile([&] { inPlace = b.loadTileForTileCoordsAndWait({1, k, 0}); });
+    ASSERT_TRUE(inPlace);
+    EXPECT_EQ(inPlace->data, payload({1, k, 0}, last[1][k]));
+
     const auto before = a.stats();
     pa.reset();
     GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0);
     ASSERT_TRUE(startCache(reopened));
     EXPECT_EQ(reopened.stats().count, before.count);
     EXPECT_EQ(reopened.stats().cacheSize, before.cacheSize);
-}
-
-// Handlers with a context arrive on the context's thread, whatever thread
-// asked.
-TEST(GMSTileDataCacheConcurrency, HandlersArriveOnTheContextThread) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    QObject context;  // lives on this (the main) thread
-    std::atomic<int> onMain{0};
-    std::atomic<int> elsewhere{0};
-    QThread* main = QThread::currentThread();
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 20; ++i) {
-                cache.storeTileCoords({t, i, 0}, 0, {}, "x", &context, [&](bool) {
-                    (QThread::currentThread() == main ? onMain : elsewhere)++;
-                });
-            }
-        });
-    }
-    for (auto& th : threads) th.join();
-    EXPECT_TRUE(zltest::waitFor([&] { return onMain.load() + elsewhere.load() == 60; }));
-    EXPECT_EQ(elsewhere.load(), 0);
 }
 
 // A handler whose context is gone by delivery time is dropped; closing a
@@ -153,68 +142,4 @@ TEST(GMSTileDataCacheConcurrency, GoneContextsAndClosingWithWorkPending) {
     GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0);
     ASSERT_TRUE(startCache(reopened));
     EXPECT_EQ(reopened.stats().count, 100);
-}
-
-TEST(GMSTileMemCacheConcurrency, MonitorKeepsTheLruWholeUnderManyThreads) {
-    auto mem = GMSTileMemCache<GMSCacheTileKey, int>::create(64, -1);
-    std::vector<std::thread> threads;
-    std::atomic<int> bad{0};
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&, t] {
-            QRandomGenerator rng(t);
-            for (int i = 0; i < 5000; ++i) {
-                const GMSCacheTileKey k{t, int(rng.bounded(100)), 0};
-                switch (rng.bounded(4)) {
-                case 0: mem->setObject(k.x * 10 + t, k); break;
-                case 1:
-                    if (auto v = mem->objectForKey(k); v && *v != k.x * 10 + t && *v != -1) ++bad;
-                    break;
-                case 2: mem->removeObjectForKey(k); break;
-                default: if (i % 500 == 0) mem->markKeyAsNotFound(k); break;
-                }
-            }
-        });
-    }
-    for (auto& th : threads) th.join();
-    EXPECT_EQ(bad.load(), 0);
-    EXPECT_LE(mem->count(), 64u);
-}
-
-TEST(GMSTileDataCache, AwaitedLoadsFromManyThreadsBetweenStores) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    QList<GMSCacheableTileData> items;
-    for (int i = 0; i < 64; ++i) items.append(tile(12, i, 0, QByteArray(1024 + i, char('a' + i % 26))));
-    ASSERT_TRUE(store(cache, items));
-
-    std::atomic<int> wrong{0};
-    std::atomic<bool> storing{true};
-    std::thread writer([&] {
-        // Stores of other tiles go on meanwhile; the loads stay correct.
-        for (int i = 0; i < 200; ++i) cache.storeTileCoords({13, i, 1}, 1, {}, QByteArray(512, 'z'));
-        storing = false;
-    });
-    std::vector<std::thread> readers;
-    for (int r = 0; r < 3; ++r) {
-        readers.emplace_back([&, r] {
-            QRandomGenerator rng(quint32(r + 5));
-            for (int n = 0; n < 400; ++n) {
-                const int i = int(rng.bounded(64));
-                const GMSCachedTileData d = cache.loadTileForTileCoordsAndWait({12, i, 0});
-                if (!d.found || d.data != QByteArray(1024 + i, char('a' + i % 26))) ++wrong;
-            }
-        });
-    }
-    for (auto& t : readers) t.join();
-    writer.join();
-    EXPECT_EQ(wrong.load(), 0);
-    EXPECT_FALSE(storing.load());
-
-    // On the cache's own thread the load runs in place.
-    std::optional<GMSCachedTileData> inPlace;
-    cache.blockWorkQueueWhile([&] { inPlace = cache.loadTileForTileCoordsAndWait({12, 3, 0}); });
-    ASSERT_TRUE(inPlace && inPlace->found);
-    EXPECT_EQ(inPlace->data, QByteArray(1027, 'd'));
-    EXPECT_FALSE(cache.loadTileForTileCoordsAndWait({12, 99, 0}).found);
 }

@@ -1,8 +1,10 @@
 #include "CacheTestHelpers.h"
+#include "GMSCacheNotificationCenter.h"
 #include "GMSCacheStorage.h"
 #include "GMSTileDataCacheLimits.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 
 using namespace cachetest;
@@ -14,14 +16,18 @@ void writeFile(const QString& path, const QByteArray& bytes) {
     f.write(bytes);
 }
 
-// Leaves a closed store with `n` tiles of 3000 bytes each.
-void fillStore(const QString& root, int n) {
-    GMSTileDataCache cache(tilesDescriptor(root), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    QList<GMSCacheableTileData> batch;
-    for (int i = 0; i < n; ++i) batch.append(tile(12, i, 7, QByteArray(3000, char('a' + i % 26)), 1000 + i));
-    ASSERT_TRUE(store(cache, batch));
-}
+class GMSCacheStorageTest : public CacheTest {
+protected:
+    // Leaves a closed new store with `n` tiles of 3000 bytes each.
+    void fill(int n) {
+        QDir(tilesDescriptor(root.path()).directoryPath()).removeRecursively();
+        QList<GMSCacheableTileData> batch;
+        for (int i = 0; i < n; ++i) batch.append(tile(12, i, 7, QByteArray(3000, char('a' + i % 26)), 1000 + i));
+        ASSERT_TRUE(store(open(), batch));
+        close();
+    }
+    QString file() const { return tilesDescriptor(root.path()).storePath(); }
+};
 }  // namespace
 
 TEST(GMSCacheStorage, LayoutAndVersionComparison) {
@@ -34,10 +40,9 @@ TEST(GMSCacheStorage, LayoutAndVersionComparison) {
     EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("10.0", "9.9"), 0);
 }
 
-TEST(GMSCacheStorage, StoreOlderThanItsBoundaryIsDeleted) {
-    QTemporaryDir root;
-    fillStore(root.path(), 3);
-    const QString file = tilesDescriptor(root.path()).storePath();
+TEST_F(GMSCacheStorageTest, StoreOlderThanItsBoundaryIsDeleted) {
+    fill(3);
+    const QString file = this->file();
 
     auto keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "3.0.0.0");
     EXPECT_TRUE(QFile::exists(file));
@@ -47,66 +52,69 @@ TEST(GMSCacheStorage, StoreOlderThanItsBoundaryIsDeleted) {
     EXPECT_FALSE(QFile::exists(file));
     EXPECT_EQ(drop.storePath(), file);
 
-    fillStore(root.path(), 1);
+    fill(1);
     GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), QString());
     EXPECT_FALSE(QFile::exists(file)) << "an unknown previous engine counts as older";
 }
 
-TEST(GMSCacheStorage, FreshStoreHasTheSchemaAndItsVersion) {
-    QTemporaryDir root;
-    bool didReset = true;
-    auto s = GMSCacheStorage::open(tilesDescriptor(root.path()), &didReset);
-    ASSERT_TRUE(s);
-    EXPECT_FALSE(didReset);
-    EXPECT_EQ(s->db().userVersion(), GMSCacheStorage::kSchemaVersion);
-    for (const char* table : {"GMSCachedTile", "GMSCachedTileBlob", "GMSCachedTileProtoBlob", "GMSCacheProperty",
-                              "GMSCachedObject", "GMSCachedObjectBlob"}) {
-        EXPECT_TRUE(s->db().exec(QStringLiteral("SELECT count(*) FROM %1").arg(table))) << table;
-    }
-    auto* mode = s->db().statement("PRAGMA journal_mode");
-    ASSERT_TRUE(mode && mode->step());
-    EXPECT_EQ(mode->text(0), QStringLiteral("wal"));
-    mode->reset();
-}
-
-TEST(GMSCacheStorage, StoreThatWontOpenIsRebuiltQuietly) {
+// A store that went, or one that won't open: it is made again empty (in
+// WAL mode, at the schema's version), the reset handler runs for a rebuilt
+// one, and the tile cache on it works, with nothing to tell.
+TEST_F(GMSCacheStorageTest, LostOrUnopenableStoreIsRebuiltQuietly) {
     struct Case {
         const char* what;
         std::function<void(const QString& file)> damage;
+        bool rebuilt;
     };
     const QList<Case> cases = {
-        {"garbage", [](const QString& f) { writeFile(f, QByteArray(8192, 'x')); }},
-        {"truncated header", [](const QString& f) { writeFile(f, QByteArray("SQLite format 3\0\x10", 18)); }},
+        {"folder deleted", [](const QString& f) { ASSERT_TRUE(QFileInfo(f).dir().removeRecursively()); }, false},
+        {"garbage", [](const QString& f) { writeFile(f, QByteArray(8192, 'x')); }, true},
+        {"truncated header", [](const QString& f) { writeFile(f, QByteArray("SQLite format 3\0\x10", 18)); }, true},
         {"newer schema",
          [](const QString& f) {
              zl::sqlite::Connection c;
              ASSERT_TRUE(c.open(f));
              ASSERT_TRUE(c.setUserVersion(GMSCacheStorage::kSchemaVersion + 5));
-         }},
+         },
+         true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        QTemporaryDir root;
-        fillStore(root.path(), 2);
+        fill(2);
+        c.damage(file());
+        QFile::remove(file() + "-wal");
+        QFile::remove(file() + "-shm");
         auto d = tilesDescriptor(root.path());
-        c.damage(d.storePath());
-        QFile::remove(d.storePath() + "-wal");
-        QFile::remove(d.storePath() + "-shm");
         int resets = 0;
         d.resetHandler = [&] { ++resets; };
         zltest::LogCapture log;
-        bool didReset = false;
+        QStringList posted;
+        QObject receiver;
+        QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
+                         [&](const QString& n) { posted << n; });
+        bool didReset = !c.rebuilt;
         auto s = GMSCacheStorage::open(d, &didReset);
         ASSERT_TRUE(s);
-        EXPECT_TRUE(didReset);
-        EXPECT_EQ(resets, 1);
+        EXPECT_EQ(didReset, c.rebuilt);
+        EXPECT_EQ(resets, c.rebuilt ? 1 : 0);
         EXPECT_EQ(s->db().userVersion(), GMSCacheStorage::kSchemaVersion);
+        auto* mode = s->db().statement("PRAGMA journal_mode");
+        ASSERT_TRUE(mode && mode->step());
+        EXPECT_EQ(mode->text(0), QStringLiteral("wal"));
+        mode->reset();
+        s.reset();
+
+        GMSTileDataCache& cache = open();
+        EXPECT_EQ(cache.stats().count, 0);
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
+        EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
         EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
+        EXPECT_TRUE(posted.isEmpty());
+        close();
     }
 }
 
-TEST(GMSCacheStorage, FolderThatCannotBeMadeMeansNoStore) {
-    QTemporaryDir root;
+TEST_F(GMSCacheStorageTest, FolderThatCannotBeMadeMeansNoStore) {
     writeFile(root.filePath("notadir"), "file");
     zltest::LogCapture log;
     EXPECT_EQ(GMSCacheStorage::open(tilesDescriptor(root.filePath("notadir"))), nullptr);
@@ -123,14 +131,12 @@ TEST(GMSCacheStorage, FolderThatCannotBeMadeMeansNoStore) {
 
 // Damage at random places: the cache must open (maybe rebuilt), answer every
 // load with a hit or a miss, and accept new tiles.
-TEST(GMSCacheStorage, RandomDamageNeverBreaksTheCache) {
+TEST_F(GMSCacheStorageTest, RandomDamageNeverBreaksTheCache) {
     for (quint32 seed = 1; seed <= 12; ++seed) {
         SCOPED_TRACE(seed);
-        QTemporaryDir root;
-        fillStore(root.path(), 40);
-        const QString file = tilesDescriptor(root.path()).storePath();
+        fill(40);
         {
-            QFile f(file);
+            QFile f(file());
             ASSERT_TRUE(f.open(QIODevice::ReadWrite));
             QByteArray bytes = f.readAll();
             QRandomGenerator rng(seed);
@@ -142,7 +148,7 @@ TEST(GMSCacheStorage, RandomDamageNeverBreaksTheCache) {
             f.write(bytes);
         }
         GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        startCache(cache);
+        startCache(cache);  // may fail: then every load is a miss
         for (int i = 0; i < 40; ++i) {
             const auto r = load(cache, {12, i, 7});
             if (r.found) {

@@ -1,26 +1,7 @@
 #include "CacheTestHelpers.h"
 #include "GMSCacheNotificationCenter.h"
-#include "GMSObjectDataCache.h"
 
 using namespace cachetest;
-
-namespace {
-GMSCacheStorageDescriptor objectsDescriptor(const QString& root) {
-    GMSCacheStorageDescriptor d;
-    d.name = kGMSObjectsCacheName;
-    d.boundaryVersion = kGMSObjectsCacheBoundaryVersion;
-    d.cachesDir = root;
-    return d;
-}
-
-GMSCachedObjectData loadObject(GMSObjectDataCache& cache, const QString& name) {
-    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
-}
-
-bool storeObject(GMSObjectDataCache& cache, const QString& name, const QByteArray& data, const QString& version = "0") {
-    return await<bool>([&](QObject* c, auto fn) { cache.storeObjectDataWithName(name, version, data, c, fn); });
-}
-}  // namespace
 
 TEST(GMSObjectDataCache, StoresLoadsAndKeepsAcrossRuns) {
     QTemporaryDir root;
@@ -67,34 +48,8 @@ TEST(GMSObjectDataCache, PrunesTheLeastRecentlyUsedWhenLimited) {
     EXPECT_EQ(loadObject(cache, "one").data, "1b");
 }
 
-TEST(GMSObjectDataCache, DeleteCachesNotificationEmptiesIt) {
-    QTemporaryDir root;
-    GMSObjectDataCache cache(objectsDescriptor(root.path()));
-    ASSERT_TRUE(storeObject(cache, "x", "y"));
-    GMSCacheNotificationCenter::instance()->post(kGMSObjectDataCacheDeleteCaches);
-    EXPECT_FALSE(loadObject(cache, "x").found);
-    ASSERT_TRUE(storeObject(cache, "z", "w"));
-    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { cache.deleteObjectDataCacheWithCompletionHandler(c, fn); }));
-    EXPECT_TRUE(cache.lruOrder().isEmpty());
-}
-
-TEST(GMSObjectDataCache, CorruptStoreIsRebuilt) {
-    QTemporaryDir root;
-    { GMSObjectDataCache cache(objectsDescriptor(root.path())); ASSERT_TRUE(storeObject(cache, "x", "y")); }
-    {
-        QFile f(objectsDescriptor(root.path()).storePath());
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write("not a store at all");
-    }
-    zltest::LogCapture log;
-    GMSObjectDataCache cache(objectsDescriptor(root.path()));
-    EXPECT_TRUE(cache.hasStorage());
-    EXPECT_FALSE(loadObject(cache, "x").found);
-    EXPECT_TRUE(storeObject(cache, "x", "again"));
-    EXPECT_TRUE(log.warnings().isEmpty());
-}
-
-TEST(GMSObjectDataCache, ObjectTypesShareTheStoreWithoutMeeting) {
+// Two object types in one store never meet; the notification empties them.
+TEST(GMSObjectDataCache, TypesShareTheStoreWithoutMeetingAndTheDeleteNotificationEmptiesThem) {
     QTemporaryDir root;
     GMSObjectDataCache tables(objectsDescriptor(root.path()), 0, 1);
     GMSObjectDataCache epochs(objectsDescriptor(root.path()), 0, 2);
@@ -105,4 +60,8 @@ TEST(GMSObjectDataCache, ObjectTypesShareTheStoreWithoutMeeting) {
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { tables.deleteObjectDataCacheWithCompletionHandler(c, fn); }));
     EXPECT_FALSE(loadObject(tables, "same-name").found);
     EXPECT_EQ(loadObject(epochs, "same-name").data, "epoch");
+
+    GMSCacheNotificationCenter::instance()->post(kGMSObjectDataCacheDeleteCaches);
+    EXPECT_FALSE(loadObject(epochs, "same-name").found);
+    EXPECT_TRUE(epochs.lruOrder().isEmpty());
 }

@@ -1,23 +1,17 @@
 // The real map service as a child process with a small style folder and the
 // paint route on; the engine's setup fetches the style tables it names, makes
 // their epoch active and hands the paint settings to the tile services.
+#include "CacheTestHelpers.h"
 #include "GMSCoreClientParameters.h"
 #include "GMSDASHTileService.h"
-#include "GMSObjectDataCache.h"
 #include "GMSRawDeflate.h"
 #include "GMSStyleTableService.h"
 #include "MapServiceSetup.h"
 #include "mapservice_child.h"
 #include "mapservice_options.h"
-#include "testsupport.h"
 
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <optional>
 
 namespace {
 
@@ -52,16 +46,6 @@ protected:
     MapServiceOptions options() const { return zltest::localServiceOptions(endpoint, kKey, dir.path()); }
     QString tableURL() const { return endpoint.resolved(QUrl("/styles/base.tbl")).toString(); }
 
-    static std::optional<GMSCachedObjectData> onDisk(GMSStyleTableService& s, const QString& url)
-    {
-        std::optional<GMSCachedObjectData> result;
-        QObject context;
-        s.styleTableDiskCache().loadObjectDataWithName(url, &context,
-                                                       [&](GMSCachedObjectData d) { result = std::move(d); });
-        EXPECT_TRUE(zltest::waitFor([&] { return result.has_value(); }));
-        return result;
-    }
-
     QTemporaryDir dir;
     zltest::MapServiceChild service;
     QUrl endpoint;
@@ -80,9 +64,9 @@ TEST_F(SetupStyleTables, TablesOfTheParametersEpochAreFetchedStoredAndMadeActive
         EXPECT_EQ(styles->stableActiveEpoch(), 9);
 
         // On disk as raw deflate under the table's full URL.
-        const auto stored = onDisk(*styles, tableURL());
-        ASSERT_TRUE(stored && stored->found) << tableURL().toStdString();
-        EXPECT_EQ(gmsRawInflate(stored->data), styleTable());
+        const auto stored = cachetest::loadObject(styles->styleTableDiskCache(), tableURL());
+        ASSERT_TRUE(stored.found) << tableURL().toStdString();
+        EXPECT_EQ(gmsRawInflate(stored.data), styleTable());
 
         // The parameters resolve the service's relative URLs against the endpoint.
         GMSCoreClientParameters* params = setup.clientParameters();
@@ -108,14 +92,8 @@ TEST_F(SetupStyleTables, TablesOfTheParametersEpochAreFetchedStoredAndMadeActive
     ASSERT_TRUE(setup.startServices(false));
     GMSStyleTableService* styles = setup.styleTableService();
     ASSERT_TRUE(zltest::waitFor([&] { return styles->activeEpoch() == 9; }, 15000));
-    std::shared_ptr<GMSLazyMultiZoomStyleTable> table;
-    bool answered = false;
-    QObject context;
-    styles->loadStyleTableForMapStyle(0, 9, &context, [&](GMSStyleTableService::Table t) {
-        table = std::move(t);
-        answered = true;
-    });
-    ASSERT_TRUE(zltest::waitFor([&] { return answered; }, 15000));
+    const auto table = cachetest::await<GMSStyleTableService::Table>(
+        [&](QObject* c, auto fn) { styles->loadStyleTableForMapStyle(0, 9, c, fn); });
     ASSERT_TRUE(table);
     EXPECT_EQ(table->data(), styleTable());
     EXPECT_TRUE(setup.tileServiceForType(kSatellite)->usesPaintRoute()) << "from the saved parameters";

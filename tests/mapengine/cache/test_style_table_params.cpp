@@ -1,32 +1,13 @@
-#include "CacheTestHelpers.h"
 #include "GMSRawDeflate.h"
-#include "GMSStyleTableService.h"
 #include "StyleTableFakes.h"
 
 #include <QFile>
 #include <QRandomGenerator>
 
 using namespace cachetest;
+using GMSStyleTableServiceParameters = StyleTableTest;
 
 namespace {
-
-const QString kUrlA = QStringLiteral("http://127.0.0.1:9/styles/a");
-const QString kUrlB = QStringLiteral("http://127.0.0.1:9/styles/b");
-const QString kUrlC = QStringLiteral("http://127.0.0.1:9/styles/c");
-
-// Counts how often the service reads the parameters.
-class CountingParameters : public FakeStyleParameters {
-public:
-    GMSStyleTableEpochResources currentEpochResources() const override {
-        ++reads;
-        return FakeStyleParameters::currentEpochResources();
-    }
-    mutable std::atomic<int> reads{0};
-};
-
-GMSCachedObjectData onDisk(GMSObjectDataCache& cache, const QString& name) {
-    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
-}
 
 GMSStyleTableService::Table tableFor(GMSStyleTableService& s, int mapStyle, qint32 epoch) {
     return await<GMSStyleTableService::Table>(
@@ -35,17 +16,14 @@ GMSStyleTableService::Table tableFor(GMSStyleTableService& s, int mapStyle, qint
 
 }  // namespace
 
-TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitchesWhenTheLastIsIn) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitchesWhenTheLastIsIn) {
     fetcher->script(kUrlA, {{"A", {}}});
     fetcher->script(kUrlB, {{"B", {}}});
     fetcher->hold(kUrlB);
-    auto params = std::make_shared<CountingParameters>();
     // Two map styles share table A: it is still fetched once.
     const GMSStyleTableEpochResources epoch2{2, {{kUrlA, 1, 0}, {kUrlB, 1, 1}, {kUrlA, 1, 2}}};
     params->set(epoch2);
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1, 2});
+    GMSStyleTableService& service = make({0, 1, 2});
     service.setClientParameters(params);
     service.setActiveEpoch(1);
     QList<qint32> updates;
@@ -59,9 +37,10 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     EXPECT_EQ(params->reads.load(), 1) << "only the notification with the style tables group reads the parameters";
     ASSERT_TRUE(tableFor(service, 0, 2));
     ASSERT_TRUE(tableFor(service, 2, 2));
-    // A is in, B is pending: the old epoch stays in force.
+    // A is in, B is pending: the old epoch stays in force, and none is stable.
     EXPECT_EQ(service.activeEpoch(), 1);
     EXPECT_EQ(service.stableActiveEpoch(), 0);
+    EXPECT_FALSE(service.isTileEpochStale(true, 1));
     EXPECT_TRUE(updates.isEmpty());
 
     fetcher->release(kUrlB);
@@ -69,12 +48,15 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     EXPECT_EQ(updates, QList<qint32>{2});
     EXPECT_EQ(service.activeEpoch(), 2);
     EXPECT_EQ(service.stableActiveEpoch(), 2);
+    EXPECT_TRUE(service.isTileEpochStale(true, 1));
+    EXPECT_FALSE(service.isTileEpochStale(true, 2));
+    EXPECT_FALSE(service.isTileEpochStale(false, 1)) << "tiles without global styles are never stale";
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
     EXPECT_EQ(fetcher->fetches(kUrlB), 1);
-    EXPECT_EQ(gmsRawInflate(onDisk(service.styleTableDiskCache(), kUrlB).data), "B") << "raw deflate on disk";
-    EXPECT_EQ(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "2");
+    EXPECT_EQ(gmsRawInflate(loadObject(service.styleTableDiskCache(), kUrlB).data), "B") << "raw deflate on disk";
+    EXPECT_EQ(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "2");
     const auto stored = GMSStyleTableEpochResources::parse(
-        onDisk(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).data);
+        loadObject(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).data);
     ASSERT_TRUE(stored);
     EXPECT_EQ(*stored, epoch2);
 
@@ -89,16 +71,15 @@ TEST(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwitch
     EXPECT_EQ(updates, QList<qint32>{2});
 }
 
-TEST(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTriesAgain) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTriesAgain) {
     fetcher->script(kUrlA, {{{}, "refused"}, {{}, "refused"}, {{}, "refused"}, {"A", {}}});
     fetcher->script(kUrlB, {{"B", {}}});
-    auto params = std::make_shared<FakeStyleParameters>();
     params->set({4, {{kUrlA, 1, 0}, {kUrlB, 1, 1}}});
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+    GMSStyleTableService& service = make({0, 1});
     service.setClientParameters(params);
     zltest::LogCapture log;
+    EXPECT_FALSE(service.hasActiveEpoch());
+    EXPECT_FALSE(service.isTileEpochStale(true, 99));
 
     service.clientParametersNotification({37});
     const QString failed = QStringLiteral("A StyleTable fetch/validation failed for epoch 4, %1").arg(kUrlA);
@@ -115,57 +96,50 @@ TEST(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTr
     EXPECT_EQ(fetcher->fetches(kUrlB), 1);
 }
 
-TEST(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain) {
     fetcher->script(kUrlA, {{"A", {}}});
     fetcher->script(kUrlC, {{"C", {}}});
-    auto params = std::make_shared<FakeStyleParameters>();
     params->set({2, {{kUrlA, 1, 0}}});
-    {
-        GMSStyleTableService service(fetcher, objects(root.path()), {0});
-        service.setClientParameters(params);
-        EXPECT_FALSE(tableFor(service, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
-        EXPECT_EQ(params->refetches.load(), 1);
-        EXPECT_EQ(params->expected.load(), 3);
-        EXPECT_EQ(fetcher->fetches(kUrlA), 0);
+    GMSStyleTableService& first = make();
+    first.setClientParameters(params);
+    EXPECT_FALSE(tableFor(first, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
+    EXPECT_EQ(params->refetches.load(), 1);
+    EXPECT_EQ(params->expected.load(), 3);
+    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
 
-        auto a = tableFor(service, 0, 2);  // the parameters' epoch
-        ASSERT_TRUE(a);
-        EXPECT_EQ(a->data(), "A");
-        EXPECT_FALSE(tableFor(service, 7, 2)) << "no table for that map style";
-        EXPECT_EQ(params->refetches.load(), 1);
+    auto a = tableFor(first, 0, 2);  // the parameters' epoch
+    ASSERT_TRUE(a);
+    EXPECT_EQ(a->data(), "A");
+    EXPECT_FALSE(tableFor(first, 7, 2)) << "no table for that map style";
+    EXPECT_EQ(params->refetches.load(), 1);
 
-        service.clientParametersNotification({37});
-        ASSERT_TRUE(zltest::waitFor([&] {
-            return onDisk(service.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
-        }));
-    }
+    first.clientParametersNotification({37});
+    ASSERT_TRUE(zltest::waitFor([&] {
+        return loadObject(first.epochResourcesDiskCache(), GMSStyleTableEpochResources::cacheNameForEpoch(2)).found;
+    }));
+    close();
     // A later run whose parameters name epoch 5: tiles of epoch 2 still find
     // their table through the stored resources, without the network.
     params->set({5, {{kUrlC, 1, 0}}});
-    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    GMSStyleTableService& service = make();
     service.setClientParameters(params);
-    auto a = tableFor(service, 0, 2);
+    a = tableFor(service, 0, 2);
     ASSERT_TRUE(a);
     EXPECT_EQ(a->data(), "A");
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
     EXPECT_EQ(params->refetches.load(), 1);
 }
 
-TEST(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
-    QTemporaryDir root;
+TEST_F(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
     // The caches folder is a file: no store can open, the tables still come.
     const QString blocked = root.filePath("blocked");
     QFile f(blocked);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.close();
-    auto fetcher = std::make_shared<FakeFetcher>();
     fetcher->script(kUrlA, {{"A", {}}});
-    auto params = std::make_shared<FakeStyleParameters>();
     params->set({3, {{kUrlA, 1, 0}}});
     zltest::LogCapture log;
-    GMSStyleTableService service(fetcher, objects(blocked), {0});
+    GMSStyleTableService service(fetcher, objectsDescriptor(blocked), {0});
     service.setClientParameters(params);
     service.clientParametersNotification({37});
     ASSERT_TRUE(zltest::waitFor([&] { return log.contains(QStringLiteral("Failed to store EpochResources 3")); }));
@@ -173,15 +147,10 @@ TEST(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
 }
 
-TEST(GMSStyleTableServiceParameters, NoParametersOrNoEpochLoadsNothing) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    {
-        GMSStyleTableService bare(fetcher, objects(root.path()), {0});
-        bare.clientParametersNotification({37});  // no parameters set: nothing to read
-    }
-    GMSStyleTableService service(fetcher, objects(root.path()), {0});
-    auto params = std::make_shared<CountingParameters>();
+TEST_F(GMSStyleTableServiceParameters, NoParametersOrNoEpochLoadsNothing) {
+    make().clientParametersNotification({37});  // no parameters set: nothing to read
+    close();
+    GMSStyleTableService& service = make();
     params->set({0, {{kUrlA, 1, 0}}});
     service.setClientParameters(params);
     service.clientParametersNotification({37});

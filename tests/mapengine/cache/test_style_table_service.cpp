@@ -1,10 +1,7 @@
-#include "CacheTestHelpers.h"
 #include "StyleTableFakes.h"
 #include "GMSNetworkStyleTableFetcher.h"
 #include "GMSRawDeflate.h"
-#include "GMSStyleTableService.h"
 
-#include <QMutex>
 #include <QRandomGenerator>
 
 #include <httplib.h>
@@ -12,22 +9,7 @@
 #include <thread>
 
 using namespace cachetest;
-
-namespace {
-
-const QString kUrlA = QStringLiteral("https://maps.example/styles/a?epoch=2");
-const QString kUrlB = QStringLiteral("https://maps.example/styles/b?epoch=2");
-
-GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QString& url) {
-    return await<GMSStyleTableService::Table>(
-        [&](QObject* c, auto fn) { s.loadStyleTable({url, 1, 0}, c, fn); });
-}
-
-GMSCachedObjectData onDisk(GMSObjectDataCache& cache, const QString& name) {
-    return await<GMSCachedObjectData>([&](QObject* c, auto fn) { cache.loadObjectDataWithName(name, c, fn); });
-}
-
-}  // namespace
+using GMSStyleTableServiceTest = StyleTableTest;
 
 TEST(GMSRawDeflate, RoundTripsAndRefusesDamage) {
     QRandomGenerator rng(42);
@@ -49,12 +31,10 @@ TEST(GMSRawDeflate, RoundTripsAndRefusesDamage) {
     EXPECT_NE(quint8(gmsRawDeflate(QByteArray(100, 'a')).at(0)), 0x78);
 }
 
-TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceTest, TwoRequestsForOneUrlMakeOneFetch) {
     fetcher->script(kUrlA, {{"table-A", {}}});
     fetcher->hold(kUrlA);
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
+    GMSStyleTableService& service = make({0, 1});
 
     QObject ctx;
     std::optional<QByteArray> plain, packed;
@@ -66,11 +46,11 @@ TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
     EXPECT_EQ(*plain, "table-A");
     EXPECT_EQ(gmsRawInflate(*packed), "table-A");
-    EXPECT_EQ(fetcher->timeouts(), QList<int>{90000});
+    EXPECT_EQ(fetcher->lastTimeoutMs.load(), 90000);
 
     // On disk as raw deflate under the URL, with version "0"; the next
     // request is served from there.
-    const auto stored = onDisk(service.styleTableDiskCache(), kUrlA);
+    const auto stored = loadObject(service.styleTableDiskCache(), kUrlA);
     EXPECT_EQ(stored.data, *packed);
     EXPECT_EQ(stored.version, "0");
     const auto again = await<QByteArray>([&](QObject* c, auto fn) { service.fetchStyleTableData(kUrlA, true, 1, c, fn); });
@@ -78,11 +58,9 @@ TEST(GMSStyleTableService, TwoRequestsForOneUrlMakeOneFetch) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
 }
 
-TEST(GMSStyleTableService, ThreeTriesThenAbsentAndALaterRequestTriesAgain) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+TEST_F(GMSStyleTableServiceTest, UpToThreeTriesWithEachFailureLogged) {
     fetcher->script(kUrlA, {{{}, "timed out"}, {{}, "reset"}, {"third time", {}}});
-    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+    GMSStyleTableService& service = make();
     zltest::LogCapture log;
     auto table = loadTable(service, kUrlA);
     ASSERT_TRUE(table);
@@ -90,108 +68,50 @@ TEST(GMSStyleTableService, ThreeTriesThenAbsentAndALaterRequestTriesAgain) {
     EXPECT_EQ(fetcher->fetches(kUrlA), 3);
     EXPECT_TRUE(log.contains(QStringLiteral("Error requesting StyleTable (%1): timed out").arg(kUrlA)));
 
-    fetcher->script(kUrlB, {{{}, "e1"}, {{}, "e2"}, {{}, "e3"}, {"later", {}}});
-    EXPECT_FALSE(loadTable(service, kUrlB));
-    EXPECT_EQ(fetcher->fetches(kUrlB), 3);
-    ASSERT_TRUE(loadTable(service, kUrlB));
-    EXPECT_EQ(fetcher->fetches(kUrlB), 4);
 }
 
-TEST(GMSStyleTableService, BrokenTableOnDiskRemovesItself) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
+// A table stored broken removes itself and is fetched the next time; one the
+// application bundles is stored without a fetch.
+TEST_F(GMSStyleTableServiceTest, BrokenTableOnDiskRemovesItselfAndABundledOneIsStored) {
+    struct Loader : GMSStyleTableServiceResourceLoader {
+        QByteArray styleTableForURLString(const QString& url) override { return url == kUrlB ? "bundled" : ""; }
+    };
     fetcher->script(kUrlA, {{"GOOD", {}}});
     auto decoder = [](const QByteArray& data, int format) -> GMSStyleTableService::Table {
         if (data == "BROKEN") throw std::runtime_error("bad style table");
         return GMSLazyMultiZoomStyleTable::tableFromData(data, format);
     };
-    GMSStyleTableService service(fetcher, objects(root.path()), {0}, {}, decoder);
+    GMSStyleTableService& service = make({0}, std::make_shared<Loader>(), decoder);
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
         service.styleTableDiskCache().storeObjectDataWithName(kUrlA, "0", gmsRawDeflate("BROKEN"), c, fn);
     }));
     EXPECT_FALSE(loadTable(service, kUrlA));
     EXPECT_EQ(fetcher->fetches(kUrlA), 0);
-    EXPECT_FALSE(onDisk(service.styleTableDiskCache(), kUrlA).found) << "gone after the first try";
+    EXPECT_FALSE(loadObject(service.styleTableDiskCache(), kUrlA).found) << "gone after the first try";
     auto table = loadTable(service, kUrlA);
     ASSERT_TRUE(table);
     EXPECT_EQ(table->data(), "GOOD");
     EXPECT_EQ(fetcher->fetches(kUrlA), 1);
-}
 
-TEST(GMSStyleTableService, BundledTableIsStoredAndNoFetchIsMade) {
-    struct Loader : GMSStyleTableServiceResourceLoader {
-        QByteArray styleTableForURLString(const QString& url) override { return url == kUrlA ? "bundled" : ""; }
-    };
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    GMSStyleTableService service(fetcher, objects(root.path()), {0}, std::make_shared<Loader>());
-    auto table = loadTable(service, kUrlA);
+    table = loadTable(service, kUrlB);
     ASSERT_TRUE(table);
     EXPECT_EQ(table->data(), "bundled");
-    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
-    EXPECT_EQ(gmsRawInflate(onDisk(service.styleTableDiskCache(), kUrlA).data), "bundled");
+    EXPECT_EQ(fetcher->fetches(kUrlB), 0);
+    EXPECT_EQ(gmsRawInflate(loadObject(service.styleTableDiskCache(), kUrlB).data), "bundled");
 }
 
-TEST(GMSStyleTableService, NewEpochBecomesActiveWhenItsLastTableIsIn) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    fetcher->script(kUrlA, {{"A", {}}});
-    fetcher->script(kUrlB, {{"B", {}}});
-    fetcher->hold(kUrlB);
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
-    service.setActiveEpoch(1);
-    QList<qint32> updates;
-    QObject receiver;
-    QObject::connect(&service, &GMSStyleTableService::activeEpochUpdate, &receiver,
-                     [&](qint32 e) { updates.append(e); });
-
-    service.loadEpoch(2, {{kUrlA, 1, 0}, {kUrlB, 1, 1}});
-    EXPECT_EQ(service.stableActiveEpoch(), 0) << "no stable epoch while changing";
-    EXPECT_FALSE(service.isTileEpochStale(true, 1));
-    ASSERT_TRUE(loadTable(service, kUrlA));  // A is in; B is not
-    EXPECT_EQ(service.activeEpoch(), 1);
-    EXPECT_EQ(service.stableActiveEpoch(), 0);
-
-    fetcher->release(kUrlB);
-    ASSERT_TRUE(zltest::waitFor([&] { return !updates.isEmpty(); }));
-    EXPECT_EQ(updates, QList<qint32>{2});
-    EXPECT_EQ(service.activeEpoch(), 2);
-    EXPECT_EQ(service.stableActiveEpoch(), 2);
-    EXPECT_TRUE(service.isTileEpochStale(true, 1));
-    EXPECT_FALSE(service.isTileEpochStale(true, 2));
-    EXPECT_FALSE(service.isTileEpochStale(false, 1)) << "tiles without global styles are never stale";
-}
-
-TEST(GMSStyleTableService, WithoutAnActiveEpochTheFirstTableMakesTheLoadingOneActive) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    fetcher->script(kUrlA, {{"A", {}}});
-    fetcher->hold(kUrlB);
-    GMSStyleTableService service(fetcher, objects(root.path()), {0, 1});
-    EXPECT_FALSE(service.hasActiveEpoch());
-    EXPECT_FALSE(service.isTileEpochStale(true, 99));
-    service.loadEpoch(5, {{kUrlA, 1, 0}, {kUrlB, 1, 1}});
-    ASSERT_TRUE(loadTable(service, kUrlA));
-    EXPECT_EQ(service.activeEpoch(), 5);
-    EXPECT_EQ(service.stableActiveEpoch(), 5);
-    fetcher->release(kUrlB);
-}
-
-TEST(GMSStyleTableService, ActiveEpochIsKeptAndAnUnchangedValueWritesNothing) {
-    QTemporaryDir root;
-    auto fetcher = std::make_shared<FakeFetcher>();
-    {
-        GMSStyleTableService service(fetcher, objects(root.path()), {0});
-        service.setActiveEpoch(7);
-        EXPECT_EQ(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
-        ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
-            service.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
-        }));
-        service.setActiveEpoch(7);
-        EXPECT_FALSE(onDisk(service.epochResourcesDiskCache(), "ActiveEpochKey").found);
-        service.setActiveEpoch(8);
-    }
-    GMSStyleTableService service(fetcher, objects(root.path()), {0});
+TEST_F(GMSStyleTableServiceTest, ActiveEpochIsKeptAndAnUnchangedValueWritesNothing) {
+    GMSStyleTableService& first = make();
+    first.setActiveEpoch(7);
+    EXPECT_EQ(loadObject(first.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
+    ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
+        first.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
+    }));
+    first.setActiveEpoch(7);
+    EXPECT_FALSE(loadObject(first.epochResourcesDiskCache(), "ActiveEpochKey").found);
+    first.setActiveEpoch(8);
+    close();
+    GMSStyleTableService& service = make();
     EXPECT_TRUE(zltest::waitFor([&] { return service.activeEpoch() == 8; }));
 }
 
@@ -222,7 +142,7 @@ TEST(GMSNetworkStyleTableFetcher, RetriesOverLoopbackHttp) {
 
     {
         QTemporaryDir root;
-        GMSStyleTableService service(fetcher, objects(root.path()), {0});
+        GMSStyleTableService service(fetcher, objectsDescriptor(root.path()), {0});
         auto table = loadTable(service, base + "/flaky");
         ASSERT_TRUE(table);
         EXPECT_EQ(table->data(), "served table");

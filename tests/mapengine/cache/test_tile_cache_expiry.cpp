@@ -2,11 +2,13 @@
 
 using namespace cachetest;
 
-TEST(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
-    QTemporaryDir root;
+class GMSTileDataCacheExpiry : public CacheTest {
+protected:
     FakeClock clock;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
-    ASSERT_TRUE(startCache(cache));
+};
+
+TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
+    GMSTileDataCache& cache = open(1, 0, 0, clock.clock());
     clock.set(900);
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 1000), tile(1, 1, 0, "b", 2000)}));
     EXPECT_EQ(cache.stats().expirationScans, 0) << "no period known yet";
@@ -43,33 +45,21 @@ TEST(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
     EXPECT_EQ(s.count, 0);
 }
 
-TEST(GMSTileDataCacheExpiry, NegativePeriodDisablesTheScan) {
-    QTemporaryDir root;
-    FakeClock clock;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
-    ASSERT_TRUE(startCache(cache));
-    cache.setExpirationPeriodMS(-1);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
-    clock.set(1LL << 40);
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    EXPECT_EQ(cache.stats().expirationScans, 0);
+// A negative period, or no clock at all: tiles never expire.
+TEST_F(GMSTileDataCacheExpiry, NoPeriodOrNoClockMeansNoScan) {
+    for (const bool withClock : {true, false}) {
+        SCOPED_TRACE(withClock);
+        GMSTileDataCache& cache = open(withClock ? 1 : 2, 0, 0, withClock ? clock.clock() : nullptr);
+        cache.setExpirationPeriodMS(withClock ? -1 : 1);
+        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
+        clock.set(1LL << 40);
+        EXPECT_TRUE(load(cache, {1, 0, 0}).found);
+        EXPECT_EQ(cache.stats().expirationScans, 0);
+    }
 }
 
-TEST(GMSTileDataCacheExpiry, WithoutAClockNothingExpires) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    cache.setExpirationPeriodMS(1);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    EXPECT_EQ(cache.stats().expirationScans, 0);
-}
-
-TEST(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
-    QTemporaryDir root;
-    FakeClock clock;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
+    GMSTileDataCache& cache = open(1, 0, 0, clock.clock());
     cache.setExpirationPeriodMS(100);
     clock.set(500);
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "new", 450)}));
@@ -83,14 +73,9 @@ TEST(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
     EXPECT_TRUE(load(cache, {1, 0, 0}).found);
 }
 
-TEST(GMSTileDataCacheExpiry, ExpiredTilesGoAtStart) {
-    QTemporaryDir root;
-    FakeClock clock;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 100), tile(1, 1, 0, "b", 900)}));
-    }
+TEST_F(GMSTileDataCacheExpiry, ExpiredTilesGoAtStart) {
+    ASSERT_TRUE(store(open(), {tile(1, 0, 0, "a", 100), tile(1, 1, 0, "b", 900)}));
+    close();
     GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
     cache.setExpirationPeriodMS(500);
     clock.set(1000);

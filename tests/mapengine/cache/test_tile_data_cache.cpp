@@ -1,56 +1,46 @@
 #include "CacheTestHelpers.h"
-#include "SqliteFaults.h"
-#include "GMSCacheNotificationCenter.h"
 #include "SqliteConnection.h"
-
-#include <QThread>
+#include "SqliteFaults.h"
 
 #include <QFile>
+#include <QThread>
 
 using namespace cachetest;
+using GMSTileDataCacheTest = CacheTest;
 
 namespace {
 QList<GMSCacheTileKey> keys(std::initializer_list<GMSCacheTileKey> k) { return QList<GMSCacheTileKey>(k); }
 }  // namespace
 
-TEST(GMSTileDataCache, StoresAndLoadsBothFormsAndSurvivesReopening) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        GMSCacheableTileData proto = tile(5, 1, 2, "proto-bytes", 111, "v7");
-        proto.perTileEpoch = 3;
-        proto.serverPerTileEpoch = 4;
-        ASSERT_TRUE(store(cache, {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
-        EXPECT_EQ(cache.stats().cacheSize, 10 + 11);
-    }
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, StoresAndLoadsBothFormsAndSurvivesReopening) {
+    GMSCacheableTileData proto = tile(5, 1, 2, "proto-bytes", 111, "v7");
+    proto.perTileEpoch = 3;
+    proto.serverPerTileEpoch = 4;
+    ASSERT_TRUE(store(open(), {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
+    close();
+    GMSTileDataCache& cache = open();
     const auto wire = load(cache, {5, 0, 0});
     EXPECT_TRUE(wire.found);
     EXPECT_EQ(wire.data, QByteArray("wire-bytes"));
     EXPECT_EQ(wire.validationTime, 100);
     EXPECT_TRUE(wire.versionID.isEmpty());
-    const auto proto = load(cache, {5, 1, 2});
-    EXPECT_EQ(proto.data, QByteArray("proto-bytes"));
-    EXPECT_EQ(proto.versionID, QStringLiteral("v7"));
-    EXPECT_EQ(proto.perTileEpoch, 3);
-    EXPECT_EQ(proto.serverPerTileEpoch, 4);
+    const auto back = load(cache, {5, 1, 2});
+    EXPECT_EQ(back.data, QByteArray("proto-bytes"));
+    EXPECT_EQ(back.versionID, QStringLiteral("v7"));
+    EXPECT_EQ(back.perTileEpoch, 3);
+    EXPECT_EQ(back.serverPerTileEpoch, 4);
     const auto empty = load(cache, {5, 2, 2});
     EXPECT_TRUE(empty.found);
     EXPECT_TRUE(empty.data.isEmpty());
     EXPECT_FALSE(load(cache, {5, 9, 9}).found);
     EXPECT_EQ(cache.hitCount(), 3);
     EXPECT_EQ(cache.missCount(), 1);
-    const auto s = cache.stats();
-    EXPECT_EQ(s.count, 3);
-    EXPECT_EQ(s.cacheSize, 21);
+    EXPECT_EQ(cache.stats().count, 3);
+    EXPECT_EQ(cache.stats().cacheSize, 10 + 11);
 }
 
-TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates) {
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "old-wire", 1)}));
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "new-proto!", 2, "v2")}));
     auto r = load(cache, {3, 1, 1});
@@ -62,6 +52,17 @@ TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
     EXPECT_EQ(r.data, QByteArray("wire"));
     EXPECT_TRUE(r.versionID.isEmpty());
     EXPECT_EQ(cache.stats().cacheSize, 4);
+
+    // An empty marker only moves the validation time of a stored tile, and
+    // stores nothing for an unknown one.
+    GMSCacheableTileData marker = tile(3, 1, 1, {}, 99);
+    marker.isEmptyCacheMarker = true;
+    GMSCacheableTileData stray = tile(3, 5, 5, {}, 99);
+    stray.isEmptyCacheMarker = true;
+    ASSERT_TRUE(store(cache, {marker, stray}));
+    r = load(cache, {3, 1, 1});
+    EXPECT_EQ(r.data, QByteArray("wire"));
+    EXPECT_EQ(r.validationTime, 99);
     EXPECT_EQ(cache.stats().count, 1);
 
     // Exactly one row and one blob are left in the store.
@@ -78,38 +79,16 @@ TEST(GMSTileDataCache, ChangingFormReplacesTheRowAndItsBytes) {
     });
 }
 
-TEST(GMSTileDataCache, EmptyMarkerOnlyMovesTheValidationTimeOfAStoredTile) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    ASSERT_TRUE(store(cache, {tile(4, 0, 0, "data", 10, "v1")}));
-    GMSCacheableTileData marker = tile(4, 0, 0, {}, 99);
-    marker.isEmptyCacheMarker = true;
-    GMSCacheableTileData stray = tile(4, 5, 5, {}, 99);
-    stray.isEmptyCacheMarker = true;
-    ASSERT_TRUE(store(cache, {marker, stray}));
-    const auto r = load(cache, {4, 0, 0});
-    EXPECT_EQ(r.data, QByteArray("data"));
-    EXPECT_EQ(r.versionID, "v1");
-    EXPECT_EQ(r.validationTime, 99);
-    EXPECT_FALSE(load(cache, {4, 5, 5}).found) << "a marker for an unknown tile stores nothing";
-    EXPECT_EQ(cache.stats().count, 1);
-}
+TEST_F(GMSTileDataCacheTest, LruOrderFollowsUseAndIsKeptAcrossRuns) {
+    GMSTileDataCache& first = open();
+    ASSERT_TRUE(store(first, {tile(1, 0, 0, "a"), tile(1, 1, 0, "b"), tile(1, 2, 0, "c")}));
+    EXPECT_EQ(first.lruOrder(), keys({{1, 2, 0}, {1, 1, 0}, {1, 0, 0}}));
+    load(first, {1, 0, 0});
+    first.touchTileForTileCoords({1, 1, 0});
+    EXPECT_EQ(first.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
+    close();  // touches are written when the cache closes
 
-TEST(GMSTileDataCache, LruOrderFollowsUseAndIsKeptAcrossRuns) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a"), tile(1, 1, 0, "b"), tile(1, 2, 0, "c")}));
-        EXPECT_EQ(cache.lruOrder(), keys({{1, 2, 0}, {1, 1, 0}, {1, 0, 0}}));
-        load(cache, {1, 0, 0});
-        cache.touchTileForTileCoords({1, 1, 0});
-        EXPECT_EQ(cache.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
-        // Touches are written when the cache closes.
-    }
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 2, 0);
-    ASSERT_TRUE(startCache(cache));
+    GMSTileDataCache& cache = open(1, 2);
     EXPECT_EQ(cache.lruOrder(), keys({{1, 1, 0}, {1, 0, 0}, {1, 2, 0}}));
     // The next store prunes the oldest beyond the limit of 2.
     ASSERT_TRUE(store(cache, {tile(1, 3, 0, "d")}));
@@ -117,55 +96,29 @@ TEST(GMSTileDataCache, LruOrderFollowsUseAndIsKeptAcrossRuns) {
     EXPECT_EQ(cache.ejectCount(), 2);
 }
 
-TEST(GMSTileDataCache, PruningStepsOverReservedTiles) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 1, 0);
-    ASSERT_TRUE(startCache(cache));
-    cache.reserveTileCoordsSet({{2, 0, 0}, {2, 1, 0}}, "screen");
-    ASSERT_TRUE(store(cache, {tile(2, 0, 0, "a")}));
-    ASSERT_TRUE(store(cache, {tile(2, 1, 0, "b")}));
-    EXPECT_EQ(cache.stats().count, 2) << "with a limit of 1 both reserved tiles stay";
-
-    ASSERT_TRUE(store(cache, {tile(2, 2, 0, "c")}));  // unreserved and youngest: the only one that may go...
-    EXPECT_EQ(cache.stats().count, 2);
-    EXPECT_FALSE(load(cache, {2, 2, 0}).found) << "...and it does, since pruning runs after storing";
-
-    cache.cancelReservationForClient("screen");
-    ASSERT_TRUE(store(cache, {tile(2, 3, 0, "d")}));
-    EXPECT_EQ(cache.lruOrder(), keys({{2, 3, 0}}));
-}
-
-TEST(GMSTileDataCache, PruningBySizeFromTheOldEnd) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 2500);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, PruningBySizeFromTheOldEnd) {
+    GMSTileDataCache& cache = open(1, 0, 2500);
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(store(cache, {tile(9, i, 0, QByteArray(1000, 'x'))}));
     EXPECT_EQ(cache.lruOrder(), keys({{9, 3, 0}, {9, 2, 0}}));
     EXPECT_EQ(cache.stats().cacheSize, 2000);
-    cache.reserveTileCoordsSet({{9, 2, 0}}, "a");
-    cache.reserveTileCoordsSet({{9, 3, 0}}, "b");
+    // A used tile outlives a younger one.
+    load(cache, {9, 2, 0});
     ASSERT_TRUE(store(cache, {tile(9, 4, 0, QByteArray(600, 'y'))}));
-    EXPECT_EQ(cache.stats().cacheSize, 2000) << "the new, unreserved tile is the one that goes";
-    cache.cancelReservationForClient("a");
-    ASSERT_TRUE(store(cache, {tile(9, 5, 0, QByteArray(600, 'z'))}));
-    EXPECT_EQ(cache.lruOrder(), keys({{9, 5, 0}, {9, 3, 0}}));
+    EXPECT_EQ(cache.lruOrder(), keys({{9, 4, 0}, {9, 2, 0}}));
+    EXPECT_EQ(cache.stats().cacheSize, 1600);
 }
 
-TEST(GMSTileDataCache, PropertiesAreKeptWithTheirTypes) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        cache.setProperty(42, "TileDataVersion");
-        cache.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
-        cache.setProperty(QByteArray("\x01\x02", 2), "Blob");
-        cache.setProperty(1.5, "Real");
-        cache.setProperty(7, "Gone");
-        cache.setProperty(QVariant(), "Gone");
-        EXPECT_EQ(cache.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
-    }
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 2, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, PropertiesAreKeptWithTheirTypes) {
+    GMSTileDataCache& first = open();
+    first.setProperty(42, "TileDataVersion");
+    first.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
+    first.setProperty(QByteArray("\x01\x02", 2), "Blob");
+    first.setProperty(1.5, "Real");
+    first.setProperty(7, "Gone");
+    first.setProperty(QVariant(), "Gone");
+    EXPECT_EQ(first.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
+    close();
+    GMSTileDataCache& cache = open(2);
     EXPECT_EQ(cache.propertyForKey("TileDataVersion"), QVariant(qint64(42)));
     EXPECT_EQ(cache.propertyForKey("KrotraLocale"), QVariant(QStringLiteral("pl_PL")));
     EXPECT_EQ(cache.propertyForKey("Blob"), QVariant(QByteArray("\x01\x02", 2)));
@@ -174,12 +127,9 @@ TEST(GMSTileDataCache, PropertiesAreKeptWithTheirTypes) {
     EXPECT_FALSE(cache.propertyForKey("PaintMajorEpoch").isValid());
 }
 
-TEST(GMSTileDataCache, TileTypesShareTheStoreButNotTheirTiles) {
-    QTemporaryDir root;
-    GMSTileDataCache a(tilesDescriptor(root.path()), 1, 0, 0);
-    GMSTileDataCache b(tilesDescriptor(root.path()), 2, 0, 0);
-    ASSERT_TRUE(startCache(a));
-    ASSERT_TRUE(startCache(b));
+TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {
+    GMSTileDataCache& a = open(1);
+    GMSTileDataCache& b = open(2);
     ASSERT_TRUE(store(a, {tile(1, 1, 1, "A")}));
     ASSERT_TRUE(store(b, {tile(1, 1, 1, "B")}));
     EXPECT_EQ(load(a, {1, 1, 1}).data, "A");
@@ -197,10 +147,8 @@ TEST(GMSTileDataCache, TileTypesShareTheStoreButNotTheirTiles) {
     EXPECT_EQ(b.stats().count, 0);
 }
 
-TEST(GMSTileDataCache, DeleteCheckAndInvalidate) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, DeleteCheckAndInvalidate) {
+    GMSTileDataCache& cache = open();
     GMSCacheableTileData t = tile(6, 0, 0, "zero", 10);
     t.perTileEpoch = 8;
     ASSERT_TRUE(store(cache, {t, tile(6, 1, 0, "one", 20), tile(6, 2, 0, "two", 30)}));
@@ -221,8 +169,7 @@ TEST(GMSTileDataCache, DeleteCheckAndInvalidate) {
     EXPECT_EQ(load(cache, {6, 0, 0}).perTileEpoch, -1);
 }
 
-TEST(GMSTileDataCache, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
-    QTemporaryDir root;
+TEST_F(GMSTileDataCacheTest, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
     zltest::LogCapture log;
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
@@ -239,55 +186,8 @@ TEST(GMSTileDataCache, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
 }
 
-TEST(GMSTileDataCache, DeletedStoreFolderIsRebuiltWithoutAnError) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
-    }
-    ASSERT_TRUE(QDir(tilesDescriptor(root.path()).directoryPath()).removeRecursively());
-    zltest::LogCapture log;
-    QStringList posted;
-    QObject receiver;
-    QObject::connect(GMSCacheNotificationCenter::instance(), &GMSCacheNotificationCenter::posted, &receiver,
-                     [&](const QString& n) { posted << n; });
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
-    EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
-    EXPECT_TRUE(QFile::exists(tilesDescriptor(root.path()).storePath()));
-    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
-    EXPECT_TRUE(posted.isEmpty());
-}
-
-TEST(GMSTileDataCache, CorruptStoreIsRebuiltWithoutAnError) {
-    QTemporaryDir root;
-    {
-        GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-        ASSERT_TRUE(startCache(cache));
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
-    }
-    const QString file = tilesDescriptor(root.path()).storePath();
-    {
-        QFile f(file);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(QByteArray(4096, '\x5a'));
-    }
-    zltest::LogCapture log;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
-    EXPECT_EQ(cache.stats().count, 0);
-    ASSERT_TRUE(store(cache, {tile(1, 0, 0, "y")}));
-    EXPECT_EQ(load(cache, {1, 0, 0}).data, "y");
-    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join('\n').toStdString();
-}
-
-TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     std::atomic<bool> release{false};
     // Hold the queue so that the delete stays pending.
@@ -306,10 +206,8 @@ TEST(GMSTileDataCache, LoadsDuringADeleteAreMissesAtOnce) {
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
 }
 
-TEST(GMSTileDataCache, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+TEST_F(GMSTileDataCacheTest, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "old")}));
     QList<QByteArray> seen;
     QObject ctx;
@@ -324,12 +222,10 @@ TEST(GMSTileDataCache, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
     EXPECT_EQ(seen, (QList<QByteArray>{"old", "old", "new", "miss"}));
 }
 
-TEST(GMSTileDataCache, AStoreThatFailsOnAFullDiskLeavesTheCacheUsable) {
+TEST_F(GMSTileDataCacheTest, AStoreThatFailsOnAFullDiskLeavesTheCacheUsable) {
     using namespace zl::sqlite::faults;
     install();
-    QTemporaryDir root;
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+    GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     {
         zltest::LogCapture log;

@@ -20,8 +20,7 @@ GMSStyleTableService::GMSStyleTableService(std::shared_ptr<GMSStyleTableFetcher>
           std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kEpochResourcesObjectType)),
       m_styleTableDiskCache(
           std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kStyleTableObjectType)),
-      m_styleTableMemCache(GMSLRUCache<QString, Table>::create(std::max<qsizetype>(1, m_mapStyles.size()),
-                                                               QStringLiteral("GMSStyleTableServiceLRU"))),
+      m_styleTableMemCache(std::size_t(std::max<qsizetype>(1, m_mapStyles.size()))),
       m_workQueue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSStyleTableService"), zl::SerialQueue::kCacheSpinMicroseconds)) {
     // The epoch in force at the last run, unless one is set before it is read.
     auto guard = m_guard;
@@ -232,7 +231,7 @@ void GMSStyleTableService::loadEpoch(qint32 epoch, const QList<GMSStyleTableMapp
         // Tables already decoded in this run are in: only the others are pending.
         m_styleTableURLsPending = std::make_unique<QSet<QString>>();
         for (const auto& m : mappings)
-            if (!m_styleTableMemCache->objectForKey(m.url)) m_styleTableURLsPending->insert(m.url);
+            if (!m_styleTableMemCache.get(m.url)) m_styleTableURLsPending->insert(m.url);
         if (m_styleTableURLsPending->isEmpty()) {
             m_styleTableURLsPending.reset();
             complete = m_activeEpoch != epoch;
@@ -355,9 +354,10 @@ void GMSStyleTableService::loadStyleTable(const GMSStyleTableMapping& mapping, Q
     const QString key = mapping.url;
     {
         QMutexLocker l(&m_lock);
-        if (auto hit = m_styleTableMemCache->objectForKey(key)) {
+        if (const Table* hit = m_styleTableMemCache.get(key)) {
+            const Table table = *hit;  // the entry may go once unlocked
             l.unlock();
-            done(*hit);
+            done(table);
             return;
         }
         auto it = m_inflightTableRequests.find(key);
@@ -394,7 +394,7 @@ void GMSStyleTableService::completeKey(const QString& key, const Table& table) {
     QList<std::function<void(Table)>> waiting;
     {
         QMutexLocker l(&m_lock);
-        if (table) m_styleTableMemCache->setObject(table, key);
+        if (table) m_styleTableMemCache.put(key, table);
         waiting = m_inflightTableRequests.take(key);
     }
     for (const auto& w : waiting) w(table);
@@ -403,7 +403,7 @@ void GMSStyleTableService::completeKey(const QString& key, const Table& table) {
 void GMSStyleTableService::clearCachesWithCompletionHandler(QObject* context, std::function<void()> handler) {
     {
         QMutexLocker l(&m_lock);
-        m_styleTableMemCache->removeAllObjects();
+        m_styleTableMemCache.clear();
     }
     GMSCallback<> done(context, std::move(handler));
     m_styleTableDiskCache->deleteObjectDataCacheWithCompletionHandler(nullptr, [done](bool) { done(); });

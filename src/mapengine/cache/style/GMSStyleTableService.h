@@ -1,9 +1,9 @@
 #pragma once
 
 #include "GMSCallback.h"
+#include "LruCache.h"
 #include "SerialQueue.h"
 #include "GMSCacheStorageDescriptor.h"
-#include "GMSLRUCache.h"
 #include "GMSLazyMultiZoomStyleTable.h"
 #include "GMSObjectDataCache.h"
 #include "GMSStyleTableEpochResources.h"
@@ -116,7 +116,7 @@ private:
     std::unique_ptr<GMSObjectDataCache> m_styleTableDiskCache;
 
     mutable QMutex m_lock;  // the monitor: never held across a completion
-    std::unique_ptr<GMSLRUCache<QString, Table>> m_styleTableMemCache;
+    zl::LruCache<QString, Table> m_styleTableMemCache;  // one entry per map style
     QHash<QString, QList<std::function<void(Table)>>> m_inflightTableRequests;
     QHash<QString, QList<DataRequest>> m_inflightDataRequests;
     qint32 m_loadingEpoch = 0;
