@@ -215,7 +215,9 @@ TEST_F(AzimuthForm, AnEditThatCantBeSavedChangesNothing) {
     // Too large for an edit: refused, the form stays and says so.
     NewAzimuthVC* vc = showEdit(a->id());
     type(vc->azimuth, "1e12");
+    zltest::LogCapture log;
     vc->button->tap();
+    EXPECT_TRUE(log.contains("doesn't fit 32 bits"));
     EXPECT_EQ(stored().first()->azimuth(), 45.0);
     EXPECT_EQ(nav->topViewController(), vc);
     EXPECT_FALSE(vc->statusLbl->text().isEmpty());

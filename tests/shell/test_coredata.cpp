@@ -190,6 +190,7 @@ TEST(CoreDataStore, AWriteThatFailsIsKeptReportedAndWrittenLater) {
         QStringList failures;
         QObject::connect(s.ctx(), &NSManagedObjectContext::storeWriteFailed, [&](const QString& m) { failures << m; });
         {
+            zltest::LogCapture log;  // the failure is also logged
             FailingWrites full(Fault::DiskFull);
             addAzimuth(s.ctx(), "A", 1);
             ASSERT_TRUE(s.save());

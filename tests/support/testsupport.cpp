@@ -8,35 +8,84 @@
 #include <QMutex>
 #include <QThread>
 
+#include <gtest/gtest.h>
+
 namespace zltest {
 namespace {
 
 QMutex g_mutex;
-QList<QPair<QtMsgType, QString>> g_messages;
+QList<QPair<QtMsgType, QString>> g_messages;  // while a LogCapture lives
+QStringList g_unexpected;                      // warnings nobody captured
 int g_captures = 0;
+bool g_installed = false;
 QtMessageHandler g_previous = nullptr;
 
+bool isWarning(QtMsgType type) { return type == QtWarningMsg || type == QtCriticalMsg || type == QtFatalMsg; }
+
+// What the machine says, not the code under test: a test box without a
+// session bus or a runtime folder.
+bool isEnvironmentNoise(const QString& msg) {
+    return msg.contains(QLatin1String("XDG_RUNTIME_DIR")) ||
+           msg.contains(QLatin1String("This plugin does not support propagateSizeHints"));
+}
+
 void handler(QtMsgType type, const QMessageLogContext& ctx, const QString& msg) {
+    bool captured;
     {
         QMutexLocker lock(&g_mutex);
-        g_messages.append({type, msg});
+        captured = g_captures > 0;
+        if (captured)
+            g_messages.append({type, msg});
+        else if (isWarning(type) && !isEnvironmentNoise(msg))
+            g_unexpected.append(msg);
     }
-    if (qEnvironmentVariableIsSet("ZENLOFT_TEST_VERBOSE") && g_previous) g_previous(type, ctx, msg);
+    if ((!captured || qEnvironmentVariableIsSet("ZENLOFT_TEST_VERBOSE")) && g_previous) g_previous(type, ctx, msg);
 }
+
+void install() {
+    if (g_installed) return;
+    g_installed = true;
+    g_previous = qInstallMessageHandler(handler);
+}
+
+// Fails the test that logged a warning it did not capture.
+class WarningGuard : public ::testing::EmptyTestEventListener {
+    void OnTestStart(const ::testing::TestInfo&) override {
+        QMutexLocker lock(&g_mutex);
+        g_unexpected.clear();
+    }
+    void OnTestEnd(const ::testing::TestInfo&) override {
+        QStringList unexpected;
+        {
+            QMutexLocker lock(&g_mutex);
+            unexpected.swap(g_unexpected);
+        }
+        if (!unexpected.isEmpty())
+            ADD_FAILURE() << "unexpected warning in the log (capture it with zltest::LogCapture if the test expects "
+                             "it):\n  "
+                          << unexpected.join(QStringLiteral("\n  ")).toStdString();
+    }
+};
 
 }  // namespace
 
+void installWarningGuard() {
+    {
+        QMutexLocker lock(&g_mutex);
+        install();
+    }
+    ::testing::UnitTest::GetInstance()->listeners().Append(new WarningGuard);
+}
+
 LogCapture::LogCapture() {
     QMutexLocker lock(&g_mutex);
-    if (g_captures++ == 0) {
-        g_messages.clear();
-        g_previous = qInstallMessageHandler(handler);
-    }
+    install();
+    if (g_captures++ == 0) g_messages.clear();
 }
 
 LogCapture::~LogCapture() {
     QMutexLocker lock(&g_mutex);
-    if (--g_captures == 0) qInstallMessageHandler(g_previous);
+    --g_captures;
 }
 
 QStringList LogCapture::messages() const {

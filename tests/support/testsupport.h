@@ -10,6 +10,8 @@ namespace zltest {
 
 // Collects every message Qt logs while it lives, so that a test can check
 // that nothing unexpected was reported (or that an expected warning came).
+// A warning logged while no capture lives fails the running test (see
+// installWarningGuard): a test that expects a warning captures it.
 class LogCapture {
 public:
     LogCapture();
@@ -22,6 +24,10 @@ public:
     bool contains(const QString& text) const;
     void clear();
 };
+
+// Every test binary's main calls this: from then on a Qt warning or
+// critical that no LogCapture takes fails the test during which it came.
+void installWarningGuard();
 
 // Path of a file in the source tree (tests/data/..., resources/...).
 QString sourcePath(const QString& relative);

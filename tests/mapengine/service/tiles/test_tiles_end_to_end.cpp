@@ -127,7 +127,11 @@ TEST_F(TilesEndToEnd, StartInstallsTheSourceForNewMapViewsAndStopTakesItBack)
     }
     ASSERT_TRUE(GMSServices::provideAPIKey(kKey));
     ASSERT_TRUE(MapServiceSetup::start(options()));
-    EXPECT_FALSE(MapServiceSetup::start(options()));  // one at a time
+    {
+        zltest::LogCapture log;
+        EXPECT_FALSE(MapServiceSetup::start(options()));  // one at a time
+        EXPECT_TRUE(log.contains("already started"));
+    }
     ASSERT_TRUE(MapServiceSetup::instance());
     ASSERT_TRUE(GMSServices::sharedServicesIfActive());
     EXPECT_EQ(GMSServices::sharedServicesIfActive()->tileSource(), MapServiceSetup::instance()->tileSource());
