@@ -93,29 +93,21 @@ TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
     }
 }
 
-namespace {
-GMSDASHClientDescription description()
+// The body a connection builds: header, the identity requests it adds, then
+// each request's own bytes.
+TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
 {
     GMSDASHClientDescription d;
     d.platformID = "ios:test";
     d.softwareVersion = "9.9";
     d.preferredLanguages = {"pl", "en"};
     d.apiKey = "KEY";
-    return d;
-}
-
-std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state,
-                                              const GMSDASHClientDescription& d = description())
-{
-    return zltest::connection("http://127.0.0.1:1/glm/mmap", d, std::move(state));
-}
-}  // namespace
-
-TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
-{
-    auto conn = connection(std::make_shared<GMSDASHClientState>(nullptr));
+    const auto connection = [&d](std::shared_ptr<GMSDASHClientState> state) {
+        return zltest::connection("http://127.0.0.1:1/glm/mmap", d, std::move(state));
+    };
+    auto state = std::make_shared<GMSDASHClientState>(nullptr);
     std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108, "xyz")};
-    const std::string body = conn->buildServerPayloadForRequests(reqs);
+    std::string body = connection(state)->buildServerPayloadForRequests(reqs);
     ASSERT_EQ(reqs.size(), 3u);  // cookie request, client properties, ours
 
     // Version 24, no cookie yet, the first language, the app store channel.
@@ -137,18 +129,15 @@ TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
     EXPECT_TRUE(in.atEnd());
     EXPECT_EQ(reqs[2]->sentBytes(), 2 + 4 + 3);
     EXPECT_EQ(reqs[0]->sentBytes(), 2);
-}
 
-TEST(Payload, KnownCookieSuppressedUserStateAndOverlongHeader)
-{
-    auto state = std::make_shared<GMSDASHClientState>(nullptr);
+    // A known cookie goes in the header and is not asked for again.
     state->setUserCookie(0x0102030405060708ULL, 0);
-    auto conn = connection(state);
-    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108)};
-    std::string body = conn->buildServerPayloadForRequests(reqs);
+    reqs = {std::make_shared<RecordingRequest>(108)};
+    body = connection(state)->buildServerPayloadForRequests(reqs);
     EXPECT_EQ(reqs.size(), 2u);
     EXPECT_EQ(body.substr(2, 8), std::string("\x01\x02\x03\x04\x05\x06\x07\x08", 8));
 
+    // Suppressed user state: neither the cookie nor its request.
     auto fresh = connection(std::make_shared<GMSDASHClientState>(nullptr));
     fresh->setSuppressUserState(true);
     reqs = {std::make_shared<RecordingRequest>(108)};
@@ -157,8 +146,7 @@ TEST(Payload, KnownCookieSuppressedUserStateAndOverlongHeader)
     EXPECT_EQ(reqs[0]->requestID(), 62);
     EXPECT_EQ(body.substr(2, 8), std::string(8, '\0'));
 
-    GMSDASHClientDescription overlong = description();
-    overlong.preferredLanguages = {QString(21846, QChar(0x0800))};
+    d.preferredLanguages = {QString(21846, QChar(0x0800))};
     reqs = {std::make_shared<RecordingRequest>(108)};
-    EXPECT_THROW(connection(nullptr, overlong)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
+    EXPECT_THROW(connection(nullptr)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
 }
