@@ -69,7 +69,7 @@ const char* kWrapped = R"({"type":"Topology",
  "arcs":[[[170,-5],[-170,-5],[-170,5],[170,5],[170,-5]]]})";
 }  // namespace
 
-TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
+TEST(Basemap, DecodesQuantisedArcsFindsSharedBordersAndRendersLandAndWater)
 {
     const TopoLayer countries = layer(kCountries, "countries");
     TopoLayer land = layer(kCountries, "land");
@@ -88,13 +88,11 @@ TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
     TopoLayer bad;
     EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{"land":{"type":"Polygon","arcs":[[5]]}},"arcs":[]})",
                               "land", bad, error));
-}
 
-TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
-{
-    TopoLayer land = layer(kCountries, "land");
+    // The base map of that land and a ring across the antimeridian.
+    land = layer(kCountries, "land");
     land.polygons.push_back(layer(kWrapped, "land").polygons.at(0));
-    const BasemapRenderer renderer(land, land, layer(kCountries, "countries"));
+    const BasemapRenderer renderer(land, land, countries);
 
     const auto world = renderer.renderTile(0, 0, 0);
     ASSERT_TRUE(world);

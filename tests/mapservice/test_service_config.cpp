@@ -71,7 +71,7 @@ TEST(ServiceConfig, FileThenCommandLine)
     EXPECT_TRUE(c.directToPaintTileTypes.empty());
 }
 
-TEST(ServiceConfig, ErrorsNameTheLine)
+TEST(ServiceConfig, ErrorsNameTheLineAndTileTypesByName)
 {
     QTemporaryDir dir;
     ServiceConfig c;
@@ -90,10 +90,7 @@ TEST(ServiceConfig, ErrorsNameTheLine)
         EXPECT_NE(error.find(message), std::string::npos) << error;
     }
     EXPECT_FALSE(loadConfigFile(dir.filePath("none.conf").toStdString(), c, error));
-}
 
-TEST(ServiceConfig, TileTypeNames)
-{
     for (auto [name, type] : {std::pair{"satellite", 1}, {"TILE_TYPE_BASEMAP", 4}, {"0", 0}, {"9999", -1}})
         EXPECT_EQ(tileTypeFromName(name), type) << name;
     EXPECT_EQ(tileTypeName(3), "hybrid_overlay");

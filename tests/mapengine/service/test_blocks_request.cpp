@@ -54,7 +54,7 @@ void reply(std::vector<GMSDASHRequestPtr> sent, const std::string& answers, std:
 
 }  // namespace
 
-TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswerOnce)
+TEST(BlocksRequest, WritesItsBlockReadsAStreamedAnswerOnceAndFailsBrokenOnes)
 {
     Numbers n;
     auto request = n.request();
@@ -73,10 +73,7 @@ TEST(BlocksRequest, WritesWhatItsBlockWritesAndReadsAStreamedAnswerOnce)
     EXPECT_EQ(n.completions, 1);
     EXPECT_EQ(n.read, (std::vector<int>{1, 2, 65535}));
     EXPECT_TRUE(n.failures.empty());
-}
 
-TEST(BlocksRequest, BrokenAnswersAndMissingBlocksFail)
-{
     // A wrong id fails it with the framing error; an answer cut short fails
     // once the body has ended.
     Numbers wrongId, cut;
