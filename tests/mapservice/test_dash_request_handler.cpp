@@ -148,7 +148,7 @@ std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pai
 
 }  // namespace
 
-TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
+TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLargeTiles)
 {
     auto req = tileRequest({{1, 1, 0}, {2, 3, 1}, {2, 0, 0}}, 256);  // the last is absent
     *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);  // no store
@@ -163,16 +163,14 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
     EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
               DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
     EXPECT_EQ(resp.map_tile_array(2).map_tile().tile_index_x(), 0);
-}
 
-TEST_F(HandlerTest, CurrentVersionGetsNoDataAndLargeTilesShiftTheZoom)
-{
-    auto req = tileRequest({{0, 0, 0}});
+    // The client's current version gets no data.
+    auto current = tileRequest({{0, 0, 0}});
     const std::string version = DashRequestHandler::versionOf(tiles.tile(0, 0, 0));
-    req.mutable_map_tile_array(0)->mutable_version_id()->set_version_id(version);
-    const auto resp = tileAnswer(handle(zltest::framedTileBody(kKey, req, false)));
-    EXPECT_EQ(dataOf(resp), std::vector<std::string>{"-"});
-    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(), version);
+    current.mutable_map_tile_array(0)->mutable_version_id()->set_version_id(version);
+    const auto same = tileAnswer(handle(zltest::framedTileBody(kKey, current, false)));
+    EXPECT_EQ(dataOf(same), std::vector<std::string>{"-"});
+    EXPECT_EQ(same.map_tile_array(0).map_tile().version_id().version_id(), version);
 
     // A 512 edge sends zoomLevel one above the tile's zoom.
     EXPECT_EQ(dataOf(tileAnswer(handle(zltest::framedTileBody(kKey, tileRequest({{2, 1, 0}}, 512), false)))),
@@ -201,7 +199,9 @@ TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
     EXPECT_TRUE(in.atEnd());
 }
 
-TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
+// The client parameters groups: the style tables name each file of the style
+// folder; the paint route is offered only with a signing key.
+TEST_F(HandlerTest, ParameterGroupsByteForByte)
 {
     config.apiKeys.clear();
     QTemporaryDir styles;
@@ -210,34 +210,29 @@ TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
     ASSERT_TRUE(QDir(styles.path()).mkdir("sub"));
     config.styleDir = styles.path().toStdString();
     config.styleEpoch = 7;
-    const auto ask = [&](std::uint64_t hash) { return askForGroups(*tiles.handler(config), {{37, hash}}); };
+    const auto ask = [&](std::vector<std::pair<int, std::uint64_t>> groups) {
+        return askForGroups(*tiles.handler(config), groups);
+    };
 
     // paint_epoch 7; a.tbl map style 0, b.tbl map style 1 (name order); no
     // format field; relative URLs under /styles/.
     const std::string mapA = bytes({0x0A, 13}) + "/styles/a.tbl" + bytes({0x18, 0});
     const std::string mapB = bytes({0x0A, 13}) + "/styles/b.tbl" + bytes({0x18, 1});
     const std::string tables = bytes({0x6A, 40, 0x08, 7, 0x12, 17}) + mapA + bytes({0x12, 17}) + mapB;
-    EXPECT_EQ(ask(0), group(37, tables));
+    EXPECT_EQ(ask({{37, 0}}), group(37, tables));
 
     // The client's copy is current: type and hash only.
     const std::uint64_t hash = fnv(bytes({0x08, 37}) + tables);
-    EXPECT_EQ(ask(hash), group(37, "", hash));
+    EXPECT_EQ(ask({{37, hash}}), group(37, "", hash));
 
     // An empty or missing folder offers no tables.
     for (const char* folder : {"sub", "none"}) {
         config.styleDir = styles.filePath(folder).toStdString();
-        EXPECT_EQ(ask(0), group(37, "")) << folder;
+        EXPECT_EQ(ask({{37, 0}}), group(37, "")) << folder;
     }
-}
 
-TEST_F(HandlerTest, PaintRouteIsOfferedOnlyWithASigningKey)
-{
-    config.apiKeys.clear();
-    config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
-    const auto ask = [&](std::vector<std::pair<int, std::uint64_t>> groups) {
-        return askForGroups(*tiles.handler(config), groups);
-    };
     // Without a key: neither the paint group nor the direct-to-paint types.
+    config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
     EXPECT_EQ(ask({{1, 0}, {38, 0}}), group(1, bytes({0x52, 2, 0x38, 1})) + group(38, ""));
 
     config.paintSigningKey = "k3y";
