@@ -19,11 +19,6 @@ std::vector<std::shared_ptr<RecordingRequest>> make(int n, quint16 id = 108)
     return v;
 }
 
-std::vector<GMSDASHRequestPtr> base(const std::vector<std::shared_ptr<RecordingRequest>>& v)
-{
-    return {v.begin(), v.end()};
-}
-
 }  // namespace
 
 TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
@@ -51,7 +46,7 @@ TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
         auto reqs = make(static_cast<int>(c.outcomes.size()));
         if (c.refusedIndex >= 0)
             reqs[c.refusedIndex]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
-        GMSDASHStreamingReply reply(base(reqs), nullptr);
+        GMSDASHStreamingReply reply({reqs.begin(), reqs.end()}, nullptr);
         const std::string body = zltest::answerBody(c.version, c.answers);
         reply.appendData(body.data(), body.size() - c.cut);
         reply.finish(c.transportError);
@@ -80,7 +75,7 @@ TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
                 c = static_cast<char>(rng());
         }
         auto reqs = make(3);
-        GMSDASHStreamingReply reply(base(reqs), nullptr);
+        GMSDASHStreamingReply reply({reqs.begin(), reqs.end()}, nullptr);
         std::size_t at = 0;
         while (at < body.size()) {
             const std::size_t n = std::min<std::size_t>(1 + rng() % 50, body.size() - at);
