@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-TEST(ManualClock, RunsDueTimersInTimeOrderWithTheTimeSetToTheirDueTime) {
+TEST(ManualClock, RunsDueTimersInTimeOrderWithTheTimeSetToTheirDueTimeFromTheGivenStart) {
     zl::ManualClock clock;
     QObject context;
     const QDateTime t0 = clock.now();
@@ -40,14 +40,13 @@ TEST(ManualClock, RunsDueTimersInTimeOrderWithTheTimeSetToTheirDueTime) {
     clock.advance(2);
     EXPECT_EQ(order.size(), 4u);
     EXPECT_EQ(clock.pendingCount(), 0);
-}
 
-TEST(ManualClock, StartsAtTheGivenTimes) {
+    // Clocks that start at a given time.
     EXPECT_EQ(zl::ManualClock(100.0).monotonicMs(), 100'000);
-    zl::ManualClock clock(QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
-    clock.advance(1500);
-    EXPECT_DOUBLE_EQ(clock.secondsSinceReferenceDate(), 1.5);
-    EXPECT_EQ(clock.wallMs(), QDateTime(QDate(2001, 1, 1), QTime(0, 0, 1, 500), Qt::UTC).toMSecsSinceEpoch());
+    zl::ManualClock dated(QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
+    dated.advance(1500);
+    EXPECT_DOUBLE_EQ(dated.secondsSinceReferenceDate(), 1.5);
+    EXPECT_EQ(dated.wallMs(), QDateTime(QDate(2001, 1, 1), QTime(0, 0, 1, 500), Qt::UTC).toMSecsSinceEpoch());
 }
 
 TEST(SystemClock, RunsAndCancelsThroughTheContextsEventLoop) {

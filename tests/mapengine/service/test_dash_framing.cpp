@@ -66,7 +66,7 @@ TEST(DashFraming, IntegersAreBigEndianAndBlocksCarryTheirLength)
     EXPECT_TRUE(in.atEnd());
 }
 
-TEST(DashFraming, HeaderByteForByteOrNotAtAll)
+TEST(DashFraming, HeaderByteForByteOrNotAtAllAndFieldNumbersAreTheProtocols)
 {
     DashRequestHeader h;
     h.userCookie = 0x1122334455667788ULL;
@@ -95,10 +95,7 @@ TEST(DashFraming, HeaderByteForByteOrNotAtAll)
     EXPECT_THROW(refused.writeString(h.language), DashStringTooLongError);
     EXPECT_EQ(hex(refused.bytes()), "00 07");
     EXPECT_NO_THROW(refused.writeString(std::u16string(21845, u'\u0800')));
-}
 
-TEST(DashFraming, ProtoFieldNumbersAreTheProtocols)
-{
     // Field 43 (fingerprint) is tag (43 << 3 | 2) = 346 = DA 02; field 23
     // repeated int32 unpacked is tag B8 01.
     GMSx_GMMClientPropertiesRequestProto p;
