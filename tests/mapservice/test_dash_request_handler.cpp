@@ -177,28 +177,6 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLarg
               std::vector<std::string>{tiles.tile(1, 1, 0)});
 }
 
-TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
-{
-    DashOutput more(zltest::framedTileBody("wrong", tileRequest({{0, 0, 0}})));
-    GMSx_GMMApiQuotaEventRequestProto quota;
-    quota.add_event_array()->set_type(QUOTA_EVENT_MAP_LOAD);
-    more.writeUInt16(kDashApiQuotaEventRequest);
-    more.writeMessage(quota);
-    const DashAnswer a = handle(more.bytes());
-    ASSERT_EQ(a.httpStatus, 200);
-    DashInput in(a.body, true);
-    const auto props = readPrologue(in);
-    ASSERT_EQ(props.datarequest_status_array_size(), 1);
-    EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
-    EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
-    // The tile request is skipped; the quota event says why.
-    EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
-    const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
-    EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
-    EXPECT_FALSE(q.developer_console_error_string().empty());
-    EXPECT_TRUE(in.atEnd());
-}
-
 // The client parameters groups: the style tables name each file of the style
 // folder; the paint route is offered only with a signing key.
 TEST_F(HandlerTest, ParameterGroupsByteForByte)
@@ -253,7 +231,7 @@ TEST_F(HandlerTest, ParameterGroupsByteForByte)
     EXPECT_NE(changed.parameter_group_array(0).hash_p(), oldHash);
 }
 
-TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
+TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheRequestsUnanswered)
 {
     const std::string good = zltest::framedTileBody(kKey, tileRequest({{0, 0, 0}}));
     std::string v23 = good;
@@ -267,6 +245,26 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
         EXPECT_EQ(summary(a).substr(0, 14), "400 text/plain") << why;
         EXPECT_NE(a.error.find(why), std::string::npos) << a.error;
     }
+    // A rejected key marks the requests and leaves them unanswered.
+    DashOutput more(zltest::framedTileBody("wrong", tileRequest({{0, 0, 0}})));
+    GMSx_GMMApiQuotaEventRequestProto quota;
+    quota.add_event_array()->set_type(QUOTA_EVENT_MAP_LOAD);
+    more.writeUInt16(kDashApiQuotaEventRequest);
+    more.writeMessage(quota);
+    const DashAnswer answer = handle(more.bytes());
+    ASSERT_EQ(answer.httpStatus, 200);
+    DashInput in(answer.body, true);
+    const auto props = readPrologue(in);
+    ASSERT_EQ(props.datarequest_status_array_size(), 1);
+    EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
+    EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
+    // The tile request is skipped; the quota event says why.
+    EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
+    const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
+    EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
+    EXPECT_FALSE(q.developer_console_error_string().empty());
+    EXPECT_TRUE(in.atEnd());
+
     config.maxRequestsPerBody = 2;
     const DashAnswer a = handle(good);
     EXPECT_EQ(a.httpStatus, 400);
