@@ -7,6 +7,8 @@
 #include "dash.pb.h"
 #include "maptile.pb.h"
 
+#include <QByteArray>
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -24,16 +26,7 @@ std::string bytes(std::initializer_list<int> b)
 
 std::string hex(const std::string& s)
 {
-    static const char* d = "0123456789ABCDEF";
-    std::string out;
-    for (unsigned char c : s) {
-        out += d[c >> 4];
-        out += d[c & 15];
-        out += ' ';
-    }
-    if (!out.empty())
-        out.pop_back();
-    return out;
+    return QByteArray::fromStdString(s).toHex(' ').toUpper().toStdString();
 }
 
 std::string encoded(const std::u16string& s)
