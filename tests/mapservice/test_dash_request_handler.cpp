@@ -96,14 +96,6 @@ std::string bytes(std::initializer_list<int> b)
     return s;
 }
 
-std::string fixed64(std::uint64_t v)
-{
-    std::string s;
-    for (int i = 0; i < 8; ++i)
-        s.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
-    return s;
-}
-
 std::uint64_t fnv(const std::string& s)
 {
     std::uint64_t h = 1469598103934665603ULL;
@@ -120,7 +112,11 @@ std::uint64_t fnv(const std::string& s)
 std::string group(int type, const std::string& content, std::uint64_t hash = 0)
 {
     const std::string head = bytes({0x08, type});
-    const std::string g = head + bytes({0x11}) + fixed64(hash ? hash : fnv(head + content)) + content;
+    std::string g = head + bytes({0x11});
+    hash = hash ? hash : fnv(head + content);
+    for (int i = 0; i < 8; ++i)
+        g.push_back(static_cast<char>(hash >> (8 * i)));  // fixed64: little-endian
+    g += content;
     return bytes({0x0A, static_cast<int>(g.size())}) + g;
 }
 
