@@ -14,9 +14,11 @@
 
 namespace {
 
+using Rows = std::map<std::tuple<int, int, int>, std::string>;
+
 // Every row of the tiles view, keyed by (zoom, column, TMS row).
-std::map<std::tuple<int, int, int>, std::string> readRows(const std::string& path) {
-    std::map<std::tuple<int, int, int>, std::string> rows;
+Rows readRows(const std::string& path) {
+    Rows rows;
     zl::sqlite::Connection db;
     EXPECT_TRUE(db.open(QString::fromStdString(path), zl::sqlite::Connection::Access::ReadOnly));
     EXPECT_TRUE(db.query("SELECT zoom_level, tile_column, tile_row, tile_data FROM tiles", {}, [&](const auto& row) {
@@ -44,12 +46,9 @@ TEST(Mbtiles, TilesLandInTmsRowsByteForByteSharedWhenEqualReadBackByXyzAndBadFil
         EXPECT_EQ(w.tileCount(), 4);
         EXPECT_EQ(w.imageCount(), 3);
     }
-    const auto rows = readRows(path);
-    ASSERT_EQ(rows.size(), 4u);
-    EXPECT_EQ(rows.at({0, 0, 0}), "root");
-    EXPECT_EQ(rows.at({2, 3, 3}), binary);  // the northern row is the last TMS row
-    EXPECT_EQ(rows.at({2, 1, 2}), "root");
-    EXPECT_EQ(rows.at({3, 1, 1}), "");
+    // The northern row is the last TMS row.
+    const Rows rows{{{0, 0, 0}, "root"}, {{2, 1, 2}, "root"}, {{2, 3, 3}, binary}, {{3, 1, 1}, ""}};
+    EXPECT_EQ(readRows(path), rows);
 
     zl::MbtilesReader reader(path);
     std::string error;
