@@ -124,7 +124,7 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
          {"GMSDASHHTTPErrorDomain:503", "GMSDASHHTTPErrorDomain:503"}},
         {"garbage",
          [](const httplib::Request&, httplib::Response& res) {
-             res.set_content("\x00\x18garbage-garbage", "application/binary");
+             res.set_content(std::string("\x00\x18garbage-garbage", 17), "application/binary");
          },
          {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
         {"wrong type",
