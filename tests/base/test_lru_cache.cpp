@@ -86,7 +86,7 @@ TEST(LruCache, Scripts) {
 }
 
 // Owners that must keep some entries (tiles on screen) trim around them.
-TEST(LruCache, TrimStepsOverWhatIsKeptAndWalksBothWays) {
+TEST(LruCache, TrimStepsOverWhatIsKeptWalksBothWaysAndHoldsValuesThatOnlyMove) {
     Cache cache;
     run(cache, "a1 b2 c3 d4 e5");
     const auto even = [](const Cache::Entry& e) { return e.value % 2 == 0; };
@@ -99,14 +99,13 @@ TEST(LruCache, TrimStepsOverWhatIsKeptAndWalksBothWays) {
     // Values may be changed in place; keys are const.
     for (auto& [key, value] : cache) value *= 10;
     EXPECT_EQ(contents(cache), "d40 b20");
-}
 
-TEST(LruCache, HoldsValuesThatOnlyMove) {
-    LruCache<int, std::unique_ptr<int>> cache(2);
-    cache.put(1, std::make_unique<int>(10));
-    *cache.put(1, std::make_unique<int>(11)) += 1;
-    cache.putOldest(2, std::make_unique<int>(20));
-    cache.put(3, std::make_unique<int>(30));
-    EXPECT_EQ(cache.keys(), (std::vector<int>{3, 1}));
-    EXPECT_EQ(**cache.find(1), 12);
+    // Values that only move.
+    LruCache<int, std::unique_ptr<int>> moving(2);
+    moving.put(1, std::make_unique<int>(10));
+    *moving.put(1, std::make_unique<int>(11)) += 1;
+    moving.putOldest(2, std::make_unique<int>(20));
+    moving.put(3, std::make_unique<int>(30));
+    EXPECT_EQ(moving.keys(), (std::vector<int>{3, 1}));
+    EXPECT_EQ(**moving.find(1), 12);
 }

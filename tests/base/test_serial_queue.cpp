@@ -82,7 +82,7 @@ TEST(SerialQueue, StoppingRunsWhatIsPostedAndWhatThatPosts) {
     EXPECT_EQ(ran.load(), 100 + 51);
 }
 
-TEST(SerialQueue, SyncOnTheQueueRunsAtOnceAndSyncFromOutsideWaits) {
+TEST(SerialQueue, SyncOnTheQueueRunsAtOnceSyncFromOutsideWaitsAndTheWaiterHandsBack) {
     SerialQueue queue(QStringLiteral("sync"), SerialQueue::kCacheSpinMicroseconds);
     EXPECT_FALSE(queue.isCurrent());
     int value = 0;
@@ -98,10 +98,8 @@ TEST(SerialQueue, SyncOnTheQueueRunsAtOnceAndSyncFromOutsideWaits) {
         queue.sync([&] { ++value; });
     }
     EXPECT_EQ(value, 22);
-}
 
-TEST(SpinWaiter, HandsBackWhetherTheWaiterSpinsSleepsOrComesLate) {
-    SerialQueue queue(QStringLiteral("waiter"));
+    // The waiter hands a result back whether it spins, sleeps or comes late.
     QRandomGenerator rng(11);
     for (int round = 0; round < 300; ++round) {
         // Lives on this stack only: the signalling side must be done with

@@ -69,7 +69,7 @@ const char* kWrapped = R"({"type":"Topology",
  "arcs":[[[170,-5],[-170,-5],[-170,5],[170,5],[170,-5]]]})";
 }  // namespace
 
-TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
+TEST(Basemap, DecodesQuantisedArcsFindsSharedBordersAndRendersLandAndWater)
 {
     const TopoLayer countries = layer(kCountries, "countries");
     TopoLayer land = layer(kCountries, "land");
@@ -88,13 +88,11 @@ TEST(TopoJson, DecodesQuantisedArcsAndFindsSharedBorders)
     TopoLayer bad;
     EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{"land":{"type":"Polygon","arcs":[[5]]}},"arcs":[]})",
                               "land", bad, error));
-}
 
-TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
-{
-    TopoLayer land = layer(kCountries, "land");
+    // The base map of that land and a ring across the antimeridian.
+    land = layer(kCountries, "land");
     land.polygons.push_back(layer(kWrapped, "land").polygons.at(0));
-    const BasemapRenderer renderer(land, land, layer(kCountries, "countries"));
+    const BasemapRenderer renderer(land, land, countries);
 
     const auto world = renderer.renderTile(0, 0, 0);
     ASSERT_TRUE(world);
@@ -122,7 +120,7 @@ TEST(Basemap, RendersLandWaterAndSharesTheWaterTile)
     EXPECT_TRUE(deep->second.has_value());
 }
 
-TEST(CountryLabels, NamesAndLabelPoints)
+TEST(CountryLabels, LabelPointsAndPlacementBySizeWithoutOverlaps)
 {
     const TopoLayer countries = layer(kNamed, "countries");
     ASSERT_EQ(countries.names.size(), 5u);  // the nameless geometry is not listed
@@ -143,11 +141,9 @@ TEST(CountryLabels, NamesAndLabelPoints)
     const double d = byName["Dateline"].anchor.x();
     EXPECT_TRUE((d >= 0.0 && d < 0.01) || (d > 0.99 && d < 1.0)) << d;
     EXPECT_NEAR(byName["Wideland"].anchor.y(), 0.5, 1e-9);
-}
 
-TEST(CountryLabels, PlacementBySizeWithoutOverlaps)
-{
-    const CountryLabels labels(layer(kNamed, "countries"), 10);
+    // Placed by size, without overlaps.
+    const CountryLabels labels(countries, 10);
     const auto names = [&](int z) {
         QStringList out;
         for (const PlacedLabel& p : labels.placed(z))
@@ -205,12 +201,8 @@ TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
     const QImage empty = QImage::fromData(labels.emptyTile(), "PNG");
     EXPECT_EQ(empty.size(), QSize(256, 256));
     EXPECT_FALSE(inked(labels.emptyTile()));
-}
 
-TEST(CountryLabels, NamesDrawnOntoTheBaseMapForTheRoadMap)
-{
-    const CountryLabels labels(layer(kNamed, "countries"), 4);
-    // Where a name lies, the base map's picture gets it and stays opaque.
+    // For the road map, where a name lies, the base map's picture gets it and stays opaque.
     QImage picture(256, 256, QImage::Format_RGB32);
     picture.fill(QColor(0xEF, 0xE8, 0xD8));
     const QImage before = picture;

@@ -7,9 +7,9 @@
 #include "PaintSignature.h"
 #include "TileCache.h"
 #include "clientparams.pb.h"
+#include "testsupport.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -58,100 +58,41 @@ GMSx_GMMClientPropertiesResponseProto readPrologue(DashInput& in, bool cookie = 
     return readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
 }
 
-// The tile answer of a body framed without the cookie request.
-GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a)
+// The tile answer that follows the prologue, which must end the body.
+GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a, bool cookie = false,
+                                        GMSx_GMMClientPropertiesResponseProto* props = nullptr)
 {
     DashInput in(a.body, true);
-    readPrologue(in, false);
-    EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
-    return readMessage<GMSx_GMMMapTileResponseProto>(in);
-}
-
-}  // namespace
-
-TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrder)
-{
-    auto req = tileRequest({{1, 1, 0}, {2, 3, 1}, {2, 0, 0}}, 256);  // the last is absent
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);  // no store
-    const DashAnswer a = handle(zltest::framedTileBody(kKey, req));
-    ASSERT_EQ(a.httpStatus, 200) << a.error;
-    EXPECT_EQ(a.contentType, "application/binary");
-    EXPECT_EQ(a.requestCount, 3u);
-    EXPECT_EQ(a.tileCount, 4u);
-    EXPECT_EQ(a.tilesFound, 2u);
-
-    DashInput in(a.body, true);
-    const auto props = readPrologue(in);
-    EXPECT_EQ(props.new_cohort(), "c7");
-    EXPECT_EQ(props.new_legal_country(), "PL");
-    EXPECT_EQ(props.datarequest_status_array_size(), 0);
+    const auto p = readPrologue(in, cookie);
+    if (props)
+        *props = p;
     EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
     const auto resp = readMessage<GMSx_GMMMapTileResponseProto>(in);
     EXPECT_TRUE(in.atEnd());
-
-    EXPECT_EQ(resp.header().response_code(), TILE_RESPONSE_OK);
-    ASSERT_EQ(resp.map_tile_array_size(), 4);
-    EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
-    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
-              DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
-    EXPECT_TRUE(resp.map_tile_array(1).tile_data() == tiles.tile(2, 3, 1));
-    EXPECT_FALSE(resp.map_tile_array(2).has_tile_data());
-    EXPECT_EQ(resp.map_tile_array(2).map_tile().tile_index_x(), 0);
-    EXPECT_FALSE(resp.map_tile_array(3).has_tile_data());
+    return resp;
 }
 
-TEST_F(HandlerTest, CurrentVersionGetsNoDataAndLargeTilesShiftTheZoom)
+// Status, content type and the log line's counts (requests/tiles/found).
+std::string summary(const DashAnswer& a)
 {
-    auto req = tileRequest({{0, 0, 0}});
-    const std::string version = DashRequestHandler::versionOf(tiles.tile(0, 0, 0));
-    req.mutable_map_tile_array(0)->mutable_version_id()->set_version_id(version);
-    auto resp = tileAnswer(handle(zltest::framedTileBody(kKey, req, false)));
-    ASSERT_EQ(resp.map_tile_array_size(), 1);
-    EXPECT_FALSE(resp.map_tile_array(0).has_tile_data());
-    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(), version);
-
-    // A 512 edge sends zoomLevel one above the tile's zoom.
-    resp = tileAnswer(handle(zltest::framedTileBody(kKey, tileRequest({{2, 1, 0}}, 512), false)));
-    EXPECT_TRUE(resp.map_tile_array(0).tile_data() == tiles.tile(1, 1, 0));
+    return std::to_string(a.httpStatus) + " " + a.contentType + " " + std::to_string(a.requestCount) + "/"
+        + std::to_string(a.tileCount) + "/" + std::to_string(a.tilesFound);
 }
 
-TEST_F(HandlerTest, RejectedKeyMarksTheRequestsAndLeavesThemUnanswered)
+// Each tile's data, "-" where the answer has none.
+std::vector<std::string> dataOf(const GMSx_GMMMapTileResponseProto& resp)
 {
-    DashOutput more(zltest::framedTileBody("wrong", tileRequest({{0, 0, 0}})));
-    GMSx_GMMApiQuotaEventRequestProto quota;
-    quota.add_event_array()->set_type(QUOTA_EVENT_MAP_LOAD);
-    more.writeUInt16(kDashApiQuotaEventRequest);
-    more.writeMessage(quota);
-    const DashAnswer a = handle(more.bytes());
-    ASSERT_EQ(a.httpStatus, 200);
-    DashInput in(a.body, true);
-    const auto props = readPrologue(in);
-    ASSERT_EQ(props.datarequest_status_array_size(), 1);
-    EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
-    EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
-    // The tile request is skipped; the quota event says why.
-    EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
-    const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
-    EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
-    EXPECT_FALSE(q.developer_console_error_string().empty());
-    EXPECT_TRUE(in.atEnd());
+    std::vector<std::string> out;
+    for (const auto& t : resp.map_tile_array())
+        out.push_back(t.has_tile_data() ? t.tile_data() : "-");
+    return out;
 }
-
-namespace {
 
 std::string bytes(std::initializer_list<int> b)
 {
     std::string s;
     for (int c : b)
         s.push_back(static_cast<char>(c));
-    return s;
-}
-
-std::string fixed64(std::uint64_t v)
-{
-    std::string s;
-    for (int i = 0; i < 8; ++i)
-        s.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
     return s;
 }
 
@@ -171,7 +112,11 @@ std::uint64_t fnv(const std::string& s)
 std::string group(int type, const std::string& content, std::uint64_t hash = 0)
 {
     const std::string head = bytes({0x08, type});
-    const std::string g = head + bytes({0x11}) + fixed64(hash ? hash : fnv(head + content)) + content;
+    std::string g = head + bytes({0x11});
+    hash = hash ? hash : fnv(head + content);
+    for (int i = 0; i < 8; ++i)
+        g.push_back(static_cast<char>(hash >> (8 * i)));  // fixed64: little-endian
+    g += content;
     return bytes({0x0A, static_cast<int>(g.size())}) + g;
 }
 
@@ -199,46 +144,69 @@ std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pai
 
 }  // namespace
 
-TEST_F(HandlerTest, StyleTablesGroupNamesEachFileOfTheStyleFolderByteForByte)
+TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLargeTiles)
+{
+    auto req = tileRequest({{1, 1, 0}, {2, 3, 1}, {2, 0, 0}}, 256);  // the last is absent
+    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);  // no store
+    const DashAnswer a = handle(zltest::framedTileBody(kKey, req));
+    ASSERT_EQ(summary(a), "200 application/binary 3/4/2") << a.error;
+    GMSx_GMMClientPropertiesResponseProto props;
+    const auto resp = tileAnswer(a, true, &props);
+    EXPECT_EQ(props.new_cohort() + " " + props.new_legal_country(), "c7 PL");
+    EXPECT_EQ(props.datarequest_status_array_size(), 0);
+    EXPECT_EQ(resp.header().response_code(), TILE_RESPONSE_OK);
+    EXPECT_EQ(dataOf(resp), (std::vector<std::string>{tiles.tile(1, 1, 0), tiles.tile(2, 3, 1), "-", "-"}));
+    EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
+              DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
+    EXPECT_EQ(resp.map_tile_array(2).map_tile().tile_index_x(), 0);
+
+    // The client's current version gets no data.
+    auto current = tileRequest({{0, 0, 0}});
+    const std::string version = DashRequestHandler::versionOf(tiles.tile(0, 0, 0));
+    current.mutable_map_tile_array(0)->mutable_version_id()->set_version_id(version);
+    const auto same = tileAnswer(handle(zltest::framedTileBody(kKey, current, false)));
+    EXPECT_EQ(dataOf(same), std::vector<std::string>{"-"});
+    EXPECT_EQ(same.map_tile_array(0).map_tile().version_id().version_id(), version);
+
+    // A 512 edge sends zoomLevel one above the tile's zoom.
+    EXPECT_EQ(dataOf(tileAnswer(handle(zltest::framedTileBody(kKey, tileRequest({{2, 1, 0}}, 512), false)))),
+              std::vector<std::string>{tiles.tile(1, 1, 0)});
+}
+
+// The client parameters groups: the style tables name each file of the style
+// folder; the paint route is offered only with a signing key.
+TEST_F(HandlerTest, ParameterGroupsByteForByte)
 {
     config.apiKeys.clear();
     QTemporaryDir styles;
-    for (const char* name : {"b.tbl", "a.tbl", ".hidden"}) {
-        QFile f(styles.filePath(name));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write("table");
-    }
+    for (const char* name : {"b.tbl", "a.tbl", ".hidden"})
+        ASSERT_FALSE(zltest::writeFile(styles.filePath(name), "table").isEmpty());
     ASSERT_TRUE(QDir(styles.path()).mkdir("sub"));
     config.styleDir = styles.path().toStdString();
     config.styleEpoch = 7;
-    const auto ask = [&](std::uint64_t hash) { return askForGroups(*tiles.handler(config), {{37, hash}}); };
+    const auto ask = [&](std::vector<std::pair<int, std::uint64_t>> groups) {
+        return askForGroups(*tiles.handler(config), groups);
+    };
 
     // paint_epoch 7; a.tbl map style 0, b.tbl map style 1 (name order); no
     // format field; relative URLs under /styles/.
     const std::string mapA = bytes({0x0A, 13}) + "/styles/a.tbl" + bytes({0x18, 0});
     const std::string mapB = bytes({0x0A, 13}) + "/styles/b.tbl" + bytes({0x18, 1});
     const std::string tables = bytes({0x6A, 40, 0x08, 7, 0x12, 17}) + mapA + bytes({0x12, 17}) + mapB;
-    EXPECT_EQ(ask(0), group(37, tables));
+    EXPECT_EQ(ask({{37, 0}}), group(37, tables));
 
     // The client's copy is current: type and hash only.
     const std::uint64_t hash = fnv(bytes({0x08, 37}) + tables);
-    EXPECT_EQ(ask(hash), group(37, "", hash));
+    EXPECT_EQ(ask({{37, hash}}), group(37, "", hash));
 
     // An empty or missing folder offers no tables.
     for (const char* folder : {"sub", "none"}) {
         config.styleDir = styles.filePath(folder).toStdString();
-        EXPECT_EQ(ask(0), group(37, "")) << folder;
+        EXPECT_EQ(ask({{37, 0}}), group(37, "")) << folder;
     }
-}
 
-TEST_F(HandlerTest, PaintRouteIsOfferedOnlyWithASigningKey)
-{
-    config.apiKeys.clear();
-    config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
-    const auto ask = [&](std::vector<std::pair<int, std::uint64_t>> groups) {
-        return askForGroups(*tiles.handler(config), groups);
-    };
     // Without a key: neither the paint group nor the direct-to-paint types.
+    config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
     EXPECT_EQ(ask({{1, 0}, {38, 0}}), group(1, bytes({0x52, 2, 0x38, 1})) + group(38, ""));
 
     config.paintSigningKey = "k3y";
@@ -259,7 +227,7 @@ TEST_F(HandlerTest, PaintRouteIsOfferedOnlyWithASigningKey)
     EXPECT_NE(changed.parameter_group_array(0).hash_p(), oldHash);
 }
 
-TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
+TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheRequestsUnanswered)
 {
     const std::string good = zltest::framedTileBody(kKey, tileRequest({{0, 0, 0}}));
     std::string v23 = good;
@@ -270,10 +238,29 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingError)
         {v23, "version 23"}, {good.substr(0, good.size() - 1), ""}, {unknown.bytes(), "unknown request 999"}, {"", ""}};
     for (const auto& [body, why] : cases) {
         const DashAnswer a = handle(body);
-        EXPECT_EQ(a.httpStatus, 400) << why;
-        EXPECT_EQ(a.contentType, "text/plain") << why;
+        EXPECT_EQ(summary(a).substr(0, 14), "400 text/plain") << why;
         EXPECT_NE(a.error.find(why), std::string::npos) << a.error;
     }
+    // A rejected key marks the requests and leaves them unanswered.
+    DashOutput more(zltest::framedTileBody("wrong", tileRequest({{0, 0, 0}})));
+    GMSx_GMMApiQuotaEventRequestProto quota;
+    quota.add_event_array()->set_type(QUOTA_EVENT_MAP_LOAD);
+    more.writeUInt16(kDashApiQuotaEventRequest);
+    more.writeMessage(quota);
+    const DashAnswer answer = handle(more.bytes());
+    ASSERT_EQ(answer.httpStatus, 200);
+    DashInput in(answer.body, true);
+    const auto props = readPrologue(in);
+    ASSERT_EQ(props.datarequest_status_array_size(), 1);
+    EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
+    EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
+    // The tile request is skipped; the quota event says why.
+    EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
+    const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
+    EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
+    EXPECT_FALSE(q.developer_console_error_string().empty());
+    EXPECT_TRUE(in.atEnd());
+
     config.maxRequestsPerBody = 2;
     const DashAnswer a = handle(good);
     EXPECT_EQ(a.httpStatus, 400);
@@ -292,11 +279,7 @@ TEST_F(HandlerTest, PaintRouteSignatureGateAndBareTileAnswer)
     const std::string body = req.SerializeAsString();
     const std::string sig = paintSignature(key, body);
     const DashAnswer a = handler.handle(body, &sig);
-    ASSERT_EQ(a.httpStatus, 200) << a.body;
-    EXPECT_EQ(a.contentType, "application/x-protobuf");
-    EXPECT_EQ(a.requestCount, 1u);
-    EXPECT_EQ(a.tileCount, 3u);
-    EXPECT_EQ(a.tilesFound, 2u);
+    ASSERT_EQ(summary(a), "200 application/x-protobuf 1/3/2") << a.body;
     DashOutput framed;
     DashAnswer stats;
     ASSERT_TRUE(dash->writeTileResponse(body, framed, stats, true));

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 using namespace zenloft::mapservice;
+using namespace zenloft::wire;
 
 namespace {
 std::string writeConf(QTemporaryDir& dir, const char* text)
@@ -33,9 +34,9 @@ TEST(ServiceConfig, FileThenCommandLine)
 {
     QTemporaryDir dir;
     ServiceConfig c;
-    EXPECT_TRUE(c.paintSigningKey.empty()) << "the paint route is off by default";
-    EXPECT_TRUE(c.directToPaintTileTypes.empty());
-    EXPECT_EQ(c.styleEpoch, 1);
+    // The paint settings, which the file and then the command line change.
+    const auto paint = [&c] { return std::tie(c.paintSigningKey, c.directToPaintTileTypes, c.styleEpoch); };
+    EXPECT_EQ(paint(), std::tuple(std::string(), std::set<int>(), 1)) << "the paint route is off by default";
     const std::string conf = writeConf(dir,
                                        "# comment\n"
                                        "address = 0.0.0.0\n"
@@ -50,9 +51,7 @@ TEST(ServiceConfig, FileThenCommandLine)
                                        "direct_to_paint_types = satellite, 2 ,TILE_TYPE_ROADMAP,\n");
     std::string error;
     ASSERT_TRUE(loadConfigFile(conf, c, error)) << error;
-    EXPECT_EQ(c.styleEpoch, 12);
-    EXPECT_EQ(c.paintSigningKey, "s3cret");
-    EXPECT_EQ(c.directToPaintTileTypes, (std::set<int>{0, 1, 2}));
+    EXPECT_EQ(paint(), std::tuple(std::string("s3cret"), std::set<int>{0, 1, 2}, 12));
     ASSERT_TRUE(parse({"--port", "1234", "--config", conf, "--api-key", "C", "--tiles", "terrain=/t.mbtiles",
                        "--direct-to-paint-types", "terrain", "--paint-signing-key", "k2", "--style-epoch", "3"},
                       c, error))
@@ -60,18 +59,17 @@ TEST(ServiceConfig, FileThenCommandLine)
     EXPECT_EQ(c.address, "0.0.0.0");
     EXPECT_EQ(c.port, 1234);  // the command line wins over the file
     EXPECT_EQ(c.apiKeys, (std::set<std::string>{"A", "B", "C"}));
-    EXPECT_EQ(c.tilesByType.at(zenloft::wire::TILE_TYPE_SATELLITE), dir.filePath("sat.mbtiles").toStdString());
-    EXPECT_EQ(c.tilesByType.at(zenloft::wire::TILE_TYPE_BASEMAP), "/abs/base.mbtiles");
-    EXPECT_EQ(c.tilesByType.at(zenloft::wire::TILE_TYPE_TERRAIN), "/t.mbtiles");
+    const std::map<int, std::string> stores{{TILE_TYPE_SATELLITE, dir.filePath("sat.mbtiles").toStdString()},
+                                            {TILE_TYPE_TERRAIN, "/t.mbtiles"},
+                                            {TILE_TYPE_BASEMAP, "/abs/base.mbtiles"}};
+    EXPECT_EQ(c.tilesByType, stores);
     EXPECT_EQ(c.maxBodyBytes, 2048u);
-    EXPECT_EQ(c.directToPaintTileTypes, std::set<int>{2}) << "a later list replaces the earlier one";
-    EXPECT_EQ(c.paintSigningKey, "k2");
-    EXPECT_EQ(c.styleEpoch, 3);
+    EXPECT_EQ(paint(), std::tuple(std::string("k2"), std::set<int>{2}, 3)) << "a later list replaces the earlier one";
     ASSERT_TRUE(applySetting("direct_to_paint_types", "", "", c, error));
     EXPECT_TRUE(c.directToPaintTileTypes.empty());
 }
 
-TEST(ServiceConfig, ErrorsNameTheLine)
+TEST(ServiceConfig, ErrorsNameTheLineAndTileTypesByName)
 {
     QTemporaryDir dir;
     ServiceConfig c;
@@ -90,10 +88,7 @@ TEST(ServiceConfig, ErrorsNameTheLine)
         EXPECT_NE(error.find(message), std::string::npos) << error;
     }
     EXPECT_FALSE(loadConfigFile(dir.filePath("none.conf").toStdString(), c, error));
-}
 
-TEST(ServiceConfig, TileTypeNames)
-{
     for (auto [name, type] : {std::pair{"satellite", 1}, {"TILE_TYPE_BASEMAP", 4}, {"0", 0}, {"9999", -1}})
         EXPECT_EQ(tileTypeFromName(name), type) << name;
     EXPECT_EQ(tileTypeName(3), "hybrid_overlay");

@@ -1,10 +1,10 @@
 #include "MapServiceServer.h"
 #include "MbtilesFixture.h"
 #include "PaintSignature.h"
+#include "testsupport.h"
 
 #include <httplib.h>
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -18,11 +18,7 @@ class ServiceHttpTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(styles.isValid());
-        QFile f(styles.filePath("table-1.bin"));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write("style bytes");
-        f.close();
+        ASSERT_FALSE(zltest::writeFile(styles.filePath("table-1.bin"), "style bytes").isEmpty());
         config.port = 0;
         config.threads = 2;
         config.quiet = true;
@@ -60,22 +56,27 @@ protected:
 
 }  // namespace
 
-// What HTTP adds to the handler: routes, content types, the size limit, and
-// style tables as plain files; the server keeps serving after each refusal.
+// What HTTP adds to the handlers: routes, content types, the size limit, the
+// paint signature header, and style tables as plain files; the server keeps
+// serving after each refusal.
 TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
 {
-    start();
+    start("paint-key");
     EXPECT_EQ(server->endpointUrl(), "http://127.0.0.1:" + std::to_string(server->port()) + "/glm/mmap");
     const std::string tiles000 = zltest::framedTileBody("key", zltest::tileRequest({{0, 0, 0}}), false);
+    const std::string paint = zltest::tileRequest({{2, 3, 1}}).SerializeAsString();
     const struct {
         const char *path, *contentType;
         std::string body;  // empty: GET
         int status;
-        std::string answerPart;
+        std::string answerPart, signature = {};
     } cases[] = {
         {"/glm/mmap", "application/binary", tiles000, 200, tiles.tile(0, 0, 0)},
         {"/glm/mmap", "text/plain", std::string("\x00\x17garbage", 9), 400, "malformed body"},
         {"/glm/mmap", nullptr, std::string(5000, 'x'), 413, ""},
+        {"/glm/paint", "application/x-protobuf", paint, 200, tiles.tile(2, 3, 1), paintSignature("paint-key", paint)},
+        {"/glm/paint", nullptr, paint, 403, "missing signature"},
+        {"/glm/paint", nullptr, std::string(5000, 'x'), 413, ""},
         {"/styles/table-1.bin", nullptr, "", 200, "style bytes"},
         {"/styles/missing.bin", nullptr, "", 404, ""},
         {"/styles/../test.mbtiles", nullptr, "", 404, ""},
@@ -84,7 +85,10 @@ TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
     auto c = client();
     for (const auto& k : cases) {
         SCOPED_TRACE(std::string(k.path) + " " + std::to_string(k.status));
-        const auto res = k.body.empty() ? c.Get(k.path) : c.Post(k.path, k.body, "application/binary");
+        httplib::Headers headers;
+        if (!k.signature.empty())
+            headers.emplace("X-Paint-Signature", k.signature);
+        const auto res = k.body.empty() ? c.Get(k.path) : c.Post(k.path, headers, k.body, "application/binary");
         ASSERT_TRUE(res);
         EXPECT_EQ(res->status, k.status);
         EXPECT_NE(res->body.find(k.answerPart), std::string::npos);
@@ -93,6 +97,20 @@ TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
         }
     }
     EXPECT_EQ(postTiles(1, 1, 0), 200);
+
+    // Without a signing key the paint route is not there; the framed one is.
+    server.reset();
+    start();
+    const auto off = client().Post("/glm/paint", paint, "application/x-protobuf");
+    ASSERT_TRUE(off);
+    EXPECT_EQ(off->status, 404);
+    EXPECT_EQ(postTiles(1, 0, 0), 200);
+
+    // A store that can't be opened is named before anything is served.
+    config.tilesByType[TILE_TYPE_SATELLITE] = "/nonexistent/x.mbtiles";
+    std::string error;
+    EXPECT_FALSE(MapServiceServer(config).prepare(error));
+    EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos) << error;
 }
 
 TEST_F(ServiceHttpTest, ConcurrentClientsAllGetTheirTiles)
@@ -117,47 +135,4 @@ TEST_F(ServiceHttpTest, ConcurrentClientsAllGetTheirTiles)
     for (auto& t : threads)
         t.join();
     EXPECT_EQ(good.load(), 40);
-}
-
-TEST(ServiceHttpStart, MissingMbtilesIsAClearError)
-{
-    ServiceConfig config;
-    config.port = 0;
-    config.tilesByType[TILE_TYPE_SATELLITE] = "/nonexistent/x.mbtiles";
-    MapServiceServer server(config);
-    std::string error;
-    EXPECT_FALSE(server.prepare(error));
-    EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos);
-}
-
-// The signature gate and body reader are the paint handler's; here only what
-// HTTP adds: the route, the signature header, the content type, the size limit.
-TEST_F(ServiceHttpTest, PaintRouteOverHttp)
-{
-    const std::string body = zltest::tileRequest({{2, 3, 1}}).SerializeAsString();
-    const std::string big(5000, 'x');
-    struct Case {
-        std::string serverKey, body, signingKey;
-        bool sign;
-        int status;
-    } cases[] = {
-        {"", body, "", true, 404},  {"", body, "", false, 404},          {"paint-key", body, "paint-key", true, 200},
-        {"paint-key", body, "", false, 403}, {"paint-key", big, "paint-key", true, 413},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.serverKey + " " + std::to_string(c.status));
-        start(c.serverKey);
-        httplib::Headers headers;
-        if (c.sign)
-            headers.emplace("X-Paint-Signature", paintSignature(c.signingKey, c.body));
-        const auto res = client().Post("/glm/paint", headers, c.body, "application/x-protobuf");
-        ASSERT_TRUE(res);
-        EXPECT_EQ(res->status, c.status);
-        if (c.status == 200) {
-            EXPECT_EQ(res->get_header_value("Content-Type"), "application/x-protobuf");
-            EXPECT_NE(res->body.find(tiles.tile(2, 3, 1)), std::string::npos);
-        }
-        EXPECT_EQ(postTiles(1, 0, 0), 200) << "the framed route is untouched by the key";
-        server.reset();
-    }
 }

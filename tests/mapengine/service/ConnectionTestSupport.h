@@ -32,10 +32,8 @@ public:
     void asyncRequestFailed(const GMSDASHError& e, GMSDASHConnection*) override
     {
         outcomes.push_back("fail:" + e.domain.toStdString() + ":" + std::to_string(e.code));
-        lastError = e;
     }
     std::vector<std::string> outcomes;
-    GMSDASHError lastError;
 
 private:
     quint16 m_id;

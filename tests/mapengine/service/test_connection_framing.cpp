@@ -19,11 +19,6 @@ std::vector<std::shared_ptr<RecordingRequest>> make(int n, quint16 id = 108)
     return v;
 }
 
-std::vector<GMSDASHRequestPtr> base(const std::vector<std::shared_ptr<RecordingRequest>>& v)
-{
-    return {v.begin(), v.end()};
-}
-
 }  // namespace
 
 TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
@@ -51,7 +46,7 @@ TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
         auto reqs = make(static_cast<int>(c.outcomes.size()));
         if (c.refusedIndex >= 0)
             reqs[c.refusedIndex]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
-        GMSDASHStreamingReply reply(base(reqs), nullptr);
+        GMSDASHStreamingReply reply({reqs.begin(), reqs.end()}, nullptr);
         const std::string body = zltest::answerBody(c.version, c.answers);
         reply.appendData(body.data(), body.size() - c.cut);
         reply.finish(c.transportError);
@@ -80,7 +75,7 @@ TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
                 c = static_cast<char>(rng());
         }
         auto reqs = make(3);
-        GMSDASHStreamingReply reply(base(reqs), nullptr);
+        GMSDASHStreamingReply reply({reqs.begin(), reqs.end()}, nullptr);
         std::size_t at = 0;
         while (at < body.size()) {
             const std::size_t n = std::min<std::size_t>(1 + rng() % 50, body.size() - at);
@@ -93,29 +88,21 @@ TEST(StreamingReply, FuzzEveryRequestGetsExactlyOneOutcome)
     }
 }
 
-namespace {
-GMSDASHClientDescription description()
+// The body a connection builds: header, the identity requests it adds, then
+// each request's own bytes.
+TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
 {
     GMSDASHClientDescription d;
     d.platformID = "ios:test";
     d.softwareVersion = "9.9";
     d.preferredLanguages = {"pl", "en"};
     d.apiKey = "KEY";
-    return d;
-}
-
-std::unique_ptr<GMSDASHConnection> connection(std::shared_ptr<GMSDASHClientState> state,
-                                              const GMSDASHClientDescription& d = description())
-{
-    return zltest::connection("http://127.0.0.1:1/glm/mmap", d, std::move(state));
-}
-}  // namespace
-
-TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
-{
-    auto conn = connection(std::make_shared<GMSDASHClientState>(nullptr));
+    const auto connection = [&d](std::shared_ptr<GMSDASHClientState> state) {
+        return zltest::connection("http://127.0.0.1:1/glm/mmap", d, std::move(state));
+    };
+    auto state = std::make_shared<GMSDASHClientState>(nullptr);
     std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108, "xyz")};
-    const std::string body = conn->buildServerPayloadForRequests(reqs);
+    std::string body = connection(state)->buildServerPayloadForRequests(reqs);
     ASSERT_EQ(reqs.size(), 3u);  // cookie request, client properties, ours
 
     // Version 24, no cookie yet, the first language, the app store channel.
@@ -137,18 +124,15 @@ TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
     EXPECT_TRUE(in.atEnd());
     EXPECT_EQ(reqs[2]->sentBytes(), 2 + 4 + 3);
     EXPECT_EQ(reqs[0]->sentBytes(), 2);
-}
 
-TEST(Payload, KnownCookieSuppressedUserStateAndOverlongHeader)
-{
-    auto state = std::make_shared<GMSDASHClientState>(nullptr);
+    // A known cookie goes in the header and is not asked for again.
     state->setUserCookie(0x0102030405060708ULL, 0);
-    auto conn = connection(state);
-    std::vector<GMSDASHRequestPtr> reqs{std::make_shared<RecordingRequest>(108)};
-    std::string body = conn->buildServerPayloadForRequests(reqs);
+    reqs = {std::make_shared<RecordingRequest>(108)};
+    body = connection(state)->buildServerPayloadForRequests(reqs);
     EXPECT_EQ(reqs.size(), 2u);
     EXPECT_EQ(body.substr(2, 8), std::string("\x01\x02\x03\x04\x05\x06\x07\x08", 8));
 
+    // Suppressed user state: neither the cookie nor its request.
     auto fresh = connection(std::make_shared<GMSDASHClientState>(nullptr));
     fresh->setSuppressUserState(true);
     reqs = {std::make_shared<RecordingRequest>(108)};
@@ -157,8 +141,7 @@ TEST(Payload, KnownCookieSuppressedUserStateAndOverlongHeader)
     EXPECT_EQ(reqs[0]->requestID(), 62);
     EXPECT_EQ(body.substr(2, 8), std::string(8, '\0'));
 
-    GMSDASHClientDescription overlong = description();
-    overlong.preferredLanguages = {QString(21846, QChar(0x0800))};
+    d.preferredLanguages = {QString(21846, QChar(0x0800))};
     reqs = {std::make_shared<RecordingRequest>(108)};
-    EXPECT_THROW(connection(nullptr, overlong)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
+    EXPECT_THROW(connection(nullptr)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
 }

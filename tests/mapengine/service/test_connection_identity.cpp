@@ -1,11 +1,10 @@
 #include "ConnectionTestSupport.h"
-#include "FakeDashServer.h"
 #include "GMSDASHClientIdentity.h"
 #include "GMSDASHQuotaEventRequest.h"
+#include "GMSDASHStreamingReply.h"
 #include "GMSUserDefaults.h"
 #include "GMSXGeoHeaderEncoder.h"
 
-#include <cstring>
 #include "testsupport.h"
 
 #include <QSettings>
@@ -20,11 +19,8 @@ TEST(CookieRecord, LayoutAndHmac)
 {
     const QByteArray r = GMSDASHCookieRecord::encode(0x1122334455667788ULL, 12.5);
     ASSERT_EQ(r.size(), 48);
-    EXPECT_EQ(r.mid(0, 8), QByteArray(8, '\0'));
-    double t = 0;
-    std::memcpy(&t, r.constData() + 8, 8);
-    EXPECT_EQ(t, 12.5);
-    EXPECT_EQ(r.mid(16, 8), QByteArray("\x88\x77\x66\x55\x44\x33\x22\x11", 8));
+    // Eight unused bytes, the time as a little-endian double, the cookie.
+    EXPECT_EQ(r.left(24).toHex(' '), "00 00 00 00 00 00 00 00 00 00 00 00 00 00 29 40 88 77 66 55 44 33 22 11");
     EXPECT_EQ(r.mid(44, 4), QByteArray(4, '\0'));
     EXPECT_EQ(GMSDASHCookieRecord::decode(r), 0x1122334455667788ULL);
     EXPECT_EQ(GMSDASHCookieRecord::hmacKey().size(), 64);
@@ -91,32 +87,22 @@ TEST(ClientState, PropertiesAnswerUpdatesTheIdentityKeysInTheSettingsFile)
     EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 0u);
 }
 
+// The properties answer names refused requests by their place in the body.
 TEST(ClientState, ServerVerdictsReachTheNamedRequests)
 {
-    zltest::FakeDashServer server([](const httplib::Request& req, httplib::Response& res) {
-        // Cookie (0), properties (1), ok (2), refused (3): no answer for 3.
-        DashOutput out;
-        out.writeUInt16(24);
-        out.writeUInt16(15);
-        out.writeUInt64(8);
-        out.writeUInt16(62);
-        GMSx_GMMClientPropertiesResponseProto p;
-        auto* st = p.add_datarequest_status_array();
-        st->set_request_index(3);
-        st->set_code(403);
-        st->set_message("key");
-        out.writeMessage(p);
-        out.writeUInt16(108);
-        out.writeLengthPrefixed("fine");
-        res.set_content(out.take(), "application/binary");
-    });
-    const auto conn = zltest::connection(server.url());
+    const auto conn = zltest::connection("http://127.0.0.1:1/glm/mmap");
+    conn->setSuppressUserState(true);
     auto ok = std::make_shared<zltest::RecordingRequest>(108);
     auto refused = std::make_shared<zltest::RecordingRequest>(108);
-    conn->sendRequest(ok);
-    conn->sendRequest(refused);
-    conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return !refused->outcomes.empty() && !ok->outcomes.empty(); }));
+    std::vector<GMSDASHRequestPtr> body{ok, refused};
+    conn->buildServerPayloadForRequests(body);  // the client properties request goes first
+    GMSx_GMMClientPropertiesResponseProto p;
+    p.add_datarequest_status_array()->set_request_index(2);
+    p.mutable_datarequest_status_array(0)->set_code(403);
+    GMSDASHStreamingReply reply(body, conn.get());
+    const std::string answer = zltest::answerBody(24, {{62, p.SerializeAsString()}, {108, "fine"}});
+    reply.appendData(answer.data(), answer.size());
+    reply.finish(std::nullopt);
     EXPECT_EQ(ok->outcomes, std::vector<std::string>{"ok:fine"});
     EXPECT_EQ(refused->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
 }

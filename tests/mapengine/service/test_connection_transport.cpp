@@ -40,6 +40,15 @@ std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
     return zltest::connection(server.url(), d, std::make_shared<GMSDASHClientState>(nullptr));
 }
 
+// One tile request per outcome, numbered by its place.
+std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requestsFor(std::vector<Outcome>& outcomes)
+{
+    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
+    for (std::size_t i = 0; i < outcomes.size(); ++i)
+        requests.push_back(tileRequest(outcomes[i], static_cast<int>(i)));
+    return requests;
+}
+
 bool allDone(const std::vector<Outcome>& outcomes)
 {
     return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; });
@@ -54,11 +63,9 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
     FakeDashServer server;
     auto conn = connect(server);
     std::vector<Outcome> outcomes(120);
-    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
-    for (int i = 0; i < 120; ++i) {
-        requests.push_back(tileRequest(outcomes[static_cast<std::size_t>(i)], i));
-        conn->sendRequest(requests.back());
-    }
+    const auto requests = requestsFor(outcomes);
+    for (const auto& r : requests)
+        conn->sendRequest(r);
     EXPECT_EQ(conn->pendingRequestCount(), 120);
     EXPECT_EQ(server.postCount(), 0);
     QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
@@ -68,7 +75,6 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
         EXPECT_FALSE(outcomes[i].error.has_value()) << i;
         EXPECT_EQ(outcomes[i].payload, requests[i]->message().SerializeAsString()) << i;
     }
-    EXPECT_EQ(server.postCount(), 3);
     ASSERT_EQ(starting.count(), 3);
     EXPECT_TRUE(starting.at(0).at(0).toMap().contains("groupID"));
     int asking = 0;
@@ -118,7 +124,7 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
          {"GMSDASHHTTPErrorDomain:503", "GMSDASHHTTPErrorDomain:503"}},
         {"garbage",
          [](const httplib::Request&, httplib::Response& res) {
-             res.set_content("\x00\x18garbage-garbage", "application/binary");
+             res.set_content(std::string("\x00\x18garbage-garbage", 17), "application/binary");
          },
          {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
         {"wrong type",
@@ -165,23 +171,21 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
     }
 }
 
-TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinished)
+TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItOnce)
 {
-    FakeDashServer* self = nullptr;
-    FakeDashServer server([&self](const httplib::Request& req, httplib::Response& res) {
+    FakeDashServer server([&server](const httplib::Request& req, httplib::Response& res) {
         const std::string answer = FakeDashServer::echoAnswer(req.body);
         // Send all but the last answer, then stall until released.
         const std::size_t cut = answer.size() - 10;
-        res.set_chunked_content_provider("application/binary", [answer, cut, &self](size_t offset, httplib::DataSink& sink) {
+        res.set_chunked_content_provider("application/binary", [answer, cut, &server](size_t offset, httplib::DataSink& sink) {
             if (offset == 0) {
                 sink.write(answer.data(), cut);
                 return true;
             }
-            self->waitUntilReleased();
+            server.waitUntilReleased();
             return false;
         });
     });
-    self = &server;
     auto conn = connect(server);
     conn->setBaseTimeout(0.5);
     Outcome a, b;
@@ -193,6 +197,19 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinished)
     ASSERT_TRUE(b.error);
     EXPECT_EQ(b.error->domain, kGMSDASHURLErrorDomain);
     EXPECT_EQ(b.error->code, -1001);
+
+    // Closing the connection ends a request still in flight, once.
+    Outcome c;
+    const int posts = server.postCount();
+    {
+        auto closing = connect(server);
+        closing->resumeSending();
+        closing->sendRequest(tileRequest(c));
+        ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == posts + 1; }));
+    }
+    EXPECT_EQ(c.done.load(), 1);
+    ASSERT_TRUE(c.error);
+    EXPECT_EQ(c.error->code, kGMSDASHURLErrorCancelled);
     server.release();
 }
 
@@ -202,9 +219,7 @@ TEST(Transport, ManyThreadsSendAndEachRequestEndsOnce)
     auto conn = connect(server);
     conn->resumeSending();
     std::vector<Outcome> outcomes(200);
-    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
-    for (int i = 0; i < 200; ++i)
-        requests.push_back(tileRequest(outcomes[static_cast<std::size_t>(i)], i));
+    const auto requests = requestsFor(outcomes);
     std::vector<std::thread> senders;
     for (int t = 0; t < 4; ++t) {
         senders.emplace_back([&, t] {
@@ -222,25 +237,4 @@ TEST(Transport, ManyThreadsSendAndEachRequestEndsOnce)
     }
     EXPECT_EQ(conn->pendingRequestCount(), 0);
     EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
-}
-
-TEST(Transport, ClosingTheConnectionEndsRequestsInFlight)
-{
-    FakeDashServer* self = nullptr;
-    FakeDashServer server([&self](const httplib::Request&, httplib::Response& res) {
-        self->waitUntilReleased();
-        res.status = 500;
-    });
-    self = &server;
-    Outcome a;
-    {
-        auto conn = connect(server);
-        conn->resumeSending();
-        conn->sendRequest(tileRequest(a));
-        ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == 1; }));
-    }
-    server.release();
-    EXPECT_EQ(a.done.load(), 1);
-    ASSERT_TRUE(a.error);
-    EXPECT_EQ(a.error->code, kGMSDASHURLErrorCancelled);
 }

@@ -7,6 +7,8 @@
 #include "dash.pb.h"
 #include "maptile.pb.h"
 
+#include <QByteArray>
+
 #include <gtest/gtest.h>
 
 #include <random>
@@ -24,16 +26,7 @@ std::string bytes(std::initializer_list<int> b)
 
 std::string hex(const std::string& s)
 {
-    static const char* d = "0123456789ABCDEF";
-    std::string out;
-    for (unsigned char c : s) {
-        out += d[c >> 4];
-        out += d[c & 15];
-        out += ' ';
-    }
-    if (!out.empty())
-        out.pop_back();
-    return out;
+    return QByteArray::fromStdString(s).toHex(' ').toUpper().toStdString();
 }
 
 std::string encoded(const std::u16string& s)
@@ -66,7 +59,7 @@ TEST(DashFraming, IntegersAreBigEndianAndBlocksCarryTheirLength)
     EXPECT_TRUE(in.atEnd());
 }
 
-TEST(DashFraming, HeaderByteForByteOrNotAtAll)
+TEST(DashFraming, HeaderByteForByteOrNotAtAllAndFieldNumbersAreTheProtocols)
 {
     DashRequestHeader h;
     h.userCookie = 0x1122334455667788ULL;
@@ -83,15 +76,19 @@ TEST(DashFraming, HeaderByteForByteOrNotAtAll)
     EXPECT_EQ(readRequestHeader(in), h);
     EXPECT_TRUE(in.atEnd());
 
-    // A string too long for its 16-bit count: nothing of the header is written.
-    h.language = std::u16string(21846, u'\u4E2D');
+    // A string too long for its 16-bit count (21846 characters at or above
+    // U+0800 take 65538 bytes; one fewer fits): nothing of the header, and
+    // nothing of the string, is written.
+    h.language = std::u16string(21846, u'\u0800');
+    EXPECT_EQ(modifiedUtf8Length(h.language), 65538u);
     DashOutput refused;
     EXPECT_THROW(writeRequestHeader(refused, h), DashStringTooLongError);
     EXPECT_EQ(refused.size(), 0u);
-}
+    refused.writeUInt16(7);
+    EXPECT_THROW(refused.writeString(h.language), DashStringTooLongError);
+    EXPECT_EQ(hex(refused.bytes()), "00 07");
+    EXPECT_NO_THROW(refused.writeString(std::u16string(21845, u'\u0800')));
 
-TEST(DashFraming, ProtoFieldNumbersAreTheProtocols)
-{
     // Field 43 (fingerprint) is tag (43 << 3 | 2) = 346 = DA 02; field 23
     // repeated int32 unpacked is tag B8 01.
     GMSx_GMMClientPropertiesRequestProto p;
@@ -132,22 +129,26 @@ TEST(DashFraming, OpenInputAsksForMoreAndCompleteInputFails)
     // A whole string that isn't modified UTF-8 is a framing error.
     DashInput bad(bytes({0, 1, 0xC3}), true);
     EXPECT_THROW(bad.readString(), DashFramingError);
-}
 
-TEST(DashFraming, BodyKinds)
-{
+    // How a reader steps over each request's body.
     for (auto [id, kind] : {std::pair{15, DashBodyKind::Empty}, {62, DashBodyKind::LengthPrefixed},
                             {75, DashBodyKind::LengthPrefixed}, {108, DashBodyKind::LengthPrefixed},
                             {999, DashBodyKind::Unknown}})
         EXPECT_EQ(requestBodyKind(static_cast<std::uint16_t>(id)), kind) << id;
 }
 
-TEST(ModifiedUtf8, EncodesEachWidthNulAndSurrogateHalves)
+TEST(ModifiedUtf8, EncodesEachWidthNulAndSurrogateHalvesAndRejectsMalformedSequences)
 {
     EXPECT_EQ(encoded(u"A"), "41");
     EXPECT_EQ(encoded(std::u16string(1, u'\0')), "C0 80");
     EXPECT_EQ(encoded(u"\u007F\u0080\u07FF\u0800\uFFFF"), "7F C2 80 DF BF E0 A0 80 EF BF BF");
     EXPECT_EQ(encoded(u"\U0001F600"), "ED A0 BD ED B8 80");  // D83D DE00: three bytes each
+    std::u16string out;
+    for (const char* bad : {"\xC2", "\xE0\x80", "\xF0\x9F\x98\x80", "\x80"})
+        EXPECT_FALSE(decodeModifiedUtf8(bad, out)) << hex(bad);
+    // Plain UTF-8 keeps supplementary characters whole.
+    const std::string utf8 = "Zażółć \xF0\x9F\x98\x80";
+    EXPECT_EQ(utf16ToUtf8(utf8ToUtf16(utf8)), utf8);
 }
 
 TEST(ModifiedUtf8, RoundTripsRandomUnits)
@@ -167,41 +168,11 @@ TEST(ModifiedUtf8, RoundTripsRandomUnits)
     }
 }
 
-TEST(ModifiedUtf8, RejectsMalformedSequences)
-{
-    std::u16string out;
-    for (const char* bad : {"\xC2", "\xE0\x80", "\xF0\x9F\x98\x80", "\x80"})
-        EXPECT_FALSE(decodeModifiedUtf8(bad, out)) << hex(bad);
-}
-
-TEST(ModifiedUtf8, Utf8ConversionsKeepSupplementaryCharacters)
-{
-    const std::string utf8 = "Zażółć \xF0\x9F\x98\x80";
-    EXPECT_EQ(utf16ToUtf8(utf8ToUtf16(utf8)), utf8);
-}
-
-TEST(DashOutputString, Limit)
-{
-    // 21846 characters at or above U+0800 take 65538 bytes: refused, and the
-    // output is left as it was.
-    const std::u16string big(21846, u'\u0800');
-    EXPECT_EQ(modifiedUtf8Length(big), 65538u);
-    DashOutput refused;
-    refused.writeUInt16(7);
-    EXPECT_THROW(refused.writeString(big), DashStringTooLongError);
-    EXPECT_EQ(hex(refused.bytes()), "00 07");
-    // One character fewer fits (65535 bytes).
-    EXPECT_NO_THROW(refused.writeString(std::u16string(21845, u'\u0800')));
-}
-
 namespace {
 std::string validBody()
 {
     DashRequestHeader h;
-    h.userCookie = 42;
     h.language = u"en";
-    h.platform = u"ios:zenloft";
-    h.softwareVersion = u"1.0";
     DashOutput out;
     writeRequestHeader(out, h);
     out.writeUInt16(kDashUserCookieRequest);
