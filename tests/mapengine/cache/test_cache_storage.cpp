@@ -33,12 +33,14 @@ protected:
 
 TEST(GMSCacheStorage, LayoutAndVersionComparison) {
     const auto d = tilesDescriptor(QStringLiteral("/caches"));
-    EXPECT_EQ(d.directoryPath(), QStringLiteral("/caches/GMSCacheStorage-Tiles"));
-    EXPECT_EQ(d.storePath(), QStringLiteral("/caches/GMSCacheStorage-Tiles/Tiles.sqlite"));
-    EXPECT_EQ(GMSCacheStorageDescriptor::compareVersions("3", "3.0.0.0"), 0);
-    EXPECT_LT(GMSCacheStorageDescriptor::compareVersions("2.9.9.9", "3.0.0.0"), 0);
-    EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("3.0.0.1", "3.0.0.0"), 0);
-    EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("10.0", "9.9"), 0);
+    EXPECT_EQ(QStringList({d.directoryPath(), d.storePath()}),
+              QStringList({"/caches/GMSCacheStorage-Tiles", "/caches/GMSCacheStorage-Tiles/Tiles.sqlite"}));
+    QList<int> signs;
+    for (auto [a, b] : {std::pair{"3", "3.0.0.0"}, {"2.9.9.9", "3.0.0.0"}, {"3.0.0.1", "3.0.0.0"}, {"10.0", "9.9"}}) {
+        const int c = GMSCacheStorageDescriptor::compareVersions(a, b);
+        signs << (c > 0) - (c < 0);
+    }
+    EXPECT_EQ(signs, QList<int>({0, -1, 1, 1}));
 }
 
 TEST_F(GMSCacheStorageTest, StoreOlderThanItsBoundaryIsDeleted) {
@@ -165,27 +167,24 @@ TEST_F(GMSCacheStorageTest, RandomDamageNeverBreaksTheCache) {
 }
 
 TEST(GMSTileDataCacheLimits, SizesByTileType) {
-    GMSCacheTileTypeTraits t;
-    EXPECT_FALSE(cacheSizeForTileType(t, true, 0));  // not storable
-    t.isStorable = true;
-    t.dataType = 0;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 2048);
-    t.dataType = 3;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 4096);
-    t.dataType = 5;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 4096);
-    t.isAuxiliary = true;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 256);
-    t.isAuxiliary = false;
-    t.isMainVector = true;
-    const auto main = cacheSizeForTileType(t, true, qint64(5) << 30);
-    EXPECT_EQ(main->maxCount, 81800);
-    EXPECT_EQ(main->maxSize, qint64(5) * 1073741824 / 10);
-    t.isMainVector = false;
-    t.dataType = 6;
-    t.name = "roads";
     zltest::LogCapture log;
-    EXPECT_FALSE(cacheSizeForTileType(t, true, 0));
+    const auto limit = [](bool storable, int dataType, bool auxiliary, bool mainVector, qint64 freeBytes) {
+        GMSCacheTileTypeTraits t;
+        t.isStorable = storable;
+        t.dataType = dataType;
+        t.isAuxiliary = auxiliary;
+        t.isMainVector = mainVector;
+        t.name = "roads";
+        const auto s = cacheSizeForTileType(t, true, freeBytes);
+        return s ? QStringLiteral("%1 %2").arg(s->maxCount).arg(s->maxSize) : QStringLiteral("none");
+    };
+    EXPECT_EQ(QStringList({limit(false, 0, false, false, 0), limit(true, 0, false, false, 0),
+                           limit(true, 3, false, false, 0), limit(true, 5, false, false, 0),
+                           limit(true, 5, true, false, 0), limit(true, 5, false, true, qint64(5) << 30)}),
+              QStringList({"none", "2048 0", "4096 0", "4096 0", "256 0",
+                           QStringLiteral("81800 %1").arg(qint64(5) * 1073741824 / 10)}));
+    EXPECT_TRUE(log.messages().isEmpty());
+    EXPECT_EQ(limit(true, 6, false, false, 0), "none");
     EXPECT_TRUE(log.contains("Shouldn't be using roads in the SDK"));
 
     EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(0), 41943040);
