@@ -44,20 +44,16 @@ TEST(GMSCacheStorage, LayoutAndVersionComparison) {
 }
 
 TEST_F(GMSCacheStorageTest, StoreOlderThanItsBoundaryIsDeleted) {
-    fill(3);
     const QString file = this->file();
-
-    auto keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "3.0.0.0");
-    EXPECT_TRUE(QFile::exists(file));
-    keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "4.1");
-    EXPECT_TRUE(QFile::exists(file));
-    auto drop = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "2.99");
-    EXPECT_FALSE(QFile::exists(file));
-    EXPECT_EQ(drop.storePath(), file);
-
-    fill(1);
-    GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), QString());
-    EXPECT_FALSE(QFile::exists(file)) << "an unknown previous engine counts as older";
+    // An unknown previous engine counts as older.
+    for (auto [previous, kept] : {std::pair{"3.0.0.0", true}, {"4.1", true}, {"2.99", false}, {"", false}}) {
+        SCOPED_TRACE(previous);
+        fill(1);
+        const auto d =
+            GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), previous);
+        EXPECT_EQ(QFile::exists(file), kept);
+        EXPECT_EQ(d.storePath(), file);
+    }
 }
 
 // A store that went, or one that won't open: it is made again empty (in
