@@ -159,7 +159,7 @@ TEST_F(GMSTileDataCacheTest, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
 }
 
-TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
+TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnceAndOthersKeepTheirPlace) {
     GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     std::atomic<bool> release{false};
@@ -177,13 +177,10 @@ TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
     release = true;
     EXPECT_TRUE(zltest::waitFor([&] { return deleted; }));
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
-}
 
-TEST_F(GMSTileDataCacheTest, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
-    GMSTileDataCache& cache = open();
+    // Loads served together keep their place among other calls.
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "old")}));
     QList<QByteArray> seen;
-    QObject ctx;
     auto record = [&](GMSCachedTileData d) { seen.append(d.found ? d.data : QByteArray("miss")); };
     cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
     cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);

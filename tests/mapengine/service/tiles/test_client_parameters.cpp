@@ -132,6 +132,14 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
     EXPECT_EQ(updated.count(), 2);
+
+    // Inactive stops the schedule; active resumes it where it was.
+    h.params->applicationWillResignActive();
+    h.clock.advance(3'600'000);
+    EXPECT_EQ(h.clock.pendingCount(), 0);
+    h.params->applicationDidBecomeActive();
+    EXPECT_EQ(h.sent.size(), 2u);
+    EXPECT_TRUE(h.asksAgainAfter(7'200'000));
 }
 
 TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
@@ -227,19 +235,6 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     EXPECT_EQ(updated.count(), notes + 1);
     h.params->networkFound();
     EXPECT_EQ(h.sent.size(), before + 2);
-}
-
-TEST(ClientParameters, InactiveStopsTheScheduleAndActiveResumesIt)
-{
-    Harness h;
-    h.start();
-    h.answerLast(h.fullAnswer(*h.sent[0].request));
-    h.params->applicationWillResignActive();
-    h.clock.advance(3'600'000);
-    EXPECT_EQ(h.clock.pendingCount(), 0);
-    h.params->applicationDidBecomeActive();
-    EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_TRUE(h.asksAgainAfter(7'200'000));
 }
 
 TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)

@@ -116,7 +116,7 @@ TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
     EXPECT_EQ(h.rows().last(), "2/0/0 net tile-a v m0");
 }
 
-TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
+TEST(TileService, ExpiredOrOlderDataVersionTilesAreAskedForAgain)
 {
     TileServiceHarness h(TileServiceHarness::satellite());
     auto e = GMSTileTypeExpirations::expirationsWithNoExpiry();
@@ -141,21 +141,16 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
     h.respond(h.sent[1], {{{1, 0, 1}, {"", "ver-7"}}});
     EXPECT_EQ(h.rows(), QStringList({"1/0/1 net tile-x ver-7 m0"}));
     EXPECT_EQ(h.answers[0].tile->validationTime(), h.now());
-}
 
-TEST(TileService, NewerDataVersionShowsTheOldTileWhileTheNewComes)
-{
-    TileServiceHarness h(TileServiceHarness::satellite());
-    h.request(1, 1, 1);
-    h.respond(h.sent[0], {{{1, 1, 1}, {TileServiceHarness::png('a'), "a"}}}, 0, 1);
+    // A newer data version shows the old tile while the new one comes.
     h.request(1, 0, 0);
-    h.respond(h.sent[1], {{{1, 0, 0}, {TileServiceHarness::png('b'), "b"}}}, 0, 2);
+    h.respond(h.sent[2], {{{1, 0, 0}, {TileServiceHarness::png('b'), "b"}}}, 0, 2);
     EXPECT_EQ(h.service->dataVersion(), 2);
     h.answers.clear();
-    h.request(1, 1, 1);
-    ASSERT_EQ(h.sent.size(), 3u);
-    h.respond(h.sent[2], {{{1, 1, 1}, {TileServiceHarness::png('c'), "c"}}}, 0, 2);
-    EXPECT_EQ(h.rows(), QStringList({"1/1/1 cached tile-a a m0", "1/1/1 net tile-c c m0"}));
+    h.request(1, 0, 1);
+    ASSERT_EQ(h.sent.size(), 4u);
+    h.respond(h.sent[3], {{{1, 0, 1}, {TileServiceHarness::png('c'), "c"}}}, 0, 2);
+    EXPECT_EQ(h.rows(), QStringList({"1/0/1 cached tile-x ver-7 m0", "1/0/1 net tile-c c m0"}));
 }
 
 TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
