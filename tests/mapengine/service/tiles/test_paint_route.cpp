@@ -92,7 +92,7 @@ struct PaintHarness : TileServiceHarness {
 
 TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
 {
-    PaintHarness h;
+    PaintHarness h(paintable(TILE_TYPE_HYBRID_OVERLAY));
     EXPECT_TRUE(h.service->usesPaintRoute());
     h.request(3, 1, 1);
     EXPECT_TRUE(h.sent.empty()) << "the paint route does not use the connection";
@@ -117,38 +117,31 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_EQ(proto.header().fetch_type(), 1);
     EXPECT_FALSE(proto.header().has_paint_epoch()) << "no epoch known yet";
     ASSERT_EQ(proto.paint_description_array_size(), 1);
-    EXPECT_EQ(proto.paint_description_array(0).tile_type(), TILE_TYPE_SATELLITE);
+    EXPECT_EQ(proto.paint_description_array(0).tile_type(), TILE_TYPE_HYBRID_OVERLAY) << "the paint type";
     for (const auto& t : proto.map_tile_array())
         EXPECT_EQ(std::tuple(int(t.tile_type()), t.paint_description_index(), t.version_id().supports_tile_hash()),
                   std::tuple(int(TILE_TYPE_SATELLITE), 0, true));
 
     // Sent means closed: a new tile opens a new batch with its own delay.
+    // The epoch, once known, goes with the batch and every tile.
     h.request(3, 3, 1);
+    h.request(3, 4, 1);
     EXPECT_EQ(h.clock.pendingCount(), 1);
+    h.service->updateMajorEpoch(7);
+    h.gather();
+    ASSERT_EQ(h.transport->posts.size(), 2u);
+    const auto p = h.sentProto(1);
+    EXPECT_EQ(p.header().paint_epoch(), 7);
+    ASSERT_EQ(p.map_tile_array_size(), 2);
+    for (const auto& t : p.map_tile_array())
+        EXPECT_EQ(std::pair(t.paint_epoch(), int(t.tile_type())), std::pair(7, int(TILE_TYPE_SATELLITE)));
 
     h.answer(0, {{{3, 1, 1}, {TileServiceHarness::png('p'), "v1"}}, {{3, 2, 1}, {TileServiceHarness::png('q'), "v2"}}});
     // The on-screen tile went to the memory cache with its mode.
     h.request(3, 1, 1);
     EXPECT_EQ(h.rows(), QStringList({"3/1/1 net tile-p v1 m3", "3/1/1 net tile-p v1 m3", "3/2/1 net tile-q v2 m3",
                                      "3/1/1 net tile-p v1 m3"}));
-    EXPECT_EQ(h.transport->posts.size(), 1u);
-}
-
-TEST(PaintRoute, TheEpochAndThePaintTypeGoWithEveryTile)
-{
-    PaintHarness h(paintable(TILE_TYPE_HYBRID_OVERLAY));
-    h.service->updateMajorEpoch(7);
-    h.request(5, 0, 0);
-    h.request(5, 1, 0);
-    h.gather();
-    ASSERT_EQ(h.transport->posts.size(), 1u);
-    const auto p = h.sentProto(0);
-    ASSERT_EQ(p.paint_description_array_size(), 1);
-    EXPECT_EQ(std::pair(p.header().paint_epoch(), int(p.paint_description_array(0).tile_type())),
-              std::pair(7, int(TILE_TYPE_HYBRID_OVERLAY)));
-    ASSERT_EQ(p.map_tile_array_size(), 2);
-    for (const auto& t : p.map_tile_array())
-        EXPECT_EQ(std::pair(t.paint_epoch(), int(t.tile_type())), std::pair(7, int(TILE_TYPE_SATELLITE)));
+    EXPECT_EQ(h.transport->posts.size(), 2u);
 }
 
 TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)

@@ -96,12 +96,10 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent.back(), {{{3, 5, 5}, {"garbage", "v"}}});
     EXPECT_EQ(h.rows(), QStringList({"3/1/1 net tile-a v m0", "3/2/2 notfound", "3/4/4 notfound", "3/5/5 failed"}));
-}
 
-TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
-{
-    zltest::LogCapture log;
-    TileServiceHarness h(TileServiceHarness::satellite());
+    // Transport errors and refused batches leave the caches alone.
+    h.answers.clear();
+    h.sent.clear();
     h.request(2, 0, 0);
     h.request(2, 0, 0);
     h.fail(h.sent[0]);
