@@ -142,7 +142,7 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     EXPECT_TRUE(h.asksAgainAfter(7'200'000));
 }
 
-TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
+TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBackToDefaults)
 {
     Harness h;
     {
@@ -179,15 +179,15 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
     // Startup does not wait for the network.
     ASSERT_EQ(h.startups.size(), 1u);
     EXPECT_FALSE(h.startups[0].has_value());
-}
 
-TEST(ClientParameters, UnreadableFileFallsBackToDefaults)
-{
-    Harness h;
+    // An unreadable file: defaults, and startup waits for the network.
     QFile f(h.path());
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write("\xff\xff\xff not a message");
     f.close();
+    h.params.reset();
+    h.sent.clear();
+    h.startups.clear();
     h.start();
     EXPECT_FALSE(h.params->haveParamsEverBeenFetched());
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), -1);
