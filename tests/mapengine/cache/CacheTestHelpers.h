@@ -75,6 +75,30 @@ inline GMSCachedTileData load(GMSTileDataCache& cache, GMSCacheTileKey key) {
     return await<GMSCachedTileData>([&](QObject* c, auto fn) { cache.loadTileForTileCoords(key, c, fn); });
 }
 
+// A load's answer in one line: "miss", or data, validation time, version and
+// the two epochs.
+inline QString describe(const GMSCachedTileData& d) {
+    if (!d.found) return QStringLiteral("miss");
+    return QStringLiteral("%1 t%2 v%3 e%4/%5")
+        .arg(QString::fromLatin1(d.data))
+        .arg(d.validationTime)
+        .arg(d.versionID)
+        .arg(d.perTileEpoch)
+        .arg(d.serverPerTileEpoch);
+}
+
+inline QStringList loads(GMSTileDataCache& cache, const QList<GMSCacheTileKey>& keys) {
+    QStringList out;
+    for (const auto& k : keys) out << describe(load(cache, k));
+    return out;
+}
+
+// Count, size, next validation time and expiry scans of a cache's index.
+inline QList<qint64> counts(GMSTileDataCache& cache) {
+    const auto s = cache.stats();
+    return {s.count, s.cacheSize, s.nextValidationTimeMS, s.expirationScans};
+}
+
 // A test with a caches folder of its own, and tile caches over it.
 class CacheTest : public ::testing::Test {
 protected:

@@ -82,6 +82,15 @@ inline GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QStr
     return await<GMSStyleTableService::Table>([&](QObject* c, auto fn) { s.loadStyleTable({url, 1, 0}, c, fn); });
 }
 
+// The active and the stable epoch, and whether tiles with global styles of
+// epochs 1 and 2 are stale.
+inline QList<int> epochs(GMSStyleTableService& s) {
+    return {s.activeEpoch(), s.stableActiveEpoch(), s.isTileEpochStale(true, 1), s.isTileEpochStale(true, 2)};
+}
+
+// The data of a loaded table, or "none".
+inline QByteArray dataOf(const GMSStyleTableService::Table& t) { return t ? t->data() : QByteArray("none"); }
+
 // Client parameters as the style table service sees them, set by the test;
 // counts the reads, the refetches asked for and the epoch expected by the last.
 class FakeStyleParameters : public GMSStyleTableClientParameters {

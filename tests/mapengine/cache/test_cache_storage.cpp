@@ -33,29 +33,27 @@ protected:
 
 TEST(GMSCacheStorage, LayoutAndVersionComparison) {
     const auto d = tilesDescriptor(QStringLiteral("/caches"));
-    EXPECT_EQ(d.directoryPath(), QStringLiteral("/caches/GMSCacheStorage-Tiles"));
-    EXPECT_EQ(d.storePath(), QStringLiteral("/caches/GMSCacheStorage-Tiles/Tiles.sqlite"));
-    EXPECT_EQ(GMSCacheStorageDescriptor::compareVersions("3", "3.0.0.0"), 0);
-    EXPECT_LT(GMSCacheStorageDescriptor::compareVersions("2.9.9.9", "3.0.0.0"), 0);
-    EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("3.0.0.1", "3.0.0.0"), 0);
-    EXPECT_GT(GMSCacheStorageDescriptor::compareVersions("10.0", "9.9"), 0);
+    EXPECT_EQ(QStringList({d.directoryPath(), d.storePath()}),
+              QStringList({"/caches/GMSCacheStorage-Tiles", "/caches/GMSCacheStorage-Tiles/Tiles.sqlite"}));
+    QList<int> signs;
+    for (auto [a, b] : {std::pair{"3", "3.0.0.0"}, {"2.9.9.9", "3.0.0.0"}, {"3.0.0.1", "3.0.0.0"}, {"10.0", "9.9"}}) {
+        const int c = GMSCacheStorageDescriptor::compareVersions(a, b);
+        signs << (c > 0) - (c < 0);
+    }
+    EXPECT_EQ(signs, QList<int>({0, -1, 1, 1}));
 }
 
 TEST_F(GMSCacheStorageTest, StoreOlderThanItsBoundaryIsDeleted) {
-    fill(3);
     const QString file = this->file();
-
-    auto keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "3.0.0.0");
-    EXPECT_TRUE(QFile::exists(file));
-    keep = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "4.1");
-    EXPECT_TRUE(QFile::exists(file));
-    auto drop = GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), "2.99");
-    EXPECT_FALSE(QFile::exists(file));
-    EXPECT_EQ(drop.storePath(), file);
-
-    fill(1);
-    GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), QString());
-    EXPECT_FALSE(QFile::exists(file)) << "an unknown previous engine counts as older";
+    // An unknown previous engine counts as older.
+    for (auto [previous, kept] : {std::pair{"3.0.0.0", true}, {"4.1", true}, {"2.99", false}, {"", false}}) {
+        SCOPED_TRACE(previous);
+        fill(1);
+        const auto d =
+            GMSCacheStorageDescriptor::cacheStorageDescriptorForName("Tiles", "3.0.0.0", root.path(), previous);
+        EXPECT_EQ(QFile::exists(file), kept);
+        EXPECT_EQ(d.storePath(), file);
+    }
 }
 
 // A store that went, or one that won't open: it is made again empty (in
@@ -165,27 +163,24 @@ TEST_F(GMSCacheStorageTest, RandomDamageNeverBreaksTheCache) {
 }
 
 TEST(GMSTileDataCacheLimits, SizesByTileType) {
-    GMSCacheTileTypeTraits t;
-    EXPECT_FALSE(cacheSizeForTileType(t, true, 0));  // not storable
-    t.isStorable = true;
-    t.dataType = 0;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 2048);
-    t.dataType = 3;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 4096);
-    t.dataType = 5;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 4096);
-    t.isAuxiliary = true;
-    EXPECT_EQ(cacheSizeForTileType(t, true, 0)->maxCount, 256);
-    t.isAuxiliary = false;
-    t.isMainVector = true;
-    const auto main = cacheSizeForTileType(t, true, qint64(5) << 30);
-    EXPECT_EQ(main->maxCount, 81800);
-    EXPECT_EQ(main->maxSize, qint64(5) * 1073741824 / 10);
-    t.isMainVector = false;
-    t.dataType = 6;
-    t.name = "roads";
     zltest::LogCapture log;
-    EXPECT_FALSE(cacheSizeForTileType(t, true, 0));
+    const auto limit = [](bool storable, int dataType, bool auxiliary, bool mainVector, qint64 freeBytes) {
+        GMSCacheTileTypeTraits t;
+        t.isStorable = storable;
+        t.dataType = dataType;
+        t.isAuxiliary = auxiliary;
+        t.isMainVector = mainVector;
+        t.name = "roads";
+        const auto s = cacheSizeForTileType(t, true, freeBytes);
+        return s ? QStringLiteral("%1 %2").arg(s->maxCount).arg(s->maxSize) : QStringLiteral("none");
+    };
+    EXPECT_EQ(QStringList({limit(false, 0, false, false, 0), limit(true, 0, false, false, 0),
+                           limit(true, 3, false, false, 0), limit(true, 5, false, false, 0),
+                           limit(true, 5, true, false, 0), limit(true, 5, false, true, qint64(5) << 30)}),
+              QStringList({"none", "2048 0", "4096 0", "4096 0", "256 0",
+                           QStringLiteral("81800 %1").arg(qint64(5) * 1073741824 / 10)}));
+    EXPECT_TRUE(log.messages().isEmpty());
+    EXPECT_EQ(limit(true, 6, false, false, 0), "none");
     EXPECT_TRUE(log.contains("Shouldn't be using roads in the SDK"));
 
     EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(0), 41943040);

@@ -35,24 +35,17 @@ TEST_F(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwit
     service.clientParametersNotification({1, 37});
     ASSERT_TRUE(zltest::waitFor([&] { return fetcher->fetches(kUrlA) == 1 && fetcher->fetches(kUrlB) == 1; }));
     EXPECT_EQ(params->reads.load(), 1) << "only the notification with the style tables group reads the parameters";
-    ASSERT_TRUE(tableFor(service, 0, 2));
-    ASSERT_TRUE(tableFor(service, 2, 2));
+    EXPECT_EQ(dataOf(tableFor(service, 0, 2)) + dataOf(tableFor(service, 2, 2)), "AA");
     // A is in, B is pending: the old epoch stays in force, and none is stable.
-    EXPECT_EQ(service.activeEpoch(), 1);
-    EXPECT_EQ(service.stableActiveEpoch(), 0);
-    EXPECT_FALSE(service.isTileEpochStale(true, 1));
+    EXPECT_EQ(epochs(service), QList<int>({1, 0, false, false}));
     EXPECT_TRUE(updates.isEmpty());
 
     fetcher->release(kUrlB);
     ASSERT_TRUE(zltest::waitFor([&] { return !updates.isEmpty(); }));
     EXPECT_EQ(updates, QList<qint32>{2});
-    EXPECT_EQ(service.activeEpoch(), 2);
-    EXPECT_EQ(service.stableActiveEpoch(), 2);
-    EXPECT_TRUE(service.isTileEpochStale(true, 1));
-    EXPECT_FALSE(service.isTileEpochStale(true, 2));
+    EXPECT_EQ(epochs(service), QList<int>({2, 2, true, false}));
     EXPECT_FALSE(service.isTileEpochStale(false, 1)) << "tiles without global styles are never stale";
-    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
-    EXPECT_EQ(fetcher->fetches(kUrlB), 1);
+    EXPECT_EQ(std::pair(fetcher->fetches(kUrlA), fetcher->fetches(kUrlB)), std::pair(1, 1));
     EXPECT_EQ(gmsRawInflate(loadObject(service.styleTableDiskCache(), kUrlB).data), "B") << "raw deflate on disk";
     EXPECT_EQ(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "2");
     const auto stored = GMSStyleTableEpochResources::parse(
@@ -64,9 +57,7 @@ TEST_F(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwit
     // the epoch does not change again.
     service.clientParametersNotification({37});
     ASSERT_TRUE(zltest::waitFor([&] { return params->reads.load() == 2; }));
-    auto b = tableFor(service, 1, 2);
-    ASSERT_TRUE(b);
-    EXPECT_EQ(b->data(), "B");
+    EXPECT_EQ(dataOf(tableFor(service, 1, 2)), "B");
     EXPECT_EQ(fetcher->fetches(kUrlB), 1);
     EXPECT_EQ(updates, QList<qint32>{2});
 }
@@ -90,9 +81,7 @@ TEST_F(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotification
 
     service.clientParametersNotification({37});
     ASSERT_TRUE(zltest::waitFor([&] { return fetcher->fetches(kUrlA) == 4; }));
-    auto a = tableFor(service, 0, 4);
-    ASSERT_TRUE(a);
-    EXPECT_EQ(a->data(), "A");
+    EXPECT_EQ(dataOf(tableFor(service, 0, 4)), "A");
     EXPECT_EQ(fetcher->fetches(kUrlB), 1);
 }
 
@@ -103,14 +92,10 @@ TEST_F(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAga
     GMSStyleTableService& first = make();
     first.setClientParameters(params);
     EXPECT_FALSE(tableFor(first, 0, 3)) << "a tile of epoch 3 met before the parameters name it";
-    EXPECT_EQ(params->refetches.load(), 1);
-    EXPECT_EQ(params->expected.load(), 3);
-    EXPECT_EQ(fetcher->fetches(kUrlA), 0);
-
-    auto a = tableFor(first, 0, 2);  // the parameters' epoch
-    ASSERT_TRUE(a);
-    EXPECT_EQ(a->data(), "A");
-    EXPECT_FALSE(tableFor(first, 7, 2)) << "no table for that map style";
+    EXPECT_EQ(std::tuple(params->refetches.load(), params->expected.load(), fetcher->fetches(kUrlA)),
+              std::tuple(1, 3, 0));
+    // The parameters' epoch, and a map style without a table.
+    EXPECT_EQ(dataOf(tableFor(first, 0, 2)) + dataOf(tableFor(first, 7, 2)), "Anone");
     EXPECT_EQ(params->refetches.load(), 1);
 
     first.clientParametersNotification({37});
@@ -123,11 +108,8 @@ TEST_F(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAga
     params->set({5, {{kUrlC, 1, 0}}});
     GMSStyleTableService& service = make();
     service.setClientParameters(params);
-    a = tableFor(service, 0, 2);
-    ASSERT_TRUE(a);
-    EXPECT_EQ(a->data(), "A");
-    EXPECT_EQ(fetcher->fetches(kUrlA), 1);
-    EXPECT_EQ(params->refetches.load(), 1);
+    EXPECT_EQ(dataOf(tableFor(service, 0, 2)), "A");
+    EXPECT_EQ(std::pair(fetcher->fetches(kUrlA), params->refetches.load()), std::pair(1, 1));
 }
 
 TEST_F(GMSStyleTableServiceParameters, FailedStoreOfTheEpochResourcesIsLogged) {

@@ -7,6 +7,7 @@ protected:
     FakeClock clock;
 };
 
+// counts(): count, size, next validation time, scans.
 TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
     GMSTileDataCache& cache = open(1, 0, 0, clock.clock());
     clock.set(900);
@@ -14,35 +15,26 @@ TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
     EXPECT_EQ(cache.stats().expirationScans, 0) << "no period known yet";
 
     cache.setExpirationPeriodMS(500);
-    clock.set(1400);  // t = 900: nothing older, the bound becomes 1000
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    auto s = cache.stats();
-    EXPECT_EQ(s.expirationScans, 1);
-    EXPECT_EQ(s.nextValidationTimeMS, 1000);
-
-    clock.set(1499);  // t = 999 < 1000: skipped
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    clock.set(1500);  // t = 1000, the bound is not above it: scan, but 1000 is not below t
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-    EXPECT_EQ(cache.stats().expirationScans, 2);
-
-    clock.set(1501);  // t = 1001: the tile of 1000 goes, the bound moves to 2000
-    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
-    s = cache.stats();
-    EXPECT_EQ(s.expirationScans, 3);
-    EXPECT_EQ(s.nextValidationTimeMS, 2000);
-    EXPECT_EQ(s.count, 1);
-    EXPECT_EQ(s.cacheSize, 1);
-
-    clock.set(2400);
-    EXPECT_TRUE(load(cache, {1, 1, 0}).found);
-    EXPECT_EQ(cache.stats().expirationScans, 3);
-
-    clock.set(10000);
-    EXPECT_FALSE(load(cache, {1, 1, 0}).found);
-    s = cache.stats();
-    EXPECT_EQ(s.nextValidationTimeMS, -1) << "no tile left";
-    EXPECT_EQ(s.count, 0);
+    struct Step {
+        qint64 now;
+        GMSCacheTileKey key;
+        bool found;
+        QList<qint64> counts;
+    };
+    const Step steps[] = {
+        {1400, {1, 0, 0}, true, {2, 2, 1000, 1}},   // t = 900: nothing older, the bound becomes 1000
+        {1499, {1, 0, 0}, true, {2, 2, 1000, 1}},   // t = 999 < 1000: skipped
+        {1500, {1, 0, 0}, true, {2, 2, 1000, 2}},   // t = 1000: scan, but 1000 is not below t
+        {1501, {1, 0, 0}, false, {1, 1, 2000, 3}},  // t = 1001: the tile of 1000 goes
+        {2400, {1, 1, 0}, true, {1, 1, 2000, 3}},
+        {10000, {1, 1, 0}, false, {0, 0, -1, 4}},  // no tile left
+    };
+    for (const Step& s : steps) {
+        SCOPED_TRACE(s.now);
+        clock.set(s.now);
+        EXPECT_EQ(load(cache, s.key).found, s.found);
+        EXPECT_EQ(counts(cache), s.counts);
+    }
 }
 
 // A negative period, or no clock at all: tiles never expire.
@@ -58,7 +50,7 @@ TEST_F(GMSTileDataCacheExpiry, NoPeriodOrNoClockMeansNoScan) {
     }
 }
 
-TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
+TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBoundAndExpiredTilesGoAtStart) {
     GMSTileDataCache& cache = open(1, 0, 0, clock.clock());
     cache.setExpirationPeriodMS(100);
     clock.set(500);
@@ -69,16 +61,13 @@ TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBound) {
     ASSERT_TRUE(store(cache, {tile(1, 2, 0, "older", 420)}));
     EXPECT_EQ(cache.stats().nextValidationTimeMS, 420);
     clock.set(521);  // t = 421: the bound is below t, so the scan runs
-    EXPECT_FALSE(load(cache, {1, 2, 0}).found);
-    EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-}
+    EXPECT_EQ(loads(cache, {{1, 2, 0}, {1, 0, 0}}), QStringList({"miss", "new t450 v e0/0"}));
 
-TEST_F(GMSTileDataCacheExpiry, ExpiredTilesGoAtStart) {
-    ASSERT_TRUE(store(open(), {tile(1, 0, 0, "a", 100), tile(1, 1, 0, "b", 900)}));
+    ASSERT_TRUE(store(cache, {tile(1, 3, 0, "b", 520)}));
     close();
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
-    cache.setExpirationPeriodMS(500);
-    clock.set(1000);
-    ASSERT_TRUE(startCache(cache));
-    EXPECT_EQ(cache.lruOrder(), (QList<GMSCacheTileKey>{{1, 1, 0}}));
+    GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
+    reopened.setExpirationPeriodMS(100);
+    clock.set(600);
+    ASSERT_TRUE(startCache(reopened));
+    EXPECT_EQ(reopened.lruOrder(), (QList<GMSCacheTileKey>{{1, 3, 0}}));
 }

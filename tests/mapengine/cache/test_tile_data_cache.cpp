@@ -19,38 +19,20 @@ TEST_F(GMSTileDataCacheTest, StoresAndLoadsBothFormsAndSurvivesReopening) {
     ASSERT_TRUE(store(open(), {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
     close();
     GMSTileDataCache& cache = open();
-    const auto wire = load(cache, {5, 0, 0});
-    EXPECT_TRUE(wire.found);
-    EXPECT_EQ(wire.data, QByteArray("wire-bytes"));
-    EXPECT_EQ(wire.validationTime, 100);
-    EXPECT_TRUE(wire.versionID.isEmpty());
-    const auto back = load(cache, {5, 1, 2});
-    EXPECT_EQ(back.data, QByteArray("proto-bytes"));
-    EXPECT_EQ(back.versionID, QStringLiteral("v7"));
-    EXPECT_EQ(back.perTileEpoch, 3);
-    EXPECT_EQ(back.serverPerTileEpoch, 4);
-    const auto empty = load(cache, {5, 2, 2});
-    EXPECT_TRUE(empty.found);
-    EXPECT_TRUE(empty.data.isEmpty());
-    EXPECT_FALSE(load(cache, {5, 9, 9}).found);
-    EXPECT_EQ(cache.hitCount(), 3);
-    EXPECT_EQ(cache.missCount(), 1);
-    EXPECT_EQ(cache.stats().count, 3);
-    EXPECT_EQ(cache.stats().cacheSize, 10 + 11);
+    EXPECT_EQ(loads(cache, {{5, 0, 0}, {5, 1, 2}, {5, 2, 2}, {5, 9, 9}}),
+              QStringList({"wire-bytes t100 v e0/0", "proto-bytes t111 vv7 e3/4", " t5 v e0/0", "miss"}));
+    EXPECT_EQ(QList<qint64>({cache.hitCount(), cache.missCount()}), QList<qint64>({3, 1}));
+    EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({3, 10 + 11}));
 }
 
 TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates) {
     GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "old-wire", 1)}));
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "new-proto!", 2, "v2")}));
-    auto r = load(cache, {3, 1, 1});
-    EXPECT_EQ(r.data, QByteArray("new-proto!"));
-    EXPECT_EQ(r.versionID, "v2");
+    EXPECT_EQ(loads(cache, {{3, 1, 1}}), QStringList({"new-proto! t2 vv2 e0/0"}));
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "v3-proto", 3, "v3")}));  // same form: updated in place
     ASSERT_TRUE(store(cache, {tile(3, 1, 1, "wire", 4)}));            // back to the older form
-    r = load(cache, {3, 1, 1});
-    EXPECT_EQ(r.data, QByteArray("wire"));
-    EXPECT_TRUE(r.versionID.isEmpty());
+    EXPECT_EQ(loads(cache, {{3, 1, 1}}), QStringList({"wire t4 v e0/0"}));
     EXPECT_EQ(cache.stats().cacheSize, 4);
 
     // An empty marker only moves the validation time of a stored tile, and
@@ -60,9 +42,7 @@ TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyReval
     GMSCacheableTileData stray = tile(3, 5, 5, {}, 99);
     stray.isEmptyCacheMarker = true;
     ASSERT_TRUE(store(cache, {marker, stray}));
-    r = load(cache, {3, 1, 1});
-    EXPECT_EQ(r.data, QByteArray("wire"));
-    EXPECT_EQ(r.validationTime, 99);
+    EXPECT_EQ(loads(cache, {{3, 1, 1}, {3, 5, 5}}), QStringList({"wire t99 v e0/0", "miss"}));
     EXPECT_EQ(cache.stats().count, 1);
 
     // Exactly one row and one blob are left in the store.
@@ -72,9 +52,7 @@ TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyReval
         auto* q = c.statement("SELECT (SELECT count(*) FROM GMSCachedTile), (SELECT count(*) FROM GMSCachedTileBlob),"
                               " (SELECT count(*) FROM GMSCachedTileProtoBlob)");
         ASSERT_TRUE(q && q->step());
-        EXPECT_EQ(q->int64(0), 1);
-        EXPECT_EQ(q->int64(1), 1);
-        EXPECT_EQ(q->int64(2), 0);
+        EXPECT_EQ(QList<qint64>({q->int64(0), q->int64(1), q->int64(2)}), QList<qint64>({1, 1, 0}));
         q->reset();
     });
 }
@@ -100,12 +78,12 @@ TEST_F(GMSTileDataCacheTest, PruningBySizeFromTheOldEnd) {
     GMSTileDataCache& cache = open(1, 0, 2500);
     for (int i = 0; i < 4; ++i) ASSERT_TRUE(store(cache, {tile(9, i, 0, QByteArray(1000, 'x'))}));
     EXPECT_EQ(cache.lruOrder(), keys({{9, 3, 0}, {9, 2, 0}}));
-    EXPECT_EQ(cache.stats().cacheSize, 2000);
+    EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({2, 2000}));
     // A used tile outlives a younger one.
     load(cache, {9, 2, 0});
     ASSERT_TRUE(store(cache, {tile(9, 4, 0, QByteArray(600, 'y'))}));
     EXPECT_EQ(cache.lruOrder(), keys({{9, 4, 0}, {9, 2, 0}}));
-    EXPECT_EQ(cache.stats().cacheSize, 1600);
+    EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({2, 1600}));
 }
 
 TEST_F(GMSTileDataCacheTest, PropertiesAreKeptWithTheirTypes) {
@@ -119,12 +97,10 @@ TEST_F(GMSTileDataCacheTest, PropertiesAreKeptWithTheirTypes) {
     EXPECT_EQ(first.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
     close();
     GMSTileDataCache& cache = open(2);
-    EXPECT_EQ(cache.propertyForKey("TileDataVersion"), QVariant(qint64(42)));
-    EXPECT_EQ(cache.propertyForKey("KrotraLocale"), QVariant(QStringLiteral("pl_PL")));
-    EXPECT_EQ(cache.propertyForKey("Blob"), QVariant(QByteArray("\x01\x02", 2)));
-    EXPECT_EQ(cache.propertyForKey("Real"), QVariant(1.5));
-    EXPECT_FALSE(cache.propertyForKey("Gone").isValid());
-    EXPECT_FALSE(cache.propertyForKey("PaintMajorEpoch").isValid());
+    QVariantList read;
+    for (const char* key : {"TileDataVersion", "KrotraLocale", "Blob", "Real", "Gone", "PaintMajorEpoch"})
+        read << cache.propertyForKey(key);
+    EXPECT_EQ(read, QVariantList({qint64(42), QStringLiteral("pl_PL"), QByteArray("\x01\x02", 2), 1.5, {}, {}}));
 }
 
 TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {
@@ -132,12 +108,9 @@ TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {
     GMSTileDataCache& b = open(2);
     ASSERT_TRUE(store(a, {tile(1, 1, 1, "A")}));
     ASSERT_TRUE(store(b, {tile(1, 1, 1, "B")}));
-    EXPECT_EQ(load(a, {1, 1, 1}).data, "A");
-    EXPECT_EQ(load(b, {1, 1, 1}).data, "B");
-
+    EXPECT_EQ(loads(a, {{1, 1, 1}}) + loads(b, {{1, 1, 1}}), QStringList({"A t0 v e0/0", "B t0 v e0/0"}));
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { a.deleteTileDataCacheWithCompletionHandler(c, fn); }));
-    EXPECT_FALSE(load(a, {1, 1, 1}).found);
-    EXPECT_EQ(load(b, {1, 1, 1}).data, "B");
+    EXPECT_EQ(loads(a, {{1, 1, 1}}) + loads(b, {{1, 1, 1}}), QStringList({"miss", "B t0 v e0/0"}));
 
     ASSERT_TRUE(store(a, {tile(1, 2, 2, "A2")}));
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { a.deleteTileDataCachesExceptTypes({1}, c, fn); }));
@@ -186,7 +159,7 @@ TEST_F(GMSTileDataCacheTest, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
     EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
 }
 
-TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
+TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnceAndOthersKeepTheirPlace) {
     GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     std::atomic<bool> release{false};
@@ -204,13 +177,10 @@ TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnce) {
     release = true;
     EXPECT_TRUE(zltest::waitFor([&] { return deleted; }));
     EXPECT_FALSE(load(cache, {1, 0, 0}).found);
-}
 
-TEST_F(GMSTileDataCacheTest, LoadsServedTogetherKeepTheirPlaceAmongOtherCalls) {
-    GMSTileDataCache& cache = open();
+    // Loads served together keep their place among other calls.
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "old")}));
     QList<QByteArray> seen;
-    QObject ctx;
     auto record = [&](GMSCachedTileData d) { seen.append(d.found ? d.data : QByteArray("miss")); };
     cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
     cache.loadTileForTileCoords({1, 0, 0}, &ctx, record);
@@ -232,10 +202,9 @@ TEST_F(GMSTileDataCacheTest, AStoreThatFailsOnAFullDiskLeavesTheCacheUsable) {
         FailingWrites full(Fault::DiskFull);
         EXPECT_FALSE(store(cache, {tile(1, 1, 0, QByteArray(100000, 'y')), tile(1, 0, 0, "x2")}));
         EXPECT_TRUE(log.contains("full")) << log.messages().join('\n').toStdString();
-        EXPECT_EQ(load(cache, {1, 0, 0}).data, "x") << "what was stored stays";
-        EXPECT_FALSE(load(cache, {1, 1, 0}).found);
+        EXPECT_EQ(loads(cache, {{1, 0, 0}, {1, 1, 0}}), QStringList({"x t0 v e0/0", "miss"})) << "what was stored stays";
     }
     ASSERT_TRUE(store(cache, {tile(1, 1, 0, "y")}));
-    EXPECT_EQ(load(cache, {1, 1, 0}).data, "y");
+    EXPECT_EQ(loads(cache, {{1, 1, 0}}), QStringList({"y t0 v e0/0"}));
     EXPECT_EQ(cache.stats().count, 2);
 }

@@ -8,6 +8,7 @@
 
 #include <QCoreApplication>
 #include <QObject>
+#include <QStringList>
 
 #include <algorithm>
 #include <map>
@@ -110,6 +111,26 @@ struct TileServiceHarness {
         o.tileType.mapTileType = zenloft::wire::TILE_TYPE_SATELLITE;
         o.tileEdgeLength = edge;
         return o;
+    }
+    // The answers so far, one line each: "z/x/y status" and, with a tile, its
+    // bytes after the PNG signature, its version and its mode.
+    QStringList rows() const
+    {
+        static const std::map<int, QString> names = {{kGMSTileStatusFromNetwork, "net"},
+                                                     {kGMSTileStatusCachedUpdateFollows, "cached"},
+                                                     {kGMSTileStatusFailed, "failed"},
+                                                     {kGMSTileStatusNotFound, "notfound"}};
+        QStringList out;
+        for (const Answer& a : answers) {
+            QString row = QStringLiteral("%1/%2/%3 %4").arg(a.coords.zoom()).arg(a.coords.x()).arg(a.coords.y());
+            row = row.arg(names.count(a.status) ? names.at(a.status) : QString::number(a.status));
+            if (a.tile)
+                row += QStringLiteral(" %1 %2 m%3")
+                           .arg(QString::fromLatin1(a.tile->data.mid(8)), a.tile->versionID)
+                           .arg(a.tile->mode);
+            out << row;
+        }
+        return out;
     }
     int count(int status) const
     {

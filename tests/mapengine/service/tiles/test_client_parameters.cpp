@@ -28,6 +28,11 @@ struct Harness {
     std::vector<std::optional<GMSDASHError>> startups;
 
     QString path() const { return dir.filePath("ServerControlledParams"); }
+    QByteArray saved() const
+    {
+        QFile f(path());
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
 
     void make()
     {
@@ -37,8 +42,11 @@ struct Harness {
             },
             path(), &clock);
     }
+    // Makes the parameters if the test has not, and starts them.
     void start()
     {
+        if (!params)
+            make();
         params->startWithCompletionHandler([this](std::optional<GMSDASHError> e) { startups.push_back(e); });
         QCoreApplication::sendPostedEvents();
     }
@@ -94,10 +102,9 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     h.answerLast(h.fullAnswer(*h.sent[0].request, 3));
     ASSERT_EQ(h.startups.size(), 1u);
     EXPECT_FALSE(h.startups[0].has_value());
-    EXPECT_EQ(h.params->lastUpdateTimeMs(), h.clock.monotonicMs());
-    EXPECT_TRUE(h.params->areParamsFresh());
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
-    EXPECT_EQ(updated.count(), 2);
+    EXPECT_EQ(std::tuple(h.params->lastUpdateTimeMs(), h.params->areParamsFresh(),
+                         h.params->diskCacheServerSchemaVersion(), updated.count()),
+              std::tuple(h.clock.monotonicMs(), true, 3, 2));
     h.params->flushPendingWrites();
     EXPECT_TRUE(QFile::exists(h.path()));
 
@@ -112,31 +119,30 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
 
     // Groups of type 0 or without a hash are ignored; an answer that changes
     // nothing only moves the file's date.
-    auto same = std::make_shared<GMSClientParameters::Response>();
-    for (const auto& g : h.sent[1].request->parameter_group_array()) {
-        auto* a = same->add_parameter_group_array();
-        a->set_type(g.type());
-        a->set_hash_p(g.hash_p());
-    }
+    auto same = h.fullAnswer(*h.sent[1].request, 3);
     same->mutable_parameter_group_array(0)->set_type(PARAMETER_GROUP_UNKNOWN);
     same->mutable_parameter_group_array(1)->clear_hash_p();
     same->mutable_parameter_group_array(1)->mutable_vector_maps()->set_disk_cache_server_schema_version(99);
-    QFile before(h.path());
-    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
-    const QByteArray bytes = before.readAll();
-    before.close();
+    const QByteArray bytes = h.saved();
+    ASSERT_FALSE(bytes.isEmpty());
     h.clock.advance(3'600'000);
     h.answerLast(same);
     h.params->flushPendingWrites();
-    QFile after(h.path());
-    ASSERT_TRUE(after.open(QIODevice::ReadOnly));
-    EXPECT_EQ(after.readAll(), bytes);
+    EXPECT_EQ(h.saved(), bytes);
     EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
     EXPECT_EQ(updated.count(), 2);
+
+    // Inactive stops the schedule; active resumes it where it was.
+    h.params->applicationWillResignActive();
+    h.clock.advance(3'600'000);
+    EXPECT_EQ(h.clock.pendingCount(), 0);
+    h.params->applicationDidBecomeActive();
+    EXPECT_EQ(h.sent.size(), 2u);
+    EXPECT_TRUE(h.asksAgainAfter(7'200'000));
 }
 
-TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
+TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBackToDefaults)
 {
     Harness h;
     {
@@ -158,7 +164,6 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
         ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
             QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 4 * 3'600'000), h.path()));
     }
-    h.make();
     h.start();
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 7);
     GMSTileType sat;
@@ -167,29 +172,26 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnce)
     EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
     EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.clock.monotonicMs() - 4 * 3'600'000), 1000.0);
     ASSERT_EQ(h.sent.size(), 1u);  // stale: a request at once
-    bool sentHash = false;
-    for (const auto& g : h.sent[0].request->parameter_group_array())
-        if (g.type() == PARAMETER_GROUP_VECTOR_MAPS)
-            sentHash = g.has_hash_p() && g.hash_p() == 42;
-    EXPECT_TRUE(sentHash);
+    const auto& groups = h.sent[0].request->parameter_group_array();
+    EXPECT_TRUE(std::any_of(groups.begin(), groups.end(), [](const auto& g) {
+        return g.type() == PARAMETER_GROUP_VECTOR_MAPS && g.has_hash_p() && g.hash_p() == 42;
+    }));
     // Startup does not wait for the network.
     ASSERT_EQ(h.startups.size(), 1u);
     EXPECT_FALSE(h.startups[0].has_value());
-}
 
-TEST(ClientParameters, UnreadableFileFallsBackToDefaults)
-{
-    Harness h;
+    // An unreadable file: defaults, and startup waits for the network.
     QFile f(h.path());
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write("\xff\xff\xff not a message");
     f.close();
-    h.make();
+    h.params.reset();
+    h.sent.clear();
+    h.startups.clear();
     h.start();
     EXPECT_FALSE(h.params->haveParamsEverBeenFetched());
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), -1);
-    EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_TRUE(h.startups.empty());
+    EXPECT_EQ(std::pair(h.sent.size(), h.startups.size()), std::pair(std::size_t(1), std::size_t(0)));
 }
 
 TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
@@ -235,20 +237,6 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     EXPECT_EQ(h.sent.size(), before + 2);
 }
 
-TEST(ClientParameters, InactiveStopsTheScheduleAndActiveResumesIt)
-{
-    Harness h;
-    h.make();
-    h.start();
-    h.answerLast(h.fullAnswer(*h.sent[0].request));
-    h.params->applicationWillResignActive();
-    h.clock.advance(3'600'000);
-    EXPECT_EQ(h.clock.pendingCount(), 0);
-    h.params->applicationDidBecomeActive();
-    EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_TRUE(h.asksAgainAfter(7'200'000));
-}
-
 TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
 {
     Harness h;
@@ -256,11 +244,11 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
     h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
     QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
     h.start();
-    EXPECT_EQ(h.params->paintEpoch(), 0) << "defaults: no epoch, no tables, no paint route";
-    EXPECT_TRUE(h.params->styleTableMappingArray().isEmpty());
-    EXPECT_TRUE(h.params->paintServerBaseURL().isEmpty());
-    EXPECT_TRUE(h.params->requestSigningKey().isEmpty());
-    EXPECT_TRUE(h.params->directToPaintEnabledTileTypes().isEmpty());
+    EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray().size(),
+                         h.params->paintServerBaseURL(), h.params->requestSigningKey(),
+                         h.params->directToPaintEnabledTileTypes().size()),
+              std::tuple(0, 0, QUrl(), QByteArray(), 0))
+        << "defaults: no epoch, no tables, no paint route";
 
     auto resp = h.fullAnswer(*h.sent[0].request);
     for (auto& g : *resp->mutable_parameter_group_array()) {
@@ -285,13 +273,11 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
     h.answerLast(resp);
     ASSERT_EQ(updated.count(), 2);
     EXPECT_TRUE(updated.at(1).at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
-    EXPECT_EQ(h.params->paintEpoch(), 9);
     const QList<GMSCoreClientParameters::StyleTableMapping> expected = {
         {QUrl("http://127.0.0.1:8765/styles/base.tbl"), 2, 1}, {QUrl("https://cdn.example/t?x=1"), 0, 0}};
-    EXPECT_EQ(h.params->styleTableMappingArray(), expected);
-    EXPECT_EQ(h.params->paintServerBaseURL(), QUrl("http://127.0.0.1:8765/glm/paint"));
-    EXPECT_EQ(h.params->requestSigningKey(), QByteArray("k\0y", 3));
-    EXPECT_EQ(h.params->directToPaintEnabledTileTypes(), (QSet<int>{1, 2}));
+    EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray(), h.params->paintServerBaseURL(),
+                         h.params->requestSigningKey(), h.params->directToPaintEnabledTileTypes()),
+              std::tuple(9, expected, QUrl("http://127.0.0.1:8765/glm/paint"), QByteArray("k\0y", 3), QSet<int>{1, 2}));
 
     // The epoch in hand: no new request. Another one: asked for at once.
     const auto before = h.sent.size();

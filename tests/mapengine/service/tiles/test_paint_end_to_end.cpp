@@ -89,11 +89,9 @@ TEST_F(PaintEndToEnd, TilesArriveByThePaintRouteWithMode3)
     ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == wanted.size(); }, 20000)) << answers.size();
     for (const auto& [z, x, y] : wanted) {
         const Answer& a = answers.at({z, x, y});
-        EXPECT_EQ(a.status, kGMSTileStatusFromNetwork) << z << "/" << x << "/" << y;
-        ASSERT_TRUE(a.tile);
-        EXPECT_EQ(a.tile->mode, 3);
-        EXPECT_EQ(a.tile->data, fakePng(z, x, y));
-        EXPECT_FALSE(a.tile->versionID.isEmpty());
+        ASSERT_TRUE(a.tile) << z << "/" << x << "/" << y;
+        EXPECT_EQ(std::tuple(a.status, a.tile->mode, a.tile->data, a.tile->versionID.isEmpty()),
+                  std::tuple(int(kGMSTileStatusFromNetwork), 3, fakePng(z, x, y), false));
     }
     EXPECT_EQ(framedBatches, 0);
 
@@ -131,8 +129,8 @@ TEST(PaintHttpTransport, AStalledServerTimesOutAndAClosedPortFails)
     transport.post(silent.url(), "body", {}, 200, [&](GMSPaintReply r) { stalled = std::move(r); });
     ASSERT_TRUE(zltest::waitFor([&] { return stalled.has_value(); }, 20000));
     ASSERT_TRUE(stalled->error);
-    EXPECT_EQ(stalled->error->domain, kGMSDASHURLErrorDomain);
-    EXPECT_EQ(stalled->error->code, kGMSDASHURLErrorTimedOut);
+    EXPECT_EQ(std::pair(stalled->error->domain, stalled->error->code),
+              std::pair(QString(kGMSDASHURLErrorDomain), int(kGMSDASHURLErrorTimedOut)));
 
     // A port that nobody listens on any more.
     const QUrl closed = silent.url();
@@ -144,6 +142,7 @@ TEST(PaintHttpTransport, AStalledServerTimesOutAndAClosedPortFails)
     EXPECT_EQ(refused->error->code, kGMSDASHURLErrorCannotConnectToHost);
 }
 
+// Posts still running when the transport ends are each cancelled once.
 TEST(PaintHttpTransport, PostsStillRunningAtTheEndAreCancelledOnce)
 {
     SilentServer silent;

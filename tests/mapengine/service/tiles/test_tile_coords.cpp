@@ -3,7 +3,11 @@
 #include "GMSTileTypeExpirations.h"
 #include "clientparams.pb.h"
 
+#include <QStringList>
+
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 using namespace zenloft::wire;
 
@@ -15,10 +19,8 @@ TEST(TileCoords, CornersHashesAndIdentity)
 {
     const GMSTileCoords c(2, 1, 3);
     const qint64 s = qint64(1) << 28;
-    EXPECT_EQ(c.southwestX(), qint32(s * 1 - kHalf));
-    EXPECT_EQ(c.southwestY(), qint32(kHalf - s * 4));
-    EXPECT_EQ(c.scaleShift(), 16);
-    EXPECT_EQ(c.hashWithoutParams(), quint64((2 * 31 + 1) * 31 + 3));
+    EXPECT_EQ(std::tuple(c.southwestX(), c.southwestY(), c.scaleShift(), c.hashWithoutParams()),
+              std::tuple(qint32(s * 1 - kHalf), qint32(kHalf - s * 4), 16, quint64((2 * 31 + 1) * 31 + 3)));
     EXPECT_EQ(c, GMSTileCoords(2, 1, 3));
     const GMSTileCoords withParams(2, 1, 3, QVariantMap{{"lang", "pl"}});
     EXPECT_FALSE(c == withParams);
@@ -30,24 +32,20 @@ TEST(TileCoords, CornersHashesAndIdentity)
 TEST(TileCoords, ClosestToZoomWrapsXAndClampsY)
 {
     // The point just east of the world's east edge is column 2^z wrapped to 0.
-    const auto east = GMSTileCoords::coordsClosestToZoom(3, kHalf, 0);
-    EXPECT_EQ(east.x(), 0);
-    const auto west = GMSTileCoords::coordsClosestToZoom(3, -kHalf - 1, 0);
-    EXPECT_EQ(west.x(), 7);
-    const auto north = GMSTileCoords::coordsClosestToZoom(3, 0, kHalf + 12345);
-    EXPECT_EQ(north.y(), 0);
-    const auto south = GMSTileCoords::coordsClosestToZoom(3, 0, -kHalf * 2);
-    EXPECT_EQ(south.y(), 7);
-    const auto low = GMSTileCoords::coordsClosestToZoom(0, 123, 456);
-    EXPECT_EQ(low, GMSTileCoords(0, 0, 0));
-    EXPECT_EQ(GMSTileCoords::coordsClosestToZoom(40, 0, 0).zoom(), 30);
+    // East, west, north, south, zoom 0, and a zoom above the deepest.
+    QStringList closest;
+    for (auto [z, x, y] : {std::tuple{3, kHalf, qint64(0)}, {3, -kHalf - 1, 0}, {3, 0, kHalf + 12345},
+                           {3, 0, -kHalf * 2}, {0, 123, 456}, {40, 0, 0}}) {
+        const auto c = GMSTileCoords::coordsClosestToZoom(z, qint32(x), qint32(y));
+        closest << QStringLiteral("%1/%2/%3").arg(c.zoom()).arg(c.x()).arg(c.y());
+    }
+    EXPECT_EQ(closest, QStringList({"3/0/4", "3/7/4", "3/4/0", "3/4/7", "0/0/0", "30/536870912/536870912"}));
 
     EXPECT_FALSE(GMSTileCoords::coordsContainingZoom(31, 0, 0));
     EXPECT_FALSE(GMSTileCoords::coordsContainingZoom(3, 0, kHalf));
     EXPECT_TRUE(GMSTileCoords::coordsContainingZoom(3, 0, kHalf - 1));
     const auto unbounded = GMSTileCoords::unboundedCoordsClosestToZoom(3, kHalf, kHalf * 2);
-    EXPECT_EQ(unbounded.x(), 8);
-    EXPECT_EQ(unbounded.y(), -4);
+    EXPECT_EQ(std::pair(unbounded.x(), unbounded.y()), std::pair(8, -4));
     EXPECT_EQ(GMSTileCoords(5, 13, 22).coordsForParentZoom(3), GMSTileCoords(3, 3, 5));
 }
 
@@ -56,18 +54,16 @@ TEST(TileCoords, ZoomShiftAndMemoryCacheSizes)
     for (auto [edge, shift] : {std::pair{256, 0}, {512, 1}, {1024, 2}, {128, 0}, {64, -1}})
         EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(edge), shift) << edge;
 
-    GMSTileType image;
-    EXPECT_EQ(GMSDASHTileService::memCacheSizeForTileType(image, false), 32);
-    image.isStorable = false;
-    EXPECT_EQ(GMSDASHTileService::memCacheSizeForTileType(image, false), 96);
-    GMSTileType indoor;
-    indoor.dataType = 3;
-    indoor.hasIndoorFeatures = true;
-    EXPECT_EQ(GMSDASHTileService::memCacheSizeForTileType(indoor, true), 128);
-    EXPECT_EQ(GMSDASHTileService::memCacheSizeForTileType(indoor, false), 32);
-    GMSTileType other;
-    other.dataType = 2;
-    EXPECT_EQ(GMSDASHTileService::memCacheSizeForTileType(other, false), 0);
+    const auto size = [](bool storable, int dataType, bool indoor, bool large) {
+        GMSTileType t;
+        t.isStorable = storable;
+        t.dataType = dataType;
+        t.hasIndoorFeatures = indoor;
+        return GMSDASHTileService::memCacheSizeForTileType(t, large);
+    };
+    EXPECT_EQ(QList<int>({size(true, 0, false, false), size(false, 0, false, false), size(true, 3, true, true),
+                          size(true, 3, true, false), size(true, 2, false, false)}),
+              QList<int>({32, 96, 128, 32, 0}));
 }
 
 TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
@@ -90,10 +86,10 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
     satellite.mapTileType = 1;
     terrain.mapTileType = 2;
     traffic.mapTileType = 5;
-    EXPECT_EQ(x.expirationPeriodMSForTileType(roadmap), 5000);
-    EXPECT_EQ(x.expirationPeriodMSForTileType(satellite), 60000);
-    EXPECT_EQ(x.expirationPeriodMSForTileType(terrain), -1);
-    EXPECT_EQ(x.expirationPeriodMSForTileType(traffic), 5000);
+    QList<qint64> periods;
+    for (const GMSTileType& t : {roadmap, satellite, terrain, traffic})
+        periods << x.expirationPeriodMSForTileType(t);
+    EXPECT_EQ(periods, QList<qint64>({5000, 60000, -1, 5000}));
 
     // Validation time plus the period equal to now is still good.
     GMSTileExpirationState state(1000, satellite);
@@ -105,12 +101,11 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
     GMSx_GMMVectorMapsParametersProto vm;
     vm.set_pertile_duration_in_minutes(2);
     auto v = x.copyWithVectorMapsParametersProto(vm);
-    EXPECT_EQ(v._perTileExpirationMS, 120000);
-    EXPECT_EQ(v._psmTileExpirationMS, -1);
     GMSTileType vector;
     vector.dataType = 3;
-    EXPECT_EQ(v.perTileExpirationPeriodMSForTileType(vector), 120000);
-    EXPECT_EQ(v.perTileExpirationPeriodMSForTileType(satellite), -1);
+    EXPECT_EQ(QList<qint64>({v._perTileExpirationMS, v._psmTileExpirationMS, v.perTileExpirationPeriodMSForTileType(vector),
+                             v.perTileExpirationPeriodMSForTileType(satellite)}),
+              QList<qint64>({120000, -1, 120000, -1}));
     GMSPerTileExpirationState per(0, vector);
     EXPECT_FALSE(per.hasPerTileExpiredForClock(120000, v));
     EXPECT_TRUE(per.hasPerTileExpiredForClock(120001, v));
@@ -132,7 +127,6 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
     b._perTileExpirationMS = 7;
     b._nonExpiringTileTypes = {2};
     auto m = a.expirationsMergingExpirations(b);
-    EXPECT_EQ(m._defaultExpirationMS, 50);
-    EXPECT_EQ(m._perTileExpirationMS, 7);
-    EXPECT_EQ(m._nonExpiringTileTypes, (QSet<int>{1, 2}));
+    EXPECT_EQ(std::tuple(m._defaultExpirationMS, m._perTileExpirationMS, m._nonExpiringTileTypes),
+              std::tuple(50, 7, QSet<int>{1, 2}));
 }

@@ -35,22 +35,15 @@ TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
         const auto proto = h.sent[0]->buildRequestProto();
         ASSERT_EQ(proto.map_tile_array_size(), 1);
         const auto& t = proto.map_tile_array(0);
-        EXPECT_EQ(std::tuple(t.tile_index_x(), t.tile_index_y(), t.zoom_level()), std::tuple(10, 20, c.wireZoom));
-        EXPECT_EQ(t.tile_type(), TILE_TYPE_SATELLITE);
-        EXPECT_TRUE(t.version_id().supports_tile_hash());
-        EXPECT_EQ(proto.header().fetch_type(), 1);
-        EXPECT_EQ(proto.header().tile_size(), quint32(c.edge));
-        EXPECT_EQ(proto.header().screen_pixel_density(), c.density);
+        EXPECT_EQ(std::tuple(t.tile_index_x(), t.tile_index_y(), t.zoom_level(), int(t.tile_type()),
+                             t.version_id().supports_tile_hash()),
+                  std::tuple(10, 20, c.wireZoom, int(TILE_TYPE_SATELLITE), true));
+        const auto& head = proto.header();
+        EXPECT_EQ(std::tuple(int(head.fetch_type()), head.tile_size(), int(head.screen_pixel_density())),
+                  std::tuple(1, quint32(c.edge), int(c.density)));
 
         h.respond(h.sent[0], {{{c.wireZoom, 10, 20}, {TileServiceHarness::png(), "v1"}}});
-        ASSERT_EQ(h.answers.size(), 3u);
-        for (const auto& a : h.answers) {
-            EXPECT_EQ(a.status, kGMSTileStatusFromNetwork);
-            EXPECT_EQ(a.coords, GMSTileCoords(7, 10, 20));
-            ASSERT_TRUE(a.tile);
-            EXPECT_EQ(a.tile->data.toStdString(), TileServiceHarness::png());
-            EXPECT_EQ(a.tile->versionID, "v1");
-        }
+        EXPECT_EQ(h.rows(), QStringList(3, "7/10/20 net tile-a v1 m0"));
         EXPECT_FALSE(h.service->hasRequestsInFlight());
     }
 }
@@ -92,34 +85,25 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
                           {{3, 2, 2}, {"", "v"}},
                           {{3, 7, 7}, {TileServiceHarness::png(), "v"}}});
     EXPECT_TRUE(log.contains("Unexpected tile in response: <GMSTileCoords z=3 x=7 y=7>"));
-    EXPECT_EQ(h.count(kGMSTileStatusFromNetwork), 1);
-    EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
+    EXPECT_EQ(h.rows(), QStringList({"3/1/1 net tile-a v m0", "3/2/2 failed", "3/4/4 failed"}));
 
     h.answers.clear();
     h.request(3, 1, 1);  // memory: no disk, no network
     h.request(3, 2, 2);  // known not found
     h.request(3, 4, 4);
-    EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_EQ(h.count(kGMSTileStatusFromNetwork), 1);
-    EXPECT_EQ(h.count(kGMSTileStatusNotFound), 2);
-
     // Bytes that are no image fail without entering any cache.
-    h.answers.clear();
     h.request(3, 5, 5);
+    ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent.back(), {{{3, 5, 5}, {"garbage", "v"}}});
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFailed);
-}
+    EXPECT_EQ(h.rows(), QStringList({"3/1/1 net tile-a v m0", "3/2/2 notfound", "3/4/4 notfound", "3/5/5 failed"}));
 
-TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
-{
-    zltest::LogCapture log;
-    TileServiceHarness h(TileServiceHarness::satellite());
+    // Transport errors and refused batches leave the caches alone.
+    h.answers.clear();
+    h.sent.clear();
     h.request(2, 0, 0);
     h.request(2, 0, 0);
     h.fail(h.sent[0]);
-    ASSERT_EQ(h.answers.size(), 2u);
-    EXPECT_EQ(h.count(kGMSTileStatusFailed), 2);
+    EXPECT_EQ(h.rows(), QStringList(2, "2/0/0 failed"));
     h.request(2, 0, 0);  // not remembered as not found: asked again
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], {}, TILE_RESPONSE_ERROR);
@@ -127,10 +111,10 @@ TEST(TileService, TransportErrorsAndRefusedBatchesLeaveTheCachesAlone)
     h.request(2, 0, 0);
     ASSERT_EQ(h.sent.size(), 3u);
     h.respond(h.sent[2], {{{2, 0, 0}, {TileServiceHarness::png(), "v"}}});
-    EXPECT_EQ(h.answers.back().status, kGMSTileStatusFromNetwork);
+    EXPECT_EQ(h.rows().last(), "2/0/0 net tile-a v m0");
 }
 
-TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
+TEST(TileService, ExpiredOrOlderDataVersionTilesAreAskedForAgain)
 {
     TileServiceHarness h(TileServiceHarness::satellite());
     auto e = GMSTileTypeExpirations::expirationsWithNoExpiry();
@@ -153,29 +137,18 @@ TEST(TileService, ExpiredTileIsRefreshedByVersionAlone)
     const auto proto = h.sent[1]->buildRequestProto();
     EXPECT_EQ(proto.map_tile_array(0).version_id().version_id(), "ver-7");
     h.respond(h.sent[1], {{{1, 0, 1}, {"", "ver-7"}}});
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusFromNetwork);
-    EXPECT_EQ(h.answers[0].tile->data.toStdString(), TileServiceHarness::png('x'));
+    EXPECT_EQ(h.rows(), QStringList({"1/0/1 net tile-x ver-7 m0"}));
     EXPECT_EQ(h.answers[0].tile->validationTime(), h.now());
-}
 
-TEST(TileService, NewerDataVersionShowsTheOldTileWhileTheNewComes)
-{
-    TileServiceHarness h(TileServiceHarness::satellite());
-    h.request(1, 1, 1);
-    h.respond(h.sent[0], {{{1, 1, 1}, {TileServiceHarness::png('a'), "a"}}}, 0, 1);
+    // A newer data version shows the old tile while the new one comes.
     h.request(1, 0, 0);
-    h.respond(h.sent[1], {{{1, 0, 0}, {TileServiceHarness::png('b'), "b"}}}, 0, 2);
+    h.respond(h.sent[2], {{{1, 0, 0}, {TileServiceHarness::png('b'), "b"}}}, 0, 2);
     EXPECT_EQ(h.service->dataVersion(), 2);
     h.answers.clear();
-    h.request(1, 1, 1);
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.answers[0].status, kGMSTileStatusCachedUpdateFollows);
-    ASSERT_EQ(h.sent.size(), 3u);
-    h.respond(h.sent[2], {{{1, 1, 1}, {TileServiceHarness::png('c'), "c"}}}, 0, 2);
-    ASSERT_EQ(h.answers.size(), 2u);
-    EXPECT_EQ(h.answers[1].status, kGMSTileStatusFromNetwork);
-    EXPECT_EQ(h.answers[1].tile->versionID, "c");
+    h.request(1, 0, 1);
+    ASSERT_EQ(h.sent.size(), 4u);
+    h.respond(h.sent[3], {{{1, 0, 1}, {TileServiceHarness::png('c'), "c"}}}, 0, 2);
+    EXPECT_EQ(h.rows(), QStringList({"1/0/1 cached tile-x ver-7 m0", "1/0/1 net tile-c c m0"}));
 }
 
 TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
@@ -194,14 +167,12 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
         t.expirationState = std::make_shared<GMSPerTileExpirationState>(validation, o.tileType);
         return t;
     };
-    GMSTile fresh = tile(now);
-    EXPECT_EQ(h.service->shouldRequestUpdate(fresh), kGMSTileUpdateNone);
-
+    const auto reason = [&](const GMSTile& t) { return h.service->shouldRequestUpdate(t); };
     GMSTile store = tile(now - 20'000);
     store.isTileStoreTile = true;
-    EXPECT_EQ(h.service->shouldRequestUpdate(store), kGMSTileUpdateTileStore);
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 20'000)), kGMSTileUpdateExpired);
-    EXPECT_EQ(h.service->shouldRequestUpdate(tile(now - 2'000)), kGMSTileUpdatePerTileExpired);
+    EXPECT_EQ(QList<int>({reason(tile(now)), reason(store), reason(tile(now - 20'000)), reason(tile(now - 2'000))}),
+              QList<int>({kGMSTileUpdateNone, kGMSTileUpdateTileStore, kGMSTileUpdateExpired,
+                          kGMSTileUpdatePerTileExpired}));
 
     // Last of all, and only with an offline cache: a tile whose epoch the
     // style tables call stale.
@@ -213,57 +184,52 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     h.service->setTileEpochStalenessCheck([](const GMSTile& t) { return t.majorEpoch != 4; });
     GMSTile stale = tile(now);
     stale.majorEpoch = 3;
-    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateNone);
+    GMSTile staleOld = tile(now - 2'000);
+    staleOld.majorEpoch = 3;
+    const int offlineOff = reason(stale);
     h.service->setOfflineTileDataCache(&offline);
-    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateEpochStale);
-    stale.expirationState = tile(now - 2'000).expirationState;
-    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdatePerTileExpired);
-    stale = tile(now);  // no epoch: never stale
-    EXPECT_EQ(h.service->shouldRequestUpdate(stale), kGMSTileUpdateNone);
+    // The last: a tile with no epoch is never stale.
+    EXPECT_EQ(QList<int>({offlineOff, reason(stale), reason(staleOld), reason(tile(now))}),
+              QList<int>({kGMSTileUpdateNone, kGMSTileUpdateEpochStale, kGMSTileUpdatePerTileExpired,
+                          kGMSTileUpdateNone}));
     h.service->setOfflineTileDataCache(nullptr);
 
     GMSTile country = tile(now - 2'000);
     country.legalCountry = "PL";
-    EXPECT_EQ(h.service->shouldRequestUpdate(country), kGMSTileUpdateLegalCountry);
     GMSTile paint = country;
     paint.paintExperiments = "x";
-    EXPECT_EQ(h.service->shouldRequestUpdate(paint), kGMSTileUpdatePaintExperiments);
+    EXPECT_EQ(QList<int>({reason(country), reason(paint)}),
+              QList<int>({kGMSTileUpdateLegalCountry, kGMSTileUpdatePaintExperiments}));
 
     // Data version counts while the direct-to-paint mode is off, the major
     // epoch while it is on; unknown values never count.
     h.request(1, 0, 0);
     h.respond(h.sent[0], {{{1, 0, 0}, {"vector-bytes", "v"}}}, 0, 5);
-    GMSTile old = paint;
-    old.dataVersion = 4;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdateDataVersion);
-    old.dataVersion = -1;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdatePaintExperiments);
+    const auto versioned = [&](int dataVersion, int majorEpoch) {
+        GMSTile t = paint;
+        t.dataVersion = dataVersion;
+        t.majorEpoch = majorEpoch;
+        return reason(t);
+    };
+    const QList<int> off = {versioned(4, 8), versioned(-1, 8)};
     h.service->setDirectToPaint(true);
     h.service->updateMajorEpoch(9);
-    old.dataVersion = 4;
-    old.majorEpoch = 8;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdateMajorEpoch);
-    old.majorEpoch = -1;
-    EXPECT_EQ(h.service->shouldRequestUpdate(old), kGMSTileUpdatePaintExperiments);
-}
-
-TEST(TileService, RequestsWaitForTheStart)
-{
-    TileServiceHarness h(TileServiceHarness::satellite(), nullptr, false);
-    h.request(1, 0, 0);
-    EXPECT_TRUE(h.sent.empty());
-    h.service->startRequestQueue();
-    h.pump();
-    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_EQ(off + QList<int>({versioned(4, 8), versioned(4, -1)}),
+              QList<int>({kGMSTileUpdateDataVersion, kGMSTileUpdatePaintExperiments, kGMSTileUpdateMajorEpoch,
+                          kGMSTileUpdatePaintExperiments}));
 }
 
 // A request let go is not told; the others of its chain are. One let go
 // before its turn is not fetched at all.
 TEST(TileService, ARequestLetGoIsNotCalledBack)
 {
-    TileServiceHarness h(TileServiceHarness::satellite());
+    TileServiceHarness h(TileServiceHarness::satellite(), nullptr, false);
     int otherCalls = 0;
     h.request(3, 3, 3);
+    EXPECT_TRUE(h.sent.empty()) << "requests wait for the start";
+    h.service->startRequestQueue();
+    h.pump();
+    ASSERT_EQ(h.sent.size(), 1u);
     zl::RequestHandle other = h.service->requestTile(
         GMSTileCoords(3, 3, 3), [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
     h.pump();
@@ -317,21 +283,19 @@ TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
     for (int i = 0; i < 20; ++i)
         handles.push_back(coordinator->requestTile(GMSTileCoords(5, i, 0), h.service, h.callback()));
     h.pump();
-    EXPECT_EQ(coordinator->inFlightCount(), 16);
-    EXPECT_EQ(coordinator->pendingCount(), 4);
+    const auto load = [&] { return std::pair(coordinator->inFlightCount(), coordinator->pendingCount()); };
+    EXPECT_EQ(load(), std::pair(16, 4));
     handles[19].reset();  // waiting: dropped
-    EXPECT_EQ(coordinator->pendingCount(), 3);
-    handles[0].reset();  // running: finishes without calling back
-    EXPECT_EQ(coordinator->inFlightCount(), 16);
+    handles[0].reset();   // running: finishes without calling back
+    EXPECT_EQ(load(), std::pair(16, 3));
     ASSERT_EQ(h.sent.size(), 1u);
     std::map<TileServiceHarness::Key, TileServiceHarness::Reply> all;
     for (int i = 0; i < 20; ++i)
         all[{5, i, 0}] = {TileServiceHarness::png(), "v"};
     h.respond(h.sent[0], all);
-    EXPECT_EQ(coordinator->inFlightCount(), 3);
-    EXPECT_EQ(coordinator->pendingCount(), 0);
+    EXPECT_EQ(load(), std::pair(3, 0));
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], all);
-    EXPECT_EQ(coordinator->inFlightCount(), 0);
+    EXPECT_EQ(load(), std::pair(0, 0));
     EXPECT_EQ(h.answers.size(), 18u);
 }
