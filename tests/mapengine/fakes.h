@@ -1,8 +1,15 @@
 #pragma once
 
+#include <QCoreApplication>
+#include <QImage>
+#include <QPointer>
+
+#include <functional>
 #include <memory>
+#include <unordered_map>
 
 #include "GMSDisplayLink.h"
+#include "GMSTileSource.h"
 
 // A frame timer that fires only when a test says so, and remembers its modes.
 struct ManualFrameTimer : GMSFrameTimer {
@@ -32,4 +39,28 @@ struct ManualFrameTimer : GMSFrameTimer {
     static GMSFrameTimerFactory factory() {
         return [] { return std::make_unique<ManualFrameTimer>(); };
     }
+};
+
+// Answers when the test says; records what was asked and what let go.
+struct ManualSource : GMSTileSource {
+    zl::RequestHandle requestTile(const GMSTileKey& k, Answer a) override {
+        asked.append(k);
+        answers.insert_or_assign(k, a);
+        return a.handle([self = QPointer<ManualSource>(this), k] {
+            if (self) self->cancelled.append(k);
+        });
+    }
+    void reply(const GMSTileKey& k, const QImage& image, bool final = true) {
+        if (auto it = answers.find(k); it != answers.end()) it->second(image, final);
+        QCoreApplication::sendPostedEvents();
+    }
+    void answer(const GMSTileKey& k) {
+        QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
+        img.fill(Qt::gray);
+        reply(k, img);
+    }
+    void fail(const GMSTileKey& k) { reply(k, QImage()); }
+    QList<GMSTileKey> asked, cancelled;
+    std::unordered_map<GMSTileKey, Answer, std::function<size_t(const GMSTileKey&)>> answers{
+        8, [](const GMSTileKey& k) { return qHash(k); }};
 };

@@ -12,10 +12,6 @@
 
 namespace {
 
-struct NoTiles : GMSTileSource {
-    zl::RequestHandle requestTile(const GMSTileKey&, Answer) override { return {}; }
-};
-
 // Real Qt input events reach the gesture logic: mouse for desktop users,
 // touch for phones and tablets.
 class InputTest : public ::testing::Test {
@@ -38,7 +34,7 @@ protected:
         delete map;
         GMSServices::resetForTests();
     }
-    NoTiles tiles;
+    ManualSource tiles;
     zl::ManualClock clock{50.0};
     GMSDisplayLink link{ManualFrameTimer::factory()};
     QQuickWindow window;

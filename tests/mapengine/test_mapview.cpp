@@ -24,17 +24,6 @@
 
 namespace {
 
-// A tile source that answers nothing: the map tests need no pictures.
-struct SilentSource : GMSTileSource {
-    zl::RequestHandle requestTile(const GMSTileKey& k, Answer) override {
-        asked.append(k);
-        return zl::RequestHandle([self = QPointer<SilentSource>(this), k] {
-            if (self) self->cancelled.append(k);
-        });
-    }
-    QList<GMSTileKey> asked, cancelled;
-};
-
 // Within a millionth of a degree or of a point.
 bool near(CLLocationCoordinate2D a, CLLocationCoordinate2D b, double tolerance = 1e-6) {
     return std::abs(a.latitude - b.latitude) <= tolerance && std::abs(a.longitude - b.longitude) <= tolerance;
@@ -88,7 +77,7 @@ protected:
         return m;
     }
 
-    SilentSource source;
+    ManualSource source;
     zl::ManualClock clock{100.0};
     GMSDisplayLink link{ManualFrameTimer::factory()};
     RecordingDelegate delegate;
