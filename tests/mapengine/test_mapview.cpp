@@ -86,9 +86,8 @@ protected:
 
 TEST_F(MapViewTest, DefaultsLimitsAndFrameRates) {
     GMSMapView v;
-    EXPECT_EQ(v.camera(), GMSCameraPosition(51.1789, -1.8264, 4.0f));
-    EXPECT_EQ(v.mapType(), 1);
-    EXPECT_EQ(v.preferredFrameRate(), 60u);
+    EXPECT_EQ(std::tuple(v.camera(), v.mapType(), v.preferredFrameRate()),
+              std::tuple(GMSCameraPosition(51.1789, -1.8264, 4.0f), 1, 60u));
     view->setCamera(GMSCameraPosition(95.0, 190.0, 25.0f));
     EXPECT_EQ(view->camera(), GMSCameraPosition(90.0, -170.0, 21.0f));
     view->setCamera(GMSCameraPosition(0.0, 0.0, 0.0f));
@@ -106,14 +105,12 @@ TEST_F(MapViewTest, DefaultsLimitsAndFrameRates) {
 TEST_F(MapViewTest, OverlayLifeCycle) {
     auto m = GMSMarker::markerWithPosition({10, 20});
     m->setRotation(45.0);  // off the map: only stored
-    EXPECT_FALSE(view->hasPendingOverlayChanges());
-    EXPECT_EQ(m->overlayID(), 0u);
+    EXPECT_TRUE(!view->hasPendingOverlayChanges() && m->overlayID() == 0u);
     m->setMap(view.get());
     m->setMap(view.get());
-    EXPECT_TRUE(view->hasPendingOverlayChanges());
+    EXPECT_TRUE(view->hasPendingOverlayChanges() && m->overlayID() != 0u);
     ASSERT_EQ(view->overlays().size(), 1u);
     EXPECT_EQ(static_cast<GMSMarker*>(view->overlays().front().get())->rotation(), 45.0);
-    EXPECT_NE(m->overlayID(), 0u);
     m->setMap(nullptr);
     EXPECT_TRUE(view->overlays().empty() && m->overlayID() == 0u);
     // Moving between maps.
@@ -147,15 +144,15 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
 
 TEST_F(MapViewTest, OverlayDefaults) {
     GMSMarker m;
-    EXPECT_TRUE(std::tuple(m.position(), m.groundAnchor(), m.infoWindowAnchor(), m.isTappable(), m.tapPadding(),
-                           m.tapOrdering()) == std::tuple(kCLLocationCoordinate2DInvalid, QPointF(0.5, 1.0),
-                                                          QPointF(0.5, 0.0), true, QSizeF(4, 4), (2u << 16) | 32000u));
+    EXPECT_EQ(std::tuple(m.position(), m.groundAnchor(), m.infoWindowAnchor(), m.isTappable(), m.tapPadding(),
+                         m.tapOrdering()),
+              std::tuple(kCLLocationCoordinate2DInvalid, QPointF(0.5, 1.0), QPointF(0.5, 0.0), true, QSizeF(4, 4),
+                         (2u << 16) | 32000u));
     GMSPolyline l;
-    EXPECT_TRUE(std::tuple(l.strokeWidth(), l.strokeColor(), l.isTappable()) ==
-                std::tuple(1.0f, QColor(0, 0, 255), false));
+    EXPECT_EQ(std::tuple(l.strokeWidth(), l.strokeColor(), l.isTappable()), std::tuple(1.0f, QColor(0, 0, 255), false));
     GMSPolygon p;
-    EXPECT_TRUE(std::tuple(p.strokeColor().isValid(), p.fillColor(), GMSGroundOverlay().anchor()) ==
-                std::tuple(false, QColor::fromRgbF(0, 0, 1, 0.3f), QPointF(0.5, 0.5)));
+    EXPECT_EQ(std::tuple(p.strokeColor().isValid(), p.fillColor(), GMSGroundOverlay().anchor()),
+              std::tuple(false, QColor::fromRgbF(0, 0, 1, 0.3f), QPointF(0.5, 0.5)));
 }
 
 TEST_F(MapViewTest, PolylineKeepsItsOwnPathAndPreparesLazily) {
@@ -166,8 +163,7 @@ TEST_F(MapViewTest, PolylineKeepsItsOwnPathAndPreparesLazily) {
     path.addLatitude(1, 1);
     EXPECT_EQ(l->path().count(), 1u);
     l->setPath(path);
-    EXPECT_FALSE(l->hasPreparedVertices());
-    EXPECT_EQ(l->preparedVertices().points.size(), 2u);
+    EXPECT_TRUE(!l->hasPreparedVertices() && l->preparedVertices().points.size() == 2u);
     l->setStrokeWidth(3);
     EXPECT_FALSE(l->hasPreparedVertices());
     l->setSpans(std::vector<GMSStyleSpan>{GMSStyleSpan::spanWithStyle({{1, 0, 0, 1}, {1, 0, 0, 1}, true})});
@@ -239,20 +235,20 @@ TEST_F(MapViewTest, HybridMapAsksForSatelliteAndLabelTiles) {
 TEST_F(MapViewTest, MyLocationAndItsButton) {
     view->settings()->setMyLocationButton(true);
     view->setLocationFix({11, 21});
-    EXPECT_FALSE(view->myLocation().has_value());
-    EXPECT_EQ(view->rendererUserPosition().latitude, GMSMapView::kUnknownUserPosition);
+    const auto state = [&] {
+        return std::tuple(view->myLocation().has_value(), view->rendererUserPosition().longitude);
+    };
+    EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
     EXPECT_TRUE(view->myLocationButtonRect().isEmpty());  // needs my location on
     view->setMyLocationEnabled(true);
-    ASSERT_TRUE(view->myLocation().has_value());
-    EXPECT_EQ(view->rendererUserPosition().longitude, 21.0);
+    EXPECT_EQ(state(), std::tuple(true, 21.0));
     const QRectF b = view->myLocationButtonRect();
     ASSERT_FALSE(b.isEmpty());
     view->handleTap(b.center());
     runAnimation();
     EXPECT_TRUE(near(view->camera().target(), {11, 21}, 1e-9));
     view->setMyLocationEnabled(false);
-    EXPECT_FALSE(view->myLocation().has_value());
-    EXPECT_EQ(view->rendererUserPosition().longitude, GMSMapView::kUnknownUserPosition);
+    EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
 }
 
 TEST_F(MapViewTest, PaddingMovesTheVisibleCentre) {
@@ -267,17 +263,15 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound
     EXPECT_EQ(link.clientCount(), 1);
     clock.advanceSeconds(0.25);
     ManualFrameTimer::last->fire();
-    const CLLocationCoordinate2D mid = view->camera().target();
-    EXPECT_GT(mid.latitude, 10.0);
-    EXPECT_LT(mid.latitude, 12.0);
+    const double midway = view->camera().target().latitude;
+    EXPECT_TRUE(midway > 10.0 && midway < 12.0) << midway;
     runAnimation();
     EXPECT_EQ(view->camera().target(), (CLLocationCoordinate2D{12, 22}));
     EXPECT_EQ(std::tuple(link.clientCount(), link.hasTimer(), idle.count(), delegate.idle), std::tuple(0, false, 1, 1));
     // An immediate move stops an animation.
     view->animateToZoom(15);
     view->setCamera(GMSCameraPosition(0.0, 170.0, 5.0f));
-    EXPECT_FALSE(view->isAnimating());
-    EXPECT_EQ(link.clientCount(), 0);
+    EXPECT_TRUE(!view->isAnimating() && link.clientCount() == 0);
     // Over the antimeridian, not round the world.
     view->animateToLocation({0.0, -170.0});
     clock.advanceSeconds(0.25);
@@ -293,22 +287,18 @@ TEST_F(MapViewTest, MarkerTapSelectsThenDeselectsAndTheInfoWindowTakesTaps) {
     m->setSnippet("12 m");
     view->setCamera(GMSCameraPosition(10.001, 20.001, 15.0f));
     view->handleTap(centreOf(m));
-    EXPECT_EQ(view->selectedMarker(), m.get());
-    ASSERT_EQ(delegate.markerTaps.size(), 1u);
-    EXPECT_TRUE(view->isAnimating());
+    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.markerTaps.size(), view->isAnimating()),
+              std::tuple(m.get(), 1u, true));
     runAnimation();
     EXPECT_EQ(view->camera().target().latitude, 10.0);
     QSignalSpy infoTaps(view.get(), &GMSMapView::didTapInfoWindowOfMarker);
     const QRectF info = view->infoWindowRect();
     ASSERT_FALSE(info.isEmpty());
     view->handleTap(info.center());
-    EXPECT_EQ(infoTaps.count(), 1);
-    EXPECT_EQ(view->selectedMarker(), m.get());
+    EXPECT_EQ(std::tuple(infoTaps.count(), view->selectedMarker()), std::tuple(1, m.get()));
     // Second tap: deselected, and no animation, since no marker is selected.
     view->handleTap(centreOf(m));
-    EXPECT_EQ(view->selectedMarker(), nullptr);
-    EXPECT_FALSE(view->isAnimating());
-    EXPECT_TRUE(view->infoWindowRect().isEmpty());
+    EXPECT_TRUE(!view->selectedMarker() && !view->isAnimating() && view->infoWindowRect().isEmpty());
 }
 
 TEST_F(MapViewTest, TapPaddingWidensTheMarkerTarget) {
@@ -318,8 +308,7 @@ TEST_F(MapViewTest, TapPaddingWidensTheMarkerTarget) {
     EXPECT_EQ(view->selectedMarker(), m.get());
     view->setSelectedMarker(nullptr);
     view->handleTap(QPointF(frame.right() + 6, frame.center().y()));
-    EXPECT_EQ(view->selectedMarker(), nullptr);
-    EXPECT_EQ(delegate.taps.size(), 1u);
+    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.taps.size()), std::tuple(nullptr, 1u));
 }
 
 TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEngine) {
@@ -343,9 +332,7 @@ TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEn
     });
     view->handleTap(centreOf(low));
     EXPECT_EQ(order, (std::vector<int>{1, 2}));
-    EXPECT_TRUE(delegate.markerTaps.empty());
-    EXPECT_EQ(view->selectedMarker(), nullptr);
-    EXPECT_FALSE(view->isAnimating());
+    EXPECT_TRUE(delegate.markerTaps.empty() && !view->selectedMarker() && !view->isAnimating());
 }
 
 TEST_F(MapViewTest, TapsOnShapesAndOnTheMap) {
@@ -469,14 +456,12 @@ TEST_F(MapViewTest, FramesHandOverWhatChangesMade) {
     ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
     (void)window.grabWindow();
     const GMSMapFrame first = view->frame();
-    ASSERT_EQ(first.shapes.size(), 1u);
+    ASSERT_EQ(std::tuple(first.shapes.size(), first.markers.size()), std::tuple(1u, 2u));
     EXPECT_EQ(GMSMapRenderer::totals().geometryBuilds, built + 1);
-    ASSERT_EQ(first.markers.size(), 2u);
-    EXPECT_EQ(first.markers[0].point, view->projection().pointForCoordinate({10.0, 20.0}));
-    EXPECT_EQ(first.markers[0].rotation, 0.0);
-    EXPECT_EQ(first.markers[1].rotation, 40.0 - 30.0);  // flat: turns with the map
-    EXPECT_EQ(first.infoWindow.rect, view->infoWindowRect());
-    EXPECT_FALSE(first.infoWindow.picture.isNull());
+    // The flat marker turns with the map.
+    EXPECT_EQ(std::tuple(first.markers[0].point, first.markers[0].rotation, first.markers[1].rotation),
+              std::tuple(view->projection().pointForCoordinate({10.0, 20.0}), 0.0, 40.0 - 30.0));
+    EXPECT_TRUE(first.infoWindow.rect == view->infoWindowRect() && !first.infoWindow.picture.isNull());
 
     view->setCamera(GMSCameraPosition({10.1, 20.1}, 12.0f, 0.0, 0.0));
     flat->setOpacity(0.5f);  // another overlay's change leaves the line's mesh
@@ -492,9 +477,7 @@ TEST_F(MapViewTest, FramesHandOverWhatChangesMade) {
     EXPECT_NE(changed.shapes[0].mesh, first.shapes[0].mesh);
     EXPECT_EQ(changed.shapes[0].mesh->strokeWidth, 5.0f);
     EXPECT_NE(changed.infoWindow.picture.cacheKey(), first.infoWindow.picture.cacheKey());
-    EXPECT_EQ(GMSMapRenderer::totals().geometryBuilds, built + 2);
-    EXPECT_GE(syncs, 3);
-    EXPECT_EQ(madeInSync, 0);
+    EXPECT_EQ(std::tuple(GMSMapRenderer::totals().geometryBuilds, syncs >= 3, madeInSync), std::tuple(built + 2, true, 0));
     view->setParentItem(nullptr);
 }
 
