@@ -20,17 +20,10 @@
 #include "GMSTileManager.h"
 #include "GMSUISettings.h"
 #include "fakes.h"
+#include "geometry/near.h"
 #include "testsupport.h"
 
 namespace {
-
-// Within a millionth of a degree or of a point.
-bool near(CLLocationCoordinate2D a, CLLocationCoordinate2D b, double tolerance = 1e-6) {
-    return std::abs(a.latitude - b.latitude) <= tolerance && std::abs(a.longitude - b.longitude) <= tolerance;
-}
-bool near(QPointF a, QPointF b, double tolerance = 1e-6) {
-    return std::abs(a.x() - b.x()) <= tolerance && std::abs(a.y() - b.y()) <= tolerance;
-}
 
 struct RecordingDelegate : GMSMapViewDelegate {
     bool consumeMarkerTaps = false;
