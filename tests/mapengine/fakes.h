@@ -8,6 +8,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "Clock.h"
 #include "GMSDisplayLink.h"
 #include "GMSTileSource.h"
 
@@ -40,6 +41,14 @@ struct ManualFrameTimer : GMSFrameTimer {
         return [] { return std::make_unique<ManualFrameTimer>(); };
     }
 };
+
+// Sixty frames a second for the given time, while a timer is there.
+inline void runFrames(zl::ManualClock& clock, double seconds) {
+    for (int i = 0; i < int(seconds * 60) && ManualFrameTimer::last; ++i) {
+        clock.advanceSeconds(1.0 / 60);
+        ManualFrameTimer::last->fire();
+    }
+}
 
 // Answers when the test says; records what was asked and what let go.
 struct ManualSource : GMSTileSource {

@@ -109,7 +109,6 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     EXPECT_TRUE(!slow.h.decPan() && !slow.h.isDecelerating() && !slow.rec.count("willStartPanDeceleration"));
     Rig fast;
     const double f = fast.flick(6000.0);
-    ASSERT_TRUE(fast.h.decPan().has_value());
     fast.h.tick(f + 1.0);
     EXPECT_NEAR(fast.rec.pans.back().x() - fast.h.decPanBase().x(), 1600.0, 1e-3);
 
@@ -348,8 +347,7 @@ TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
 TEST_F(Gestures, DisabledGesturesChangeNoCamera) {
     h.setGesturesEnabled(false);
     flick(800.0);
-    EXPECT_EQ(rec.count("didPanTo"), 0);
-    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_TRUE(rec.count("didPanTo") == 0 && !h.isDecelerating());
 }
 
 TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
@@ -362,23 +360,18 @@ TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
     double t = 0;
     for (int round = 0; round < 2000; ++round) {
         t += (rnd() % 50) / 1000.0;
-        std::vector<GMSTouchPoint> touches;
-        const int n = int(rnd() % 4);
-        for (int i = 0; i < n; ++i) touches.push_back({int(rnd() % 5), QPointF(rnd() % 400, rnd() % 400)});
-        std::sort(touches.begin(), touches.end(), [](auto& a, auto& b) { return a.id < b.id; });
-        touches.erase(std::unique(touches.begin(), touches.end(), [](auto& a, auto& b) { return a.id == b.id; }),
-                      touches.end());
+        std::vector<GMSTouchPoint> touches;  // up to five fingers, each id once
+        for (int id = 0; id < 5; ++id)
+            if (rnd() % 3 == 0) touches.push_back({id, QPointF(rnd() % 400, rnd() % 400)});
         h.feed(t, touches);
         if (rnd() % 3 == 0) h.tick(t);
         if (rnd() % 5 == 0) h.timeout(t);
-        EXPECT_GE(h.gestureState(), 0);
-        EXPECT_LE(h.gestureState(), 5);
+        ASSERT_TRUE(h.gestureState() >= 0 && h.gestureState() <= 5) << h.gestureState();
         for (double z : rec.zooms) ASSERT_TRUE(std::isfinite(z));
     }
     h.feed(t + 1, {});
     for (int i = 0; i < 100 && h.isDecelerating(); ++i) h.tick(t + 1 + i * 0.02);
-    EXPECT_FALSE(h.isDecelerating());
-    EXPECT_EQ(h.gestureState(), 0);
+    EXPECT_EQ(std::tuple(h.isDecelerating(), h.gestureState()), std::tuple(false, 0));
 }
 
 }  // namespace

@@ -57,12 +57,7 @@ protected:
         view.reset();
         GMSServices::resetForTests();
     }
-    void runAnimation(double seconds = 1.0) {
-        for (int i = 0; i < int(seconds * 60) && ManualFrameTimer::last; ++i) {
-            clock.advanceSeconds(1.0 / 60);
-            ManualFrameTimer::last->fire();
-        }
-    }
+    void runAnimation(double seconds = 1.0) { runFrames(clock, seconds); }
     QPointF centreOf(const GMSMarkerPtr& m) const { return view->markerFrame(m.get(), view->projection()).center(); }
     GMSMarkerPtr placeMarker(CLLocationCoordinate2D at = {10.0, 20.0}) {
         auto m = GMSMarker::markerWithPosition(at);
