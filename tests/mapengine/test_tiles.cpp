@@ -174,37 +174,30 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
         view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
         QList<GMSTileKey> asked = src.asked;
         ASSERT_GE(asked.size(), 4);
-
-        clock.advanceSeconds(0.004);
-        src.answer(asked.takeFirst());
-        EXPECT_TRUE(view.isTileFramePaced());
-        clock.advanceSeconds(0.004);
-        src.answer(asked.takeFirst());
-        EXPECT_TRUE(view.isTileFramePaced());
+        // The next tile answered after a while: is the frame it makes waiting?
+        const auto pacedAfter = [&](double seconds) {
+            clock.advanceSeconds(seconds);
+            src.answer(asked.takeFirst());
+            return view.isTileFramePaced();
+        };
+        EXPECT_TRUE(pacedAfter(0.004));
+        EXPECT_TRUE(pacedAfter(0.004));
         // Its turn came: the next tile alone is drawn at once.
         ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
-        clock.advanceSeconds(0.050);
-        src.answer(asked.takeFirst());
-        EXPECT_FALSE(view.isTileFramePaced());
-        clock.advanceSeconds(0.001);
-        src.answer(asked.takeFirst());
-        EXPECT_EQ(view.isTileFramePaced(), !asked.isEmpty());
+        EXPECT_FALSE(pacedAfter(0.050));
+        EXPECT_EQ(pacedAfter(0.001), !asked.isEmpty());
         while (!asked.isEmpty()) src.answer(asked.takeFirst());
-        EXPECT_FALSE(view.tileManager()->isLoading());
-        EXPECT_FALSE(view.isTileFramePaced());
+        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
 
         // A load that ends in a failure: the waiting frame is due at once.
         view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
         asked = view.tileManager()->pending().values();
         ASSERT_GE(asked.size(), 2);
-        clock.advanceSeconds(0.001);
-        src.answer(asked.takeFirst());
-        EXPECT_TRUE(view.isTileFramePaced());
+        EXPECT_TRUE(pacedAfter(0.001));
         // Each failure asks for an ancestor to stand in; they fail too.
         for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
             for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
-        EXPECT_FALSE(view.tileManager()->isLoading());
-        EXPECT_FALSE(view.isTileFramePaced());
+        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
     }
     GMSServices::resetForTests();
 }
@@ -219,8 +212,7 @@ TEST(CoordinateTileSource, AnswersOnTheRequestersThreadUnlessLetGo) {
     for (int i = 0; i < 50; ++i) {
         const GMSTileKey k{i % 2 ? GMSTileLayerType::Roadmap : GMSTileLayerType::Labels, 10, i, 7};
         handles.push_back(src.requestTile(k, GMSTileSource::Answer(&requester, [&, k](const QImage& img, bool final) {
-            EXPECT_EQ(QThread::currentThread(), requester.thread());
-            EXPECT_TRUE(final);
+            EXPECT_TRUE(QThread::currentThread() == requester.thread() && final);
             answers.emplace_back(k, img);
         })));
     }
@@ -229,10 +221,7 @@ TEST(CoordinateTileSource, AnswersOnTheRequestersThreadUnlessLetGo) {
         if (i % 5) handles[i].reset();
     QCoreApplication::sendPostedEvents();
     ASSERT_EQ(answers.size(), 10u);
-    for (const auto& [k, img] : answers) {
-        EXPECT_EQ(k.x % 5, 0);
-        EXPECT_EQ(img.size(), QSize(256, 256));
-    }
+    for (const auto& [k, img] : answers) EXPECT_EQ(std::tuple(k.x % 5, img.size()), std::tuple(0, QSize(256, 256)));
     // Let go while the workers draw, and the requester gone right after:
     // nothing reaches it.
     int late = 0;
