@@ -9,7 +9,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QQuickWindow>
-#include <QTimer>
 
 #include <cmath>
 #include <functional>
@@ -18,8 +17,10 @@
 
 #include "CLLocationCoordinate2D.h"
 
+#include "GMSMapRenderer.h"
 #include "GMSMapView.h"
 #include "GMSServices.h"
+#include "GMSTileManager.h"
 #include "GMSTileSource.h"
 #include "testsupport.h"
 

@@ -1,21 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <QGuiApplication>
-#include <QQuickWindow>
-#include <QTimer>
-
 #include <limits>
 
-#include "GMSMapRenderer.h"
 #include "GMSGroundOverlay.h"
-#include "GMSMapView.h"
 #include "GMSMarker.h"
 #include "GMSPolygon.h"
 #include "GMSPolyline.h"
-#include "GMSServices.h"
-#include "GMSTileManager.h"
 #include "render_fixture.h"
-#include "testsupport.h"
 
 namespace {
 

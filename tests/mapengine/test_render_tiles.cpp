@@ -1,18 +1,8 @@
 // Tile pixels on a real OpenGL surface: at a whole zoom with north up a tile
 // pixel lands on one screen pixel unblurred, even half a pixel off the grid;
 // between zooms tiles are smoothed.
-#include <gtest/gtest.h>
 
-#include <QGuiApplication>
-#include <QQuickWindow>
-#include <QTimer>
-
-#include "GMSMapRenderer.h"
-#include "GMSMapView.h"
-#include "GMSServices.h"
-#include "GMSTileManager.h"
 #include "render_fixture.h"
-#include "testsupport.h"
 
 namespace {
 
