@@ -465,7 +465,8 @@ TEST_F(MapViewTest, FramesHandOverWhatChangesMade) {
     EXPECT_NE(changed.shapes[0].mesh, first.shapes[0].mesh);
     EXPECT_EQ(changed.shapes[0].mesh->strokeWidth, 5.0f);
     EXPECT_NE(changed.infoWindow.picture.cacheKey(), first.infoWindow.picture.cacheKey());
-    EXPECT_EQ(std::tuple(GMSMapRenderer::totals().geometryBuilds, syncs >= 3, madeInSync), std::tuple(built + 2, true, 0));
+    EXPECT_EQ(std::tuple(GMSMapRenderer::totals().geometryBuilds, syncs >= 3, madeInSync),
+              std::tuple(built + 2, true, 0));
     view->setParentItem(nullptr);
 }
 
