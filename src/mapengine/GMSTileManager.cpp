@@ -28,7 +28,7 @@ void GMSTileManager::setSource(GMSTileSource* source) {
     dropRequests();
     missing_.clear();
     loaded_.clear();
-    lastUsed_.clear();
+    useOrder_.clear();
     ++generation_;
     source_ = source;
     layersDirty_ = true;
@@ -119,7 +119,6 @@ void GMSTileManager::rebuildDrawList() {
     const int n = 1 << z;
     drawList_.assign(layers_.size(), {});
     ++drawListVersion_;
-    ++useCounter_;
     for (std::size_t li = 0; li < layers_.size(); ++li) {
         auto& list = drawList_[li];
         for (int y = range_.y0; y <= range_.y1; ++y) {
@@ -146,7 +145,7 @@ void GMSTileManager::rebuildDrawList() {
                     }
                     if (!found) continue;
                 }
-                lastUsed_[t.drawnKey] = useCounter_;
+                useOrder_.touch(t.drawnKey);
                 list.push_back(t);
             }
         }
@@ -164,7 +163,7 @@ void GMSTileManager::onTileReady(const GMSTileKey& key, const QImage& image, boo
     if (!image.isNull()) {
         missing_.remove(key);
         loaded_.insert(key, image);
-        lastUsed_[key] = ++useCounter_;
+        useOrder_.put(key, {});
         evict();
         ++generation_;
         rebuildDrawList();
@@ -204,15 +203,14 @@ void GMSTileManager::requestStandIns() {
 }
 
 void GMSTileManager::evict() {
-    if (loaded_.size() <= kMaxLoadedTiles) return;
-    std::vector<std::pair<quint64, GMSTileKey>> order;
-    order.reserve(loaded_.size());
-    for (auto it = loaded_.cbegin(); it != loaded_.cend(); ++it)
-        if (!visible_.contains(it.key())) order.emplace_back(lastUsed_.value(it.key()), it.key());
-    std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (const auto& [used, key] : order) {
-        if (loaded_.size() <= kMaxLoadedTiles) break;
+    // The least recently drawn go first; what is on screen stays.
+    std::vector<GMSTileKey> drop;
+    for (auto it = useOrder_.rbegin(); it != useOrder_.rend(); ++it) {
+        if (loaded_.size() - qsizetype(drop.size()) <= kMaxLoadedTiles) break;
+        if (!visible_.contains(it->key)) drop.push_back(it->key);
+    }
+    for (const GMSTileKey& key : drop) {
         loaded_.remove(key);
-        lastUsed_.remove(key);
+        useOrder_.remove(key);
     }
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "GMSTileSource.h"
+#include "LruCache.h"
 
 class GMSProjection;
 
@@ -96,8 +97,9 @@ private:
     std::unordered_map<GMSTileKey, zl::RequestHandle, KeyHash> requests_;
     QSet<GMSTileKey> missing_;
     QHash<GMSTileKey, QImage> loaded_;
-    QHash<GMSTileKey, quint64> lastUsed_;
-    quint64 useCounter_ = 0;
+    // Pictures stay in a plain hash, which frames share without copying;
+    // the order of their use is kept beside it.
+    zl::LruCache<GMSTileKey, char> useOrder_;
     quint64 generation_ = 0;
     quint64 drawListVersion_ = 0;
     bool layersDirty_ = true;

@@ -149,12 +149,18 @@ TEST_F(TileManagerTest, DeepestAncestorStandsInWhereTheSourceEnds) {
 
 TEST_F(TileManagerTest, KeepsABoundedNumberOfPictures) {
     start(GMSTileLayerType::Roadmap);
+    QList<GMSTileKey> first, beforeLast;
     for (int i = 0; i < 60; ++i) {
         show(0.0, -170.0 + i * 5.0, 10.0f, QSizeF(1024, 1024));
         for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
+        if (i == 0) first = src.asked;
+        if (i == 58) beforeLast = src.asked;
         src.asked.clear();
     }
     EXPECT_LE(tm.loaded().size(), GMSTileManager::kMaxLoadedTiles);
+    // The least recently drawn went.
+    for (const GMSTileKey& k : first) EXPECT_FALSE(tm.loaded().contains(k));
+    for (const GMSTileKey& k : beforeLast) EXPECT_TRUE(tm.loaded().contains(k));
 }
 
 // Tiles arriving while the rest of the screen loads are drawn at the map's

@@ -15,6 +15,7 @@
 #include "settings/UserDefaults.h"
 
 #include <QTemporaryDir>
+#include <QThreadPool>
 
 #include <memory>
 
@@ -58,6 +59,9 @@ struct FakeScreenContext {
         context.paths = AppPaths(dir.path());
     }
     ~FakeScreenContext() {
+        // Screens make folders on the global pool; the temporary folder goes
+        // only once they are done writing into it.
+        QThreadPool::globalInstance()->waitForDone();
         realm.flush();
         if (appDelegate.hasOpenedStore())
             if (auto* c = appDelegate.persistentContainer()->viewContext()) c->flush();

@@ -8,22 +8,23 @@
 
 #include <algorithm>
 
-GMSDecodedTileCache::GMSDecodedTileCache(int maxEntries) : m_maxEntries(std::max(0, maxEntries)) {}
+GMSDecodedTileCache::GMSDecodedTileCache(int maxEntries)
+    : m_maxEntries(std::max(0, maxEntries)), m_entries(std::size_t(std::max(1, maxEntries)))
+{
+}
 
 QImage GMSDecodedTileCache::imageForData(const GMSTileKey& key, const QByteArray& data)
 {
     QMutexLocker l(&m_lock);
-    auto it = m_entries.find(key);
-    if (it == m_entries.end())
+    Entry* e = m_entries.get(key);
+    if (!e)
         return {};
-    if (it->data != data) {
+    if (e->data != data) {
         // The tile has changed since: its old picture is of no use.
-        m_useOrder.erase(it->use);
-        m_entries.erase(it);
+        m_entries.remove(key);
         return {};
     }
-    m_useOrder.splice(m_useOrder.begin(), m_useOrder, it->use);
-    return it->image;
+    return e->image;
 }
 
 void GMSDecodedTileCache::insert(const GMSTileKey& key, const QByteArray& data, const QImage& image)
@@ -31,36 +32,19 @@ void GMSDecodedTileCache::insert(const GMSTileKey& key, const QByteArray& data, 
     if (image.isNull() || m_maxEntries == 0)
         return;
     QMutexLocker l(&m_lock);
-    auto it = m_entries.find(key);
-    if (it != m_entries.end()) {
-        it->data = data;
-        it->image = image;
-        m_useOrder.splice(m_useOrder.begin(), m_useOrder, it->use);
-        return;
-    }
-    m_useOrder.push_front(key);
-    m_entries.insert(key, Entry{data, image, m_useOrder.begin()});
-    while (int(m_entries.size()) > m_maxEntries) {
-        m_entries.remove(m_useOrder.back());
-        m_useOrder.pop_back();
-    }
+    m_entries.put(key, Entry{data, image});
 }
 
 void GMSDecodedTileCache::remove(const GMSTileKey& key)
 {
     QMutexLocker l(&m_lock);
-    auto it = m_entries.find(key);
-    if (it == m_entries.end())
-        return;
-    m_useOrder.erase(it->use);
-    m_entries.erase(it);
+    m_entries.remove(key);
 }
 
 void GMSDecodedTileCache::clear()
 {
     QMutexLocker l(&m_lock);
     m_entries.clear();
-    m_useOrder.clear();
 }
 
 int GMSDecodedTileCache::count() const

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "GMSTileSource.h"
+#include "LruCache.h"
 
 #include <QByteArray>
 #include <QHash>
 #include <QImage>
 #include <QMutex>
 
-#include <list>
 #include <map>
 #include <memory>
 
@@ -37,12 +37,10 @@ private:
     struct Entry {
         QByteArray data;
         QImage image;
-        std::list<GMSTileKey>::iterator use;
     };
     const int m_maxEntries;
     mutable QMutex m_lock;
-    QHash<GMSTileKey, Entry> m_entries;
-    std::list<GMSTileKey> m_useOrder;  // most recent at the front
+    zl::LruCache<GMSTileKey, Entry> m_entries;
 };
 
 // Tile bytes into a picture ready for a texture: opaque tiles stay opaque

@@ -243,7 +243,8 @@ bool MapServiceSetup::startServices(bool install)
         std::make_shared<GMSNetworkStyleTableFetcher>(),
         GMSCacheStorageDescriptor::cacheStorageDescriptorForName(kGMSObjectsCacheName, kGMSObjectsCacheBoundaryVersion,
                                                                  o.cacheDir, lastRun),
-        kMapStyles);
+        kMapStyles, std::shared_ptr<GMSStyleTableServiceResourceLoader>(), &GMSLazyMultiZoomStyleTable::tableFromData,
+        d->clock.get());
     d->styleTables->setClientParameters(d->styleTableParameters);
 
     for (const auto& [layer, type] : kLayerTileTypes) {

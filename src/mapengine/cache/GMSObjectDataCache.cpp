@@ -3,12 +3,13 @@
 #include "GMSCacheLog.h"
 #include "GMSCacheNotificationCenter.h"
 
-#include <QDateTime>
 
-GMSObjectDataCache::GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount, int objectType)
+GMSObjectDataCache::GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount, int objectType,
+                                       const zl::Clock* clock)
     : m_core(std::make_unique<GMSObjectDataCacheCore>(objectType, maxCount)),
       m_listener(std::make_unique<QObject>()),
-      m_queue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSObjectDataCache-%1").arg(descriptor.name), zl::SerialQueue::kCacheSpinMicroseconds)) {
+      m_queue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSObjectDataCache-%1").arg(descriptor.name), zl::SerialQueue::kCacheSpinMicroseconds)),
+      m_clock(clock ? clock : &zl::Clock::system()) {
     m_queue->async([this, descriptor] {
         if (!m_core->start(GMSCacheStorage::open(descriptor)))
             qCWarning(lcMapCache, "Failed to initialize object cache storage, can't use disk caching.");
@@ -44,7 +45,7 @@ void GMSObjectDataCache::storeObjectNamesAndData(const QList<QPair<QString, QByt
                                                  std::function<void(bool)> handler) {
     GMSCallback<bool> done(context, std::move(handler));
     m_queue->async([this, namesAndData, version, done] {
-        done(m_core->store(namesAndData, version, QDateTime::currentDateTimeUtc()));
+        done(m_core->store(namesAndData, version, m_clock->now()));
     });
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Clock.h"
+
 #include "GMSCallback.h"
 #include "SerialQueue.h"
 #include "GMSCacheStorageDescriptor.h"
@@ -20,7 +22,9 @@ class GMSObjectDataCache {
 public:
     // Caches of different objectType share a store without meeting there.
     // maxCount 0: no limit.
-    explicit GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount = 0, int objectType = 0);
+    // Stored objects are dated by the clock (the machine's when null).
+    explicit GMSObjectDataCache(GMSCacheStorageDescriptor descriptor, qint64 maxCount = 0, int objectType = 0,
+                                const zl::Clock* clock = nullptr);
     ~GMSObjectDataCache();
     GMSObjectDataCache(const GMSObjectDataCache&) = delete;
     GMSObjectDataCache& operator=(const GMSObjectDataCache&) = delete;
@@ -49,4 +53,5 @@ private:
     std::unique_ptr<GMSObjectDataCacheCore> m_core;  // on the queue only
     std::unique_ptr<QObject> m_listener;
     std::unique_ptr<zl::SerialQueue> m_queue;
+    const zl::Clock* m_clock;
 };

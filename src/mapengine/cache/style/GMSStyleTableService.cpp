@@ -11,15 +11,15 @@ GMSStyleTableService::GMSStyleTableService(std::shared_ptr<GMSStyleTableFetcher>
                                            const GMSCacheStorageDescriptor& cacheStorageDescriptor,
                                            QList<int> mapStyles,
                                            std::shared_ptr<GMSStyleTableServiceResourceLoader> resourceLoader,
-                                           GMSLazyMultiZoomStyleTable::Decoder decoder)
+                                           GMSLazyMultiZoomStyleTable::Decoder decoder, const zl::Clock* clock)
     : m_fetcherService(std::move(fetcherService)),
       m_mapStyles(std::move(mapStyles)),
       m_resourceLoader(std::move(resourceLoader)),
       m_decoder(std::move(decoder)),
       m_epochResourcesDiskCache(
-          std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kEpochResourcesObjectType)),
+          std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kEpochResourcesObjectType, clock)),
       m_styleTableDiskCache(
-          std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kStyleTableObjectType)),
+          std::make_unique<GMSObjectDataCache>(cacheStorageDescriptor, 0, kStyleTableObjectType, clock)),
       m_styleTableMemCache(std::size_t(std::max<qsizetype>(1, m_mapStyles.size()))),
       m_workQueue(std::make_unique<zl::SerialQueue>(QStringLiteral("GMSStyleTableService"), zl::SerialQueue::kCacheSpinMicroseconds)) {
     // The epoch in force at the last run, unless one is set before it is read.

@@ -38,7 +38,8 @@ public:
     GMSStyleTableService(std::shared_ptr<GMSStyleTableFetcher> fetcherService,
                          const GMSCacheStorageDescriptor& cacheStorageDescriptor, QList<int> mapStyles,
                          std::shared_ptr<GMSStyleTableServiceResourceLoader> resourceLoader = {},
-                         GMSLazyMultiZoomStyleTable::Decoder decoder = &GMSLazyMultiZoomStyleTable::tableFromData);
+                         GMSLazyMultiZoomStyleTable::Decoder decoder = &GMSLazyMultiZoomStyleTable::tableFromData,
+                         const zl::Clock* clock = nullptr);
     ~GMSStyleTableService() override;
 
     // The bytes of a table, plain or as stored (raw deflate); empty when
