@@ -12,7 +12,8 @@
 #include "GMSDisplayLink.h"
 #include "GMSTileSource.h"
 
-// A frame timer that fires only when a test says so, and remembers its modes.
+// A frame timer that fires only when a test says so, and remembers its modes
+// (sorted: the link adds them in no particular order).
 struct ManualFrameTimer : GMSFrameTimer {
     static inline ManualFrameTimer* last = nullptr;
     static inline int made = 0;
@@ -25,7 +26,10 @@ struct ManualFrameTimer : GMSFrameTimer {
     }
     void setPreferredFramesPerSecond(std::uint64_t f) override { fps = f; }
     void setPaused(bool p) override { paused = p; }
-    void addToMode(const QString& m) override { modes.append(m); }
+    void addToMode(const QString& m) override {
+        modes.append(m);
+        modes.sort();
+    }
     void removeFromMode(const QString& m) override { modes.removeOne(m); }
     void invalidate() override {}
     double timestamp() const override { return 0; }
