@@ -211,8 +211,7 @@ TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
     rec.calls.clear();
     h.feed(lifted + 0.05, {{1, p1 + QPointF(20, 0)}});
     h.feed(lifted + 0.10, {{1, p1 + QPointF(40, 0)}});
-    EXPECT_EQ(rec.count("didPanTo"), 0);
-    EXPECT_GE(rec.count("willStartPanFrom"), 1);
+    EXPECT_TRUE(rec.count("didPanTo") == 0 && rec.count("willStartPanFrom") >= 1);
     h.feed(lifted + 0.16, {{1, p1 + QPointF(50, 0)}});
     EXPECT_EQ(std::tuple(rec.count("didPanTo"), rec.pans.back()), std::tuple(1, p1 + QPointF(50, 0)));
 }
