@@ -9,7 +9,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QQuickWindow>
-#include <QTimer>
 
 #include <cmath>
 #include <functional>
@@ -18,12 +17,21 @@
 
 #include "CLLocationCoordinate2D.h"
 
+#include "GMSMapRenderer.h"
 #include "GMSMapView.h"
 #include "GMSServices.h"
+#include "GMSTileManager.h"
 #include "GMSTileSource.h"
 #include "testsupport.h"
 
 namespace zltest {
+
+// A whole tile of one colour.
+inline QImage filledTile(QColor colour, QImage::Format format = QImage::Format_ARGB32_Premultiplied) {
+    QImage img(256, 256, format);
+    img.fill(colour);
+    return img;
+}
 
 // Tiles drawn by a function, answered on the next turn of the event loop.
 struct GeneratedTileSource : GMSTileSource {
@@ -48,14 +56,9 @@ struct HybridSource : GMSTileSource {
 
 private:
     QImage make(const GMSTileKey& k) const {
-        if (k.type == GMSTileLayerType::Satellite) {
-            QImage img(256, 256, QImage::Format_RGB32);
-            img.fill(qRgb(0, 0, 255));
-            return img;
-        }
+        if (k.type == GMSTileLayerType::Satellite) return filledTile(QColor(0, 0, 255), QImage::Format_RGB32);
         if (k.zoom > labelsUpTo_) return {};
-        QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
-        img.fill(Qt::transparent);
+        QImage img = filledTile(Qt::transparent);
         for (int y = 0; y < 256; ++y)
             for (int x = 0; x < 128; ++x) img.setPixel(x, y, qRgba(128, 0, 0, 128));
         return img;

@@ -2,6 +2,7 @@
 
 #include <QThread>
 
+#include <tuple>
 #include <vector>
 
 #include "GMSDisplayLink.h"
@@ -26,6 +27,11 @@ struct Client : GMSDisplayLinkClient {
     std::function<void(GMSDisplayLink*)> onTick;
 };
 
+// What the link holds: clients, a timer, the frame rate.
+std::tuple<int, bool, std::uint64_t> state(const GMSDisplayLink& link) {
+    return {link.clientCount(), link.hasTimer(), link.frameRate()};
+}
+
 // A link with one client per wish.
 struct Clients {
     explicit Clients(const std::vector<unsigned>& wishes) {
@@ -46,9 +52,8 @@ TEST(DisplayLink, LeastCommonMultipleOfWishes) {
                  {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6}};
     for (const Case& c : cases) {
         Clients clients(c.wishes);
-        EXPECT_EQ(clients.link.frameRate(), c.rate);
         ASSERT_NE(ManualFrameTimer::last, nullptr);
-        EXPECT_EQ(ManualFrameTimer::last->fps, c.rate);
+        EXPECT_EQ(std::tuple(clients.link.frameRate(), ManualFrameTimer::last->fps), std::tuple(c.rate, c.rate));
     }
 }
 
@@ -72,44 +77,36 @@ TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
     Client a(30), b(30), c(30);
     link.addClient(&a, {"default", "tracking"});
     link.addClient(&b, {"default"});
-    ManualFrameTimer* t = ManualFrameTimer::last;
-    EXPECT_EQ(t->modes.count("default"), 1);
-    EXPECT_EQ(t->modes.count("tracking"), 1);
+    const QStringList& modes = ManualFrameTimer::last->modes;
+    EXPECT_EQ(modes, QStringList({"default", "tracking"}));
     link.addClient(&c, {"tracking"});
     link.removeClient(&a);
-    EXPECT_EQ(t->modes.count("default"), 1);
-    EXPECT_EQ(t->modes.count("tracking"), 1);
-    EXPECT_EQ(link.modeRefcount("default"), 1);
+    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default")), std::tuple(QStringList({"default", "tracking"}), 1));
     link.removeClient(&b);
-    EXPECT_EQ(t->modes.count("default"), 0);
-    EXPECT_EQ(link.modeRefcount("default"), 0);
-    EXPECT_TRUE(link.hasTimer());
+    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default"), link.hasTimer()),
+              std::tuple(QStringList{"tracking"}, 0, true));
 }
 
 TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
     GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(60);
     link.removeClient(&a);  // unknown: ignored
-    EXPECT_FALSE(link.hasTimer());
-    EXPECT_EQ(link.frameRate(), 0u);
+    EXPECT_EQ(state(link), std::tuple(0, false, 0u));
     {
         Client gone(60);
         link.addClient(&gone);
     }
-    EXPECT_EQ(link.clientCount(), 0) << "a destroyed client leaves the link";
-    EXPECT_FALSE(link.hasTimer());
+    EXPECT_EQ(state(link), std::tuple(0, false, 0u)) << "a destroyed client leaves the link";
     const int before = ManualFrameTimer::made;
     link.addClient(&a);
     link.addClient(&a);  // twice: one entry, one count
-    EXPECT_EQ(link.clientCount(), 1);
-    EXPECT_EQ(link.modeRefcount(GMSDisplayLink::kCommonModes), 1);
-    EXPECT_EQ(ManualFrameTimer::last->modes, QStringList{GMSDisplayLink::kCommonModes});
-    EXPECT_EQ(ManualFrameTimer::made, before + 1);
+    EXPECT_EQ(std::tuple(link.clientCount(), link.modeRefcount(GMSDisplayLink::kCommonModes),
+                         ManualFrameTimer::last->modes, ManualFrameTimer::made),
+              std::tuple(1, 1, QStringList{GMSDisplayLink::kCommonModes}, before + 1));
     ManualFrameTimer::last->fire();
     ManualFrameTimer::last->fire();
     link.removeClient(&a);
-    EXPECT_FALSE(link.hasTimer());
-    EXPECT_EQ(link.frameRate(), 0u);
+    EXPECT_EQ(state(link), std::tuple(0, false, 0u));
     EXPECT_EQ(ManualFrameTimer::last, nullptr);
     link.addClient(&a);
     EXPECT_EQ(ManualFrameTimer::made, before + 2);
@@ -124,8 +121,7 @@ TEST(DisplayLink, WishChangesRecomputeTheRate) {
     link.addClient(&b);
     EXPECT_EQ(link.frameRate(), 15u);
     b.setRate(20);
-    EXPECT_EQ(link.frameRate(), 60u);
-    EXPECT_EQ(ManualFrameTimer::last->fps, 60u);
+    EXPECT_EQ(std::tuple(link.frameRate(), ManualFrameTimer::last->fps), std::tuple(60u, 60u));
     link.removeClient(&b);
     b.setRate(30);  // no longer observed
     EXPECT_EQ(link.frameRate(), 15u);
@@ -141,9 +137,8 @@ TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
     link.addClient(&a);
     link.addClient(&b);
     ManualFrameTimer::last->fire();
-    EXPECT_EQ(a.ticks.size(), 1u);
-    EXPECT_TRUE(b.ticks.empty());  // left before its turn
-    EXPECT_TRUE(c.ticks.empty());  // joined after the copy was taken
+    // b left before its turn; c joined after the copy was taken.
+    EXPECT_EQ(std::tuple(a.ticks.size(), b.ticks.size(), c.ticks.size()), std::tuple(1u, 0u, 0u));
     ManualFrameTimer::last->fire();
     EXPECT_EQ(c.ticks.size(), 1u);
 }
@@ -165,7 +160,7 @@ TEST(DisplayLink, RateChangesFromAnotherThreadRunOnTheLinkThread) {
     worker->wait();
     delete worker;
     EXPECT_TRUE(zltest::waitFor([&] { return link.hasTimer(); }, 5000));
-    EXPECT_EQ(link.frameRate(), 30u);
+    EXPECT_EQ(state(link), std::tuple(1, true, 30u));
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "GMSGestureHandler.h"
@@ -94,9 +96,7 @@ TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
     h.feed(0.02, {{1, {61, 50}}});
     EXPECT_EQ(rec.count("willStartPanFrom"), 1);
     h.feed(0.03, {{1, {70, 50}}});
-    ASSERT_EQ(rec.pans.size(), 1u);
-    EXPECT_EQ(rec.pans.back(), QPointF(70, 50));
-    EXPECT_EQ(h.gestureState(), 0);
+    EXPECT_EQ(std::tuple(rec.pans, h.gestureState()), std::tuple(std::vector{QPointF(70, 50)}, 0));
     h.feed(0.04, {});
     EXPECT_EQ(rec.calls.back(), "didEndGestures");
 }
@@ -104,18 +104,14 @@ TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
 TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     Rig slow;
     slow.flick(199.0);
-    EXPECT_FALSE(slow.h.decPan().has_value());
-    EXPECT_FALSE(slow.h.isDecelerating());
-    EXPECT_EQ(slow.rec.count("willStartPanDeceleration"), 0);
+    EXPECT_TRUE(!slow.h.decPan() && !slow.h.isDecelerating() && !slow.rec.count("willStartPanDeceleration"));
     Rig fast;
     const double f = fast.flick(6000.0);
-    ASSERT_TRUE(fast.h.decPan().has_value());
     fast.h.tick(f + 1.0);
     EXPECT_NEAR(fast.rec.pans.back().x() - fast.h.decPanBase().x(), 1600.0, 1e-3);
 
     const double t = flick(400.0);
-    ASSERT_TRUE(h.decPan().has_value());
-    EXPECT_TRUE(rec.ticksWanted);
+    ASSERT_TRUE(h.decPan().has_value() && rec.ticksWanted);
     const GMSDeceleratedValue d = *h.decPan();
     EXPECT_NEAR(d.velocity, 400.0f, 1.0f);
     EXPECT_NEAR(h.decPanAngle(), 0.0, 1e-9);
@@ -127,9 +123,8 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     h.tick(t + 0.5);
     h.tick(t + 0.8);
     EXPECT_NEAR(rec.pans.back().x(), h.decPanBase().x() + 0.9 * d.velocity * 0.75 / 2, 1e-2);
-    EXPECT_FALSE(h.isDecelerating());
-    EXPECT_FALSE(rec.ticksWanted);
-    EXPECT_EQ(rec.count("didEndPanDeceleration"), 1);
+    EXPECT_EQ(std::tuple(h.isDecelerating(), rec.ticksWanted, rec.count("didEndPanDeceleration")),
+              std::tuple(false, false, 1));
 }
 
 // The curve itself is checked through the flicks' ticks; its limits apply only when not 0.
@@ -147,19 +142,15 @@ TEST_F(Gestures, PinchOf104NeverLeavesStateOneAndOnlyPans) {
     EXPECT_EQ(h.gestureState(), 1);
     // Spread to 1.04 while moving right by 40 points.
     drag(0.01, {{1, {100, 200}}, {2, {200, 200}}}, {{138, 200}, {242, 200}}, 0.4);
-    EXPECT_EQ(h.gestureState(), 1);
-    EXPECT_EQ(rec.count("willStartZoom"), 0);
-    EXPECT_EQ(rec.count("didZoomRelative"), 0);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartZoom"), rec.count("didZoomRelative")),
+              std::tuple(1, 0, 0));
     EXPECT_GT(rec.count("didPanTo"), 0);
 }
 
 TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
     twoDown();
     h.feed(0.05, {{1, {97, 200}}, {2, {203, 200}}});  // 1.06
-    EXPECT_EQ(h.gestureState(), 3);
-    EXPECT_EQ(rec.count("willStartZoom"), 1);
-    ASSERT_FALSE(rec.zooms.empty());
-    EXPECT_DOUBLE_EQ(rec.zooms.back(), 1.0);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartZoom"), rec.zooms), std::tuple(3, 1, std::vector{1.0}));
     h.feed(0.06, {{1, {47, 200}}, {2, {253, 200}}});  // 2.06 / 1.06
     EXPECT_NEAR(rec.zooms.back(), 2.06 / 1.06, 1e-9);
     // A rotation does not take a touch that a zoom owns.
@@ -170,7 +161,7 @@ TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
 TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
     Rig slow;
     double t = slow.drag(slow.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{80, 200}, {220, 200}}, 0.5);
-    EXPECT_EQ(slow.h.gestureState(), 3);
+    ASSERT_EQ(slow.h.gestureState(), 3);
     slow.h.feed(t + 0.01, {{1, {80, 200}}});
     EXPECT_FALSE(slow.h.decZoom().has_value());
 
@@ -178,11 +169,9 @@ TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
     EXPECT_EQ(h.gestureState(), 3);
     h.feed(t + 0.01, {{1, {0, 200}}});
     ASSERT_TRUE(h.decZoom().has_value());
-    EXPECT_FLOAT_EQ(h.decZoom()->velocity, 3.0f);  // clamped
-    EXPECT_FLOAT_EQ(h.decZoom()->runTime, 0.7f);
-    EXPECT_FLOAT_EQ(h.decZoom()->minimum, 0.05f);
-    EXPECT_FLOAT_EQ(h.decZoom()->maximum, 4.0f);
-    EXPECT_NEAR(h.decZoom()->startValue, rec.zooms.back(), 1e-6);
+    const GMSDeceleratedValue& d = *h.decZoom();
+    EXPECT_EQ(std::tuple(d.velocity, d.runTime, d.minimum, d.maximum), std::tuple(3.0f, 0.7f, 0.05f, 4.0f));  // clamped
+    EXPECT_NEAR(d.startValue, rec.zooms.back(), 1e-6);
 }
 
 TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
@@ -207,27 +196,24 @@ TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
     // Turn by 10 degrees about the centre.
     double t = 0.01;
     for (int i = 1; i <= 10; ++i) h.feed(t += 0.01, turned(i));
-    EXPECT_EQ(h.gestureState(), 4);
-    EXPECT_EQ(rec.count("willStartRotation"), 1);
-    EXPECT_EQ(rec.count("willStartZoom"), 1);  // zoom is on
+    // Zoom is on as well.
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartRotation"), rec.count("willStartZoom")),
+              std::tuple(4, 1, 1));
     ASSERT_FALSE(rec.rotations.empty());
     EXPECT_GT(rec.rotations.back(), 0.0);
     const QPointF p1 = turned(10)[0].position;
     const double lifted = t + 0.01;
     rec.calls.clear();
     h.feed(lifted, {{1, p1}});
-    EXPECT_EQ(h.gestureState(), 0);
-    EXPECT_EQ(rec.calls.front(), "willStartPanFrom");
-    EXPECT_EQ(rec.panStarts.back(), p1);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.calls.front(), rec.panStarts.back()),
+              std::tuple(0, "willStartPanFrom", p1));
     // Within 0.15 s the finger only renews the anchor.
     rec.calls.clear();
     h.feed(lifted + 0.05, {{1, p1 + QPointF(20, 0)}});
     h.feed(lifted + 0.10, {{1, p1 + QPointF(40, 0)}});
-    EXPECT_EQ(rec.count("didPanTo"), 0);
-    EXPECT_GE(rec.count("willStartPanFrom"), 1);
+    EXPECT_TRUE(rec.count("didPanTo") == 0 && rec.count("willStartPanFrom") >= 1);
     h.feed(lifted + 0.16, {{1, p1 + QPointF(50, 0)}});
-    EXPECT_EQ(rec.count("didPanTo"), 1);
-    EXPECT_EQ(rec.pans.back(), p1 + QPointF(50, 0));
+    EXPECT_EQ(std::tuple(rec.count("didPanTo"), rec.pans.back()), std::tuple(1, p1 + QPointF(50, 0)));
 }
 
 TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
@@ -236,8 +222,8 @@ TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
         if (!rotationOn) r.h.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
         r.twoDown();
         r.h.feed(0.05, turned(degrees));
-        EXPECT_EQ(r.h.gestureState(), state) << degrees;
-        EXPECT_EQ(r.rec.count("willStartRotation"), state == 4 ? 1 : 0) << degrees;
+        EXPECT_EQ(std::tuple(r.h.gestureState(), r.rec.count("willStartRotation")), std::tuple(state, state == 4))
+            << degrees;
     }
 }
 
@@ -247,8 +233,7 @@ TEST_F(Gestures, TwoFingersUpwardsTiltAfter14Points) {
     h.feed(0.05, {{1, {100, 287}}, {2, {200, 287}}});
     EXPECT_EQ(h.gestureState(), 1);
     h.feed(0.06, {{1, {100, 285}}, {2, {200, 285}}});
-    EXPECT_EQ(h.gestureState(), 2);
-    EXPECT_EQ(rec.count("willStartTilt"), 1);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartTilt")), std::tuple(2, 1));
     h.feed(0.07, {{1, {100, 275}}, {2, {200, 275}}});
     ASSERT_FALSE(rec.tilts.empty());
     EXPECT_DOUBLE_EQ(rec.tilts.back(), 15.0 - 25.0);
@@ -259,15 +244,12 @@ TEST_F(Gestures, TwoFingersUpwardsTiltAfter14Points) {
 
 TEST_F(Gestures, LongPressAfterPointFourSeconds) {
     h.feed(0.0, {{1, {30, 40}}});
-    ASSERT_TRUE(h.nextDeadline().has_value());
-    EXPECT_DOUBLE_EQ(*h.nextDeadline(), 0.4);
+    EXPECT_EQ(h.nextDeadline(), std::optional(0.4));
     h.timeout(0.39);
     EXPECT_TRUE(rec.longPresses.empty());
     h.timeout(0.4);
-    ASSERT_EQ(rec.longPresses.size(), 1u);
-    EXPECT_EQ(rec.longPresses[0], QPointF(30, 40));
     h.feed(0.6, {});
-    EXPECT_TRUE(rec.taps.empty());
+    EXPECT_EQ(std::tuple(rec.longPresses, rec.taps.size()), std::tuple(std::vector{QPointF(30, 40)}, std::size_t(0)));
     // A finger that wandered does not long-press.
     h.feed(1.0, {{1, {30, 40}}});
     h.feed(1.1, {{1, {45, 40}}});
@@ -280,33 +262,29 @@ TEST_F(Gestures, TouchDuringDecelerationStopsItAndBlocksLongPress) {
     ASSERT_TRUE(h.isDecelerating());
     h.tick(t + 0.05);
     h.feed(t + 0.1, {{1, {10, 10}}});
-    EXPECT_FALSE(h.isDecelerating());
-    EXPECT_EQ(rec.count("didEndPanDeceleration"), 1);
-    EXPECT_FALSE(h.nextDeadline().has_value());
+    EXPECT_TRUE(!h.isDecelerating() && rec.count("didEndPanDeceleration") == 1 && !h.nextDeadline());
     h.timeout(t + 1.0);
     EXPECT_TRUE(rec.longPresses.empty());
 }
 
 TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
+    const auto counts = [&] { return std::tuple(rec.taps.size(), rec.doubleTaps.size(), rec.twoFingerTaps.size()); };
     h.feed(0.0, {{1, {10, 10}}});
     h.feed(0.1, {});
-    ASSERT_EQ(rec.taps.size(), 1u);
     h.feed(0.2, {{1, {12, 12}}});
     h.feed(0.25, {});
-    EXPECT_EQ(rec.doubleTaps.size(), 1u);
-    EXPECT_EQ(rec.taps.size(), 1u);
+    EXPECT_EQ(counts(), std::tuple(1u, 1u, 0u));
     // Too late for a double tap: a plain tap.
     h.feed(1.0, {{1, {10, 10}}});
     h.feed(1.05, {});
     h.feed(1.5, {{1, {10, 10}}});
     h.feed(1.55, {});
-    EXPECT_EQ(rec.doubleTaps.size(), 1u);
-    EXPECT_EQ(rec.taps.size(), 3u);
+    EXPECT_EQ(counts(), std::tuple(3u, 1u, 0u));
     h.feed(3.0, {{1, {100, 100}}});
     h.feed(3.01, {{1, {100, 100}}, {2, {140, 100}}});
     h.feed(3.1, {{1, {100, 100}}});
     h.feed(3.11, {});
-    EXPECT_EQ(rec.twoFingerTaps.size(), 1u);
+    EXPECT_EQ(counts(), std::tuple(3u, 1u, 1u));
 }
 
 TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
@@ -314,8 +292,7 @@ TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
     h.feed(0.26, {{1, {100, 102}}});
     EXPECT_EQ(h.gestureState(), 0);
     h.feed(0.27, {{1, {100, 104}}});
-    EXPECT_EQ(h.gestureState(), 5);
-    EXPECT_EQ(rec.count("willStartZoom"), 1);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartZoom")), std::tuple(5, 1));
     h.feed(0.28, {{1, {100, 180}}});
     EXPECT_NEAR(rec.zooms.back(), 2.0, 1e-12);
     h.feed(0.29, {{1, {100, 20}}});
@@ -328,8 +305,7 @@ TEST_F(Gestures, TapDragCancelledBySidewaysMoveOrRightAfterADeceleration) {
     h.feed(0.26, {{1, {112, 101}}});
     h.feed(0.27, {{1, {112, 150}}});
     EXPECT_NE(h.gestureState(), 5);
-    EXPECT_EQ(rec.count("willStartZoom"), 0);
-    EXPECT_TRUE(rec.zooms.empty());
+    EXPECT_TRUE(rec.count("willStartZoom") == 0 && rec.zooms.empty());
 
     Rig r;
     const double t = r.flick(800.0);
@@ -358,8 +334,7 @@ TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
     const GMSDeceleratedValue d = *h.decTapDrag();
     EXPECT_FLOAT_EQ(d.velocity, 2.0f);  // 400 / 80 clamped
     EXPECT_NEAR(d.startValue, std::log2(lastFactor), 1e-5);
-    EXPECT_NEAR(d.minimum, d.startValue - 6.0f, 1e-5);
-    EXPECT_NEAR(d.maximum, d.startValue + 6.0f, 1e-5);
+    EXPECT_EQ(std::tuple(d.minimum, d.maximum), std::tuple(d.startValue - 6.0f, d.startValue + 6.0f));
     rec.zooms.clear();
     h.tick(t + 0.8);
     EXPECT_NEAR(rec.zooms.back(), std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
@@ -368,8 +343,7 @@ TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
 TEST_F(Gestures, DisabledGesturesChangeNoCamera) {
     h.setGesturesEnabled(false);
     flick(800.0);
-    EXPECT_EQ(rec.count("didPanTo"), 0);
-    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_TRUE(rec.count("didPanTo") == 0 && !h.isDecelerating());
 }
 
 TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
@@ -382,23 +356,18 @@ TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
     double t = 0;
     for (int round = 0; round < 2000; ++round) {
         t += (rnd() % 50) / 1000.0;
-        std::vector<GMSTouchPoint> touches;
-        const int n = int(rnd() % 4);
-        for (int i = 0; i < n; ++i) touches.push_back({int(rnd() % 5), QPointF(rnd() % 400, rnd() % 400)});
-        std::sort(touches.begin(), touches.end(), [](auto& a, auto& b) { return a.id < b.id; });
-        touches.erase(std::unique(touches.begin(), touches.end(), [](auto& a, auto& b) { return a.id == b.id; }),
-                      touches.end());
+        std::vector<GMSTouchPoint> touches;  // up to five fingers, each id once
+        for (int id = 0; id < 5; ++id)
+            if (rnd() % 3 == 0) touches.push_back({id, QPointF(rnd() % 400, rnd() % 400)});
         h.feed(t, touches);
         if (rnd() % 3 == 0) h.tick(t);
         if (rnd() % 5 == 0) h.timeout(t);
-        EXPECT_GE(h.gestureState(), 0);
-        EXPECT_LE(h.gestureState(), 5);
+        ASSERT_TRUE(h.gestureState() >= 0 && h.gestureState() <= 5) << h.gestureState();
         for (double z : rec.zooms) ASSERT_TRUE(std::isfinite(z));
     }
     h.feed(t + 1, {});
     for (int i = 0; i < 100 && h.isDecelerating(); ++i) h.tick(t + 1 + i * 0.02);
-    EXPECT_FALSE(h.isDecelerating());
-    EXPECT_EQ(h.gestureState(), 0);
+    EXPECT_EQ(std::tuple(h.isDecelerating(), h.gestureState()), std::tuple(false, 0));
 }
 
 }  // namespace

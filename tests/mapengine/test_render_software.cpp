@@ -1,15 +1,7 @@
 // The software scene graph (offscreen, or a machine without OpenGL) has no
 // shaders: hybrid layers are drawn one by one there, to the same picture.
-#include <gtest/gtest.h>
 
-#include <QQuickWindow>
-
-#include "GMSMapRenderer.h"
-#include "GMSMapView.h"
-#include "GMSServices.h"
-#include "GMSTileManager.h"
 #include "render_fixture.h"
-#include "testsupport.h"
 
 namespace {
 

@@ -84,15 +84,12 @@ TEST(ShapeGeometry, StrokeQuadsWithMitres) {
     std::vector<gms_shape::LineVertex> v;
     std::vector<std::uint32_t> idx;
     gms_shape::buildStroke(pts, {100, 100}, false, {QColor(255, 0, 0), QColor(0, 255, 0)}, v, idx);
-    ASSERT_EQ(v.size(), 8u);
-    ASSERT_EQ(idx.size(), 12u);
-    EXPECT_EQ(v[0].x, 0.0f);
-    EXPECT_EQ(v[0].y, 0.0f);
+    ASSERT_EQ(std::tuple(v.size(), idx.size()), std::tuple(8u, 12u));
+    EXPECT_TRUE(v[0].x == 0.0f && v[0].y == 0.0f);
     EXPECT_NEAR(v[0].ny, 1.0, 1e-6);  // first end: plain normal
     // The corner's mitre is sqrt(2) long, at 45 degrees.
     EXPECT_NEAR(std::hypot(v[2].nx, v[2].ny), std::sqrt(2.0), 1e-6);
-    EXPECT_EQ(v[0].r, 255);
-    EXPECT_EQ(v[4].g, 255);
+    EXPECT_TRUE(v[0].r == 255 && v[4].g == 255);
     // A closed ring has as many segments as points.
     v.clear();
     idx.clear();

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <optional>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "Clock.h"
@@ -55,22 +56,16 @@ QImage picture(QRgb colour) {
 
 TEST(TileDecode, OpaqueStaysOpaqueTranslucentIsPremultiplied) {
     const QImage opaque = GMSDecodeTileImage(opaquePng(qRgb(20, 40, 60)));
-    ASSERT_FALSE(opaque.isNull());
-    EXPECT_EQ(opaque.format(), QImage::Format_RGB32);
-    EXPECT_EQ(opaque.size(), QSize(256, 256));
-    EXPECT_EQ(opaque.pixel(0, 0), qRgb(20, 40, 60));
-    EXPECT_EQ(opaque.pixel(3, 4), qRgb(1, 2, 3));
+    EXPECT_EQ(std::tuple(opaque.format(), opaque.size(), opaque.pixel(0, 0), opaque.pixel(3, 4)),
+              std::tuple(QImage::Format_RGB32, QSize(256, 256), qRgb(20, 40, 60), qRgb(1, 2, 3)));
 
     const QImage translucent = GMSDecodeTileImage(translucentPng());
-    ASSERT_FALSE(translucent.isNull());
-    EXPECT_EQ(translucent.format(), QImage::Format_ARGB32_Premultiplied);
-    EXPECT_EQ(qAlpha(translucent.pixel(0, 0)), 0);
-    EXPECT_EQ(qAlpha(translucent.pixel(10, 10)), 128);
+    EXPECT_EQ(std::tuple(translucent.format(), qAlpha(translucent.pixel(0, 0)), qAlpha(translucent.pixel(10, 10))),
+              std::tuple(QImage::Format_ARGB32_Premultiplied, 0, 128));
 
     QImage photo(256, 256, QImage::Format_RGB32);
     photo.fill(qRgb(120, 130, 140));
     const QImage jpeg = GMSDecodeTileImage(encoded(photo, "JPG"));
-    ASSERT_FALSE(jpeg.isNull());
     EXPECT_EQ(jpeg.format(), QImage::Format_RGB32);
     EXPECT_NEAR(qGreen(jpeg.pixel(100, 100)), 130, 3);
 }
@@ -81,11 +76,8 @@ TEST(TileDecode, BytesThatAreNoPictureGiveANullImage) {
     EXPECT_TRUE(GMSDecodeTileImage("not a picture").isNull());
     EXPECT_TRUE(GMSDecodeTileImage(QByteArray("\x89PNG\r\n\x1a\n", 8)).isNull());
     EXPECT_TRUE(GMSDecodeTileImage(QByteArray("\xFF\xD8\xFF", 3)).isNull());
-    // A picture whose first bytes claim another kind is still read.
-    QImage gif(8, 8, QImage::Format_RGB32);
-    gif.fill(Qt::red);
-    const QByteArray bmp = encoded(gif, "BMP");
-    EXPECT_FALSE(GMSDecodeTileImage(bmp).isNull());
+    // A picture of a kind other than PNG or JPEG is still read.
+    EXPECT_FALSE(GMSDecodeTileImage(encoded(picture(qRgb(255, 0, 0)), "BMP")).isNull());
 }
 
 TEST(TileDecode, TruncatedAndCorruptedTilesNeverCrash) {
@@ -97,20 +89,15 @@ TEST(TileDecode, TruncatedAndCorruptedTilesNeverCrash) {
     QRandomGenerator rng(20261122);
     int decoded = 0;
     for (const QByteArray& good : {png, jpeg}) {
-        for (int i = 0; i < 60; ++i) {
-            QByteArray bad = good.left(int(rng.bounded(good.size())));
+        for (int i = 0; i < 120; ++i) {
+            // Cut short, or with 8 bytes changed.
+            QByteArray bad = i % 2 ? good.left(int(rng.bounded(good.size()))) : good;
+            for (int flips = 0; flips < 8 && i % 2 == 0; ++flips)
+                bad[int(rng.bounded(bad.size()))] = char(rng.bounded(256));
             const QImage img = GMSDecodeTileImage(bad);
-            if (!img.isNull()) ++decoded;
-        }
-        for (int i = 0; i < 60; ++i) {
-            QByteArray bad = good;
-            for (int flips = 0; flips < 8; ++flips) bad[int(rng.bounded(bad.size()))] = char(rng.bounded(256));
-            const QImage img = GMSDecodeTileImage(bad);
-            if (!img.isNull()) {
-                ++decoded;
-                EXPECT_TRUE(img.format() == QImage::Format_RGB32 ||
-                            img.format() == QImage::Format_ARGB32_Premultiplied);
-            }
+            if (img.isNull()) continue;
+            ++decoded;
+            EXPECT_TRUE(img.format() == QImage::Format_RGB32 || img.format() == QImage::Format_ARGB32_Premultiplied);
         }
     }
     SUCCEED() << decoded << " damaged tiles still gave a picture";
@@ -123,13 +110,11 @@ TEST(DecodedTileCache, ServesOnlyTheBytesItWasMadeFrom) {
     EXPECT_EQ(cache.imageForData(key(1), a).pixel(0, 0), qRgb(1, 1, 1));
     // The tile changed: no old picture, and the entry is gone.
     EXPECT_TRUE(cache.imageForData(key(1), b).isNull());
-    EXPECT_EQ(cache.count(), 0);
-    EXPECT_TRUE(cache.imageForData(key(1), a).isNull());
+    EXPECT_TRUE(cache.count() == 0 && cache.imageForData(key(1), a).isNull());
     // A newer picture of the same tile replaces the older one.
     cache.insert(key(1), a, picture(qRgb(1, 1, 1)));
     cache.insert(key(1), b, picture(qRgb(2, 2, 2)));
-    EXPECT_EQ(cache.count(), 1);
-    EXPECT_EQ(cache.imageForData(key(1), b).pixel(0, 0), qRgb(2, 2, 2));
+    EXPECT_EQ(std::tuple(cache.count(), cache.imageForData(key(1), b).pixel(0, 0)), std::tuple(1, qRgb(2, 2, 2)));
     cache.remove(key(1));
     EXPECT_TRUE(cache.imageForData(key(1), b).isNull());
     // Null pictures are not kept; the same place on another layer is another tile.
@@ -146,11 +131,9 @@ TEST(DecodedTileCache, BoundedLeastRecentlyUsedFirstOut) {
     for (int x = 0; x < 3; ++x) cache.insert(key(x), QByteArray::number(x), picture(qRgb(x, x, x)));
     EXPECT_FALSE(cache.imageForData(key(0), "0").isNull());  // 0 is now the most recent
     cache.insert(key(3), "3", picture(qRgb(3, 3, 3)));
-    EXPECT_EQ(cache.count(), 3);
-    EXPECT_TRUE(cache.imageForData(key(1), "1").isNull());  // the least recent went
-    EXPECT_FALSE(cache.imageForData(key(0), "0").isNull());
-    EXPECT_FALSE(cache.imageForData(key(2), "2").isNull());
-    EXPECT_FALSE(cache.imageForData(key(3), "3").isNull());
+    QList<bool> kept;
+    for (int x = 0; x < 4; ++x) kept << !cache.imageForData(key(x), QByteArray::number(x)).isNull();
+    EXPECT_EQ(kept, QList<bool>({true, false, true, true}));  // the least recent went
 
     GMSDecodedTileCache none(0);
     none.insert(key(0), "0", picture(qRgb(0, 0, 0)));
@@ -208,11 +191,8 @@ protected:
     QImage fetch(const GMSTileKey& k) {
         std::optional<QImage> got;
         const zl::RequestHandle held = ask(k, got);
-        if (!zltest::waitFor([&] { return got.has_value(); }, 5000)) {
-            ADD_FAILURE() << "no answer for the tile";
-            return {};
-        }
-        return *got;
+        EXPECT_TRUE(zltest::waitFor([&] { return got.has_value(); }, 5000)) << "no answer for the tile";
+        return got.value_or(QImage());
     }
 
     zl::ManualClock clock;
@@ -225,8 +205,7 @@ protected:
 TEST_F(SourceOverService, DecodesOnceAndNeverShowsAStalePicture) {
     putInService(key(1), opaquePng(qRgb(10, 20, 30)));
     const QImage first = fetch(key(1));
-    ASSERT_FALSE(first.isNull());
-    EXPECT_EQ(first.pixel(0, 0), qRgb(10, 20, 30));
+    ASSERT_EQ(first.pixel(0, 0), qRgb(10, 20, 30));
     EXPECT_EQ(fetch(key(1)).cacheKey(), first.cacheKey());  // the very same picture
     // The service now has other bytes for the tile: they are what is shown.
     putInService(key(1), opaquePng(qRgb(200, 0, 0)));
@@ -234,8 +213,7 @@ TEST_F(SourceOverService, DecodesOnceAndNeverShowsAStalePicture) {
     // Bytes that are no picture: a null picture, and nothing kept.
     putInService(key(3), "garbage, not a tile");
     EXPECT_TRUE(fetch(key(3)).isNull());
-    EXPECT_EQ(source->decodedCache().count(), 1);
-    EXPECT_EQ(sent, 0);
+    EXPECT_EQ(std::tuple(source->decodedCache().count(), sent), std::tuple(1, 0));
 
     // Removed from the service: the request goes to the network, which
     // doesn't answer; the old picture is never offered meanwhile.

@@ -3,40 +3,28 @@
 #include <QSignalSpy>
 #include <QThread>
 
-#include <unordered_map>
-
 #include "Clock.h"
 #include "GMSCoordinateTileSource.h"
 #include "GMSMapView.h"
 #include "GMSServices.h"
 #include "GMSProjection.h"
 #include "GMSTileManager.h"
+#include "fakes.h"
 #include "testsupport.h"
 
 namespace {
 
-// Answers when the test says; records what was asked and what let go.
-struct ManualSource : GMSTileSource {
-    zl::RequestHandle requestTile(const GMSTileKey& k, Answer a) override {
-        asked.append(k);
-        answers.insert_or_assign(k, a);
-        return a.handle([self = QPointer<ManualSource>(this), k] {
-            if (self) self->cancelled.append(k);
-        });
+class TileManagerTest : public ::testing::Test {
+protected:
+    void start(GMSTileLayerType layer) {
+        tm.setSource(&src);
+        tm.setLayers({layer});
     }
-    void reply(const GMSTileKey& k, const QImage& image, bool final = true) {
-        if (auto it = answers.find(k); it != answers.end()) it->second(image, final);
-        QCoreApplication::sendPostedEvents();
+    void show(double lat, double lng, float zoom, QSizeF size) {
+        tm.update(GMSProjection(GMSCameraPosition(lat, lng, zoom), size));
     }
-    void answer(const GMSTileKey& k) {
-        QImage img(256, 256, QImage::Format_ARGB32_Premultiplied);
-        img.fill(Qt::gray);
-        reply(k, img);
-    }
-    void fail(const GMSTileKey& k) { reply(k, QImage()); }
-    QList<GMSTileKey> asked, cancelled;
-    std::unordered_map<GMSTileKey, Answer, std::function<size_t(const GMSTileKey&)>> answers{
-        8, [](const GMSTileKey& k) { return qHash(k); }};
+    ManualSource src;
+    GMSTileManager tm;
 };
 
 TEST(TileKey, ParentsAndHash) {
@@ -46,49 +34,34 @@ TEST(TileKey, ParentsAndHash) {
     EXPECT_NE(qHash(k), qHash(GMSTileKey{GMSTileLayerType::Labels, 5, 13, 22}));
 }
 
-TEST(TileManager, AsksForVisibleTilesAndWrapsColumns) {
-    ManualSource src;
-    GMSTileManager tm;
-    tm.setSource(&src);
-    tm.setLayers({GMSTileLayerType::Roadmap});
+TEST_F(TileManagerTest, AsksForVisibleTilesAndWrapsColumns) {
+    start(GMSTileLayerType::Roadmap);
     // Zoom 2 over the antimeridian: columns wrap into 0..3.
-    tm.update(GMSProjection(GMSCameraPosition(0.0, 179.0, 2.0f), QSizeF(512, 256)));
+    show(0.0, 179.0, 2.0f, QSizeF(512, 256));
     EXPECT_EQ(tm.tileZoom(), 2);
     ASSERT_FALSE(src.asked.isEmpty());
-    for (const GMSTileKey& k : src.asked) {
-        EXPECT_GE(k.x, 0);
-        EXPECT_LT(k.x, 4);
-        EXPECT_GE(k.y, 0);
-        EXPECT_LT(k.y, 4);
-    }
+    for (const GMSTileKey& k : src.asked) EXPECT_TRUE(k.x >= 0 && k.x < 4 && k.y >= 0 && k.y < 4) << k.x << "," << k.y;
     EXPECT_TRUE(tm.isLoading());
     // The same view asks for nothing more.
     const int n = src.asked.size();
-    tm.update(GMSProjection(GMSCameraPosition(0.0, 179.0, 2.0f), QSizeF(512, 256)));
+    show(0.0, 179.0, 2.0f, QSizeF(512, 256));
     EXPECT_EQ(src.asked.size(), n);
 }
 
-TEST(TileManager, ParentStandsInWhileAChildLoads) {
-    ManualSource src;
-    GMSTileManager tm;
-    tm.setSource(&src);
-    tm.setLayers({GMSTileLayerType::Satellite});
+TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
+    start(GMSTileLayerType::Satellite);
     const GMSProjection z3(GMSCameraPosition(10.0, 10.0, 3.0f), QSizeF(100, 100));
     tm.update(z3);
     for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
     EXPECT_FALSE(tm.isLoading());
     src.asked.clear();
-    tm.update(GMSProjection(GMSCameraPosition(10.0, 10.0, 5.0f), QSizeF(100, 100)));
+    show(10.0, 10.0, 5.0f, QSizeF(100, 100));
     ASSERT_FALSE(src.asked.isEmpty());
     ASSERT_EQ(tm.drawList().size(), 1u);
     ASSERT_FALSE(tm.drawList()[0].empty());
-    for (const auto& t : tm.drawList()[0]) {
-        EXPECT_EQ(t.key.zoom, 5);
-        EXPECT_EQ(t.drawnKey.zoom, 3);
-        EXPECT_EQ(t.drawnKey, t.key.parent(2));
-        EXPECT_DOUBLE_EQ(t.sourceRect.width(), 64.0);
-        EXPECT_DOUBLE_EQ(t.sourceRect.x(), (t.key.x - (t.drawnKey.x << 2)) * 64.0);
-    }
+    for (const auto& t : tm.drawList()[0])
+        EXPECT_EQ(std::tuple(t.key.zoom, t.drawnKey, t.sourceRect.width(), t.sourceRect.x()),
+                  std::tuple(5, t.key.parent(2), 64.0, (t.key.x - (t.key.parent(2).x << 2)) * 64.0));
     src.answer(src.asked.first());
     bool own = false;
     for (const auto& t : tm.drawList()[0]) own |= t.drawnKey == t.key;
@@ -100,8 +73,7 @@ TEST(TileManager, ParentStandsInWhileAChildLoads) {
     QImage older(256, 256, QImage::Format_RGB32);
     older.fill(Qt::red);
     src.reply(last, older, false);
-    EXPECT_TRUE(tm.loaded().contains(last));
-    EXPECT_TRUE(tm.pending().contains(last));
+    EXPECT_TRUE(tm.loaded().contains(last) && tm.pending().contains(last));
     const int asked = src.asked.size();
     src.fail(last);
     EXPECT_FALSE(tm.pending().contains(last));
@@ -109,33 +81,24 @@ TEST(TileManager, ParentStandsInWhileAChildLoads) {
     EXPECT_EQ(src.asked.size(), asked);
 }
 
-TEST(TileManager, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
-    ManualSource src;
-    GMSTileManager tm;
-    tm.setSource(&src);
-    tm.setLayers({GMSTileLayerType::Roadmap});
-    tm.update(GMSProjection(GMSCameraPosition(0.0, 0.0, 12.0f), QSizeF(256, 256)));
+TEST_F(TileManagerTest, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
+    start(GMSTileLayerType::Roadmap);
+    show(0.0, 0.0, 12.0f, QSizeF(256, 256));
     const QList<GMSTileKey> first = src.asked;
-    tm.update(GMSProjection(GMSCameraPosition(40.0, 100.0, 12.0f), QSizeF(256, 256)));
+    show(40.0, 100.0, 12.0f, QSizeF(256, 256));
     for (const GMSTileKey& k : first) EXPECT_TRUE(src.cancelled.contains(k));
     const quint64 gen = tm.generation();
     src.answer(first.first());  // too late
-    EXPECT_EQ(tm.generation(), gen);
-    EXPECT_FALSE(tm.loaded().contains(first.first()));
+    EXPECT_TRUE(tm.generation() == gen && !tm.loaded().contains(first.first()));
 }
 
-TEST(TileManager, FailedTileIsNotStoredAndLoadingEnds) {
-    ManualSource src;
-    GMSTileManager tm;
+TEST_F(TileManagerTest, FailedTileIsNotStoredAndLoadingEnds) {
     QSignalSpy done(&tm, &GMSTileManager::loadingFinished);
-    tm.setSource(&src);
-    tm.setLayers({GMSTileLayerType::Roadmap});
-    tm.update(GMSProjection(GMSCameraPosition(0.0, 0.0, 2.0f), QSizeF(64, 64)));
+    start(GMSTileLayerType::Roadmap);
+    show(0.0, 0.0, 2.0f, QSizeF(64, 64));
     // Each failure asks for the next ancestor, down to zoom 0.
     for (int i = 0; i < src.asked.size(); ++i) src.fail(src.asked[i]);
-    EXPECT_TRUE(tm.loaded().isEmpty());
-    EXPECT_FALSE(tm.isLoading());
-    EXPECT_EQ(done.count(), 1);
+    EXPECT_EQ(std::tuple(tm.loaded().size(), tm.isLoading(), done.count()), std::tuple(0, false, 1));
     EXPECT_TRUE(src.asked.contains(GMSTileKey{GMSTileLayerType::Roadmap, 0, 0, 0}));
     EXPECT_EQ(QSet<GMSTileKey>(src.asked.begin(), src.asked.end()).size(), src.asked.size());  // each once
 }
@@ -143,11 +106,8 @@ TEST(TileManager, FailedTileIsNotStoredAndLoadingEnds) {
 // A source whose data ends at zoom 3, seen at zoom 6: the nearest ancestor
 // it has is drawn enlarged, once found, and the failing zooms between are
 // not asked again while the view stays over them.
-TEST(TileManager, DeepestAncestorStandsInWhereTheSourceEnds) {
-    ManualSource src;
-    GMSTileManager tm;
-    tm.setSource(&src);
-    tm.setLayers({GMSTileLayerType::Satellite});
+TEST_F(TileManagerTest, DeepestAncestorStandsInWhereTheSourceEnds) {
+    start(GMSTileLayerType::Satellite);
     const auto answerAll = [&] {
         for (int i = 0; i < src.asked.size(); ++i) {
             const GMSTileKey k = src.asked[i];
@@ -156,46 +116,37 @@ TEST(TileManager, DeepestAncestorStandsInWhereTheSourceEnds) {
             else src.fail(k);
         }
     };
-    tm.update(GMSProjection(GMSCameraPosition(50.0, 20.0, 6.0f), QSizeF(100, 100)));
+    show(50.0, 20.0, 6.0f, QSizeF(100, 100));
     answerAll();
     EXPECT_FALSE(tm.isLoading());
     for (const GMSTileKey& k : src.asked) EXPECT_GE(k.zoom, 3);  // nothing above the deepest it has
     ASSERT_FALSE(tm.drawList()[0].empty());
-    for (const auto& t : tm.drawList()[0]) {
-        EXPECT_EQ(t.drawnKey, t.key.parent(3));
-        EXPECT_DOUBLE_EQ(t.sourceRect.width(), 32.0);
-    }
+    for (const auto& t : tm.drawList()[0])
+        EXPECT_EQ(std::tuple(t.drawnKey, t.sourceRect.width()), std::tuple(t.key.parent(3), 32.0));
     // A small move within the same ancestor: the visible tiles are asked
     // again (the source may have them now), the missing zooms 4 and 5 not.
     src.asked.clear();
-    tm.update(GMSProjection(GMSCameraPosition(50.0, 20.05, 6.0f), QSizeF(140, 100)));
+    show(50.0, 20.05, 6.0f, QSizeF(140, 100));
     answerAll();
     for (const GMSTileKey& k : src.asked) EXPECT_EQ(k.zoom, 6);
     EXPECT_FALSE(tm.isLoading());
     // Moving far away cancels a stand-in still on its way.
     src.asked.clear();
-    tm.update(GMSProjection(GMSCameraPosition(-30.0, -60.0, 6.0f), QSizeF(100, 100)));
+    show(-30.0, -60.0, 6.0f, QSizeF(100, 100));
     for (int i = 0; i < src.asked.size(); ++i)
         if (src.asked[i].zoom == 6) src.fail(src.asked[i]);
-    const QList<GMSTileKey> standIns = [&] {
-        QList<GMSTileKey> out;
-        for (const GMSTileKey& k : tm.pending()) out << k;
-        return out;
-    }();
+    const QList<GMSTileKey> standIns = tm.pending().values();
     ASSERT_FALSE(standIns.isEmpty());
     for (const GMSTileKey& k : standIns) EXPECT_EQ(k.zoom, 5);
-    tm.update(GMSProjection(GMSCameraPosition(10.0, 100.0, 6.0f), QSizeF(100, 100)));
+    show(10.0, 100.0, 6.0f, QSizeF(100, 100));
     for (const GMSTileKey& k : standIns) EXPECT_TRUE(src.cancelled.contains(k));
 }
 
-TEST(TileManager, KeepsABoundedNumberOfPictures) {
-    ManualSource src;
-    GMSTileManager tm;
-    tm.setSource(&src);
-    tm.setLayers({GMSTileLayerType::Roadmap});
+TEST_F(TileManagerTest, KeepsABoundedNumberOfPictures) {
+    start(GMSTileLayerType::Roadmap);
     QList<GMSTileKey> first, beforeLast;
     for (int i = 0; i < 60; ++i) {
-        tm.update(GMSProjection(GMSCameraPosition(0.0, -170.0 + i * 5.0, 10.0f), QSizeF(1024, 1024)));
+        show(0.0, -170.0 + i * 5.0, 10.0f, QSizeF(1024, 1024));
         for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
         if (i == 0) first = src.asked;
         if (i == 58) beforeLast = src.asked;
@@ -224,37 +175,30 @@ TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
         view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
         QList<GMSTileKey> asked = src.asked;
         ASSERT_GE(asked.size(), 4);
-
-        clock.advanceSeconds(0.004);
-        src.answer(asked.takeFirst());
-        EXPECT_TRUE(view.isTileFramePaced());
-        clock.advanceSeconds(0.004);
-        src.answer(asked.takeFirst());
-        EXPECT_TRUE(view.isTileFramePaced());
+        // The next tile answered after a while: is the frame it makes waiting?
+        const auto pacedAfter = [&](double seconds) {
+            clock.advanceSeconds(seconds);
+            src.answer(asked.takeFirst());
+            return view.isTileFramePaced();
+        };
+        EXPECT_TRUE(pacedAfter(0.004));
+        EXPECT_TRUE(pacedAfter(0.004));
         // Its turn came: the next tile alone is drawn at once.
         ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
-        clock.advanceSeconds(0.050);
-        src.answer(asked.takeFirst());
-        EXPECT_FALSE(view.isTileFramePaced());
-        clock.advanceSeconds(0.001);
-        src.answer(asked.takeFirst());
-        EXPECT_EQ(view.isTileFramePaced(), !asked.isEmpty());
+        EXPECT_FALSE(pacedAfter(0.050));
+        EXPECT_EQ(pacedAfter(0.001), !asked.isEmpty());
         while (!asked.isEmpty()) src.answer(asked.takeFirst());
-        EXPECT_FALSE(view.tileManager()->isLoading());
-        EXPECT_FALSE(view.isTileFramePaced());
+        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
 
         // A load that ends in a failure: the waiting frame is due at once.
         view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
         asked = view.tileManager()->pending().values();
         ASSERT_GE(asked.size(), 2);
-        clock.advanceSeconds(0.001);
-        src.answer(asked.takeFirst());
-        EXPECT_TRUE(view.isTileFramePaced());
+        EXPECT_TRUE(pacedAfter(0.001));
         // Each failure asks for an ancestor to stand in; they fail too.
         for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
             for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
-        EXPECT_FALSE(view.tileManager()->isLoading());
-        EXPECT_FALSE(view.isTileFramePaced());
+        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
     }
     GMSServices::resetForTests();
 }
@@ -269,8 +213,7 @@ TEST(CoordinateTileSource, AnswersOnTheRequestersThreadUnlessLetGo) {
     for (int i = 0; i < 50; ++i) {
         const GMSTileKey k{i % 2 ? GMSTileLayerType::Roadmap : GMSTileLayerType::Labels, 10, i, 7};
         handles.push_back(src.requestTile(k, GMSTileSource::Answer(&requester, [&, k](const QImage& img, bool final) {
-            EXPECT_EQ(QThread::currentThread(), requester.thread());
-            EXPECT_TRUE(final);
+            EXPECT_TRUE(QThread::currentThread() == requester.thread() && final);
             answers.emplace_back(k, img);
         })));
     }
@@ -279,10 +222,7 @@ TEST(CoordinateTileSource, AnswersOnTheRequestersThreadUnlessLetGo) {
         if (i % 5) handles[i].reset();
     QCoreApplication::sendPostedEvents();
     ASSERT_EQ(answers.size(), 10u);
-    for (const auto& [k, img] : answers) {
-        EXPECT_EQ(k.x % 5, 0);
-        EXPECT_EQ(img.size(), QSize(256, 256));
-    }
+    for (const auto& [k, img] : answers) EXPECT_EQ(std::tuple(k.x % 5, img.size()), std::tuple(0, QSize(256, 256)));
     // Let go while the workers draw, and the requester gone right after:
     // nothing reaches it.
     int late = 0;

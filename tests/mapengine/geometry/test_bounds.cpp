@@ -16,15 +16,12 @@ void expectBox(const GMSCoordinateBounds& b, double south, double west, double n
 
 TEST(GMSCoordinateBoundsTest, InvalidBounds) {
     GMSCoordinateBounds none;
-    EXPECT_FALSE(none.isValid());
-    EXPECT_EQ(none.northEast(), kCLLocationCoordinate2DInvalid);
-    EXPECT_EQ(none.center(), kCLLocationCoordinate2DInvalid);
-    EXPECT_FALSE(none.containsCoordinate({0, 0}));
-    EXPECT_FALSE(none.intersectsBounds(GMSCoordinateBounds({0, 0}, {1, 1})));
+    EXPECT_EQ(std::tuple(none.isValid(), none.northEast(), none.center(), none.containsCoordinate({0, 0}),
+                         none.intersectsBounds(GMSCoordinateBounds({0, 0}, {1, 1}))),
+              std::tuple(false, kCLLocationCoordinate2DInvalid, kCLLocationCoordinate2DInvalid, false, false));
     // Any two invalid bounds are equal and hash alike.
     const auto half = GMSCoordinateBounds::withSouthWest({0, 0}, {100, 0});
-    EXPECT_TRUE(none.isEqual(half));
-    EXPECT_EQ(none.hash(), half.hash());
+    EXPECT_TRUE(none.isEqual(half) && none.hash() == half.hash());
     EXPECT_FALSE(none == GMSCoordinateBounds({0, 0}, {1, 1}));
     // Invalid coordinates are ignored when building.
     EXPECT_FALSE(GMSCoordinateBounds({0, 0}, {95, 0}).isValid());
@@ -115,8 +112,7 @@ TEST(GMSCoordinateBoundsTest, GrownBoundsContainEverythingIncluded) {
             // Merging whole boxes keeps them too.
             const GMSCoordinateBounds other(pts.front(), pts.back());
             const GMSCoordinateBounds both = b.includingBounds(other);
-            ASSERT_TRUE(both.containsCoordinate(other.southWest()));
-            ASSERT_TRUE(both.containsCoordinate(other.northEast()));
+            ASSERT_TRUE(both.containsCoordinate(other.southWest()) && both.containsCoordinate(other.northEast()));
         }
         for (const auto& p : pts)
             ASSERT_TRUE(b.containsCoordinate(p)) << round;

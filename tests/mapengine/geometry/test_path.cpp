@@ -8,6 +8,7 @@
 #include "GMSGeometryUtils.h"
 #include "GMSMapPoint.h"
 #include "GMSPath.h"
+#include "near.h"
 
 namespace {
 
@@ -72,9 +73,7 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     m.addLatitude(2, 2);
     GMSMutablePath again = snapshot.mutableCopy();
     again.addLatitude(3, 3);
-    EXPECT_EQ(snapshot.count(), 1u);
-    EXPECT_EQ(m.count(), 2u);
-    EXPECT_EQ(again.count(), 2u);
+    EXPECT_EQ(std::tuple(snapshot.count(), m.count(), again.count()), std::tuple(1u, 2u, 2u));
 
     GMSPath same = snapshot.copy();
     same = same; // assigning a path to itself changes nothing
@@ -85,8 +84,8 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     b.removeAllCoordinates();
     EXPECT_EQ(a.count() + b.count() + GMSMutablePath().count(), 1u);
     GMSPath moved = std::move(same);
-    EXPECT_EQ(moved.count(), 1u);
-    EXPECT_EQ(same.count(), 0u); // NOLINT: a moved-from path is empty, not broken
+    // A moved-from path is empty, not broken.
+    EXPECT_EQ(std::tuple(moved.count(), same.count()), std::tuple(1u, 0u)); // NOLINT
 }
 
 TEST(GMSPathTest, ThreeKindsOfLength) {
@@ -97,8 +96,8 @@ TEST(GMSPathTest, ThreeKindsOfLength) {
     GMSPath meridian{{10, 5}, {40, 5}};
     EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthGeodesic), 30 * kMetresPerDegree, 1e-6);
     EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthRhumb), 30 * kMetresPerDegree, 1e-6);
-    EXPECT_EQ(meridian.lengthOfKind(GMSLengthKind(3)), 0.0);
-    EXPECT_TRUE(meridian.cummulativeLengthsOfKind(GMSLengthKind(3)).empty());
+    EXPECT_TRUE(meridian.lengthOfKind(GMSLengthKind(3)) == 0.0 &&
+                meridian.cummulativeLengthsOfKind(GMSLengthKind(3)).empty());
     meridian.clearCache();
     EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthRhumb), 30 * kMetresPerDegree, 1e-6);
 
@@ -151,16 +150,16 @@ TEST(GMSPathTest, OffsetRectangleAndCircle) {
     EXPECT_EQ(GMSPath::rectanglePathWithBounds(GMSCoordinateBounds({10, 20}, {-5, -30}))->coordinates(),
               (Coords{{-5, 20}, {10, 20}, {10, -30}, {-5, -30}}));
 
-    EXPECT_FALSE(GMSPath::circlePathWithCenter({0, 0}, -1));
-    EXPECT_FALSE(GMSPath::circlePathWithCenter({0, 0}, std::nan("")));
-    EXPECT_FALSE(GMSPath::circlePathWithCenter({91, 0}, 10));
+    for (auto [centre, radius] :
+         {std::pair{CLLocationCoordinate2D{0, 0}, -1.0}, {{0, 0}, std::nan("")}, {{91, 0}, 10.0}})
+        EXPECT_FALSE(GMSPath::circlePathWithCenter(centre, radius)) << radius;
     const CLLocationCoordinate2D c{52.2, 21.0};
     auto small = GMSPath::circlePathWithCenter(c, 1000);
     ASSERT_TRUE(small);
     EXPECT_EQ(small->count(), 48u);
     EXPECT_NE(small->coordinateAtIndex(0), small->coordinateAtIndex(47)); // left open
-    EXPECT_NEAR(small->coordinateAtIndex(0).longitude, 21.0, 1e-12);      // bearing 0 first: due north
-    EXPECT_GT(small->coordinateAtIndex(0).latitude, 52.2);
+    // Bearing 0 first: due north.
+    EXPECT_TRUE(near(small->coordinateAtIndex(0), {52.2 + 1000 / kMetresPerDegree, 21.0}, 1e-9));
     for (const auto& p : small->coordinates())
         EXPECT_NEAR(GMSGeometryDistance(c, p), 1000.0, 1e-6);
     for (auto [radius, count] : {std::pair{1999999.0, 48u}, {2000000.0, 96u}, {4000000.0, 192u}})
@@ -183,8 +182,7 @@ TEST(GMSPathTest, CopiesReadLengthsOnManyThreads) {
         threads.emplace_back([copy = path, &results, t] { results[t] = copy.lengthOfKind(GMSLengthKind(t % 3)); });
     for (auto& th : threads)
         th.join();
-    EXPECT_EQ(results[0], path.lengthOfKind(kGMSLengthGeodesic));
-    EXPECT_EQ(results[3], path.lengthOfKind(kGMSLengthGeodesic));
-    EXPECT_EQ(results[1], path.lengthOfKind(kGMSLengthRhumb));
-    EXPECT_EQ(results[2], path.lengthOfKind(kGMSLengthProjected));
+    const double geodesic = path.lengthOfKind(kGMSLengthGeodesic);
+    EXPECT_EQ(results, (std::vector{geodesic, path.lengthOfKind(kGMSLengthRhumb),
+                                    path.lengthOfKind(kGMSLengthProjected), geodesic}));
 }
