@@ -60,7 +60,7 @@ TEST_F(Menu, EachPermissionStatusOpensTheChosenScreen) {
     }
 }
 
-TEST_F(Menu, ButtonsPickTheirWorkScreensAndSettingsAndHelpLeaveTheChoice) {
+TEST_F(Menu, ButtonsPickTheirWorkScreensSettingsAndHelpLeaveTheChoiceAndAPermissionChangeReopensIt) {
     services.setAuthorizationStatus(4);
     IntroVC* intro = showMenu();
     QSignalSpy pushed(&nav, &NavigationController::pushed);
@@ -73,14 +73,8 @@ TEST_F(Menu, ButtonsPickTheirWorkScreensAndSettingsAndHelpLeaveTheChoice) {
         nav.popViewControllerAnimated(false);
     }
     EXPECT_EQ(pushed.size(), 5);
-}
 
-TEST_F(Menu, ALaterPermissionChangeOpensTheLastWorkScreenAgain) {
-    services.setAuthorizationStatus(4);
-    IntroVC* intro = showMenu();
-    intro->button_azimuth();
-    nav.popViewControllerAnimated(false);
-    EXPECT_EQ(nav.depth(), 1);
+    // A later permission change opens the last work screen again.
     services.setAuthorizationStatus(2);
     ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; }));
 }
@@ -112,7 +106,7 @@ TEST(MenuFolders, AFolderThatCantBeMadeIsLoggedAndTheNextIsTried) {
     EXPECT_TRUE(QDir(QDir(dir.path()).filePath("KML - export")).exists());
 }
 
-TEST(SettingsScreen, TableRowsAndTheirSegues) {
+TEST(SettingsScreen, TableRowsTheirSeguesAndTheVersion) {
     NavigationController nav;
     QStringList opened;
     for (const char* id : {"azimuth_settings", "ptp_settings", "validation_settings", "help"}) {
@@ -131,9 +125,8 @@ TEST(SettingsScreen, TableRowsAndTheirSegues) {
     }
     table->selectRow(3);  // version: nothing
     EXPECT_EQ(opened, QStringList({"azimuth_settings", "ptp_settings", "validation_settings", "help"}));
-}
 
-TEST(SettingsScreen, VersionFallsBackWhenTheAppHasNone) {
+    // The version row falls back when the app has none.
     const QString saved = QCoreApplication::applicationVersion();
     QCoreApplication::setApplicationVersion(QString());
     EXPECT_EQ(SettingsVC::bundleVersion(), "1.0.0-alpha");
