@@ -33,9 +33,7 @@ TEST(AzimuthExportText, TwoAzimuthsByteForByteAndBack) {
     QString error;
     const auto content = AzimuthFile::parse(golden, &error);
     ASSERT_TRUE(content) << error.toStdString();
-    EXPECT_EQ(content->latitude, 52.0);
-    EXPECT_EQ(content->longitude, 21.0);
-    EXPECT_EQ(content->azimuths, kTwo);
+    EXPECT_EQ(std::tuple(content->latitude, content->longitude, content->azimuths), std::tuple(52.0, 21.0, kTwo));
     EXPECT_EQ(AzimuthFile::exportText(0.0, 0.0, {}), "{\n\"latitude\": 0.0,\n\"longitude\": 0.0,\n\"azimuths\": [\n]\n}");
 }
 
@@ -65,12 +63,9 @@ TEST(AzimuthFileRead, NumbersAsTextsAndAsNumbersReadTheSame) {
     QString error;
     const auto content = AzimuthFile::parse(reference("numbers_as_numbers.json"), &error);
     ASSERT_TRUE(content) << error.toStdString();
-    EXPECT_EQ(content->latitude, 48.5);
-    EXPECT_EQ(content->longitude, 2.25);
-    ASSERT_EQ(content->azimuths.size(), 2);
-    EXPECT_EQ(content->azimuths[0], (Entry{45.0, 3.75, "north-east", 255, 128, 64}));
     // Missing desc is empty; "12.7" truncates; true is 1; null is 0.
-    EXPECT_EQ(content->azimuths[1], (Entry{270.5, 0.5, "", 12, 1, 0}));
+    const QList<Entry> expected{{45.0, 3.75, "north-east", 255, 128, 64}, {270.5, 0.5, "", 12, 1, 0}};
+    EXPECT_EQ(std::tuple(content->latitude, content->longitude, content->azimuths), std::tuple(48.5, 2.25, expected));
 }
 
 TEST(AzimuthFileRead, LenientValuesOfOtherKinds) {
@@ -86,7 +81,7 @@ TEST(AzimuthFileRead, LenientValuesOfOtherKinds) {
     EXPECT_EQ(content->latitude, 0.0);
 }
 
-TEST(AzimuthFileRead, MissingArrayAndNotJson) {
+TEST(AzimuthFileRead, MissingArrayNotJsonAndAColourBeyond32Bits) {
     QString error;
     for (const char* bad : {R"({"latitude": 1.0})", R"({"azimuths": {}})", R"({"azimuths": "[]"})", "[1,2]", "3"}) {
         error.clear();
@@ -99,16 +94,12 @@ TEST(AzimuthFileRead, MissingArrayAndNotJson) {
         EXPECT_FALSE(AzimuthFile::parse(bad, &error)) << bad;
         EXPECT_TRUE(error.startsWith("not a JSON text")) << error.toStdString();
     }
-}
-
-TEST(AzimuthFileRead, AColourBeyond32BitsIsRefused) {
-    QString error;
     EXPECT_FALSE(AzimuthFile::parse(R"({"azimuths":[{"colorRed": 4294967296}]})", &error));
     EXPECT_TRUE(error.contains("colour")) << error.toStdString();
     EXPECT_TRUE(AzimuthFile::parse(R"({"azimuths":[{"colorRed": -2147483648, "colorBlue": "2147483647"}]})", &error));
 }
 
-TEST(LenientJsonReader, TrailingCommasBomAndNonFiniteWords) {
+TEST(LenientJsonReader, TrailingCommasBomNonFiniteWordsAndDeepNesting) {
     QString error;
     auto v = LenientJson::parse("\xEF\xBB\xBF [1, 2, ] ", &error);
     ASSERT_TRUE(v) << error.toStdString();
@@ -118,16 +109,13 @@ TEST(LenientJsonReader, TrailingCommasBomAndNonFiniteWords) {
     EXPECT_TRUE(v->toObject().value("a").toObject().value("b").isArray());
     v = LenientJson::parse("[nan, inf, -inf, -0.5e2, \"\\u00e9\\/\"]", &error);
     ASSERT_TRUE(v) << error.toStdString();
-    EXPECT_TRUE(std::isnan(v->toArray().at(0).toDouble()));
-    EXPECT_EQ(v->toArray().at(2).toDouble(), -std::numeric_limits<double>::infinity());
-    EXPECT_EQ(v->toArray().at(3).toDouble(), -50.0);
-    EXPECT_EQ(v->toArray().at(4).toString(), QStringLiteral("é/"));
+    const QJsonArray words = v->toArray();
+    EXPECT_TRUE(std::isnan(words.at(0).toDouble()));
+    EXPECT_EQ(std::tuple(words.at(2).toDouble(), words.at(3).toDouble(), words.at(4).toString()),
+              std::tuple(-std::numeric_limits<double>::infinity(), -50.0, QStringLiteral("é/")));
     for (const char* bad : {"[,]", "[1 2]", "{\"a\" 1}", "01", "1.", "-", "\"\\x\"", "[1,", "{\"a\":1,"})
         EXPECT_FALSE(LenientJson::parse(bad, &error)) << bad;
-}
-
-TEST(LenientJsonReader, DeepNestingIsRefusedNotOverflowed) {
-    QString error;
+    // Deep nesting is refused, not overflowed.
     EXPECT_FALSE(LenientJson::parse(QByteArray(100000, '['), &error));
     EXPECT_TRUE(error.contains("nested too deeply")) << error.toStdString();
     const QByteArray fine = QByteArray(100, '[') + QByteArray(100, ']');
@@ -159,9 +147,6 @@ TEST(AzimuthFileFuzz, RandomAndTruncatedInputNeverCrashes) {
             }
         }
         QString error;
-        const auto content = AzimuthFile::parse(t, &error);
-        if (!content) {
-            EXPECT_FALSE(error.isEmpty());
-        }
+        EXPECT_TRUE(AzimuthFile::parse(t, &error) || !error.isEmpty());
     }
 }

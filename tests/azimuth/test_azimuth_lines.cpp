@@ -55,14 +55,11 @@ TEST(AzimuthLinesTest, ActiveLinesInStoreOrderWithColoursAndTexts) {
     const QList<AzimuthInput> azimuths{input(10, 1.5, true, "roof"), input(20, 2, false), input(350.06, 0.25)};
     const auto lines = azimuthLines(start, azimuths, false);
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(lines[0].start, start);
-    EXPECT_EQ(lines[0].title, "10.0 °, 1.5 km");
-    EXPECT_EQ(lines[0].snippet, "roof");
+    EXPECT_EQ(std::tuple(lines[0].start, lines[0].title, lines[0].snippet, lines[0].azymut),
+              std::tuple(start, QString("10.0 °, 1.5 km"), QString("roof"), 10.0));
     EXPECT_EQ((std::array{lines[0].red, lines[0].green, lines[0].blue}), (std::array{1.0, 128 / 255.0, 0.0}));
-    EXPECT_DOUBLE_EQ(lines[0].azymut, 10.0);
     EXPECT_EQ(lines[1].title, "350.1 °, 0.2 km");
-    EXPECT_EQ(lines[1].snippet, "") << "an absent description is an empty snippet";
-    EXPECT_FALSE(lines[1].snippet.isNull());
+    EXPECT_FALSE(lines[1].snippet.isNull() || !lines[1].snippet.isEmpty()) << "an absent description is an empty snippet";
     EXPECT_EQ(lines[1].end, destinationPoint(52.0, 21.0, 350.06, 0.25));
     EXPECT_EQ(azimuthLines(start, azimuths, true)[0].title, "10.0 °, 0.9 mi");
     EXPECT_EQ(azimuthLines(start, azimuths, true)[1].end, lines[1].end) << "miles change the text, never the line";

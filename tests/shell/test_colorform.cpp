@@ -37,23 +37,19 @@ struct Form {
 TEST(ColorFormTest, SliderTruncatesTowardZeroAndComponentFieldStoresUnclampedOrZeroAndAsksForValidation) {
     Form f(true);
     f.sliders[ColorForm::Green].userSlide(200.9f);
-    EXPECT_EQ(f.form->green(), 200);
-    EXPECT_EQ(f.fields[ColorForm::Green].text(), "200");
-    EXPECT_EQ(f.hex.text(), "#00C800");
-    EXPECT_EQ(f.preview.backgroundColor(), Palette::fromComponents(0, 200, 0));
+    EXPECT_EQ(std::tuple(f.form->green(), f.fields[ColorForm::Green].text(), f.hex.text(), f.preview.backgroundColor()),
+              std::tuple(200, QString("200"), QString("#00C800"), Palette::fromComponents(0, 200, 0)));
 
     int validations = 0;
     QObject::connect(f.form.get(), &ColorForm::componentEdited, [&] { ++validations; });
     f.fields[ColorForm::Red].userEdit("300");
     f.fields[ColorForm::Red].endEditing();
-    EXPECT_EQ(f.form->red(), 300) << "not clamped";
-    EXPECT_EQ(f.sliders[ColorForm::Red].value(), 255.0f) << "the slider shows its maximum";
-    EXPECT_EQ(f.hex.text(), "#12CC800");
+    // Not clamped; the slider shows its maximum.
+    EXPECT_EQ(std::tuple(f.form->red(), f.sliders[ColorForm::Red].value(), f.hex.text()),
+              std::tuple(300, 255.0f, QString("#12CC800")));
     f.fields[ColorForm::Blue].userEdit("abc");
     f.fields[ColorForm::Blue].endEditing();
-    EXPECT_EQ(f.form->blue(), 0);
-    EXPECT_EQ(f.sliders[ColorForm::Blue].value(), 0.0f);
-    EXPECT_EQ(validations, 2);
+    EXPECT_EQ(std::tuple(f.form->blue(), f.sliders[ColorForm::Blue].value(), validations), std::tuple(0, 0.0f, 2));
 }
 
 TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMore) {
@@ -65,11 +61,9 @@ TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMore) {
         EXPECT_EQ(f.hex.text(), ignored) << "the other controls stay: " << ignored;
     }
     f.typeHex("#FF8000");
-    EXPECT_EQ(f.rgb(), (std::array{255, 128, 0}));
-    EXPECT_EQ(f.fields[ColorForm::Green].text(), "128");
+    EXPECT_EQ(std::pair(f.rgb(), f.fields[ColorForm::Green].text()), std::pair(std::array{255, 128, 0}, QString("128")));
     f.typeHex("#GGGGGG");
-    EXPECT_EQ(f.rgb(), (std::array{0, 0, 0}));
-    EXPECT_EQ(f.hex.text(), "#000000");
+    EXPECT_EQ(std::pair(f.rgb(), f.hex.text()), std::pair(std::array{0, 0, 0}, QString("#000000")));
     // Every "#" goes; the scanner reads the hex digits it finds first.
     f.typeHex("#12#456");
     EXPECT_EQ(f.rgb(), (std::array{0x01, 0x24, 0x56}));

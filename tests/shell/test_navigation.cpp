@@ -81,7 +81,7 @@ TEST_F(Nav, AnUnregisteredSegueIsRefusedWithAWarning) {
     EXPECT_FALSE(Screen("L").performSegueWithIdentifier("next")) << "a screen outside a stack";
 }
 
-TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfAndPopToRootPopsAll) {
+TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfPopToRootPopsAllAndLaterRegistrationsReplace) {
     nav.popViewControllerAnimated(true);
     EXPECT_EQ(nav.depth(), 1);
     root->performSegueWithIdentifier("next");
@@ -93,9 +93,8 @@ TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfAndPopToRootPopsAll) {
     nav.popToRootViewControllerAnimated(false);
     EXPECT_EQ(nav.depth(), 1);
     EXPECT_TRUE(g_events.contains("A.viewDidAppear"));
-}
 
-TEST_F(Nav, LaterRegistrationsReplaceEarlierOnes) {
+    // Later registrations replace earlier ones.
     nav.registerScreen("next", [] { return new Screen("B2"); }, QUrl("qrc:/B2.qml"));
     root->performSegueWithIdentifier("next");
     EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->name_, "B2");

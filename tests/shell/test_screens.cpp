@@ -79,7 +79,7 @@ TEST_F(Menu, ButtonsPickTheirWorkScreensSettingsAndHelpLeaveTheChoiceAndAPermiss
     ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; }));
 }
 
-TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
+TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaintAndOneThatCantBeMadeIsLogged) {
     services.setAuthorizationStatus(4);
     zltest::LogCapture log;
     // The spy must exist before the menu appears: on a quick disk the folders
@@ -95,12 +95,10 @@ TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
     intro->viewDidAppear(false);
     ASSERT_TRUE(ready.wait(5000));
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
-}
 
-TEST(MenuFolders, AFolderThatCantBeMadeIsLoggedAndTheNextIsTried) {
+    // A folder that can't be made is logged and the next is tried.
     QTemporaryDir dir;
     ASSERT_FALSE(zltest::writeFile(dir.filePath("sectors"), "a file where the folder should be").isEmpty());
-    zltest::LogCapture log;
     IntroVC::makeFolders(dir.path());
     EXPECT_TRUE(log.contains("Unable to create directory"));
     EXPECT_TRUE(QDir(QDir(dir.path()).filePath("KML - export")).exists());

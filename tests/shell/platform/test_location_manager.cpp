@@ -71,7 +71,7 @@ TEST_F(LocationTest, EveryStatusChangeIsHeardAndANewManagerHearsTheStatusOnceAft
     EXPECT_TRUE(log.contains("unknown authorization status"));
 }
 
-TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnce) {
+TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnceAndEnableMyLocationNeedsWhenInUse) {
     services.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
     services.setPromptAnswer(kCLAuthorizationStatusDenied);
     LocationManager manager(&services);
@@ -86,6 +86,16 @@ TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnce) {
     ASSERT_EQ(changed.count(), 1);
     EXPECT_EQ(changed.at(0).at(0).toInt(), kCLAuthorizationStatusDenied);
     EXPECT_EQ(services.authorizationStatus(), kCLAuthorizationStatusDenied);
+
+    // The blue dot only for "when in use"; from "not determined" it asks, and the answer comes later.
+    for (auto [status, enabled] : {std::pair{kCLAuthorizationStatusAuthorizedWhenInUse, true},
+                                   {kCLAuthorizationStatusAuthorizedAlways, false}, {kCLAuthorizationStatusDenied, false},
+                                   {kCLAuthorizationStatusNotDetermined, false}}) {
+        services.setPromptAnswer(kCLAuthorizationStatusAuthorizedWhenInUse);
+        services.setAuthorizationStatus(status);
+        EXPECT_EQ(enableMyLocation(manager), enabled) << status;
+    }
+    ASSERT_TRUE(zltest::waitFor([&] { return services.authorizationStatus() == 4; }));
 }
 
 TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
@@ -238,17 +248,6 @@ TEST_F(LocationTest, ARecordedWalkPlaysThroughTheManagerWithTrueHeadings) {
     EXPECT_FALSE(services.configure("gps"));
     EXPECT_EQ(services.positionBackend(), replay);  // the old source stays
     EXPECT_TRUE(log.contains("Position source not changed"));
-}
-
-TEST_F(LocationTest, EnableMyLocationOnlyForWhenInUse) {
-    LocationManager manager(&services);
-    EXPECT_TRUE(enableMyLocation(manager));
-    services.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
-    EXPECT_FALSE(enableMyLocation(manager));
-    // From "not determined" it asks, and the answer comes later.
-    services.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
-    EXPECT_FALSE(enableMyLocation(manager));
-    ASSERT_TRUE(zltest::waitFor([&] { return services.authorizationStatus() == 4; }));
 }
 
 TEST(WorkPosition, ManualDeviceOrPrevious) {

@@ -54,23 +54,20 @@ QByteArray nmea(const QByteArray& body) {
 }  // namespace
 
 // Order, ties and times are checked by playing the track below.
-TEST(ReplayTrack, ReadsTheOptionalValuesOrTheirUnknowns) {
+TEST(ReplayTrack, ReadsTheOptionalValuesOrTheirUnknownsAndRefusesBadFilesWithAReason) {
     QString error;
     const auto track = ReplayTrack::parse(kRun, &error);
     ASSERT_TRUE(track) << qPrintable(error);
     ASSERT_EQ(track->events.size(), 5u);
-    EXPECT_FALSE(track->loop);
     const CLLocation& first = track->events[0].location;
     EXPECT_EQ(first.coordinate, (CLLocationCoordinate2D{52.2297, 21.0122}));
     EXPECT_EQ((std::array{first.altitude, first.horizontalAccuracy, first.verticalAccuracy, first.speed, first.course}),
               (std::array{110.0, 4.0, -1.0, 1.5, 90.0}));
-    EXPECT_TRUE(track->events[2].isHeading);
-    EXPECT_EQ(track->events[2].magneticHeading, 42.5);
-    EXPECT_EQ(track->events[2].headingAccuracy, -1.0);
-    EXPECT_EQ(track->durationMs(), 2000);
-}
+    const auto& heading = track->events[2];
+    EXPECT_EQ(std::tuple(heading.isHeading, heading.magneticHeading, heading.headingAccuracy, track->durationMs(), track->loop),
+              std::tuple(true, 42.5, -1.0, 2000, false));
 
-TEST(ReplayTrack, RefusesBadFilesWithAReason) {
+    // Bad files are refused with a reason.
     const std::vector<std::pair<QByteArray, QString>> cases = {
         {"", "not JSON"},
         {"[]", "JSON object"},
@@ -87,7 +84,7 @@ TEST(ReplayTrack, RefusesBadFilesWithAReason) {
         {R"({"format":"zenloft-replay","version":1,"events":[3]})", "object"},
     };
     for (const auto& [json, expected] : cases) {
-        QString error;
+        error.clear();
         EXPECT_FALSE(ReplayTrack::parse(json, &error)) << json.constData();
         EXPECT_TRUE(error.contains(expected)) << qPrintable(error);
     }
