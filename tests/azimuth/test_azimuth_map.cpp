@@ -59,7 +59,7 @@ TEST_F(AzimuthMap, NoAzimuthsDrawNothingTheCompassHidesBySettingAndTheBlueDotNee
     EXPECT_TRUE(vc->mapView()->settings()->myLocationButton());
 }
 
-TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedAndGreenUpToExactlyFiveDegreesWithoutWrapping) {
+TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedGreenUpToExactlyFiveDegreesAndALongPressMovesTheStart) {
     setManual(true, 52.0, 21.0);
     addAzimuth(10.0, 2.0, "mast", 0, 128, 255);
     addAzimuth(200.0, 1.0, "off", 0, 0, 0, /*active=*/false);
@@ -80,6 +80,28 @@ TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedAndGreenUpToExactlyFiveDegreesWitho
     vc->azimuth = 359.0;
     EXPECT_FALSE(onBearing(vc, 1.0));
     EXPECT_TRUE(onBearing(vc, 354.0));
+
+    // A long press moves the start without touching the settings.
+    const QString locationText = vc->pointLocationTXT()->text();
+    // Through the map's own gesture: the middle of the view is the camera's position.
+    vc->mapView()->setSize(QSizeF(400, 300));
+    vc->mapView()->handleLongPress(QPointF(200, 150));
+    EXPECT_EQ(player->played, QList<int>{1520});
+    ASSERT_TRUE(vc->lokalizacjaUzytkownika);
+    EXPECT_NEAR(vc->lokalizacjaUzytkownika->latitude, 52.0, 0.01);
+
+    vc->didLongPressAtCoordinate(vc->mapView(), {51.5, 20.5});
+    ASSERT_EQ(vc->linie.size(), 1);
+    EXPECT_EQ(vc->linie[0]->path().coordinateAtIndex(0).latitude, 51.5);
+    EXPECT_EQ(vc->pinUzytkownik->position().latitude, 51.5);
+    EXPECT_EQ(vc->pinKompas->position().longitude, 20.5);
+    EXPECT_EQ(vc->pointLocationTXT()->text(), locationText);
+    EXPECT_EQ(vc->azimuth, 10.0) << "a lone line is selected again by the redraw";
+    EXPECT_EQ(defaults().doubleForKey(SettingsKey::latitude), 52.0);
+
+    // The next appearance brings the manual position back.
+    vc->viewWillAppear(false);
+    EXPECT_EQ(vc->linie[0]->path().coordinateAtIndex(0).latitude, 52.0);
 }
 
 TEST_F(AzimuthMap, TwoAzimuthsDrawTheirLinesSelectOnlyByTapAndARedrawReplacesThem) {
@@ -119,32 +141,6 @@ TEST_F(AzimuthMap, TwoAzimuthsDrawTheirLinesSelectOnlyByTapAndARedrawReplacesThe
     vc->viewWillAppear(false);
     EXPECT_EQ(vc->markery[0].marker->title(), "10.5 °, 1.2 mi");
     EXPECT_EQ(vc->mapView()->overlays().size(), 6u);
-}
-
-TEST_F(AzimuthMap, LongPressMovesTheStartWithoutTouchingTheSettings) {
-    setManual(true, 52.0, 21.0);
-    addAzimuth(45.0, 3.0);
-    AzimuthVC* vc = show();
-    const QString locationText = vc->pointLocationTXT()->text();
-    // Through the map's own gesture: the middle of the view is the camera's position.
-    vc->mapView()->setSize(QSizeF(400, 300));
-    vc->mapView()->handleLongPress(QPointF(200, 150));
-    EXPECT_EQ(player->played, QList<int>{1520});
-    ASSERT_TRUE(vc->lokalizacjaUzytkownika);
-    EXPECT_NEAR(vc->lokalizacjaUzytkownika->latitude, 52.0, 0.01);
-
-    vc->didLongPressAtCoordinate(vc->mapView(), {51.5, 20.5});
-    ASSERT_EQ(vc->linie.size(), 1);
-    EXPECT_EQ(vc->linie[0]->path().coordinateAtIndex(0).latitude, 51.5);
-    EXPECT_EQ(vc->pinUzytkownik->position().latitude, 51.5);
-    EXPECT_EQ(vc->pinKompas->position().longitude, 20.5);
-    EXPECT_EQ(vc->pointLocationTXT()->text(), locationText);
-    EXPECT_EQ(vc->azimuth, 45.0) << "a lone line is selected again by the redraw";
-    EXPECT_EQ(defaults().doubleForKey(SettingsKey::latitude), 52.0);
-
-    // The next appearance brings the manual position back.
-    vc->viewWillAppear(false);
-    EXPECT_EQ(vc->linie[0]->path().coordinateAtIndex(0).latitude, 52.0);
 }
 
 TEST_F(AzimuthMap, ManualPositionAtZeroZeroFallsBackToTheDeviceAndItsHeadingsAndWithoutOneDrawsNothing) {

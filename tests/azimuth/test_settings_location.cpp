@@ -34,24 +34,7 @@ TEST_F(ManualPosition, AStoredPointShowsWithItsMarkerAndAZeroCoordinateStopsTheL
     }
 }
 
-TEST_F(ManualPosition, LongPressStoresAManualPointAndSegmentsSwitchTheSource) {
-    setManual(false, 52.0, 21.0);
-    SettingsLocationVC* vc = show();
-    vc->didLongPressAtCoordinate(vc->mapView(), {48.5, 2.25});
-    EXPECT_EQ(player->played, QList<int>{1520});
-    EXPECT_EQ(vc->pinUzytkownika->position().latitude, 48.5);
-    EXPECT_EQ(vc->pointLocationTXT->text(), "point: 48.500000, 2.250000");
-    EXPECT_EQ(vc->mapView()->cameraLongitude(), 2.25);
-    EXPECT_EQ(manual(), std::tuple(true, 48.5, 2.25));
-    EXPECT_EQ(vc->picker->selectedSegmentIndex(), 0) << "the press doesn't move the segments";
-
-    for (int segment : {0, 1}) {
-        vc->picker->userSelect(segment);
-        EXPECT_EQ(manual(), std::tuple(segment == 1, 48.5, 2.25));
-    }
-}
-
-TEST_F(ManualPosition, AnAddressFoundMovesThePointAndAFailureChangesNothing) {
+TEST_F(ManualPosition, AnAddressFoundOrALongPressMovesThePointSegmentsSwitchTheSourceAndAFailureChangesNothing) {
     setManual(false, 52.0, 21.0);
     SettingsLocationVC* vc = show();
     vc->geocodeFinished({}, CLError{kCLErrorNetwork, "offline"});
@@ -66,6 +49,20 @@ TEST_F(ManualPosition, AnAddressFoundMovesThePointAndAFailureChangesNothing) {
     EXPECT_EQ(manual(), std::tuple(true, 40.0, -3.5));
     EXPECT_TRUE(player->played.isEmpty()) << "a search plays no sound";
 
+    // A long press stores a manual point; the segments switch the source.
+    vc->didLongPressAtCoordinate(vc->mapView(), {48.5, 2.25});
+    EXPECT_EQ(player->played, QList<int>{1520});
+    EXPECT_EQ(vc->pinUzytkownika->position().latitude, 48.5);
+    EXPECT_EQ(vc->pointLocationTXT->text(), "point: 48.500000, 2.250000");
+    EXPECT_EQ(vc->mapView()->cameraLongitude(), 2.25);
+    EXPECT_EQ(manual(), std::tuple(true, 48.5, 2.25));
+    EXPECT_EQ(vc->picker->selectedSegmentIndex(), 0) << "the press doesn't move the segments";
+
+    for (int segment : {0, 1}) {
+        vc->picker->userSelect(segment);
+        EXPECT_EQ(manual(), std::tuple(segment == 1, 48.5, 2.25));
+    }
+
     // Without an address service the search ends quietly.
     QSignalSpy done(vc, &SettingsLocationVC::searchFinished);
     QSignalSpy keyboard(vc, &SettingsLocationVC::endEditing);
@@ -73,5 +70,5 @@ TEST_F(ManualPosition, AnAddressFoundMovesThePointAndAFailureChangesNothing) {
     vc->szukajLokalizacji();
     EXPECT_EQ(keyboard.size(), 1);
     ASSERT_TRUE(done.wait(5000));
-    EXPECT_EQ(vc->pointLocationTXT->text(), "point: 40.000000, -3.500000");
+    EXPECT_EQ(vc->pointLocationTXT->text(), "point: 48.500000, 2.250000");
 }

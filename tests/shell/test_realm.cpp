@@ -147,7 +147,7 @@ TEST_F(RealmTest, QueriesSortStablyAndFilterByKey) {
     EXPECT_EQ(points.filter("name BEGINSWITH b", {}).count(), 0) << "unsupported forms match nothing";
 }
 
-TEST_F(RealmTest, PointsAddedFromManyThreadsAllArriveOnce) {
+TEST_F(RealmTest, PointsAddedFromManyThreadsAllArriveOnceThroughTheRealmQueue) {
     constexpr int kThreads = 4, kEach = 50;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
@@ -167,10 +167,7 @@ TEST_F(RealmTest, PointsAddedFromManyThreadsAllArriveOnce) {
         auto mine = points.filter("name = %@", QString::number(t));
         for (int i = 0; i < kEach; ++i) EXPECT_DOUBLE_EQ(mine[i].latitude, i);
     }
-}
-
-TEST_F(RealmTest, ItsQueueIsTheSerialQueueNamedRealmQueue) {
-    // Its behaviour is the serial queue's (tests/base).
+    // The writes run on the serial queue named realmQueue (its behaviour is tested in tests/base).
     std::thread::id ran;
     store.syncOnQueue([&] { ran = std::this_thread::get_id(); });
     EXPECT_NE(ran, std::this_thread::get_id());
