@@ -55,8 +55,8 @@ TEST_F(AzimuthList, RowsShowTheActionsAndEachAzimuthWithItsSwitchAndColour) {
     azimuthSettingsVC* vc = show();
     ASSERT_TRUE(vc);
     EXPECT_EQ(azimuthRows(vc), (QStringList{"add new azimuth", "import", "export"}));
-    EXPECT_EQ(field(vc, 0, 0, "descriptionName"), "automatic (GPS)");
-    EXPECT_EQ(field(vc, 2, 1, "descriptionName"), "km");
+    EXPECT_EQ((QVariantList{field(vc, 0, 0, "descriptionName"), field(vc, 2, 1, "descriptionName")}),
+              (QVariantList{"automatic (GPS)", "km"}));
     EXPECT_EQ(vc->tableView()->rowCount(), 1 + 3 + 2);
 
     addAzimuth(10.5, 2.0, "mast", 255, 59, 48);
@@ -70,9 +70,8 @@ TEST_F(AzimuthList, RowsShowTheActionsAndEachAzimuthWithItsSwitchAndColour) {
         << "an empty desc has no colon";
     EXPECT_EQ(vc->cellForRowAtIndexPath(1, 0).cellClass, "settingsCellTypeIII");
     EXPECT_EQ(field(vc, 1, 0, "labelColor").value<QColor>(), Palette::fromComponents(255, 59, 48));
-    EXPECT_EQ(field(vc, 1, 1, "setEnabled"), false);
-    EXPECT_EQ(field(vc, 1, 2, "tag"), 2);
-    EXPECT_EQ(field(vc, 0, 0, "descriptionName"), "manual");
+    EXPECT_EQ((QVariantList{field(vc, 1, 1, "setEnabled"), field(vc, 1, 2, "tag"), field(vc, 0, 0, "descriptionName")}),
+              (QVariantList{false, 2, "manual"}));
     for (auto [section, row, editable] : {std::tuple{1, 2, true}, {1, 3, false}, {0, 0, false}})
         EXPECT_EQ(vc->canEditRowAtIndexPath(section, row), editable) << section << "/" << row;
 }
@@ -90,12 +89,12 @@ TEST_F(AzimuthList, SwitchesSwipeDeleteAndTheUnitsRowWriteTheStoreAndTheSettings
     }
 
     table->selectRow(table->indexOf(2, 1));
-    EXPECT_TRUE(defaults().boolForKey(SettingsKey::useImperialUnits));
-    EXPECT_EQ(field(vc, 2, 1, "descriptionName"), "mi");
-    EXPECT_EQ(azimuthRows(vc).first(), "10.0 °, 6.2 mi: first");
+    EXPECT_EQ(std::tuple(defaults().boolForKey(SettingsKey::useImperialUnits), field(vc, 2, 1, "descriptionName"),
+                         azimuthRows(vc).first()),
+              std::tuple(true, QVariant("mi"), QString("10.0 °, 6.2 mi: first")));
     vc->didSelectRowAtIndexPath(2, 1);
-    EXPECT_FALSE(defaults().boolForKey(SettingsKey::useImperialUnits));
-    EXPECT_EQ(azimuthRows(vc).first(), "10.0 °, 10.0 km: first");
+    EXPECT_EQ(std::pair(defaults().boolForKey(SettingsKey::useImperialUnits), azimuthRows(vc).first()),
+              std::pair(false, QString("10.0 °, 10.0 km: first")));
 
     // Swipe delete asks nothing; "add new azimuth" can't go.
     table->deleteRow(table->indexOf(1, 0));

@@ -46,7 +46,16 @@ struct Nav : ::testing::Test {
 
 }  // namespace
 
-TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
+TEST_F(Nav, AnUnregisteredSegueIsRefusedAndPushAndPopFollowTheLifecycleOrder) {
+    zltest::LogCapture log;
+    EXPECT_FALSE(root->performSegueWithIdentifier("nowhere"));
+    EXPECT_EQ(nav.depth(), 1);
+    ASSERT_EQ(log.warnings().size(), 1);
+    EXPECT_TRUE(log.warnings()[0].contains("nowhere"));
+    EXPECT_TRUE(g_events.isEmpty()) << "prepareForSegue isn't called either";
+
+    EXPECT_FALSE(Screen("L").performSegueWithIdentifier("next")) << "a screen outside a stack";
+
     QSignalSpy pushed(&nav, &NavigationController::pushed);
     QSignalSpy popped(&nav, &NavigationController::popped);
     ASSERT_TRUE(root->performSegueWithIdentifier("next", "hello"));
@@ -68,17 +77,6 @@ TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
     EXPECT_EQ(nav.topViewController(), root);
     // The popped screen is freed once its page can no longer read it.
     ASSERT_TRUE(zltest::waitFor([&] { return gone.isNull(); }));
-}
-
-TEST_F(Nav, AnUnregisteredSegueIsRefusedWithAWarning) {
-    zltest::LogCapture log;
-    EXPECT_FALSE(root->performSegueWithIdentifier("nowhere"));
-    EXPECT_EQ(nav.depth(), 1);
-    ASSERT_EQ(log.warnings().size(), 1);
-    EXPECT_TRUE(log.warnings()[0].contains("nowhere"));
-    EXPECT_TRUE(g_events.isEmpty()) << "prepareForSegue isn't called either";
-
-    EXPECT_FALSE(Screen("L").performSegueWithIdentifier("next")) << "a screen outside a stack";
 }
 
 TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfPopToRootPopsAllAndLaterRegistrationsReplace) {

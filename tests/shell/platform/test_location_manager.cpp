@@ -98,7 +98,7 @@ TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnceAndEnableMyL
     ASSERT_TRUE(zltest::waitFor([&] { return services.authorizationStatus() == 4; }));
 }
 
-TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
+TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManagerInBatchesThroughTheDistanceFilter) {
     EXPECT_FALSE(backend->positionsWanted);
     auto manager = std::make_unique<LocationManager>(&services);
     EXPECT_TRUE(backend->positionsWanted);
@@ -127,15 +127,14 @@ TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
 
     manager.reset();
     EXPECT_FALSE(backend->positionsWanted);
-}
 
-TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
+    // Updates deliver batches through the distance filter, only to the manager that started them.
     LocationManager quiet(&services);
-    LocationManager manager(&services);
+    LocationManager updating(&services);
     QSignalSpy quietSpy(&quiet, &LocationManager::didUpdateLocations);
-    QSignalSpy spy(&manager, &LocationManager::didUpdateLocations);
-    manager.setDistanceFilter(1.0);
-    manager.startUpdatingLocation();
+    QSignalSpy spy(&updating, &LocationManager::didUpdateLocations);
+    updating.setDistanceFilter(1.0);
+    updating.startUpdatingLocation();
 
     backend->batch({at(52.0, 21.0), at(52.000001, 21.0), at(52.00002, 21.0)});  // 0.1 m, then 2.1 m
     ASSERT_EQ(spy.count(), 1);
@@ -146,7 +145,7 @@ TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
     EXPECT_EQ(spy.count(), 1);
     EXPECT_EQ(quietSpy.count(), 0);
 
-    manager.stopUpdatingLocation();
+    updating.stopUpdatingLocation();
     backend->fix(53.0, 21.0);
     EXPECT_EQ(spy.count(), 1);
 }
@@ -192,8 +191,7 @@ TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
     backend->heading(10.0);
     ASSERT_EQ(spy.count(), 1);
     auto h = spy.at(0).at(0).value<CLHeading>();
-    EXPECT_FALSE(h.isTrueHeading);
-    EXPECT_EQ((std::array{h.trueHeading, h.headingAccuracy}), (std::array{10.0, 3.0}));
+    EXPECT_EQ(std::tuple(h.isTrueHeading, h.trueHeading, h.headingAccuracy), std::tuple(false, 10.0, 3.0));
 
     backend->fix(40.7128, -74.006);  // New York, mid 2026: about 12.47° west
     backend->heading(10.0);

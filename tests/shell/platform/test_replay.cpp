@@ -176,7 +176,7 @@ TEST(ReplayBackend, LoadsFromFileOffTheGuiThreadAndReportsBadOnes) {
     }
 }
 
-TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
+TEST(QtPositionBackend, ParsesRecordedNmeaReportsAMissingFileAndConvertsPositionInfo) {
     QTemporaryDir dir;
     // Three RMC fixes 10 ms apart, so that the log plays almost at once.
     QByteArray log;
@@ -199,12 +199,10 @@ TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
     EXPECT_NEAR(fixes[0].coordinate.latitude, 52 + 13.782 / 60, 1e-9);
     EXPECT_NEAR(fixes[0].coordinate.longitude, 21 + 0.732 / 60, 1e-9);
     EXPECT_NEAR(fixes[0].speed, 3.9 * 1852.0 / 3600.0, 1e-6);  // knots -> m/s
-    EXPECT_EQ(fixes[0].course, 87.0);
-    EXPECT_EQ(fixes[0].timestamp, QDateTime(QDate(2026, 5, 4), QTime(9, 30), Qt::UTC));
+    EXPECT_EQ(std::pair(fixes[0].course, fixes[0].timestamp), std::pair(87.0, QDateTime(QDate(2026, 5, 4), QTime(9, 30), Qt::UTC)));
     EXPECT_EQ(fixes[2].course, -1.0);  // absent course stays unknown
-}
 
-TEST(QtPositionBackend, ConvertsPositionInfo) {
+    // Position info converts with unknowns as -1.
     QGeoPositionInfo info(QGeoCoordinate(10.5, -20.25, 300.0), QDateTime(QDate(2026, 2, 3), QTime(4, 5), Qt::UTC));
     info.setAttribute(QGeoPositionInfo::HorizontalAccuracy, 7.0);
     info.setAttribute(QGeoPositionInfo::GroundSpeed, 2.5);
