@@ -72,13 +72,8 @@ protected:
     QStringList rows() const {
         QStringList out;
         for (const Azimuth* a : stored())
-            out << QStringLiteral("%1 %2 %3,%4,%5 %6 %7")
-                       .arg(a->azimuth())
-                       .arg(a->distance())
-                       .arg(a->colorRed())
-                       .arg(a->colorGreen())
-                       .arg(a->colorBlue())
-                       .arg(a->isActive() ? "on" : "off", a->desc());
+            out << QString::asprintf("%g %g %d,%d,%d %s ", a->azimuth(), a->distance(), a->colorRed(), a->colorGreen(),
+                                     a->colorBlue(), a->isActive() ? "on" : "off") + a->desc();
         return out;
     }
     // The manual position settings: in use, latitude, longitude.

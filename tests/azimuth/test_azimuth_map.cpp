@@ -42,7 +42,8 @@ TEST_F(AzimuthMap, NoAzimuthsDrawNothingTheCompassHidesBySettingAndTheBlueDotNee
     const GMSMapView* map = vc->mapView();
     EXPECT_EQ((std::array{map->cameraLatitude(), map->cameraLongitude(), map->cameraZoom()}),
               (std::array{52.0, 21.0, 18.0}));
-    EXPECT_EQ(std::tuple(map->mapType(), map->settings()->rotateGestures(), map->padding().bottom(), vc->pinKompas->isFlat()),
+    EXPECT_EQ(std::tuple(map->mapType(), map->settings()->rotateGestures(), map->padding().bottom(),
+                         vc->pinKompas->isFlat()),
               std::tuple(4, false, 50.0, true));
     EXPECT_EQ(vc->pinKompas->icon().size() / vc->pinKompas->icon().devicePixelRatio(), QSize(50, 120));
     EXPECT_EQ(map->overlays().size(), 2u) << "the position and compass pins";

@@ -184,7 +184,7 @@ TEST_F(AzimuthForm, AnEditDropsTheFractionMilesStoreTheShownValueTimesTheFactorA
 
     defaults().setBool(true, SettingsKey::useImperialUnits);
     vc = showEdit(a->id());
-    EXPECT_EQ(std::pair(vc->distanceLabel->text(), vc->distance->text()), std::pair(QString("Distance [mi]"), QString("1.24")));
+    EXPECT_EQ((QStringList{vc->distanceLabel->text(), vc->distance->text()}), (QStringList{"Distance [mi]", "1.24"}));
     vc->button->tap();
     EXPECT_EQ(stored().first()->distance(), 1.24 * 1.609344);
     vc = showNew();

@@ -61,7 +61,8 @@ TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMore) {
         EXPECT_EQ(f.hex.text(), ignored) << "the other controls stay: " << ignored;
     }
     f.typeHex("#FF8000");
-    EXPECT_EQ(std::pair(f.rgb(), f.fields[ColorForm::Green].text()), std::pair(std::array{255, 128, 0}, QString("128")));
+    EXPECT_EQ(std::pair(f.rgb(), f.fields[ColorForm::Green].text()),
+              std::pair(std::array{255, 128, 0}, QString("128")));
     f.typeHex("#GGGGGG");
     EXPECT_EQ(std::pair(f.rgb(), f.hex.text()), std::pair(std::array{0, 0, 0}, QString("#000000")));
     // Every "#" goes; the scanner reads the hex digits it finds first.

@@ -62,22 +62,18 @@ TEST(CoreDataStore, InsertSaveReopenKeepsValuesTypesAndStoreOrderOfEveryEntity) 
     // Unset colours and Booleans read 0 and false; a description never set stays absent.
     QStringList rows, expected;
     for (const Azimuth* a : s.all<Azimuth>())
-        rows << QStringLiteral("%1 %2 %3 %4 %5 %6 %7")
-                    .arg(a->id())
-                    .arg(a->azimuth())
-                    .arg(a->distance())
-                    .arg(a->colorRed())
-                    .arg(a->colorGreen())
-                    .arg(a->isActive())
-                    .arg(a->desc().isNull());
-    for (int i = 0; i < 5; ++i) expected << QStringLiteral("ID-%1 %2 1.5 255 0 1 1").arg(i).arg(i * 10);
+        rows << a->id() + QString::asprintf(" %g %g %d %d %d %d", a->azimuth(), a->distance(), a->colorRed(),
+                                            a->colorGreen(), a->isActive(), a->desc().isNull());
+    for (int i = 0; i < 5; ++i) expected << QString::asprintf("ID-%d %d 1.5 255 0 1 1", i, i * 10);
     EXPECT_EQ(rows, expected);
     const Marker* m = s.all<Marker>().value(0);
     ASSERT_EQ(s.all<Marker>().size() + s.all<Sector>().size() + s.all<KmlFile>().size(), 3);
-    EXPECT_EQ(std::tuple(m->name(), m->longitude(), m->isActive()), std::tuple(QStringLiteral("mast \"A\" ✓"), -0.125, false));
+    EXPECT_EQ(std::tuple(m->name(), m->longitude(), m->isActive()),
+              std::tuple(QStringLiteral("mast \"A\" ✓"), -0.125, false));
     const Sector* sec = s.all<Sector>().value(0);
     EXPECT_EQ((std::array{sec->width(), sec->colorAlpha()}), (std::array{65.0, 0.35}));
-    EXPECT_EQ(std::pair(s.all<KmlFile>()[0]->name(), s.all<KmlFile>()[0]->isActive()), std::pair(QString("plan.kml"), true));
+    const KmlFile* kml = s.all<KmlFile>().value(0);
+    EXPECT_EQ(std::pair(kml->name(), kml->isActive()), std::pair(QString("plan.kml"), true));
 }
 
 TEST(CoreDataStore, FetchByIdWithLimitAndDuplicatesBadRequestsAndSetValueForKey) {

@@ -131,12 +131,11 @@ TEST(TableModel, SectionsRowsCellsAndActions) {
     table.setDataSource(&source);
     ASSERT_EQ(table.rowCount(), 4);
     const QModelIndex last = table.index(3);
-    EXPECT_EQ(table.data(last, UITableView::SectionTitleRole).toString(), "1|second");
-    EXPECT_EQ(table.data(last, UITableView::CellClassRole).toString(), "settingsCellTypeII");
-    EXPECT_EQ(table.data(last, UITableView::FieldsRole).toMap().value("settingName"), "1/0");
-    EXPECT_FALSE(table.data(last, UITableView::DeletableRole).toBool());
-    EXPECT_EQ(table.indexOf(0, 2), 2);
-    EXPECT_EQ(table.indexOf(5, 0), -1);
+    EXPECT_EQ((QVariantList{table.data(last, UITableView::SectionTitleRole), table.data(last, UITableView::CellClassRole),
+                            table.data(last, UITableView::FieldsRole).toMap().value("settingName"),
+                            table.data(last, UITableView::DeletableRole)}),
+              (QVariantList{"1|second", "settingsCellTypeII", "1/0", false}));
+    EXPECT_EQ(std::pair(table.indexOf(0, 2), table.indexOf(5, 0)), std::pair(2, -1));
 
     QSignalSpy deselect(&table, &UITableView::deselectRow);
     table.selectRow(1);

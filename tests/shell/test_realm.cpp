@@ -40,17 +40,13 @@ TEST_F(RealmTest, PointsAddUpdateDeleteSurviveReopeningAndDuplicateIdsAreLeftAlo
     realm_ptp::deletePoint(store, "P2");
     realm_ptp::deletePoint(store, "unknown");  // ignored
     reopen();
-    auto describe = [](const realm_ptp& p) {
-        return QStringLiteral("%1 %2|%3 %4 %5 %6 %7")
-            .arg(p.id, p.name, p.ptp_description)
-            .arg(p.latitude)
-            .arg(p.longitude)
-            .arg(p.markerRed)
-            .arg(p.markerBlue);
-    };
     auto points = open()->objects<realm_ptp>();
     ASSERT_EQ(points.count(), 1);
-    EXPECT_EQ(describe(*points.first()), "P1 mast 2|roof top 52.2 21.1 9 7");
+    const realm_ptp p = *points.first();
+    const QString numbers =
+        QString::asprintf("%g %g %lld %lld", p.latitude, p.longitude, qint64(p.markerRed), qint64(p.markerBlue));
+    EXPECT_EQ((QStringList{p.id, p.name, p.ptp_description, numbers}),
+              (QStringList{"P1", "mast 2", "roof top", "52.2 21.1 9 7"}));
 
     // Two points with one id can be neither updated nor deleted.
     realm_ptp::addPoint(store, "a", "", 1, 1, 0, 0, 0, "SAME");
@@ -131,16 +127,13 @@ TEST_F(RealmTest, QueriesSortStablyAndFilterByKey) {
     realm_ptp::addPoint(store, "c", "", 0.5, 0, 0, 0, 0, "c");
     auto points = open()->points();
     for (const bool ascending : {true, false}) {
-        SCOPED_TRACE(ascending);
-        const auto byLat = points.sorted("latitude", ascending);
-        ASSERT_EQ(byLat.count(), 2 * kEach + 1);
-        EXPECT_EQ(byLat[ascending ? 0 : 2 * kEach].name, "c");
-        const int first = ascending ? 1 : 0;
-        for (int k = 0; k < kEach; ++k) {
-            // Within each run of equal latitudes the store order stays.
-            EXPECT_EQ(byLat[first + k].name, QString::number(2 * k + (ascending ? 0 : 1)));
-            EXPECT_EQ(byLat[first + kEach + k].name, QString::number(2 * k + (ascending ? 1 : 0)));
-        }
+        // Within each run of equal latitudes the store order stays.
+        QStringList got, expected;
+        for (int latitude : ascending ? std::array{1, 2} : std::array{2, 1})
+            for (int i = latitude - 1; i < 2 * kEach; i += 2) expected << QString::number(i);
+        expected.insert(ascending ? 0 : expected.size(), "c");
+        for (const auto& p : points.sorted("latitude", ascending)) got << p.name;
+        EXPECT_EQ(got, expected) << ascending;
     }
     EXPECT_EQ(points.sorted("name", false)[0].name, "c");
     EXPECT_EQ(points.filter("name = %@", "7").count(), 1);

@@ -16,8 +16,8 @@ TEST(UserDefaultsTest, AFreshStoreReadsNothingAndValuesSurviveANewStoreOnTheSame
     {
         UserDefaults d(path);
         EXPECT_EQ(std::tuple(d.boolForKey(SettingsKey::useImperialUnits), d.doubleForKey(SettingsKey::latitude),
-                             d.integerForKey(SettingsKey::ptpListSortBy), d.stringForKey(SettingsKey::toName).has_value()),
-                  std::tuple(false, 0.0, 0, false));
+                             d.integerForKey(SettingsKey::ptpListSortBy), d.stringForKey(SettingsKey::toName)),
+                  std::tuple(false, 0.0, 0, std::nullopt));
         d.setBool(true, SettingsKey::useImperialUnits);
         d.setDouble(52.123456789012, SettingsKey::latitude);
         d.setDouble(-0.1, SettingsKey::longitude);
@@ -32,7 +32,8 @@ TEST(UserDefaultsTest, AFreshStoreReadsNothingAndValuesSurviveANewStoreOnTheSame
                          d.doubleForKey(SettingsKey::latitude), d.doubleForKey(SettingsKey::longitude),
                          d.integerForKey(SettingsKey::ptpListSortBy)),
               std::tuple(true, 1, 52.123456789012, -0.1, 3));
-    EXPECT_EQ((QStringList{d.stringForKey(SettingsKey::toName).value_or("?"), d.stringForKey(SettingsKey::toDesc).value_or("?")}),
+    EXPECT_EQ((QStringList{d.stringForKey(SettingsKey::toName).value_or("?"),
+                           d.stringForKey(SettingsKey::toDesc).value_or("?")}),
               (QStringList{"Mast, \"north\" = 1", ""}));
     d.setBool(false, SettingsKey::useImperialUnits);
     EXPECT_EQ(d.integerForKey(SettingsKey::useImperialUnits), 0);

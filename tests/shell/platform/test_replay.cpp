@@ -64,7 +64,8 @@ TEST(ReplayTrack, ReadsTheOptionalValuesOrTheirUnknownsAndRefusesBadFilesWithARe
     EXPECT_EQ((std::array{first.altitude, first.horizontalAccuracy, first.verticalAccuracy, first.speed, first.course}),
               (std::array{110.0, 4.0, -1.0, 1.5, 90.0}));
     const auto& heading = track->events[2];
-    EXPECT_EQ(std::tuple(heading.isHeading, heading.magneticHeading, heading.headingAccuracy, track->durationMs(), track->loop),
+    EXPECT_EQ(std::tuple(heading.isHeading, heading.magneticHeading, heading.headingAccuracy, track->durationMs(),
+                         track->loop),
               std::tuple(true, 42.5, -1.0, 2000, false));
 
     // Bad files are refused with a reason.
