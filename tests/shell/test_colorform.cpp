@@ -52,7 +52,7 @@ TEST(ColorFormTest, SliderTruncatesTowardZeroAndComponentFieldStoresUnclampedOrZ
     EXPECT_EQ(std::tuple(f.form->blue(), f.sliders[ColorForm::Blue].value(), validations), std::tuple(0, 0.0f, 2));
 }
 
-TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMore) {
+TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMoreReadByAScannerLikeThePlatformsOne) {
     Form f(true);
     f.form->setColor(1, 2, 3);
     for (const char* ignored : {"#12345", "123456", "#1234567", ""}) {
@@ -73,11 +73,10 @@ TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMore) {
     output.form->setColor(10, 20, 30);
     output.typeHex("#FFFFFF");
     EXPECT_EQ(output.rgb(), (std::array{10, 20, 30}));
-}
 
-TEST(ColorFormTest, ScannerLikeThePlatformsOne) {
     const std::pair<const char*, std::optional<quint32>> cases[] = {
         {"0x1F", 0x1Fu}, {"  ff", 0xFFu}, {"12zz", 0x12u}, {"zz", {}}, {"", {}}, {"FFFFFFFFFF", 0xFFFFFFFFu} /* saturates */};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(ColorForm::scanHex(text), value) << text;
 }
+

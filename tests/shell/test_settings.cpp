@@ -41,12 +41,7 @@ TEST(UserDefaultsTest, AFreshStoreReadsNothingAndValuesSurviveANewStoreOnTheSame
     EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
 }
 
-TEST(UnitsTest, FactorsAreKeptAsTheyAre) {
-    EXPECT_EQ((std::array{Units::kmToMiles, Units::kmToMilesPtp, Units::milesToKmDivisorPtp, Units::milesToKm}),
-              (std::array{0.621371192, 0.6213712, 0.6213711922, 1.609344}));
-}
-
-TEST(FormatTest, ScreenTexts) {
+TEST(FormatTest, ScreenTextsFixedColoursAndUnitFactors) {
     EXPECT_EQ(Format::azimuthTitle(45.26, 1.25, false), "45.3 °, 1.2 km");
     EXPECT_EQ(Format::azimuthTitle(45.0, 10.0, true), "45.0 °, 6.2 mi");
     EXPECT_EQ(Format::azimuthRow(5.0, 2.0, false, ""), "5.0 °, 2.0 km");
@@ -58,6 +53,14 @@ TEST(FormatTest, ScreenTexts) {
     EXPECT_EQ(Format::heading(359.6), "360°");
     EXPECT_EQ(Format::labelAzimuth("selected", 123.45), "selected: 123.5°");
     EXPECT_EQ(Format::labelCoordinates("position", 52.1, -0.5), "position: 52.100000, -0.500000");
+
+    EXPECT_EQ(Palette::fault().rgb() & 0xFFFFFF, 0xFF3B30u);
+    EXPECT_EQ(Palette::sectionHeader().red(), 85);
+    EXPECT_EQ(Palette::deleteAction().rgb() & 0xFFFFFF, 0xBE2813u);
+    EXPECT_EQ(Palette::fromComponents(255, 0, 51).blueF(), 0.2f);
+
+    EXPECT_EQ((std::array{Units::kmToMiles, Units::kmToMilesPtp, Units::milesToKmDivisorPtp, Units::milesToKm}),
+              (std::array{0.621371192, 0.6213712, 0.6213711922, 1.609344}));
 }
 
 TEST(DecimalFieldTest, TheCLibraryGrammarOnTheWholeText) {
@@ -87,9 +90,3 @@ TEST(DecimalFieldTest, TheCLibraryGrammarOnTheWholeText) {
     EXPECT_FALSE(readDecimalField(QStringLiteral("1") + QChar(0)).has_value());
 }
 
-TEST(PaletteTest, FixedColours) {
-    EXPECT_EQ(Palette::fault().rgb() & 0xFFFFFF, 0xFF3B30u);
-    EXPECT_EQ(Palette::sectionHeader().red(), 85);
-    EXPECT_EQ(Palette::deleteAction().rgb() & 0xFFFFFF, 0xBE2813u);
-    EXPECT_EQ(Palette::fromComponents(255, 0, 51).blueF(), 0.2f);
-}
