@@ -33,7 +33,7 @@ protected:
 
 }  // namespace
 
-TEST_F(RealmTest, PointsAddUpdateDeleteSurviveReopeningAndDuplicateIdsAreLeftAlone) {
+TEST_F(RealmTest, PointsAddUpdateDeleteSurviveReopeningDuplicateIdsAreLeftAloneAndARefusedWriteChangesNothing) {
     realm_ptp::addPoint(store, "mast", "roof", 52.1, 21.0, 255, 0, 10, "P1");
     realm_ptp::addPoint(store, "tower", "", -33.9, 151.2, 1, 2, 3, "P2");
     realm_ptp::updatePoint(store, "P1", "mast 2", "roof top", 52.2, 21.1, 9, 8, 7);
@@ -56,6 +56,22 @@ TEST_F(RealmTest, PointsAddUpdateDeleteSurviveReopeningAndDuplicateIdsAreLeftAlo
     QStringList names;
     for (const auto& p : open()->points()) names << p.name;
     EXPECT_EQ(names, QStringList({"mast 2", "a", "b"}));
+
+    // A refused write leaves everything as it was.
+    auto realm = open();
+    QString err;
+    EXPECT_FALSE(realm->write(
+        [](Realm& r, QString* e) {
+            realm_ptp p;
+            p.id = "X";
+            r.add(p);
+            *e = "refused";
+            return false;
+        },
+        &err));
+    EXPECT_EQ(realm->points().count(), 3);
+    reopen();
+    EXPECT_EQ(open()->points().count(), 3);
 }
 
 TEST_F(RealmTest, TracksAndTheirPoints) {
@@ -100,24 +116,6 @@ TEST_F(RealmTest, TracksAndTheirPoints) {
     reopen();
     EXPECT_TRUE(realmValidation_tracksData::pointsOfTrack(store, "T1").isEmpty());
     EXPECT_EQ(realmValidation_tracksData::pointsOfTrack(store, "T2").size(), 1);
-}
-
-TEST_F(RealmTest, ARefusedWriteLeavesEverythingAsItWas) {
-    realm_ptp::addPoint(store, "keep", "", 0, 0, 0, 0, 0, "K");
-    auto realm = open();
-    QString err;
-    EXPECT_FALSE(realm->write(
-        [](Realm& r, QString* e) {
-            realm_ptp p;
-            p.id = "X";
-            r.add(p);
-            *e = "refused";
-            return false;
-        },
-        &err));
-    EXPECT_EQ(realm->points().count(), 1);
-    reopen();
-    EXPECT_EQ(open()->points().count(), 1);
 }
 
 TEST_F(RealmTest, QueriesSortStablyAndFilterByKey) {

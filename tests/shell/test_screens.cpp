@@ -104,7 +104,7 @@ TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaintAndOneThatCantBeMade
     EXPECT_TRUE(QDir(QDir(dir.path()).filePath("KML - export")).exists());
 }
 
-TEST(SettingsScreen, TableRowsTheirSeguesAndTheVersion) {
+TEST(SettingsScreen, TableRowsTheirSeguesTheVersionAndTheHelpPage) {
     NavigationController nav;
     QStringList opened;
     for (const char* id : {"azimuth_settings", "ptp_settings", "validation_settings", "help"}) {
@@ -131,9 +131,8 @@ TEST(SettingsScreen, TableRowsTheirSeguesAndTheVersion) {
     QCoreApplication::setApplicationVersion("3.1.4");
     EXPECT_EQ(SettingsVC::bundleVersion(), "3.1.4");
     QCoreApplication::setApplicationVersion(saved);
-}
 
-TEST(HelpScreen, LoadsTheBundledPageOrStaysEmpty) {
+    // The help page loads from the bundle, or stays empty.
     AboutVC about;
     about.loadViewIfNeeded();
     EXPECT_TRUE(about.webView()->html().contains("Files in and out"));

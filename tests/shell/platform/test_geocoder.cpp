@@ -73,7 +73,7 @@ protected:
 
 }  // namespace
 
-TEST_F(GeocoderTest, AnswersBecomePlacemarks) {
+TEST_F(GeocoderTest, AnswersBecomePlacemarksAndFailuresCarryTheirKindAndAMessage) {
     server.body = R"([
         {"place_id": 1, "lat": "52.2296756", "lon": "21.0122287", "display_name": "Warszawa, Polska"},
         {"lat": "abc", "lon": "1", "display_name": "no position"},
@@ -96,9 +96,7 @@ TEST_F(GeocoderTest, AnswersBecomePlacemarks) {
     EXPECT_EQ(server.requests[0].split('\r').first(),
               "GET /search?q=Plac%20Defilad%201%2C%20Warszawa&format=jsonv2 HTTP/1.1");
     EXPECT_TRUE(server.requests[0].contains("User-Agent: Zenloft-test"));
-}
 
-TEST_F(GeocoderTest, FailuresCarryTheirKindAndAMessage) {
     QTcpServer probe;  // a port nobody listens on
     probe.listen(QHostAddress::LocalHost, 0);
     const QUrl closed(QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort()));
