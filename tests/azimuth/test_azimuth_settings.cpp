@@ -131,7 +131,7 @@ TEST_F(AzimuthList, RowsLeadToTheirScreensWithTheRightSenderAndReturningShowsThe
     EXPECT_EQ(field(vc, 0, 0, "descriptionName"), "manual");
 }
 
-TEST_F(AzimuthForm, ANewAzimuthIsCheckedStoredWithItsFractionAndTheFormCloses) {
+TEST_F(AzimuthForm, ANewAzimuthIsCheckedStoredWithItsFractionTheFormClosesAndWithoutADelegateNothingIsSaved) {
     NewAzimuthVC* vc = showNew();
     ASSERT_TRUE(vc);
     EXPECT_EQ(vc->title(), "add azimuth");
@@ -163,6 +163,20 @@ TEST_F(AzimuthForm, ANewAzimuthIsCheckedStoredWithItsFractionAndTheFormCloses) {
     const QString id = stored().value(0)->id();
     EXPECT_EQ(std::pair(id.size(), id.toUpper()), std::pair(qsizetype(36), id));
     EXPECT_EQ(nav->depth(), 1) << "the form closed";
+
+    // Without an application delegate nothing is listed or saved.
+    addAzimuth(10.0, 1.0);
+    azimuthSettingsVC list(fake.context);
+    list.appDelegate = nullptr;
+    list.loadViewIfNeeded();
+    EXPECT_EQ(list.numberOfRowsInSection(1), 3);
+    NewAzimuthVC detached(fake.context);
+    detached.appDelegate = nullptr;
+    detached.loadViewIfNeeded();
+    detached.azimuth->userEdit("1");
+    detached.distance->userEdit("1");
+    detached.add();
+    EXPECT_EQ(stored().size(), 2);
 }
 
 TEST_F(AzimuthForm, AnEditDropsTheFractionMilesStoreTheShownValueTimesTheFactorAndAFailedEditChangesNothing) {
@@ -213,17 +227,3 @@ TEST_F(AzimuthForm, AnEditDropsTheFractionMilesStoreTheShownValueTimesTheFactorA
     EXPECT_EQ(nav->depth(), 2);
 }
 
-TEST_F(AzimuthForm, WithoutAnApplicationDelegateNothingIsListedOrSaved) {
-    addAzimuth(10.0, 1.0);
-    azimuthSettingsVC list(fake.context);
-    list.appDelegate = nullptr;
-    list.loadViewIfNeeded();
-    EXPECT_EQ(list.numberOfRowsInSection(1), 3);
-    NewAzimuthVC vc(fake.context);
-    vc.appDelegate = nullptr;
-    vc.loadViewIfNeeded();
-    vc.azimuth->userEdit("1");
-    vc.distance->userEdit("1");
-    vc.add();
-    EXPECT_EQ(stored().size(), 1);
-}

@@ -37,24 +37,20 @@ struct Menu : ::testing::Test {
 }  // namespace
 
 TEST_F(Menu, EachPermissionStatusOpensTheChosenScreen) {
-    struct Case {
-        int status;
-        int answer;
-    };
     // The menus of earlier rounds left the stack and refuse their segues.
     zltest::LogCapture log;
-    for (const Case c : {Case{1, 1}, Case{2, 2}, Case{3, 3}, Case{4, 4}, Case{0, 2}, Case{0, 4}}) {
-        services.setAuthorizationStatus(c.status);
-        services.setPromptAnswer(c.answer);
+    for (auto [status, answer] : {std::pair{1, 1}, {2, 2}, {3, 3}, {4, 4}, {0, 2}, {0, 4}}) {
+        services.setAuthorizationStatus(status);
+        services.setPromptAnswer(answer);
         IntroVC* intro = showMenu();
         EXPECT_EQ(intro->selected(), -1);
         intro->button_ptp();
         EXPECT_EQ(intro->selected(), 1);
-        if (c.status == 0) {
+        if (status == 0) {
             EXPECT_EQ(nav.depth(), 1) << "the segue waits for the answer";
-            ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << c.status;
+            ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << status;
         }
-        EXPECT_EQ(nav.depth(), 2) << "status " << c.status << ": a refusal doesn't block the screen";
+        EXPECT_EQ(nav.depth(), 2) << "status " << status << ": a refusal doesn't block the screen";
         QCoreApplication::processEvents();
         EXPECT_EQ(nav.depth(), 2) << "opened once";
     }
