@@ -42,7 +42,7 @@ TEST(WorldMagneticModel, MatchesEveryReferenceRowAndTheFieldIsEarthLike) {
     EXPECT_LT(wmm().field(-33.8688, 151.2093, 0.0, 2027.0).inclination, 0.0);
 }
 
-TEST(WorldMagneticModel, DatesOutsideTheModelAreExtrapolatedAndFlaggedAndPolesAndDatelineStayFinite) {
+TEST(WorldMagneticModel, DatesOutsideTheModelAreExtrapolatedAndFlaggedPolesStayFiniteAndDecimalYearsCountDays) {
     for (auto [year, valid] : {std::pair{2024.99, false}, {2025.0, true}, {2030.0, true}, {2030.01, false}})
         EXPECT_EQ(wmm().isValidYear(year), valid) << year;
     const auto inside = wmm().field(52.2297, 21.0122, 0.0, 2029.9);
@@ -61,9 +61,7 @@ TEST(WorldMagneticModel, DatesOutsideTheModelAreExtrapolatedAndFlaggedAndPolesAn
         }
     // The same place either side of the dateline.
     EXPECT_NEAR(wmm().declination(10.0, 180.0, 0.0, 2026.0), wmm().declination(10.0, -180.0, 0.0, 2026.0), 1e-9);
-}
 
-TEST(WorldMagneticModel, DecimalYearCountsTheDaysOfThatYear) {
     EXPECT_DOUBLE_EQ(WorldMagneticModel::decimalYear(QDateTime(QDate(2025, 1, 1), QTime(0, 0), Qt::UTC)), 2025.0);
     // 2028 is a leap year: 1 July noon is day 183.5 of 366.
     EXPECT_DOUBLE_EQ(WorldMagneticModel::decimalYear(QDateTime(QDate(2028, 7, 1), QTime(12, 0), Qt::UTC)),
@@ -73,18 +71,7 @@ TEST(WorldMagneticModel, DecimalYearCountsTheDaysOfThatYear) {
                      2026.0);
 }
 
-TEST(WorldMagneticModelParse, RejectsFilesThatAreNotModels) {
-    for (const char* bad : {"", "hello world\n", "2025.0 WMM\n 1 0 1 2 3\n9999\n" /* short row */,
-                            "2025.0 WMM\n 1 2 1 2 3 4\n9999\n" /* m > n */, "2025.0 WMM\n 1 0 1 x 3 4\n9999\n",
-                            "2025.0 WMM\n 1 0 1 0 3 4\n" /* no end marker */, "2025.0 WMM\n9999\n"}) {
-        QString error;
-        EXPECT_FALSE(WorldMagneticModel::parse(bad, &error)) << bad;
-        EXPECT_FALSE(error.isEmpty()) << bad;
-    }
-    EXPECT_TRUE(WorldMagneticModel::parse("2025.0 TINY\n 1 0 -30000 0 0 0\n9999\n"));
-}
-
-TEST(WorldMagneticModelParse, SurvivesRandomAndTruncatedInput) {
+TEST(WorldMagneticModelParse, SurvivesRandomAndTruncatedInputAndRejectsFilesThatAreNotModels) {
     QFile file(zltest::sourcePath(QStringLiteral("resources/wmm/WMM2025.COF")));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray cof = file.readAll();
@@ -100,6 +87,15 @@ TEST(WorldMagneticModelParse, SurvivesRandomAndTruncatedInput) {
             mutated[qsizetype(rng() % mutated.size())] = char(rng() % 256);
         if (auto model = WorldMagneticModel::parse(mutated)) (void)model->field(45.0, 10.0, 0.0, 2026.0);
     }
+
+    for (const char* bad : {"", "hello world\n", "2025.0 WMM\n 1 0 1 2 3\n9999\n" /* short row */,
+                            "2025.0 WMM\n 1 2 1 2 3 4\n9999\n" /* m > n */, "2025.0 WMM\n 1 0 1 x 3 4\n9999\n",
+                            "2025.0 WMM\n 1 0 1 0 3 4\n" /* no end marker */, "2025.0 WMM\n9999\n"}) {
+        QString error;
+        EXPECT_FALSE(WorldMagneticModel::parse(bad, &error)) << bad;
+        EXPECT_FALSE(error.isEmpty()) << bad;
+    }
+    EXPECT_TRUE(WorldMagneticModel::parse("2025.0 TINY\n 1 0 -30000 0 0 0\n9999\n"));
 }
 
 TEST(TrueNorth, TrueHeadingIsMagneticPlusDeclinationWrapped) {
