@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 namespace aztest {
 
@@ -34,8 +35,9 @@ inline const bool kServicesShutAtEnd = [] {
 class ScreenTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        // Maps draw the built-in coordinate tiles: no network.
-        GMSServices::provideAPIKey(QString(39, QChar('A')));
+        // Maps draw the built-in coordinate tiles: no network. The key is given once per process.
+        static const bool keyed = (GMSServices::provideAPIKey(QString(39, QChar('A'))), true);
+        Q_UNUSED(keyed);
         nav = std::make_unique<NavigationController>();
         AzimuthScreens::registerScreens(*nav, fake.context);
         root = new Root;
@@ -65,6 +67,19 @@ protected:
         a->setIsActive(active);
         EXPECT_TRUE(context()->save(nullptr));
         return a;
+    }
+    // One line per stored azimuth: "azimuth distance r,g,b on|off desc".
+    QStringList rows() const {
+        QStringList out;
+        for (const Azimuth* a : stored())
+            out << QString::asprintf("%g %g %d,%d,%d %s ", a->azimuth(), a->distance(), a->colorRed(), a->colorGreen(),
+                                     a->colorBlue(), a->isActive() ? "on" : "off") + a->desc();
+        return out;
+    }
+    // The manual position settings: in use, latitude, longitude.
+    std::tuple<bool, double, double> manual() const {
+        return {defaults().boolForKey(SettingsKey::useGeocoder), defaults().doubleForKey(SettingsKey::latitude),
+                defaults().doubleForKey(SettingsKey::longitude)};
     }
     void setManual(bool use, double lat, double lon) {
         defaults().setBool(use, SettingsKey::useGeocoder);

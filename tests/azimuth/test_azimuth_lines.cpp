@@ -29,7 +29,7 @@ double wrap180(double lon) { return std::remainder(lon, 360.0); }
 
 }  // namespace
 
-TEST(DestinationPoint, AgreesWithGeographicLibOnTheSameSphere) {
+TEST(DestinationPoint, AgreesWithGeographicLibOnTheSameSphereAndGoesBeyond180AcrossTheAntimeridian) {
     const GeographicLib::Geodesic sphere(6371000.0, 0.0);
     std::mt19937 rng(42);
     std::uniform_real_distribution<double> lat(-85, 85), lon(-180, 180), brg(0, 360), km(0, 2000);
@@ -41,36 +41,28 @@ TEST(DestinationPoint, AgreesWithGeographicLibOnTheSameSphere) {
         EXPECT_NEAR(p.latitude, la2, 1e-8) << la << " " << lo << " " << b << " " << d;
         EXPECT_NEAR(wrap180(p.longitude - lo2), 0.0, 1e-8) << la << " " << lo << " " << b << " " << d;
     }
-}
 
-TEST(DestinationPoint, CrossingTheAntimeridianGoesBeyond180) {
     const auto p = destinationPoint(0.0, 179.5, 90.0, 200.0);
     EXPECT_GT(p.longitude, 180.0);
     EXPECT_NEAR(p.longitude, 179.5 + 200.0 / 6371.0 * 180.0 / 3.141592653589793, 1e-9);
     EXPECT_LT(destinationPoint(10.0, -179.9, 270.0, 100.0).longitude, -180.0);
 }
 
-TEST(AzimuthLinesTest, ActiveLinesInStoreOrderWithColoursAndTexts) {
+TEST(AzimuthLinesTest, ActiveLinesInStoreOrderWithColoursAndTextsAndALoneLineIsSelectedByItself) {
     const CLLocationCoordinate2D start{52.0, 21.0};
     const QList<AzimuthInput> azimuths{input(10, 1.5, true, "roof"), input(20, 2, false), input(350.06, 0.25)};
     const auto lines = azimuthLines(start, azimuths, false);
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(lines[0].start, start);
-    EXPECT_EQ(lines[0].title, "10.0 °, 1.5 km");
-    EXPECT_EQ(lines[0].snippet, "roof");
+    EXPECT_EQ(std::tuple(lines[0].start, lines[0].title, lines[0].snippet, lines[0].azymut),
+              std::tuple(start, QString("10.0 °, 1.5 km"), QString("roof"), 10.0));
     EXPECT_EQ((std::array{lines[0].red, lines[0].green, lines[0].blue}), (std::array{1.0, 128 / 255.0, 0.0}));
-    EXPECT_DOUBLE_EQ(lines[0].azymut, 10.0);
     EXPECT_EQ(lines[1].title, "350.1 °, 0.2 km");
-    EXPECT_EQ(lines[1].snippet, "") << "an absent description is an empty snippet";
-    EXPECT_FALSE(lines[1].snippet.isNull());
+    EXPECT_FALSE(lines[1].snippet.isNull() || !lines[1].snippet.isEmpty()) << "an absent description is an empty snippet";
     EXPECT_EQ(lines[1].end, destinationPoint(52.0, 21.0, 350.06, 0.25));
     EXPECT_EQ(azimuthLines(start, azimuths, true)[0].title, "10.0 °, 0.9 mi");
     EXPECT_EQ(azimuthLines(start, azimuths, true)[1].end, lines[1].end) << "miles change the text, never the line";
     EXPECT_TRUE(azimuthLines(std::nullopt, azimuths, false).isEmpty()) << "no start, no lines";
-}
 
-TEST(SelectedAzimuthTest, ALoneLineIsSelectedByItself) {
-    const CLLocationCoordinate2D start{1, 1};
     EXPECT_EQ(selectedAzimuth({}), -360.0);
     EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(123.4, 1)}, false)), 123.4);
     EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(1, 1), input(2, 1)}, false)), -360.0);
@@ -78,3 +70,4 @@ TEST(SelectedAzimuthTest, ALoneLineIsSelectedByItself) {
         << "an inactive azimuth doesn't count";
     EXPECT_EQ(selectedAzimuth(azimuthLines(start, {input(1, 1, false)}, false)), kNoAzimuth);
 }
+

@@ -30,27 +30,37 @@ protected:
 
 }  // namespace
 
-TEST_F(AzimuthMap, NoAzimuthsDrawNothingAndSelectNothing) {
+TEST_F(AzimuthMap, NoAzimuthsDrawNothingTheCompassHidesBySettingAndTheBlueDotNeedsWhenInUse) {
     setManual(true, 52.0, 21.0);
+    defaults().setBool(true, SettingsKey::hideCompassIndicator);
+    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
     AzimuthVC* vc = show();
-    EXPECT_EQ(vc->overrideUserInterfaceStyle(), UIViewController::Light);
-    EXPECT_TRUE(vc->mapIsConfigured);
-    EXPECT_TRUE(vc->linie.isEmpty());
-    EXPECT_EQ(vc->azimuth, -360.0);
+    EXPECT_EQ(std::tuple(vc->overrideUserInterfaceStyle(), vc->mapIsConfigured, vc->linie.size(), vc->azimuth),
+              std::tuple(UIViewController::Light, true, 0, -360.0));
     EXPECT_EQ(vc->pointDescriptionTXT()->text(), "");
     EXPECT_EQ(vc->pointLocationTXT()->text(), "from: 52.000000, 21.000000");
     const GMSMapView* map = vc->mapView();
     EXPECT_EQ((std::array{map->cameraLatitude(), map->cameraLongitude(), map->cameraZoom()}),
               (std::array{52.0, 21.0, 18.0}));
-    EXPECT_EQ(map->mapType(), 4);
-    EXPECT_FALSE(map->settings()->rotateGestures());
-    EXPECT_EQ(map->padding().bottom(), 50.0);
-    EXPECT_TRUE(vc->pinKompas->isFlat());
+    EXPECT_EQ(std::tuple(map->mapType(), map->settings()->rotateGestures(), map->padding().bottom(),
+                         vc->pinKompas->isFlat()),
+              std::tuple(4, false, 50.0, true));
     EXPECT_EQ(vc->pinKompas->icon().size() / vc->pinKompas->icon().devicePixelRatio(), QSize(50, 120));
     EXPECT_EQ(map->overlays().size(), 2u) << "the position and compass pins";
+    EXPECT_EQ(vc->pinKompas->opacity(), 0.0f);
+    EXPECT_EQ(vc->pinKompas->map(), vc->mapView());
+    EXPECT_FALSE(vc->mapView()->isMyLocationEnabled());
+    defaults().setBool(false, SettingsKey::hideCompassIndicator);
+    vc->viewWillAppear(false);
+    EXPECT_EQ(vc->pinKompas->opacity(), 1.0f);
+
+    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
+    vc = show();
+    EXPECT_TRUE(vc->mapView()->isMyLocationEnabled());
+    EXPECT_TRUE(vc->mapView()->settings()->myLocationButton());
 }
 
-TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedAndGreenUpToExactlyFiveDegreesWithoutWrapping) {
+TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedGreenUpToExactlyFiveDegreesAndALongPressMovesTheStart) {
     setManual(true, 52.0, 21.0);
     addAzimuth(10.0, 2.0, "mast", 0, 128, 255);
     addAzimuth(200.0, 1.0, "off", 0, 0, 0, /*active=*/false);
@@ -71,63 +81,8 @@ TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedAndGreenUpToExactlyFiveDegreesWitho
     vc->azimuth = 359.0;
     EXPECT_FALSE(onBearing(vc, 1.0));
     EXPECT_TRUE(onBearing(vc, 354.0));
-}
 
-TEST_F(AzimuthMap, TwoAzimuthsSelectOnlyByTapAndALongPressClearsIt) {
-    setManual(true, 52.0, 21.0);
-    addAzimuth(10.0, 2.0, "a");
-    addAzimuth(90.0, 1.5, "");
-    AzimuthVC* vc = show();
-    ASSERT_EQ(vc->markery.size(), 2);
-    EXPECT_EQ(vc->azimuth, -360.0);
-    EXPECT_FALSE(onBearing(vc, 90.0)) << "nothing selected";
-
-    // Markers that aren't azimuth ends change nothing, and the map keeps
-    // its usual info window (false).
-    EXPECT_FALSE(vc->didTapMarker(vc->mapView(), vc->pinUzytkownik.get()));
-    EXPECT_FALSE(vc->didTapMarker(vc->mapView(), vc->pinKompas.get()));
-    EXPECT_EQ(vc->azimuth, -360.0);
-    EXPECT_FALSE(vc->didTapMarker(vc->mapView(), vc->markery[1].marker.get()));
-    EXPECT_EQ(vc->azimuth, 90.0);
-    EXPECT_EQ(vc->pointDescriptionTXT()->text(), "selected azimuth: 90.0°");
-    EXPECT_TRUE(onBearing(vc, 88.0));
-
-    vc->didLongPressAtCoordinate(vc->mapView(), {52.1, 21.1});
-    EXPECT_EQ(vc->azimuth, -360.0);
-    EXPECT_EQ(vc->pointDescriptionTXT()->text(), "");
-}
-
-TEST_F(AzimuthMap, LinesAndEndMarkersShowTheComputedLinesAndARedrawReplacesThem) {
-    setManual(true, 52.0, 21.0);
-    addAzimuth(10.5, 2.0, "a", 255, 0, 0);
-    addAzimuth(90.0, 1.5, QString(), 0, 0, 255);
-    AzimuthVC* vc = show();
-    ASSERT_EQ(vc->linie.size(), 2);
-    const auto end = AzimuthLines::destinationPoint(52.0, 21.0, 10.5, 2.0);
-    const GMSPolyline& line = *vc->linie[0];
-    EXPECT_EQ(line.map(), vc->mapView());
-    EXPECT_EQ(line.strokeWidth(), 2.0f);
-    EXPECT_TRUE(line.geodesic());
-    EXPECT_EQ(line.strokeColor(), QColor::fromRgbF(1.0f, 0.0f, 0.0f, 1.0f));
-    ASSERT_EQ(line.path().count(), 2u);
-    EXPECT_EQ(line.path().coordinateAtIndex(1).longitude, end.longitude);
-    const GMSMarker& marker = *vc->markery[0].marker;
-    EXPECT_EQ(marker.position().latitude, end.latitude);
-    EXPECT_EQ(marker.title(), "10.5 °, 2.0 km");
-    EXPECT_EQ(marker.snippet(), "a");
-    EXPECT_FALSE(marker.icon().isNull());
-    EXPECT_EQ(vc->mapView()->overlays().size(), 6u);
-    // Miles change the texts; a redraw replaces, it doesn't add.
-    defaults().setBool(true, SettingsKey::useImperialUnits);
-    vc->viewWillAppear(false);
-    EXPECT_EQ(vc->markery[0].marker->title(), "10.5 °, 1.2 mi");
-    EXPECT_EQ(vc->mapView()->overlays().size(), 6u);
-}
-
-TEST_F(AzimuthMap, LongPressMovesTheStartWithoutTouchingTheSettings) {
-    setManual(true, 52.0, 21.0);
-    addAzimuth(45.0, 3.0);
-    AzimuthVC* vc = show();
+    // A long press moves the start without touching the settings.
     const QString locationText = vc->pointLocationTXT()->text();
     // Through the map's own gesture: the middle of the view is the camera's position.
     vc->mapView()->setSize(QSizeF(400, 300));
@@ -142,7 +97,7 @@ TEST_F(AzimuthMap, LongPressMovesTheStartWithoutTouchingTheSettings) {
     EXPECT_EQ(vc->pinUzytkownik->position().latitude, 51.5);
     EXPECT_EQ(vc->pinKompas->position().longitude, 20.5);
     EXPECT_EQ(vc->pointLocationTXT()->text(), locationText);
-    EXPECT_EQ(vc->azimuth, 45.0) << "a lone line is selected again by the redraw";
+    EXPECT_EQ(vc->azimuth, 10.0) << "a lone line is selected again by the redraw";
     EXPECT_EQ(defaults().doubleForKey(SettingsKey::latitude), 52.0);
 
     // The next appearance brings the manual position back.
@@ -150,7 +105,46 @@ TEST_F(AzimuthMap, LongPressMovesTheStartWithoutTouchingTheSettings) {
     EXPECT_EQ(vc->linie[0]->path().coordinateAtIndex(0).latitude, 52.0);
 }
 
-TEST_F(AzimuthMap, ManualPositionAtZeroZeroFallsBackToTheDeviceAndItsHeadings) {
+TEST_F(AzimuthMap, TwoAzimuthsDrawTheirLinesSelectOnlyByTapAndARedrawReplacesThem) {
+    setManual(true, 52.0, 21.0);
+    addAzimuth(10.5, 2.0, "a", 255, 0, 0);
+    addAzimuth(90.0, 1.5, QString(), 0, 0, 255);
+    AzimuthVC* vc = show();
+    ASSERT_EQ(vc->linie.size(), 2);
+    ASSERT_EQ(vc->markery.size(), 2);
+    const auto end = AzimuthLines::destinationPoint(52.0, 21.0, 10.5, 2.0);
+    const GMSPolyline& line = *vc->linie[0];
+    EXPECT_EQ(std::tuple(line.map(), line.strokeWidth(), line.geodesic(), line.strokeColor(), line.path().count()),
+              std::tuple(vc->mapView(), 2.0f, true, QColor::fromRgbF(1.0f, 0.0f, 0.0f, 1.0f), 2u));
+    EXPECT_EQ(line.path().coordinateAtIndex(1).longitude, end.longitude);
+    const GMSMarker& marker = *vc->markery[0].marker;
+    EXPECT_EQ(std::tuple(marker.position().latitude, marker.title(), marker.snippet(), marker.icon().isNull()),
+              std::tuple(end.latitude, QString("10.5 °, 2.0 km"), QString("a"), false));
+    EXPECT_EQ(vc->mapView()->overlays().size(), 6u);
+
+    EXPECT_EQ(vc->azimuth, -360.0);
+    EXPECT_FALSE(onBearing(vc, 90.0)) << "nothing selected";
+    // Markers that aren't azimuth ends change nothing, and the map keeps
+    // its usual info window (false).
+    EXPECT_FALSE(vc->didTapMarker(vc->mapView(), vc->pinUzytkownik.get()));
+    EXPECT_FALSE(vc->didTapMarker(vc->mapView(), vc->pinKompas.get()));
+    EXPECT_EQ(vc->azimuth, -360.0);
+    EXPECT_FALSE(vc->didTapMarker(vc->mapView(), vc->markery[1].marker.get()));
+    EXPECT_EQ(vc->azimuth, 90.0);
+    EXPECT_EQ(vc->pointDescriptionTXT()->text(), "selected azimuth: 90.0°");
+    EXPECT_TRUE(onBearing(vc, 88.0));
+    vc->didLongPressAtCoordinate(vc->mapView(), {52.1, 21.1});
+    EXPECT_EQ(vc->azimuth, -360.0);
+    EXPECT_EQ(vc->pointDescriptionTXT()->text(), "");
+
+    // Miles change the texts; a redraw replaces, it doesn't add.
+    defaults().setBool(true, SettingsKey::useImperialUnits);
+    vc->viewWillAppear(false);
+    EXPECT_EQ(vc->markery[0].marker->title(), "10.5 °, 1.2 mi");
+    EXPECT_EQ(vc->mapView()->overlays().size(), 6u);
+}
+
+TEST_F(AzimuthMap, ManualPositionAtZeroZeroFallsBackToTheDeviceAndItsHeadingsAndWithoutOneDrawsNothing) {
     addAzimuth(80.0, 1.0);
     backend->fix(50.0, 19.0);
     setManual(true, 0.0, 0.0);
@@ -161,14 +155,11 @@ TEST_F(AzimuthMap, ManualPositionAtZeroZeroFallsBackToTheDeviceAndItsHeadings) {
     EXPECT_TRUE(vc->locationManager->isUpdatingHeading());
     backend->heading(77.0);  // corrected by the declination at the device fix, about +6
     EXPECT_EQ(vc->kompasTXT()->text(), "83°");
-}
 
-TEST_F(AzimuthMap, WithoutAnyPositionNothingIsDrawnAndNothingSaid) {
+    // Without any position nothing is drawn and nothing said.
     services->setAuthorizationStatus(kCLAuthorizationStatusDenied);
-    addAzimuth(30.0, 1.0);
-    setManual(true, 0.0, 0.0);
     zltest::LogCapture log;
-    AzimuthVC* vc = show();
+    vc = show();
     EXPECT_FALSE(vc->mapIsConfigured);
     EXPECT_FALSE(vc->lokalizacjaUzytkownika);
     EXPECT_TRUE(vc->linie.isEmpty());
@@ -177,22 +168,4 @@ TEST_F(AzimuthMap, WithoutAnyPositionNothingIsDrawnAndNothingSaid) {
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
     onBearing(vc, 123.0);  // the heading still runs
     EXPECT_EQ(vc->kompasTXT()->text(), "123°");
-}
-
-TEST_F(AzimuthMap, CompassIndicatorHidesBySettingAndTheBlueDotNeedsWhenInUse) {
-    setManual(true, 52.0, 21.0);
-    defaults().setBool(true, SettingsKey::hideCompassIndicator);
-    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
-    AzimuthVC* vc = show();
-    EXPECT_EQ(vc->pinKompas->opacity(), 0.0f);
-    EXPECT_EQ(vc->pinKompas->map(), vc->mapView());
-    EXPECT_FALSE(vc->mapView()->isMyLocationEnabled());
-    defaults().setBool(false, SettingsKey::hideCompassIndicator);
-    vc->viewWillAppear(false);
-    EXPECT_EQ(vc->pinKompas->opacity(), 1.0f);
-
-    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
-    vc = show();
-    EXPECT_TRUE(vc->mapView()->isMyLocationEnabled());
-    EXPECT_TRUE(vc->mapView()->settings()->myLocationButton());
 }

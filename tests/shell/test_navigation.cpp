@@ -46,7 +46,16 @@ struct Nav : ::testing::Test {
 
 }  // namespace
 
-TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
+TEST_F(Nav, AnUnregisteredSegueIsRefusedAndPushAndPopFollowTheLifecycleOrder) {
+    zltest::LogCapture log;
+    EXPECT_FALSE(root->performSegueWithIdentifier("nowhere"));
+    EXPECT_EQ(nav.depth(), 1);
+    ASSERT_EQ(log.warnings().size(), 1);
+    EXPECT_TRUE(log.warnings()[0].contains("nowhere"));
+    EXPECT_TRUE(g_events.isEmpty()) << "prepareForSegue isn't called either";
+
+    EXPECT_FALSE(Screen("L").performSegueWithIdentifier("next")) << "a screen outside a stack";
+
     QSignalSpy pushed(&nav, &NavigationController::pushed);
     QSignalSpy popped(&nav, &NavigationController::popped);
     ASSERT_TRUE(root->performSegueWithIdentifier("next", "hello"));
@@ -70,18 +79,7 @@ TEST_F(Nav, PushAndPopFollowTheLifecycleOrder) {
     ASSERT_TRUE(zltest::waitFor([&] { return gone.isNull(); }));
 }
 
-TEST_F(Nav, AnUnregisteredSegueIsRefusedWithAWarning) {
-    zltest::LogCapture log;
-    EXPECT_FALSE(root->performSegueWithIdentifier("nowhere"));
-    EXPECT_EQ(nav.depth(), 1);
-    ASSERT_EQ(log.warnings().size(), 1);
-    EXPECT_TRUE(log.warnings()[0].contains("nowhere"));
-    EXPECT_TRUE(g_events.isEmpty()) << "prepareForSegue isn't called either";
-
-    EXPECT_FALSE(Screen("L").performSegueWithIdentifier("next")) << "a screen outside a stack";
-}
-
-TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfAndPopToRootPopsAll) {
+TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfPopToRootPopsAllAndLaterRegistrationsReplace) {
     nav.popViewControllerAnimated(true);
     EXPECT_EQ(nav.depth(), 1);
     root->performSegueWithIdentifier("next");
@@ -93,9 +91,8 @@ TEST_F(Nav, PopOnTheRootDoesNothingOnlyTheTopPopsItselfAndPopToRootPopsAll) {
     nav.popToRootViewControllerAnimated(false);
     EXPECT_EQ(nav.depth(), 1);
     EXPECT_TRUE(g_events.contains("A.viewDidAppear"));
-}
 
-TEST_F(Nav, LaterRegistrationsReplaceEarlierOnes) {
+    // Later registrations replace earlier ones.
     nav.registerScreen("next", [] { return new Screen("B2"); }, QUrl("qrc:/B2.qml"));
     root->performSegueWithIdentifier("next");
     EXPECT_EQ(static_cast<Screen*>(nav.topViewController())->name_, "B2");
@@ -134,12 +131,11 @@ TEST(TableModel, SectionsRowsCellsAndActions) {
     table.setDataSource(&source);
     ASSERT_EQ(table.rowCount(), 4);
     const QModelIndex last = table.index(3);
-    EXPECT_EQ(table.data(last, UITableView::SectionTitleRole).toString(), "1|second");
-    EXPECT_EQ(table.data(last, UITableView::CellClassRole).toString(), "settingsCellTypeII");
-    EXPECT_EQ(table.data(last, UITableView::FieldsRole).toMap().value("settingName"), "1/0");
-    EXPECT_FALSE(table.data(last, UITableView::DeletableRole).toBool());
-    EXPECT_EQ(table.indexOf(0, 2), 2);
-    EXPECT_EQ(table.indexOf(5, 0), -1);
+    EXPECT_EQ((QVariantList{table.data(last, UITableView::SectionTitleRole), table.data(last, UITableView::CellClassRole),
+                            table.data(last, UITableView::FieldsRole).toMap().value("settingName"),
+                            table.data(last, UITableView::DeletableRole)}),
+              (QVariantList{"1|second", "settingsCellTypeII", "1/0", false}));
+    EXPECT_EQ(std::pair(table.indexOf(0, 2), table.indexOf(5, 0)), std::pair(2, -1));
 
     QSignalSpy deselect(&table, &UITableView::deselectRow);
     table.selectRow(1);

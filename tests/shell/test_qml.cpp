@@ -60,7 +60,7 @@ TEST_F(App, EveryQmlFileOfTheShellLoadsWithoutWarnings) {
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
 }
 
-TEST_F(App, AWalkThroughTheMenuWithRealClicks) {
+TEST_F(App, AWalkThroughTheMenuWithRealClicksAndAStoreProblemDialog) {
     zltest::LogCapture log;
     QQuickWindow* window = loadMain();
     ASSERT_TRUE(window);
@@ -77,16 +77,13 @@ TEST_F(App, AWalkThroughTheMenuWithRealClicks) {
     EXPECT_GT(help->height(), 1000) << "the whole help page is laid out";
     ASSERT_TRUE(clickTo(window, "backButton"));
     EXPECT_EQ(navigation.depth(), 1);
-    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
-}
 
-TEST_F(App, AStoreProblemIsShownAsADialog) {
-    QQuickWindow* window = loadMain();
-    ASSERT_TRUE(window);
+    // A store problem shows as a dialog.
     auto* dialog = window->findChild<QObject*>("problemDialog");
     ASSERT_TRUE(dialog);
     fake.appDelegate.reportProblem("The store x could not be opened");
     EXPECT_TRUE(zltest::waitFor([&] { return dialog->property("visible").toBool(); }));
     fake.appDelegate.dismissProblem();
     EXPECT_TRUE(zltest::waitFor([&] { return !dialog->property("visible").toBool(); }));
+    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
 }

@@ -37,30 +37,26 @@ struct Menu : ::testing::Test {
 }  // namespace
 
 TEST_F(Menu, EachPermissionStatusOpensTheChosenScreen) {
-    struct Case {
-        int status;
-        int answer;
-    };
     // The menus of earlier rounds left the stack and refuse their segues.
     zltest::LogCapture log;
-    for (const Case c : {Case{1, 1}, Case{2, 2}, Case{3, 3}, Case{4, 4}, Case{0, 2}, Case{0, 4}}) {
-        services.setAuthorizationStatus(c.status);
-        services.setPromptAnswer(c.answer);
+    for (auto [status, answer] : {std::pair{1, 1}, {2, 2}, {3, 3}, {4, 4}, {0, 2}, {0, 4}}) {
+        services.setAuthorizationStatus(status);
+        services.setPromptAnswer(answer);
         IntroVC* intro = showMenu();
         EXPECT_EQ(intro->selected(), -1);
         intro->button_ptp();
         EXPECT_EQ(intro->selected(), 1);
-        if (c.status == 0) {
+        if (status == 0) {
             EXPECT_EQ(nav.depth(), 1) << "the segue waits for the answer";
-            ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << c.status;
+            ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << status;
         }
-        EXPECT_EQ(nav.depth(), 2) << "status " << c.status << ": a refusal doesn't block the screen";
+        EXPECT_EQ(nav.depth(), 2) << "status " << status << ": a refusal doesn't block the screen";
         QCoreApplication::processEvents();
         EXPECT_EQ(nav.depth(), 2) << "opened once";
     }
 }
 
-TEST_F(Menu, ButtonsPickTheirWorkScreensAndSettingsAndHelpLeaveTheChoice) {
+TEST_F(Menu, ButtonsPickTheirWorkScreensSettingsAndHelpLeaveTheChoiceAndAPermissionChangeReopensIt) {
     services.setAuthorizationStatus(4);
     IntroVC* intro = showMenu();
     QSignalSpy pushed(&nav, &NavigationController::pushed);
@@ -73,19 +69,13 @@ TEST_F(Menu, ButtonsPickTheirWorkScreensAndSettingsAndHelpLeaveTheChoice) {
         nav.popViewControllerAnimated(false);
     }
     EXPECT_EQ(pushed.size(), 5);
-}
 
-TEST_F(Menu, ALaterPermissionChangeOpensTheLastWorkScreenAgain) {
-    services.setAuthorizationStatus(4);
-    IntroVC* intro = showMenu();
-    intro->button_azimuth();
-    nav.popViewControllerAnimated(false);
-    EXPECT_EQ(nav.depth(), 1);
+    // A later permission change opens the last work screen again.
     services.setAuthorizationStatus(2);
     ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; }));
 }
 
-TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
+TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaintAndOneThatCantBeMadeIsLogged) {
     services.setAuthorizationStatus(4);
     zltest::LogCapture log;
     // The spy must exist before the menu appears: on a quick disk the folders
@@ -101,18 +91,16 @@ TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaint) {
     intro->viewDidAppear(false);
     ASSERT_TRUE(ready.wait(5000));
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
-}
 
-TEST(MenuFolders, AFolderThatCantBeMadeIsLoggedAndTheNextIsTried) {
+    // A folder that can't be made is logged and the next is tried.
     QTemporaryDir dir;
     ASSERT_FALSE(zltest::writeFile(dir.filePath("sectors"), "a file where the folder should be").isEmpty());
-    zltest::LogCapture log;
     IntroVC::makeFolders(dir.path());
     EXPECT_TRUE(log.contains("Unable to create directory"));
     EXPECT_TRUE(QDir(QDir(dir.path()).filePath("KML - export")).exists());
 }
 
-TEST(SettingsScreen, TableRowsAndTheirSegues) {
+TEST(SettingsScreen, TableRowsTheirSeguesTheVersionAndTheHelpPage) {
     NavigationController nav;
     QStringList opened;
     for (const char* id : {"azimuth_settings", "ptp_settings", "validation_settings", "help"}) {
@@ -131,18 +119,16 @@ TEST(SettingsScreen, TableRowsAndTheirSegues) {
     }
     table->selectRow(3);  // version: nothing
     EXPECT_EQ(opened, QStringList({"azimuth_settings", "ptp_settings", "validation_settings", "help"}));
-}
 
-TEST(SettingsScreen, VersionFallsBackWhenTheAppHasNone) {
+    // The version row falls back when the app has none.
     const QString saved = QCoreApplication::applicationVersion();
     QCoreApplication::setApplicationVersion(QString());
     EXPECT_EQ(SettingsVC::bundleVersion(), "1.0.0-alpha");
     QCoreApplication::setApplicationVersion("3.1.4");
     EXPECT_EQ(SettingsVC::bundleVersion(), "3.1.4");
     QCoreApplication::setApplicationVersion(saved);
-}
 
-TEST(HelpScreen, LoadsTheBundledPageOrStaysEmpty) {
+    // The help page loads from the bundle, or stays empty.
     AboutVC about;
     about.loadViewIfNeeded();
     EXPECT_TRUE(about.webView()->html().contains("Files in and out"));

@@ -15,10 +15,9 @@ TEST(UserDefaultsTest, AFreshStoreReadsNothingAndValuesSurviveANewStoreOnTheSame
     const QString path = QDir(dir.path()).filePath("settings.ini");
     {
         UserDefaults d(path);
-        EXPECT_FALSE(d.boolForKey(SettingsKey::useImperialUnits));
-        EXPECT_EQ(d.doubleForKey(SettingsKey::latitude), 0.0);
-        EXPECT_EQ(d.integerForKey(SettingsKey::ptpListSortBy), 0);
-        EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
+        EXPECT_EQ(std::tuple(d.boolForKey(SettingsKey::useImperialUnits), d.doubleForKey(SettingsKey::latitude),
+                             d.integerForKey(SettingsKey::ptpListSortBy), d.stringForKey(SettingsKey::toName)),
+                  std::tuple(false, 0.0, 0, std::nullopt));
         d.setBool(true, SettingsKey::useImperialUnits);
         d.setDouble(52.123456789012, SettingsKey::latitude);
         d.setDouble(-0.1, SettingsKey::longitude);
@@ -28,28 +27,21 @@ TEST(UserDefaultsTest, AFreshStoreReadsNothingAndValuesSurviveANewStoreOnTheSame
         EXPECT_TRUE(d.synchronize());
     }
     UserDefaults d(path);
-    EXPECT_TRUE(d.boolForKey(SettingsKey::useImperialUnits));
-    EXPECT_EQ(d.doubleForKey(SettingsKey::latitude), 52.123456789012);
-    EXPECT_EQ(d.doubleForKey(SettingsKey::longitude), -0.1);
-    EXPECT_EQ(d.integerForKey(SettingsKey::ptpListSortBy), 3);
-    EXPECT_EQ(d.stringForKey(SettingsKey::toName).value_or("?"), "Mast, \"north\" = 1");
-    EXPECT_EQ(d.stringForKey(SettingsKey::toDesc).value_or("?"), "");
     // A Bool read as an integer gives 1.
-    EXPECT_EQ(d.integerForKey(SettingsKey::useImperialUnits), 1);
+    EXPECT_EQ(std::tuple(d.boolForKey(SettingsKey::useImperialUnits), d.integerForKey(SettingsKey::useImperialUnits),
+                         d.doubleForKey(SettingsKey::latitude), d.doubleForKey(SettingsKey::longitude),
+                         d.integerForKey(SettingsKey::ptpListSortBy)),
+              std::tuple(true, 1, 52.123456789012, -0.1, 3));
+    EXPECT_EQ((QStringList{d.stringForKey(SettingsKey::toName).value_or("?"),
+                           d.stringForKey(SettingsKey::toDesc).value_or("?")}),
+              (QStringList{"Mast, \"north\" = 1", ""}));
     d.setBool(false, SettingsKey::useImperialUnits);
     EXPECT_EQ(d.integerForKey(SettingsKey::useImperialUnits), 0);
     d.removeObjectForKey(SettingsKey::toName);
     EXPECT_FALSE(d.stringForKey(SettingsKey::toName).has_value());
 }
 
-TEST(UnitsTest, FactorsAreKeptAsTheyAre) {
-    EXPECT_EQ(Units::kmToMiles, 0.621371192);
-    EXPECT_EQ(Units::kmToMilesPtp, 0.6213712);
-    EXPECT_EQ(Units::milesToKmDivisorPtp, 0.6213711922);
-    EXPECT_EQ(Units::milesToKm, 1.609344);
-}
-
-TEST(FormatTest, ScreenTexts) {
+TEST(FormatTest, ScreenTextsFixedColoursAndUnitFactors) {
     EXPECT_EQ(Format::azimuthTitle(45.26, 1.25, false), "45.3 °, 1.2 km");
     EXPECT_EQ(Format::azimuthTitle(45.0, 10.0, true), "45.0 °, 6.2 mi");
     EXPECT_EQ(Format::azimuthRow(5.0, 2.0, false, ""), "5.0 °, 2.0 km");
@@ -61,6 +53,14 @@ TEST(FormatTest, ScreenTexts) {
     EXPECT_EQ(Format::heading(359.6), "360°");
     EXPECT_EQ(Format::labelAzimuth("selected", 123.45), "selected: 123.5°");
     EXPECT_EQ(Format::labelCoordinates("position", 52.1, -0.5), "position: 52.100000, -0.500000");
+
+    EXPECT_EQ(Palette::fault().rgb() & 0xFFFFFF, 0xFF3B30u);
+    EXPECT_EQ(Palette::sectionHeader().red(), 85);
+    EXPECT_EQ(Palette::deleteAction().rgb() & 0xFFFFFF, 0xBE2813u);
+    EXPECT_EQ(Palette::fromComponents(255, 0, 51).blueF(), 0.2f);
+
+    EXPECT_EQ((std::array{Units::kmToMiles, Units::kmToMilesPtp, Units::milesToKmDivisorPtp, Units::milesToKm}),
+              (std::array{0.621371192, 0.6213712, 0.6213711922, 1.609344}));
 }
 
 TEST(DecimalFieldTest, TheCLibraryGrammarOnTheWholeText) {
@@ -82,18 +82,11 @@ TEST(DecimalFieldTest, TheCLibraryGrammarOnTheWholeText) {
         if (c.value) EXPECT_DOUBLE_EQ(*got, *c.value) << c.text;
     }
     // Infinity and not-a-number in their C spellings.
-    EXPECT_TRUE(std::isinf(*readDecimalField("inf")));
-    EXPECT_TRUE(std::isinf(*readDecimalField("-Infinity")));
-    EXPECT_TRUE(std::isnan(*readDecimalField("nan")));
-    EXPECT_TRUE(std::isnan(*readDecimalField("NAN(123)")));
+    for (auto [text, nan] : {std::pair{"inf", false}, {"-Infinity", false}, {"nan", true}, {"NAN(123)", true}})
+        EXPECT_TRUE(nan ? std::isnan(readDecimalField(text).value_or(0)) : std::isinf(readDecimalField(text).value_or(0)))
+            << text;
     EXPECT_FALSE(readDecimalField("infinit").has_value());
     EXPECT_FALSE(readDecimalField(QString(QChar(0)) + "1").has_value());
     EXPECT_FALSE(readDecimalField(QStringLiteral("1") + QChar(0)).has_value());
 }
 
-TEST(PaletteTest, FixedColours) {
-    EXPECT_EQ(Palette::fault().rgb() & 0xFFFFFF, 0xFF3B30u);
-    EXPECT_EQ(Palette::sectionHeader().red(), 85);
-    EXPECT_EQ(Palette::deleteAction().rgb() & 0xFFFFFF, 0xBE2813u);
-    EXPECT_EQ(Palette::fromComponents(255, 0, 51).blueF(), 0.2f);
-}

@@ -71,7 +71,7 @@ TEST_F(LocationTest, EveryStatusChangeIsHeardAndANewManagerHearsTheStatusOnceAft
     EXPECT_TRUE(log.contains("unknown authorization status"));
 }
 
-TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnce) {
+TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnceAndEnableMyLocationNeedsWhenInUse) {
     services.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
     services.setPromptAnswer(kCLAuthorizationStatusDenied);
     LocationManager manager(&services);
@@ -86,9 +86,19 @@ TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnce) {
     ASSERT_EQ(changed.count(), 1);
     EXPECT_EQ(changed.at(0).at(0).toInt(), kCLAuthorizationStatusDenied);
     EXPECT_EQ(services.authorizationStatus(), kCLAuthorizationStatusDenied);
+
+    // The blue dot only for "when in use"; from "not determined" it asks, and the answer comes later.
+    for (auto [status, enabled] : {std::pair{kCLAuthorizationStatusAuthorizedWhenInUse, true},
+                                   {kCLAuthorizationStatusAuthorizedAlways, false}, {kCLAuthorizationStatusDenied, false},
+                                   {kCLAuthorizationStatusNotDetermined, false}}) {
+        services.setPromptAnswer(kCLAuthorizationStatusAuthorizedWhenInUse);
+        services.setAuthorizationStatus(status);
+        EXPECT_EQ(enableMyLocation(manager), enabled) << status;
+    }
+    ASSERT_TRUE(zltest::waitFor([&] { return services.authorizationStatus() == 4; }));
 }
 
-TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
+TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManagerInBatchesThroughTheDistanceFilter) {
     EXPECT_FALSE(backend->positionsWanted);
     auto manager = std::make_unique<LocationManager>(&services);
     EXPECT_TRUE(backend->positionsWanted);
@@ -117,15 +127,14 @@ TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManager) {
 
     manager.reset();
     EXPECT_FALSE(backend->positionsWanted);
-}
 
-TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
+    // Updates deliver batches through the distance filter, only to the manager that started them.
     LocationManager quiet(&services);
-    LocationManager manager(&services);
+    LocationManager updating(&services);
     QSignalSpy quietSpy(&quiet, &LocationManager::didUpdateLocations);
-    QSignalSpy spy(&manager, &LocationManager::didUpdateLocations);
-    manager.setDistanceFilter(1.0);
-    manager.startUpdatingLocation();
+    QSignalSpy spy(&updating, &LocationManager::didUpdateLocations);
+    updating.setDistanceFilter(1.0);
+    updating.startUpdatingLocation();
 
     backend->batch({at(52.0, 21.0), at(52.000001, 21.0), at(52.00002, 21.0)});  // 0.1 m, then 2.1 m
     ASSERT_EQ(spy.count(), 1);
@@ -136,7 +145,7 @@ TEST_F(LocationTest, UpdatesDeliverBatchesThroughTheDistanceFilter) {
     EXPECT_EQ(spy.count(), 1);
     EXPECT_EQ(quietSpy.count(), 0);
 
-    manager.stopUpdatingLocation();
+    updating.stopUpdatingLocation();
     backend->fix(53.0, 21.0);
     EXPECT_EQ(spy.count(), 1);
 }
@@ -182,8 +191,7 @@ TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
     backend->heading(10.0);
     ASSERT_EQ(spy.count(), 1);
     auto h = spy.at(0).at(0).value<CLHeading>();
-    EXPECT_FALSE(h.isTrueHeading);
-    EXPECT_EQ((std::array{h.trueHeading, h.headingAccuracy}), (std::array{10.0, 3.0}));
+    EXPECT_EQ(std::tuple(h.isTrueHeading, h.trueHeading, h.headingAccuracy), std::tuple(false, 10.0, 3.0));
 
     backend->fix(40.7128, -74.006);  // New York, mid 2026: about 12.47° west
     backend->heading(10.0);
@@ -191,8 +199,7 @@ TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
     h = spy.at(1).at(0).value<CLHeading>();
     EXPECT_TRUE(h.isTrueHeading);
     EXPECT_NEAR(h.trueHeading, 360.0 + 10.0 - 12.47, 0.015);
-    ASSERT_TRUE(manager.heading());
-    EXPECT_EQ(*manager.heading(), h);
+    EXPECT_EQ(manager.heading(), std::optional(h));
 
     // Outside the model's years: flagged, and logged once.
     zltest::LogCapture log;
@@ -238,17 +245,6 @@ TEST_F(LocationTest, ARecordedWalkPlaysThroughTheManagerWithTrueHeadings) {
     EXPECT_FALSE(services.configure("gps"));
     EXPECT_EQ(services.positionBackend(), replay);  // the old source stays
     EXPECT_TRUE(log.contains("Position source not changed"));
-}
-
-TEST_F(LocationTest, EnableMyLocationOnlyForWhenInUse) {
-    LocationManager manager(&services);
-    EXPECT_TRUE(enableMyLocation(manager));
-    services.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
-    EXPECT_FALSE(enableMyLocation(manager));
-    // From "not determined" it asks, and the answer comes later.
-    services.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
-    EXPECT_FALSE(enableMyLocation(manager));
-    ASSERT_TRUE(zltest::waitFor([&] { return services.authorizationStatus() == 4; }));
 }
 
 TEST(WorkPosition, ManualDeviceOrPrevious) {

@@ -54,23 +54,21 @@ QByteArray nmea(const QByteArray& body) {
 }  // namespace
 
 // Order, ties and times are checked by playing the track below.
-TEST(ReplayTrack, ReadsTheOptionalValuesOrTheirUnknowns) {
+TEST(ReplayTrack, ReadsTheOptionalValuesOrTheirUnknownsRefusesBadFilesAndSurvivesRandomInput) {
     QString error;
     const auto track = ReplayTrack::parse(kRun, &error);
     ASSERT_TRUE(track) << qPrintable(error);
     ASSERT_EQ(track->events.size(), 5u);
-    EXPECT_FALSE(track->loop);
     const CLLocation& first = track->events[0].location;
     EXPECT_EQ(first.coordinate, (CLLocationCoordinate2D{52.2297, 21.0122}));
     EXPECT_EQ((std::array{first.altitude, first.horizontalAccuracy, first.verticalAccuracy, first.speed, first.course}),
               (std::array{110.0, 4.0, -1.0, 1.5, 90.0}));
-    EXPECT_TRUE(track->events[2].isHeading);
-    EXPECT_EQ(track->events[2].magneticHeading, 42.5);
-    EXPECT_EQ(track->events[2].headingAccuracy, -1.0);
-    EXPECT_EQ(track->durationMs(), 2000);
-}
+    const auto& heading = track->events[2];
+    EXPECT_EQ(std::tuple(heading.isHeading, heading.magneticHeading, heading.headingAccuracy, track->durationMs(),
+                         track->loop),
+              std::tuple(true, 42.5, -1.0, 2000, false));
 
-TEST(ReplayTrack, RefusesBadFilesWithAReason) {
+    // Bad files are refused with a reason.
     const std::vector<std::pair<QByteArray, QString>> cases = {
         {"", "not JSON"},
         {"[]", "JSON object"},
@@ -87,14 +85,13 @@ TEST(ReplayTrack, RefusesBadFilesWithAReason) {
         {R"({"format":"zenloft-replay","version":1,"events":[3]})", "object"},
     };
     for (const auto& [json, expected] : cases) {
-        QString error;
+        error.clear();
         EXPECT_FALSE(ReplayTrack::parse(json, &error)) << json.constData();
         EXPECT_TRUE(error.contains(expected)) << qPrintable(error);
     }
     EXPECT_TRUE(ReplayTrack::parse(R"({"format":"zenloft-replay","version":1,"events":[]})"));
-}
 
-TEST(ReplayTrack, SurvivesRandomAndTruncatedInput) {
+    // Random and truncated input never crashes.
     for (qsizetype n = 0; n < kRun.size(); ++n) (void)ReplayTrack::parse(kRun.left(n));
     std::mt19937 rng(1302);
     for (int round = 0; round < 500; ++round) {
@@ -179,7 +176,7 @@ TEST(ReplayBackend, LoadsFromFileOffTheGuiThreadAndReportsBadOnes) {
     }
 }
 
-TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
+TEST(QtPositionBackend, ParsesRecordedNmeaReportsAMissingFileAndConvertsPositionInfo) {
     QTemporaryDir dir;
     // Three RMC fixes 10 ms apart, so that the log plays almost at once.
     QByteArray log;
@@ -202,12 +199,10 @@ TEST(NmeaFileSource, ParsesRecordedSentencesAndReportsAMissingFile) {
     EXPECT_NEAR(fixes[0].coordinate.latitude, 52 + 13.782 / 60, 1e-9);
     EXPECT_NEAR(fixes[0].coordinate.longitude, 21 + 0.732 / 60, 1e-9);
     EXPECT_NEAR(fixes[0].speed, 3.9 * 1852.0 / 3600.0, 1e-6);  // knots -> m/s
-    EXPECT_EQ(fixes[0].course, 87.0);
-    EXPECT_EQ(fixes[0].timestamp, QDateTime(QDate(2026, 5, 4), QTime(9, 30), Qt::UTC));
+    EXPECT_EQ(std::pair(fixes[0].course, fixes[0].timestamp), std::pair(87.0, QDateTime(QDate(2026, 5, 4), QTime(9, 30), Qt::UTC)));
     EXPECT_EQ(fixes[2].course, -1.0);  // absent course stays unknown
-}
 
-TEST(QtPositionBackend, ConvertsPositionInfo) {
+    // Position info converts with unknowns as -1.
     QGeoPositionInfo info(QGeoCoordinate(10.5, -20.25, 300.0), QDateTime(QDate(2026, 2, 3), QTime(4, 5), Qt::UTC));
     info.setAttribute(QGeoPositionInfo::HorizontalAccuracy, 7.0);
     info.setAttribute(QGeoPositionInfo::GroundSpeed, 2.5);
