@@ -75,21 +75,20 @@ inline GMSCachedTileData load(GMSTileDataCache& cache, GMSCacheTileKey key) {
     return await<GMSCachedTileData>([&](QObject* c, auto fn) { cache.loadTileForTileCoords(key, c, fn); });
 }
 
-// A load's answer in one line: "miss", or data, validation time, version and
-// the two epochs.
-inline QString describe(const GMSCachedTileData& d) {
-    if (!d.found) return QStringLiteral("miss");
-    return QStringLiteral("%1 t%2 v%3 e%4/%5")
-        .arg(QString::fromLatin1(d.data))
-        .arg(d.validationTime)
-        .arg(d.versionID)
-        .arg(d.perTileEpoch)
-        .arg(d.serverPerTileEpoch);
-}
-
+// Loads, one line each: "miss", or data, validation time, version and the
+// two epochs.
 inline QStringList loads(GMSTileDataCache& cache, const QList<GMSCacheTileKey>& keys) {
     QStringList out;
-    for (const auto& k : keys) out << describe(load(cache, k));
+    for (const auto& k : keys) {
+        const GMSCachedTileData d = load(cache, k);
+        out << (!d.found ? QStringLiteral("miss")
+                         : QStringLiteral("%1 t%2 v%3 e%4/%5")
+                               .arg(QString::fromLatin1(d.data))
+                               .arg(d.validationTime)
+                               .arg(d.versionID)
+                               .arg(d.perTileEpoch)
+                               .arg(d.serverPerTileEpoch));
+    }
     return out;
 }
 

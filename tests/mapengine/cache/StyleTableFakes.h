@@ -22,30 +22,24 @@ inline const QString kUrlA = QStringLiteral("https://maps.example/styles/a?epoch
 inline const QString kUrlB = QStringLiteral("https://maps.example/styles/b?epoch=2");
 inline const QString kUrlC = QStringLiteral("https://maps.example/styles/c");
 
-// Answers from a script per URL; a held URL keeps its callers waiting until
-// release(). Counts every fetch.
+// Answers from a script per URL (set before the service runs); a held URL
+// keeps its callers waiting until release(). Counts every fetch.
 class FakeFetcher : public GMSStyleTableFetcher {
 public:
     struct Answer {
         QByteArray data;
         QString error;
     };
-    void script(const QString& url, QList<Answer> answers) {
-        QMutexLocker l(&m_lock);
-        m_script[url] = std::move(answers);
-    }
-    void hold(const QString& url) {
-        QMutexLocker l(&m_lock);
-        m_held.insert(url);
-    }
+    QHash<QString, QList<Answer>> script;
+    QSet<QString> held;
+    std::atomic<int> lastTimeoutMs{0};
+
     void release(const QString& url) {
-        QList<std::function<void()>> waiting;
-        {
-            QMutexLocker l(&m_lock);
-            m_held.remove(url);
-            waiting = m_waiting.take(url);
-        }
-        for (auto& w : waiting) w();
+        QMutexLocker l(&m_lock);
+        held.remove(url);
+        const auto waiting = m_waiting.take(url);
+        l.unlock();
+        for (const auto& w : waiting) w();
     }
     int fetches(const QString& url) const {
         QMutexLocker l(&m_lock);
@@ -53,29 +47,21 @@ public:
     }
     void fetch(const QString& url, int timeoutMs,
                std::function<void(const QByteArray&, const QString&)> done) override {
-        Answer a{{}, QStringLiteral("no answer scripted")};
         QMutexLocker l(&m_lock);
         ++m_fetches[url];
         lastTimeoutMs = timeoutMs;
-        if (!m_script[url].isEmpty()) a = m_script[url].takeFirst();
+        const Answer a = script[url].isEmpty() ? Answer{{}, "no answer scripted"} : script[url].takeFirst();
         auto answer = [done, a] { done(a.data, a.error); };
-        if (m_held.contains(url)) {
-            m_waiting[url].append(answer);
-            return;
-        }
+        if (held.contains(url))
+            return m_waiting[url].append(answer);
         l.unlock();
         answer();
     }
 
 private:
     mutable QMutex m_lock;
-    QHash<QString, QList<Answer>> m_script;
-    QSet<QString> m_held;
     QHash<QString, QList<std::function<void()>>> m_waiting;
     QHash<QString, int> m_fetches;
-
-public:
-    std::atomic<int> lastTimeoutMs{0};
 };
 
 inline GMSStyleTableService::Table loadTable(GMSStyleTableService& s, const QString& url) {
@@ -92,7 +78,7 @@ inline QList<int> epochs(GMSStyleTableService& s) {
 inline QByteArray dataOf(const GMSStyleTableService::Table& t) { return t ? t->data() : QByteArray("none"); }
 
 // Client parameters as the style table service sees them, set by the test;
-// counts the reads, the refetches asked for and the epoch expected by the last.
+// counts the reads and the refetches asked for.
 class FakeStyleParameters : public GMSStyleTableClientParameters {
 public:
     void set(GMSStyleTableEpochResources r) {
@@ -100,17 +86,16 @@ public:
         m_current = std::move(r);
     }
     GMSStyleTableEpochResources currentEpochResources() const override {
-        ++reads;
         QMutexLocker l(&m_lock);
+        ++reads;
         return m_current;
     }
     void refetchClientParametersExpectingPaintEpoch(qint32 epoch) override {
-        expected = epoch;
-        ++refetches;
+        QMutexLocker l(&m_lock);
+        refetches = {refetches.first + 1, epoch};
     }
     mutable std::atomic<int> reads{0};
-    std::atomic<int> refetches{0};
-    std::atomic<qint32> expected{0};
+    std::pair<int, qint32> refetches{0, 0};  // how many, and the epoch expected by the last
 
 private:
     mutable QMutex m_lock;

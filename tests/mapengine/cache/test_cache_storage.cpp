@@ -10,13 +10,10 @@
 
 using namespace cachetest;
 
-namespace {
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile f(path);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(bytes);
-}
+using zltest::readFile;
+using zltest::writeFile;
 
+namespace {
 class GMSCacheStorageTest : public CacheTest {
 protected:
     // Leaves a closed new store with `n` tiles of 3000 bytes each.
@@ -135,26 +132,15 @@ TEST_F(GMSCacheStorageTest, RandomDamageNeverBreaksTheCache) {
     for (quint32 seed = 1; seed <= 12; ++seed) {
         SCOPED_TRACE(seed);
         fill(40);
-        {
-            QFile f(file());
-            ASSERT_TRUE(f.open(QIODevice::ReadWrite));
-            QByteArray bytes = f.readAll();
-            QRandomGenerator rng(seed);
-            const int flips = 1 + int(rng.bounded(200));
-            for (int i = 0; i < flips; ++i) bytes[rng.bounded(int(bytes.size()))] = char(rng.bounded(256));
-            if (seed % 3 == 0) bytes.truncate(rng.bounded(int(bytes.size())));
-            f.seek(0);
-            f.resize(0);
-            f.write(bytes);
-        }
+        QByteArray bytes = readFile(file());
+        QRandomGenerator rng(seed);
+        for (int flips = 1 + int(rng.bounded(200)); flips > 0; --flips)
+            bytes[rng.bounded(int(bytes.size()))] = char(rng.bounded(256));
+        if (seed % 3 == 0) bytes.truncate(rng.bounded(int(bytes.size())));
+        ASSERT_FALSE(writeFile(file(), bytes).isEmpty());
         GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
         startCache(cache);  // may fail: then every load is a miss
-        for (int i = 0; i < 40; ++i) {
-            const auto r = load(cache, {12, i, 7});
-            if (r.found) {
-                EXPECT_LE(r.data.size(), 3000);
-            }
-        }
+        for (int i = 0; i < 40; ++i) EXPECT_LE(load(cache, {12, i, 7}).data.size(), 3000);
         if (cache.stats().hasStorage) {
             EXPECT_TRUE(store(cache, {tile(3, 3, 3, "fresh")}));
             EXPECT_EQ(load(cache, {3, 3, 3}).data, QByteArray("fresh"));

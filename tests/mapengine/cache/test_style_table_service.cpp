@@ -32,8 +32,8 @@ TEST(GMSRawDeflate, RoundTripsAndRefusesDamage) {
 }
 
 TEST_F(GMSStyleTableServiceTest, TwoRequestsForOneUrlMakeOneFetch) {
-    fetcher->script(kUrlA, {{"table-A", {}}});
-    fetcher->hold(kUrlA);
+    fetcher->script[kUrlA] = {{"table-A", {}}};
+    fetcher->held.insert(kUrlA);
     GMSStyleTableService& service = make({0, 1});
 
     QObject ctx;
@@ -56,7 +56,7 @@ TEST_F(GMSStyleTableServiceTest, TwoRequestsForOneUrlMakeOneFetch) {
 }
 
 TEST_F(GMSStyleTableServiceTest, UpToThreeTriesWithEachFailureLogged) {
-    fetcher->script(kUrlA, {{{}, "timed out"}, {{}, "reset"}, {"third time", {}}});
+    fetcher->script[kUrlA] = {{{}, "timed out"}, {{}, "reset"}, {"third time", {}}};
     GMSStyleTableService& service = make();
     zltest::LogCapture log;
     EXPECT_EQ(dataOf(loadTable(service, kUrlA)), "third time");
@@ -70,7 +70,7 @@ TEST_F(GMSStyleTableServiceTest, BrokenTableOnDiskRemovesItselfAndABundledOneIsS
     struct Loader : GMSStyleTableServiceResourceLoader {
         QByteArray styleTableForURLString(const QString& url) override { return url == kUrlB ? "bundled" : ""; }
     };
-    fetcher->script(kUrlA, {{"GOOD", {}}});
+    fetcher->script[kUrlA] = {{"GOOD", {}}};
     auto decoder = [](const QByteArray& data, int format) -> GMSStyleTableService::Table {
         if (data == "BROKEN") throw std::runtime_error("bad style table");
         return GMSLazyMultiZoomStyleTable::tableFromData(data, format);

@@ -10,7 +10,6 @@
 #include <QObject>
 #include <QStringList>
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <tuple>
@@ -131,10 +130,6 @@ struct TileServiceHarness {
             out << row;
         }
         return out;
-    }
-    int count(int status) const
-    {
-        return int(std::count_if(answers.begin(), answers.end(), [&](const Answer& a) { return a.status == status; }));
     }
 
     zl::ManualClock clock;

@@ -28,11 +28,6 @@ struct Harness {
     std::vector<std::optional<GMSDASHError>> startups;
 
     QString path() const { return dir.filePath("ServerControlledParams"); }
-    QByteArray saved() const
-    {
-        QFile f(path());
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
 
     void make()
     {
@@ -123,12 +118,12 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     same->mutable_parameter_group_array(0)->set_type(PARAMETER_GROUP_UNKNOWN);
     same->mutable_parameter_group_array(1)->clear_hash_p();
     same->mutable_parameter_group_array(1)->mutable_vector_maps()->set_disk_cache_server_schema_version(99);
-    const QByteArray bytes = h.saved();
+    const QByteArray bytes = zltest::readFile(h.path());
     ASSERT_FALSE(bytes.isEmpty());
     h.clock.advance(3'600'000);
     h.answerLast(same);
     h.params->flushPendingWrites();
-    EXPECT_EQ(h.saved(), bytes);
+    EXPECT_EQ(zltest::readFile(h.path()), bytes);
     EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
     EXPECT_EQ(updated.count(), 2);
@@ -157,10 +152,7 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBac
         auto* c = e->mutable_expirations()->add_custom_expire_array();
         c->set_tile_type(TILE_TYPE_SATELLITE);
         c->set_expiration_seconds(30);
-        QFile f(h.path());
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(QByteArray::fromStdString(saved.SerializeAsString()));
-        f.close();
+        ASSERT_FALSE(zltest::writeFile(h.path(), QByteArray::fromStdString(saved.SerializeAsString())).isEmpty());
         ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
             QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 4 * 3'600'000), h.path()));
     }
@@ -181,10 +173,7 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBac
     EXPECT_FALSE(h.startups[0].has_value());
 
     // An unreadable file: defaults, and startup waits for the network.
-    QFile f(h.path());
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write("\xff\xff\xff not a message");
-    f.close();
+    ASSERT_FALSE(zltest::writeFile(h.path(), "\xff\xff\xff not a message").isEmpty());
     h.params.reset();
     h.sent.clear();
     h.startups.clear();

@@ -108,57 +108,39 @@ TEST_F(PaintEndToEnd, TilesArriveByThePaintRouteWithMode3)
     EXPECT_GE(log.count(QRegularExpression(QStringLiteral("POST /glm/paint \\S+ 200 .*tiles=\\d+/\\d+"))), 3) << log.toStdString();
 }
 
-namespace {
-
-// A loopback socket that takes connections and never answers.
-struct SilentServer {
-    SilentServer() { listening = server.listen(QHostAddress::LocalHost, 0); }
-    QUrl url() const { return QUrl(QStringLiteral("http://127.0.0.1:%1/glm/paint").arg(server.serverPort())); }
-    QTcpServer server;
-    bool listening = false;
-};
-
-}  // namespace
-
-TEST(PaintHttpTransport, AStalledServerTimesOutAndAClosedPortFails)
+// A stalled server times out; posts still running when the transport ends are
+// each cancelled once; a closed port fails.
+TEST(PaintHttpTransport, StalledCancelledAndRefusedPosts)
 {
-    SilentServer silent;
-    ASSERT_TRUE(silent.listening);
+    QTcpServer silent;  // takes connections and never answers
+    ASSERT_TRUE(silent.listen(QHostAddress::LocalHost, 0));
+    const QUrl url(QStringLiteral("http://127.0.0.1:%1/glm/paint").arg(silent.serverPort()));
     GMSPaintHttpTransport transport;
     std::optional<GMSPaintReply> stalled;
-    transport.post(silent.url(), "body", {}, 200, [&](GMSPaintReply r) { stalled = std::move(r); });
+    transport.post(url, "body", {}, 200, [&](GMSPaintReply r) { stalled = std::move(r); });
     ASSERT_TRUE(zltest::waitFor([&] { return stalled.has_value(); }, 20000));
     ASSERT_TRUE(stalled->error);
     EXPECT_EQ(std::pair(stalled->error->domain, stalled->error->code),
               std::pair(QString(kGMSDASHURLErrorDomain), int(kGMSDASHURLErrorTimedOut)));
 
-    // A port that nobody listens on any more.
-    const QUrl closed = silent.url();
-    silent.server.close();
-    std::optional<GMSPaintReply> refused;
-    transport.post(closed, "body", {}, 5000, [&](GMSPaintReply r) { refused = std::move(r); });
-    ASSERT_TRUE(zltest::waitFor([&] { return refused.has_value(); }, 20000));
-    ASSERT_TRUE(refused->error);
-    EXPECT_EQ(refused->error->code, kGMSDASHURLErrorCannotConnectToHost);
-}
-
-// Posts still running when the transport ends are each cancelled once.
-TEST(PaintHttpTransport, PostsStillRunningAtTheEndAreCancelledOnce)
-{
-    SilentServer silent;
-    ASSERT_TRUE(silent.listening);
     std::atomic<int> calls{0};
     std::atomic<int> cancelled{0};
     {
-        GMSPaintHttpTransport transport;
+        GMSPaintHttpTransport ending;
         for (int i = 0; i < 3; ++i)
-            transport.post(silent.url(), "body", {}, 60000, [&](GMSPaintReply r) {
+            ending.post(url, "body", {}, 60000, [&](GMSPaintReply r) {
                 ++calls;
-                if (r.error && r.error->code == kGMSDASHURLErrorCancelled)
-                    ++cancelled;
+                cancelled += r.error && r.error->code == kGMSDASHURLErrorCancelled;
             });
     }
-    EXPECT_EQ(calls.load(), 3);
-    EXPECT_EQ(cancelled.load(), 3);
+    EXPECT_EQ(std::pair(calls.load(), cancelled.load()), std::pair(3, 3));
     GMSPaintHttpTransport unused;  // never started: nothing to stop
+
+    // A port that nobody listens on any more.
+    silent.close();
+    std::optional<GMSPaintReply> refused;
+    transport.post(url, "body", {}, 5000, [&](GMSPaintReply r) { refused = std::move(r); });
+    ASSERT_TRUE(zltest::waitFor([&] { return refused.has_value(); }, 20000));
+    ASSERT_TRUE(refused->error);
+    EXPECT_EQ(refused->error->code, kGMSDASHURLErrorCannotConnectToHost);
 }

@@ -9,34 +9,25 @@
 #include <gtest/gtest.h>
 
 #include <QMutex>
-#include <QMutexLocker>
 
 using namespace zenloft::wire;
 using zltest::TileServiceHarness;
 
 namespace {
 
-// Catches the paint route's POSTs; the test answers them.
-class FakePaintTransport : public GMSPaintTransport {
-public:
+// Catches the paint route's POSTs, headers by name; the test answers them.
+struct FakePaintTransport : GMSPaintTransport {
     struct Post {
         QUrl url;
         QByteArray body;
-        Headers headers;
+        QHash<QByteArray, QByteArray> headers;
         int timeoutMs = 0;
         Done done;
-        QByteArray header(const QByteArray& name) const
-        {
-            for (const auto& [n, v] : headers)
-                if (n == name)
-                    return v;
-            return {};
-        }
     };
     void post(const QUrl& url, const QByteArray& body, const Headers& headers, int timeoutMs, Done done) override
     {
         QMutexLocker l(&mutex);
-        posts.push_back({url, body, headers, timeoutMs, std::move(done)});
+        posts.push_back({url, body, QHash<QByteArray, QByteArray>(headers.begin(), headers.end()), timeoutMs, done});
     }
     QMutex mutex;
     std::vector<Post> posts;
@@ -56,7 +47,6 @@ GMSDASHTileServiceOptions paintable(int paintTileType = TILE_TYPE_SATELLITE)
 struct PaintHarness : TileServiceHarness {
     explicit PaintHarness(GMSDASHTileServiceOptions o = paintable()) : TileServiceHarness(o)
     {
-        transport = std::make_shared<FakePaintTransport>();
         service->setPaintTransport(transport);
         service->setPaintServer(kPaintURL, kKey);
         service->setDirectToPaint(true);
@@ -64,18 +54,14 @@ struct PaintHarness : TileServiceHarness {
     GMSx_GMMMapTileRequestProto sentProto(std::size_t i) const
     {
         GMSx_GMMMapTileRequestProto p;
-        EXPECT_TRUE(p.ParseFromArray(transport->posts.at(i).body.constData(), int(transport->posts.at(i).body.size())));
+        EXPECT_TRUE(p.ParseFromString(transport->posts.at(i).body.toStdString()));
         return p;
     }
-    // Answers POST i with the given tiles (zoom as on the wire).
-    void answer(std::size_t i, const std::map<Key, Reply>& tiles, int httpStatus = 200)
+    // Answers POST i with the given tiles (zoom as on the wire), or with `r`.
+    void answer(std::size_t i, const std::map<Key, Reply>& tiles, std::optional<GMSPaintReply> r = {})
     {
-        const GMSx_GMMMapTileResponseProto resp = tileResponse(tiles, TILE_RESPONSE_OK);
-        reply(i, GMSPaintReply{httpStatus, QByteArray::fromStdString(resp.SerializeAsString()), std::nullopt});
-    }
-    void reply(std::size_t i, GMSPaintReply r)
-    {
-        transport->posts.at(i).done(std::move(r));
+        transport->posts.at(i).done(r.value_or(GMSPaintReply{
+            200, QByteArray::fromStdString(tileResponse(tiles, TILE_RESPONSE_OK).SerializeAsString()), {}}));
         pump();
     }
     // Lets the gathering delays run out.
@@ -84,9 +70,8 @@ struct PaintHarness : TileServiceHarness {
         clock.advance(GMSDASHTileService::kPaintGatheringDelayMs);
         pump();
     }
-    std::shared_ptr<FakePaintTransport> transport;
+    std::shared_ptr<FakePaintTransport> transport = std::make_shared<FakePaintTransport>();
 };
-
 
 }  // namespace
 
@@ -106,18 +91,18 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     h.clock.advance(1);
     ASSERT_EQ(h.transport->posts.size(), 1u);
     const auto& post = h.transport->posts[0];
-    EXPECT_EQ(std::tuple(post.url, post.header("Content-Type"), post.header("X-Paint-Signature").toStdString()),
+    EXPECT_EQ(std::tuple(post.url, post.headers["Content-Type"], post.headers["X-Paint-Signature"].toStdString()),
               std::tuple(kPaintURL, QByteArray("application/x-protobuf"),
                          paintSignature(kKey.toStdString(), post.body.toStdString())));
-    EXPECT_EQ(post.header("X-Paint-Signature").size(), 64);
+    EXPECT_EQ(post.headers["X-Paint-Signature"].size(), 64);
     EXPECT_GT(post.timeoutMs, 0) << "a stalled paint server must not hold tiles forever";
 
+    // No epoch known yet; the paint type is described once.
     const auto proto = h.sentProto(0);
-    ASSERT_EQ(proto.map_tile_array_size(), 2);
-    EXPECT_EQ(proto.header().fetch_type(), 1);
-    EXPECT_FALSE(proto.header().has_paint_epoch()) << "no epoch known yet";
-    ASSERT_EQ(proto.paint_description_array_size(), 1);
-    EXPECT_EQ(proto.paint_description_array(0).tile_type(), TILE_TYPE_HYBRID_OVERLAY) << "the paint type";
+    ASSERT_EQ(std::pair(proto.map_tile_array_size(), proto.paint_description_array_size()), std::pair(2, 1));
+    EXPECT_EQ(std::tuple(int(proto.header().fetch_type()), proto.header().has_paint_epoch(),
+                         int(proto.paint_description_array(0).tile_type())),
+              std::tuple(1, false, int(TILE_TYPE_HYBRID_OVERLAY)));
     for (const auto& t : proto.map_tile_array())
         EXPECT_EQ(std::tuple(int(t.tile_type()), t.paint_description_index(), t.version_id().supports_tile_hash()),
                   std::tuple(int(TILE_TYPE_SATELLITE), 0, true));
@@ -216,14 +201,13 @@ TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
         h.request(3, 1, 1);
         h.gather();
         ASSERT_EQ(h.transport->posts.size(), 1u);
-        h.reply(0, c.reply);
+        h.answer(0, {}, c.reply);
         EXPECT_EQ(h.rows(), QStringList(2, "3/1/1 failed"));
         EXPECT_FALSE(h.service->hasRequestsInFlight());
         // Not marked as missing: asking again goes to the server again.
         h.answers.clear();
         h.request(3, 1, 1);
-        EXPECT_TRUE(h.answers.empty());
-        EXPECT_EQ(h.clock.pendingCount(), 1);
+        EXPECT_EQ(std::pair(h.answers.size(), h.clock.pendingCount()), std::pair(std::size_t(0), 1));
     }
 }
 
