@@ -88,6 +88,17 @@ TEST_F(MapViewTest, DefaultsLimitsAndFrameRates) {
     EXPECT_FALSE(view->setPreferredFrameRate(3));
     EXPECT_TRUE(log.contains("Invalid frame rate of 3. Use GMSFrameRate enum."));
     EXPECT_EQ(view->preferredFrameRate(), 30u);
+
+    // What a new overlay of each kind starts with.
+    GMSMarker m;
+    GMSPolyline l;
+    GMSPolygon p;
+    EXPECT_EQ(std::tuple(m.position(), m.groundAnchor(), m.infoWindowAnchor(), m.isTappable(), m.tapPadding(),
+                         m.tapOrdering(), l.strokeWidth(), l.strokeColor(), l.isTappable(), p.strokeColor().isValid(),
+                         p.fillColor(), GMSGroundOverlay().anchor()),
+              std::tuple(kCLLocationCoordinate2DInvalid, QPointF(0.5, 1.0), QPointF(0.5, 0.0), true, QSizeF(4, 4),
+                         (2u << 16) | 32000u, 1.0f, QColor(0, 0, 255), false, false, QColor::fromRgbF(0, 0, 1, 0.3f),
+                         QPointF(0.5, 0.5)));
 }
 
 TEST_F(MapViewTest, OverlayLifeCycle) {
@@ -128,19 +139,6 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
     onStack.setMap(view.get());
     EXPECT_TRUE(!onStack.map() && view->overlays().size() == 1u);
     EXPECT_EQ(log.warnings().size(), 1);
-}
-
-TEST_F(MapViewTest, OverlayDefaults) {
-    GMSMarker m;
-    EXPECT_EQ(std::tuple(m.position(), m.groundAnchor(), m.infoWindowAnchor(), m.isTappable(), m.tapPadding(),
-                         m.tapOrdering()),
-              std::tuple(kCLLocationCoordinate2DInvalid, QPointF(0.5, 1.0), QPointF(0.5, 0.0), true, QSizeF(4, 4),
-                         (2u << 16) | 32000u));
-    GMSPolyline l;
-    EXPECT_EQ(std::tuple(l.strokeWidth(), l.strokeColor(), l.isTappable()), std::tuple(1.0f, QColor(0, 0, 255), false));
-    GMSPolygon p;
-    EXPECT_EQ(std::tuple(p.strokeColor().isValid(), p.fillColor(), GMSGroundOverlay().anchor()),
-              std::tuple(false, QColor::fromRgbF(0, 0, 1, 0.3f), QPointF(0.5, 0.5)));
 }
 
 TEST_F(MapViewTest, PolylineKeepsItsOwnPathAndPreparesLazily) {
