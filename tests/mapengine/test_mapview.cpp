@@ -236,11 +236,6 @@ TEST_F(MapViewTest, MyLocationAndItsButton) {
     EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
 }
 
-TEST_F(MapViewTest, PaddingMovesTheVisibleCentre) {
-    view->setPadding(QMarginsF(0, 100, 0, 0));
-    EXPECT_EQ(view->projection().pointForCoordinate(view->camera().target()), QPointF(200, 200));
-}
-
 TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound) {
     EXPECT_EQ(link.clientCount(), 0);
     QSignalSpy idle(view.get(), &GMSMapView::idleAtCameraPosition);
@@ -388,7 +383,7 @@ TEST_F(MapViewTest, PanInertiaRunsOnTheDisplayLinkAndStops) {
     EXPECT_LT(view->camera().target().longitude, before);  // dragged right: the map goes west
 }
 
-TEST_F(MapViewTest, CompassShowsWhileTurnedAndResetsBearing) {
+TEST_F(MapViewTest, CompassPaddingAndSettings) {
     view->settings()->setCompassButton(true);
     EXPECT_TRUE(view->compassRect().isEmpty());
     view->setCamera(GMSCameraPosition({10.0, 20.0}, 10.0f, 30.0, 0.0));
@@ -397,9 +392,12 @@ TEST_F(MapViewTest, CompassShowsWhileTurnedAndResetsBearing) {
     view->handleTap(r.center());
     runAnimation();
     EXPECT_TRUE(view->camera().bearing() == 0.0 && view->compassRect().isEmpty()) << view->camera().bearing();
-}
 
-TEST_F(MapViewTest, SettingsBitsAndChangeOnlyNotifications) {
+    // Padding moves the visible centre.
+    view->setPadding(QMarginsF(0, 100, 0, 0));
+    EXPECT_EQ(view->projection().pointForCoordinate(view->camera().target()), QPointF(200, 200));
+
+    // Gesture bits, and settings notify only on a change.
     GMSUISettings* s = view->settings();
     QSignalSpy spy(s, &GMSUISettings::changed);
     EXPECT_EQ(s->gestures(), 1 | 2 | 4 | 8);
