@@ -20,9 +20,9 @@ double triangleArea(const std::vector<Vec2>& v, const std::vector<std::uint32_t>
 }
 
 // The triangles of a ring with holes: their vertices and indices.
-std::pair<std::vector<Vec2>, std::vector<std::uint32_t>> triangulated(const std::vector<Vec2>& ring,
-                                                                      const std::vector<std::vector<Vec2>>& holes = {}) {
-    std::pair<std::vector<Vec2>, std::vector<std::uint32_t>> m;
+using Mesh = std::pair<std::vector<Vec2>, std::vector<std::uint32_t>>;
+Mesh triangulated(const std::vector<Vec2>& ring, const std::vector<std::vector<Vec2>>& holes = {}) {
+    Mesh m;
     gms_triangulate::triangulate(ring, holes, m.first, m.second);
     return m;
 }

@@ -296,7 +296,8 @@ TEST_F(HandlerTest, PaintRouteSignatureGateAndBareTileAnswer)
     // Without a key the route is not there at all.
     const PaintRequestHandler off("", dash);
     const std::string unsignedSig = paintSignature("", body);
-    EXPECT_EQ(std::tuple(off.offered(), off.handle(body, &unsignedSig).httpStatus, off.handle(body, nullptr).httpStatus),
+    EXPECT_EQ(std::tuple(off.offered(), off.handle(body, &unsignedSig).httpStatus,
+                         off.handle(body, nullptr).httpStatus),
               std::tuple(false, 404, 404));
 
     // Signed garbage is refused with 400 (the fuzz test feeds more); an
