@@ -22,15 +22,13 @@ TEST(CameraPosition, LimitsClampAndWrap) {
     EXPECT_EQ(fields(GMSCameraPosition::cameraWithLatitude(-95, 180, 10, 370, 120)), std::tuple(-90, -180, 10, 90));
     EXPECT_EQ(fields(GMSCameraPosition::cameraWithLatitude(95, -180, 10, -90, -5)), std::tuple(90, -180, 270, 0));
     EXPECT_EQ(fields(GMSCameraPosition::cameraWithLatitude(0, -540, 10, 360, 0)), std::tuple(0, -180, 0, 0));
-}
-
-TEST(CameraPosition, NaNPassesThroughClampedFields) {
+    // NaN passes through the clamped fields.
     const double nan = std::numeric_limits<double>::quiet_NaN();
     GMSCameraPosition c({nan, 0.0}, std::numeric_limits<float>::quiet_NaN(), 0.0, nan);
     EXPECT_TRUE(std::isnan(c.target().latitude) && std::isnan(c.zoom()) && std::isnan(c.viewingAngle()));
 }
 
-TEST(CameraPosition, EqualityIsExactOnAllFiveNumbers) {
+TEST(CameraPosition, EqualityIsExactOnAllFiveNumbersAndHashIsOverTheRawBits) {
     const auto a = GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40);
     EXPECT_EQ(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40));
     EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40.000001));
@@ -38,11 +36,7 @@ TEST(CameraPosition, EqualityIsExactOnAllFiveNumbers) {
     EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12.5f, 30, 40));
     // Wrapped values compare after wrapping.
     EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 190, 5), GMSCameraPosition::cameraWithLatitude(0, -170, 5));
-}
-
-TEST(CameraPosition, HashOverRawBits) {
-    const auto c = GMSCameraPosition::cameraWithLatitude(52.5, 13.25, 12.0f, 45.0, 10.0);
-    EXPECT_EQ(c.hash(), 3150901292866878273ull);
+    EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(52.5, 13.25, 12.0f, 45.0, 10.0).hash(), 3150901292866878273ull);
 }
 
 TEST(CameraPosition, ZoomForMetersPerPoints) {
@@ -86,9 +80,8 @@ TEST(Projection, RoundTripsAtManyCameras) {
     }
 }
 
-TEST(Projection, WorldIs256PointsAtZoomZeroAndTargetSitsInPaddedCentre) {
-    const GMSCameraPosition cam({0, 0}, 2.0f, 0, 0);
-    const GMSProjection p(cam, QSizeF(400, 400), QMarginsF(0, 100, 0, 0));
+TEST(Projection, WorldSizePaddedCentreOrientationMetersAndVisibleRegion) {
+    GMSProjection p(GMSCameraPosition({0, 0}, 2.0f, 0, 0), QSizeF(400, 400), QMarginsF(0, 100, 0, 0));
     EXPECT_DOUBLE_EQ(p.worldSize(), 1024.0);
     EXPECT_EQ(p.pointForCoordinate({0, 0}), QPointF(200, 250));
     // 90 degrees east is a quarter of the world to the right.
@@ -98,11 +91,9 @@ TEST(Projection, WorldIs256PointsAtZoomZeroAndTargetSitsInPaddedCentre) {
     const GMSProjection east(GMSCameraPosition({0, 0}, 2.0f, 90, 0), QSizeF(400, 400));
     EXPECT_NEAR(east.pointForCoordinate({0, 10}).x(), 200, 1e-9);
     EXPECT_LT(east.pointForCoordinate({0, 10}).y(), 200);
-}
 
-TEST(Projection, MetersContainsAndVisibleRegion) {
-    const GMSCameraPosition cam({0, 0}, 10.0f, 0, 0);
-    const GMSProjection p(cam, QSizeF(200, 100));
+    // Metres, containment and the visible region at zoom 10.
+    p = GMSProjection(GMSCameraPosition({0, 0}, 10.0f, 0, 0), QSizeF(200, 100));
     EXPECT_NEAR(p.pointsForMeters(40030230.14070891, {0, 0}), 256.0 * 1024, 1e-6);
     EXPECT_NEAR(p.pointsForMeters(1000, {60, 0}), 2 * p.pointsForMeters(1000, {0, 0}), 1e-9);
     EXPECT_TRUE(p.containsCoordinate({0, 0}) && !p.containsCoordinate({0, 10}));

@@ -11,7 +11,7 @@ void expectRGB(const RGB& got, const RGB& want) {
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(got[i], want[i], 1e-6) << "component " << i;
 }
 
-TEST(ColorBlend, HandComputedValues) {
+TEST(ColorBlend, HandComputedValuesAndBackdropLuminosity) {
     // Red pin pixel under blue: Lum 0.38, clipped above 1.
     expectRGB(gms_blend::colorBlend({0.8, 0.2, 0.2}, {0, 0, 1}), {0.38 - 0.11 * 0.62 / 0.89, 0.38 - 0.11 * 0.62 / 0.89, 1.0});
     // Grey under red.
@@ -23,9 +23,8 @@ TEST(ColorBlend, HandComputedValues) {
     expectRGB(gms_blend::colorBlend({1, 1, 1}, {0.2, 0.7, 0.1}), {1, 1, 1});
     // A grey source gives the backdrop's luminosity as grey.
     expectRGB(gms_blend::colorBlend({0.9, 0.1, 0.3}, {0.5, 0.5, 0.5}), {0.362, 0.362, 0.362});
-}
 
-TEST(ColorBlend, ResultKeepsBackdropLuminosity) {
+    // Random colours: the result keeps the backdrop's luminosity, within range.
     std::uint32_t seed = 7;
     auto rnd = [&] {
         seed = seed * 1103515245u + 12345u;
@@ -39,16 +38,15 @@ TEST(ColorBlend, ResultKeepsBackdropLuminosity) {
     }
 }
 
-TEST(ColorBlend, PixelCompositingKeepsSilhouette) {
+TEST(ColorBlend, PixelCompositingAndTintedPinKeepTheSilhouette) {
     // A half-covered pin pixel: half colour, half blend; alpha of the pin.
     const auto half = gms_blend::tintPixel({0.5, 0.5, 0.5, 0.5}, {1, 0, 0, 1});
     EXPECT_NEAR(half[0], 1.0, 1e-9);
     EXPECT_NEAR(half[1], 0.5 * (0.5 - 0.3 * 0.5 / 0.7), 1e-9);
     EXPECT_DOUBLE_EQ(half[3], 0.5);
     EXPECT_DOUBLE_EQ(gms_blend::tintPixel({0.5, 0.5, 0.5, 0.0}, {1, 0, 0, 1})[3], 0.0);
-}
 
-TEST(ColorBlend, TintedPinHasColourHueAndPinShape) {
+    // A whole tinted pin has the colour's hue and the pin's shape.
     const QImage pin = GMSMarker::defaultMarkerImage();
     ASSERT_FALSE(pin.isNull());
     const QImage blue = GMSMarker::markerImageWithColor(QColor(0, 0, 255));

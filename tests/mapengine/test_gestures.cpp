@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <QString>
+
 #include <cmath>
+#include <map>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -10,36 +13,43 @@
 
 namespace {
 
-// Records every call the gesture logic makes on the camera side.
+using Log = std::vector<std::string>;
+
+// Logs each call the gesture logic makes on the camera side as "name" or
+// "name argument" (six digits); the last argument of each name is kept exact.
 struct Recorder : GMSGestureTarget {
-    std::vector<std::string> calls;
-    std::vector<double> zooms, rotations, tilts;
-    std::vector<QPointF> pans, panStarts;
-    std::vector<QPointF> taps, longPresses, doubleTaps, twoFingerTaps;
+    Log log;
+    std::map<std::string, double> last;
     bool ticksWanted = false;
 
-    int count(const std::string& name) const { return int(std::count(calls.begin(), calls.end(), name)); }
-    template <typename T>
-    void note(const char* name, std::vector<T>& to, T value) {
-        calls.push_back(name);
-        to.push_back(value);
+    void note(const std::string& name, const std::string& arg = {}, double exact = 0) {
+        log.push_back(arg.empty() ? name : name + " " + arg);
+        last[name] = exact;
     }
-    void willStartGestures() override { calls.push_back("willStartGestures"); }
-    void didEndGestures() override { calls.push_back("didEndGestures"); }
-    void willStartPanFrom(QPointF p) override { note("willStartPanFrom", panStarts, p); }
-    void didPanTo(QPointF p) override { note("didPanTo", pans, p); }
-    void willStartZoom() override { calls.push_back("willStartZoom"); }
-    void didZoomRelative(double s) override { note("didZoomRelative", zooms, s); }
-    void willStartRotation() override { calls.push_back("willStartRotation"); }
-    void didRotateRelative(double r) override { note("didRotateRelative", rotations, r); }
-    void willStartTilt() override { calls.push_back("willStartTilt"); }
-    void didTiltRelative(double t) override { note("didTiltRelative", tilts, t); }
-    void willStartPanDeceleration() override { calls.push_back("willStartPanDeceleration"); }
-    void didEndPanDeceleration() override { calls.push_back("didEndPanDeceleration"); }
-    void didTap(QPointF p) override { taps.push_back(p); }
-    void didLongPress(QPointF p) override { longPresses.push_back(p); }
-    void didDoubleTap(QPointF p) override { doubleTaps.push_back(p); }
-    void didTwoFingerTap(QPointF p) override { twoFingerTaps.push_back(p); }
+    void note(const std::string& name, double v) { note(name, QString::number(v).toStdString(), v); }
+    void note(const std::string& name, QPointF p) { note(name, pt(p), p.x()); }
+    static std::string pt(QPointF p) { return QString("%1,%2").arg(p.x()).arg(p.y()).toStdString(); }
+    int count(const std::string& name) const {
+        return int(std::count_if(log.begin(), log.end(), [&](const std::string& e) {
+            return e == name || e.rfind(name + " ", 0) == 0;
+        }));
+    }
+    void willStartGestures() override { note("start"); }
+    void didEndGestures() override { note("end"); }
+    void willStartPanFrom(QPointF p) override { note("panFrom", p); }
+    void didPanTo(QPointF p) override { note("pan", p); }
+    void willStartZoom() override { note("zoomStart"); }
+    void didZoomRelative(double s) override { note("zoom", s); }
+    void willStartRotation() override { note("rotationStart"); }
+    void didRotateRelative(double r) override { note("rotate", r); }
+    void willStartTilt() override { note("tiltStart"); }
+    void didTiltRelative(double t) override { note("tilt", t); }
+    void willStartPanDeceleration() override { note("decStart"); }
+    void didEndPanDeceleration() override { note("decEnd"); }
+    void didTap(QPointF p) override { note("tap", p); }
+    void didLongPress(QPointF p) override { note("longPress", p); }
+    void didDoubleTap(QPointF p) override { note("doubleTap", p); }
+    void didTwoFingerTap(QPointF p) override { note("twoFingerTap", p); }
     void decelerationTicksNeeded(bool n) override { ticksWanted = n; }
 };
 
@@ -90,25 +100,23 @@ class Gestures : public ::testing::Test, public Rig {};
 
 TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
     h.feed(0.0, {{1, {50, 50}}});
-    EXPECT_EQ(rec.calls, std::vector<std::string>{"willStartGestures"});
     h.feed(0.01, {{1, {55, 50}}});
-    EXPECT_EQ(rec.count("willStartPanFrom"), 0);
+    EXPECT_EQ(rec.log, Log{"start"});
     h.feed(0.02, {{1, {61, 50}}});
-    EXPECT_EQ(rec.count("willStartPanFrom"), 1);
     h.feed(0.03, {{1, {70, 50}}});
-    EXPECT_EQ(std::tuple(rec.pans, h.gestureState()), std::tuple(std::vector{QPointF(70, 50)}, 0));
+    EXPECT_EQ(h.gestureState(), 0);
     h.feed(0.04, {});
-    EXPECT_EQ(rec.calls.back(), "didEndGestures");
+    EXPECT_EQ(rec.log, (Log{"start", "panFrom 61,50", "pan 70,50", "decStart", "end"}));
 }
 
 TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     Rig slow;
     slow.flick(199.0);
-    EXPECT_TRUE(!slow.h.decPan() && !slow.h.isDecelerating() && !slow.rec.count("willStartPanDeceleration"));
+    EXPECT_TRUE(!slow.h.decPan() && !slow.h.isDecelerating() && !slow.rec.count("decStart"));
     Rig fast;
     const double f = fast.flick(6000.0);
     fast.h.tick(f + 1.0);
-    EXPECT_NEAR(fast.rec.pans.back().x() - fast.h.decPanBase().x(), 1600.0, 1e-3);
+    EXPECT_NEAR(fast.rec.last["pan"] - fast.h.decPanBase().x(), 1600.0, 1e-3);
 
     const double t = flick(400.0);
     ASSERT_TRUE(h.decPan().has_value() && rec.ticksWanted);
@@ -116,15 +124,13 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     EXPECT_NEAR(d.velocity, 400.0f, 1.0f);
     EXPECT_NEAR(h.decPanAngle(), 0.0, 1e-9);
     // Ticks follow v t - (v / 0.75) t^2 / 2, damped by 0.9, and end exactly at the run time of 0.75 s.
-    rec.pans.clear();
     h.tick(t + 0.25);
     const double s1 = d.velocity * 0.25 - d.velocity / 0.75 * 0.25 * 0.25 / 2;
-    EXPECT_NEAR(rec.pans.back().x(), h.decPanBase().x() + 0.9 * s1, 1e-2);
+    EXPECT_NEAR(rec.last["pan"], h.decPanBase().x() + 0.9 * s1, 1e-2);
     h.tick(t + 0.5);
     h.tick(t + 0.8);
-    EXPECT_NEAR(rec.pans.back().x(), h.decPanBase().x() + 0.9 * d.velocity * 0.75 / 2, 1e-2);
-    EXPECT_EQ(std::tuple(h.isDecelerating(), rec.ticksWanted, rec.count("didEndPanDeceleration")),
-              std::tuple(false, false, 1));
+    EXPECT_NEAR(rec.last["pan"], h.decPanBase().x() + 0.9 * d.velocity * 0.75 / 2, 1e-2);
+    EXPECT_EQ(std::tuple(h.isDecelerating(), rec.ticksWanted, rec.count("decEnd")), std::tuple(false, false, 1));
 }
 
 // The curve itself is checked through the flicks' ticks; its limits apply only when not 0.
@@ -142,20 +148,20 @@ TEST_F(Gestures, PinchOf104NeverLeavesStateOneAndOnlyPans) {
     EXPECT_EQ(h.gestureState(), 1);
     // Spread to 1.04 while moving right by 40 points.
     drag(0.01, {{1, {100, 200}}, {2, {200, 200}}}, {{138, 200}, {242, 200}}, 0.4);
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartZoom"), rec.count("didZoomRelative")),
-              std::tuple(1, 0, 0));
-    EXPECT_GT(rec.count("didPanTo"), 0);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("zoomStart"), rec.count("zoom"), rec.count("pan") > 0),
+              std::tuple(1, 0, 0, true));
 }
 
 TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
     twoDown();
     h.feed(0.05, {{1, {97, 200}}, {2, {203, 200}}});  // 1.06
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartZoom"), rec.zooms), std::tuple(3, 1, std::vector{1.0}));
     h.feed(0.06, {{1, {47, 200}}, {2, {253, 200}}});  // 2.06 / 1.06
-    EXPECT_NEAR(rec.zooms.back(), 2.06 / 1.06, 1e-9);
+    EXPECT_NEAR(rec.last["zoom"], 2.06 / 1.06, 1e-9);
     // A rotation does not take a touch that a zoom owns.
     h.feed(0.07, {{1, {47, 150}}, {2, {253, 250}}});
-    EXPECT_EQ(rec.count("willStartRotation"), 0);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.log),
+              std::tuple(3, Log{"start", "panFrom 150,200", "zoomStart", "panFrom 150,200", "zoom 1", "zoom 1.9434",
+                                "zoom 2.16027"}));
 }
 
 TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
@@ -171,7 +177,7 @@ TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
     ASSERT_TRUE(h.decZoom().has_value());
     const GMSDeceleratedValue& d = *h.decZoom();
     EXPECT_EQ(std::tuple(d.velocity, d.runTime, d.minimum, d.maximum), std::tuple(3.0f, 0.7f, 0.05f, 4.0f));  // clamped
-    EXPECT_NEAR(d.startValue, rec.zooms.back(), 1e-6);
+    EXPECT_NEAR(d.startValue, rec.last["zoom"], 1e-6);
 }
 
 TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
@@ -193,27 +199,22 @@ TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
 
 TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
     twoDown();
-    // Turn by 10 degrees about the centre.
+    // Turn by 10 degrees about the centre; zoom is on as well.
     double t = 0.01;
     for (int i = 1; i <= 10; ++i) h.feed(t += 0.01, turned(i));
-    // Zoom is on as well.
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartRotation"), rec.count("willStartZoom")),
-              std::tuple(4, 1, 1));
-    ASSERT_FALSE(rec.rotations.empty());
-    EXPECT_GT(rec.rotations.back(), 0.0);
+    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("rotationStart"), rec.count("zoomStart"), rec.last["rotate"] > 0),
+              std::tuple(4, 1, 1, true));
     const QPointF p1 = turned(10)[0].position;
     const double lifted = t + 0.01;
-    rec.calls.clear();
-    h.feed(lifted, {{1, p1}});
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.calls.front(), rec.panStarts.back()),
-              std::tuple(0, "willStartPanFrom", p1));
+    rec.log.clear();
     // Within 0.15 s the finger only renews the anchor.
-    rec.calls.clear();
+    h.feed(lifted, {{1, p1}});
+    EXPECT_EQ(h.gestureState(), 0);
     h.feed(lifted + 0.05, {{1, p1 + QPointF(20, 0)}});
     h.feed(lifted + 0.10, {{1, p1 + QPointF(40, 0)}});
-    EXPECT_TRUE(rec.count("didPanTo") == 0 && rec.count("willStartPanFrom") >= 1);
     h.feed(lifted + 0.16, {{1, p1 + QPointF(50, 0)}});
-    EXPECT_EQ(std::tuple(rec.count("didPanTo"), rec.pans.back()), std::tuple(1, p1 + QPointF(50, 0)));
+    EXPECT_EQ(rec.log, (Log{"panFrom 100.76,191.318", "panFrom 100.76,191.318", "panFrom 120.76,191.318",
+                           "panFrom 140.76,191.318", "pan 150.76,191.318"}));
 }
 
 TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
@@ -222,7 +223,7 @@ TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
         if (!rotationOn) r.h.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
         r.twoDown();
         r.h.feed(0.05, turned(degrees));
-        EXPECT_EQ(std::tuple(r.h.gestureState(), r.rec.count("willStartRotation")), std::tuple(state, state == 4))
+        EXPECT_EQ(std::tuple(r.h.gestureState(), r.rec.count("rotationStart")), std::tuple(state, state == 4))
             << degrees;
     }
 }
@@ -233,28 +234,28 @@ TEST_F(Gestures, TwoFingersUpwardsTiltAfter14Points) {
     h.feed(0.05, {{1, {100, 287}}, {2, {200, 287}}});
     EXPECT_EQ(h.gestureState(), 1);
     h.feed(0.06, {{1, {100, 285}}, {2, {200, 285}}});
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartTilt")), std::tuple(2, 1));
+    EXPECT_EQ(h.gestureState(), 2);
     h.feed(0.07, {{1, {100, 275}}, {2, {200, 275}}});
-    ASSERT_FALSE(rec.tilts.empty());
-    EXPECT_DOUBLE_EQ(rec.tilts.back(), 15.0 - 25.0);
     // No inertia for tilt.
     h.feed(0.08, {});
-    EXPECT_FALSE(h.isDecelerating());
+    EXPECT_EQ(std::tuple(rec.log, h.isDecelerating()),
+              std::tuple(Log{"start", "panFrom 150,300", "panFrom 150,287", "panFrom 150,285", "tiltStart",
+                             "panFrom 150,275", "tilt -10", "panFrom 200,275", "end"},
+                         false));
 }
 
 TEST_F(Gestures, LongPressAfterPointFourSeconds) {
     h.feed(0.0, {{1, {30, 40}}});
     EXPECT_EQ(h.nextDeadline(), std::optional(0.4));
     h.timeout(0.39);
-    EXPECT_TRUE(rec.longPresses.empty());
+    EXPECT_EQ(rec.count("longPress"), 0);
     h.timeout(0.4);
     h.feed(0.6, {});
-    EXPECT_EQ(std::tuple(rec.longPresses, rec.taps.size()), std::tuple(std::vector{QPointF(30, 40)}, std::size_t(0)));
     // A finger that wandered does not long-press.
     h.feed(1.0, {{1, {30, 40}}});
     h.feed(1.1, {{1, {45, 40}}});
     h.timeout(1.6);
-    EXPECT_EQ(rec.longPresses.size(), 1u);
+    EXPECT_EQ(rec.log, (Log{"start", "longPress 30,40", "end", "start", "panFrom 45,40"}));
 }
 
 TEST_F(Gestures, TouchDuringDecelerationStopsItAndBlocksLongPress) {
@@ -262,29 +263,28 @@ TEST_F(Gestures, TouchDuringDecelerationStopsItAndBlocksLongPress) {
     ASSERT_TRUE(h.isDecelerating());
     h.tick(t + 0.05);
     h.feed(t + 0.1, {{1, {10, 10}}});
-    EXPECT_TRUE(!h.isDecelerating() && rec.count("didEndPanDeceleration") == 1 && !h.nextDeadline());
+    EXPECT_TRUE(!h.isDecelerating() && rec.count("decEnd") == 1 && !h.nextDeadline());
     h.timeout(t + 1.0);
-    EXPECT_TRUE(rec.longPresses.empty());
+    EXPECT_EQ(rec.count("longPress"), 0);
 }
 
 TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
-    const auto counts = [&] { return std::tuple(rec.taps.size(), rec.doubleTaps.size(), rec.twoFingerTaps.size()); };
     h.feed(0.0, {{1, {10, 10}}});
     h.feed(0.1, {});
     h.feed(0.2, {{1, {12, 12}}});
     h.feed(0.25, {});
-    EXPECT_EQ(counts(), std::tuple(1u, 1u, 0u));
     // Too late for a double tap: a plain tap.
     h.feed(1.0, {{1, {10, 10}}});
     h.feed(1.05, {});
     h.feed(1.5, {{1, {10, 10}}});
     h.feed(1.55, {});
-    EXPECT_EQ(counts(), std::tuple(3u, 1u, 0u));
     h.feed(3.0, {{1, {100, 100}}});
     h.feed(3.01, {{1, {100, 100}}, {2, {140, 100}}});
     h.feed(3.1, {{1, {100, 100}}});
     h.feed(3.11, {});
-    EXPECT_EQ(counts(), std::tuple(3u, 1u, 1u));
+    EXPECT_EQ(rec.log, (Log{"start", "tap 10,10", "end", "start", "doubleTap 12,12", "end", "start", "tap 10,10", "end",
+                           "start", "tap 10,10", "end", "start", "panFrom 120,100", "panFrom 100,100",
+                           "twoFingerTap 100,100", "end"}));
 }
 
 TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
@@ -292,20 +292,18 @@ TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
     h.feed(0.26, {{1, {100, 102}}});
     EXPECT_EQ(h.gestureState(), 0);
     h.feed(0.27, {{1, {100, 104}}});
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("willStartZoom")), std::tuple(5, 1));
+    EXPECT_EQ(h.gestureState(), 5);
     h.feed(0.28, {{1, {100, 180}}});
-    EXPECT_NEAR(rec.zooms.back(), 2.0, 1e-12);
     h.feed(0.29, {{1, {100, 20}}});
-    EXPECT_NEAR(rec.zooms.back(), 0.5, 1e-12);
-    EXPECT_TRUE(rec.doubleTaps.empty());
+    EXPECT_EQ(rec.log, (Log{"start", "tap 100,100", "end", "start", "zoomStart", "zoom 1.03526", "panFrom 100,180",
+                           "zoom 2", "zoom 0.5"}));
 }
 
 TEST_F(Gestures, TapDragCancelledBySidewaysMoveOrRightAfterADeceleration) {
     tapThenHold();
     h.feed(0.26, {{1, {112, 101}}});
     h.feed(0.27, {{1, {112, 150}}});
-    EXPECT_NE(h.gestureState(), 5);
-    EXPECT_TRUE(rec.count("willStartZoom") == 0 && rec.zooms.empty());
+    EXPECT_EQ(std::tuple(h.gestureState() == 5, rec.count("zoomStart"), rec.count("zoom")), std::tuple(false, 0, 0));
 
     Rig r;
     const double t = r.flick(800.0);
@@ -328,22 +326,21 @@ TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
         EXPECT_LE(h.tapDragTrackDepth(), 12u);
     }
     EXPECT_NEAR(h.tapDragVelocity(), 400.0, 1e-6);
-    const double lastFactor = rec.zooms.back();
+    const double lastFactor = rec.last["zoom"];
     h.feed(t + 0.001, {});
     ASSERT_TRUE(h.decTapDrag().has_value());
     const GMSDeceleratedValue d = *h.decTapDrag();
     EXPECT_FLOAT_EQ(d.velocity, 2.0f);  // 400 / 80 clamped
     EXPECT_NEAR(d.startValue, std::log2(lastFactor), 1e-5);
     EXPECT_EQ(std::tuple(d.minimum, d.maximum), std::tuple(d.startValue - 6.0f, d.startValue + 6.0f));
-    rec.zooms.clear();
     h.tick(t + 0.8);
-    EXPECT_NEAR(rec.zooms.back(), std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
+    EXPECT_NEAR(rec.last["zoom"], std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
 }
 
 TEST_F(Gestures, DisabledGesturesChangeNoCamera) {
     h.setGesturesEnabled(false);
     flick(800.0);
-    EXPECT_TRUE(rec.count("didPanTo") == 0 && !h.isDecelerating());
+    EXPECT_TRUE(rec.count("pan") == 0 && !h.isDecelerating());
 }
 
 TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
@@ -363,8 +360,8 @@ TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
         if (rnd() % 3 == 0) h.tick(t);
         if (rnd() % 5 == 0) h.timeout(t);
         ASSERT_TRUE(h.gestureState() >= 0 && h.gestureState() <= 5) << h.gestureState();
-        for (double z : rec.zooms) ASSERT_TRUE(std::isfinite(z));
     }
+    for (const std::string& e : rec.log) ASSERT_TRUE(e.find("nan") == e.npos && e.find("inf") == e.npos) << e;
     h.feed(t + 1, {});
     for (int i = 0; i < 100 && h.isDecelerating(); ++i) h.tick(t + 1 + i * 0.02);
     EXPECT_EQ(std::tuple(h.isDecelerating(), h.gestureState()), std::tuple(false, 0));

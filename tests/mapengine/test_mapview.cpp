@@ -88,6 +88,17 @@ TEST_F(MapViewTest, DefaultsLimitsAndFrameRates) {
     EXPECT_FALSE(view->setPreferredFrameRate(3));
     EXPECT_TRUE(log.contains("Invalid frame rate of 3. Use GMSFrameRate enum."));
     EXPECT_EQ(view->preferredFrameRate(), 30u);
+
+    // What a new overlay of each kind starts with.
+    GMSMarker m;
+    GMSPolyline l;
+    GMSPolygon p;
+    EXPECT_EQ(std::tuple(m.position(), m.groundAnchor(), m.infoWindowAnchor(), m.isTappable(), m.tapPadding(),
+                         m.tapOrdering(), l.strokeWidth(), l.strokeColor(), l.isTappable(), p.strokeColor().isValid(),
+                         p.fillColor(), GMSGroundOverlay().anchor()),
+              std::tuple(kCLLocationCoordinate2DInvalid, QPointF(0.5, 1.0), QPointF(0.5, 0.0), true, QSizeF(4, 4),
+                         (2u << 16) | 32000u, 1.0f, QColor(0, 0, 255), false, false, QColor::fromRgbF(0, 0, 1, 0.3f),
+                         QPointF(0.5, 0.5)));
 }
 
 TEST_F(MapViewTest, OverlayLifeCycle) {
@@ -128,19 +139,6 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
     onStack.setMap(view.get());
     EXPECT_TRUE(!onStack.map() && view->overlays().size() == 1u);
     EXPECT_EQ(log.warnings().size(), 1);
-}
-
-TEST_F(MapViewTest, OverlayDefaults) {
-    GMSMarker m;
-    EXPECT_EQ(std::tuple(m.position(), m.groundAnchor(), m.infoWindowAnchor(), m.isTappable(), m.tapPadding(),
-                         m.tapOrdering()),
-              std::tuple(kCLLocationCoordinate2DInvalid, QPointF(0.5, 1.0), QPointF(0.5, 0.0), true, QSizeF(4, 4),
-                         (2u << 16) | 32000u));
-    GMSPolyline l;
-    EXPECT_EQ(std::tuple(l.strokeWidth(), l.strokeColor(), l.isTappable()), std::tuple(1.0f, QColor(0, 0, 255), false));
-    GMSPolygon p;
-    EXPECT_EQ(std::tuple(p.strokeColor().isValid(), p.fillColor(), GMSGroundOverlay().anchor()),
-              std::tuple(false, QColor::fromRgbF(0, 0, 1, 0.3f), QPointF(0.5, 0.5)));
 }
 
 TEST_F(MapViewTest, PolylineKeepsItsOwnPathAndPreparesLazily) {
@@ -236,11 +234,6 @@ TEST_F(MapViewTest, MyLocationAndItsButton) {
     EXPECT_TRUE(near(view->camera().target(), {11, 21}, 1e-9));
     view->setMyLocationEnabled(false);
     EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
-}
-
-TEST_F(MapViewTest, PaddingMovesTheVisibleCentre) {
-    view->setPadding(QMarginsF(0, 100, 0, 0));
-    EXPECT_EQ(view->projection().pointForCoordinate(view->camera().target()), QPointF(200, 200));
 }
 
 TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound) {
@@ -390,7 +383,7 @@ TEST_F(MapViewTest, PanInertiaRunsOnTheDisplayLinkAndStops) {
     EXPECT_LT(view->camera().target().longitude, before);  // dragged right: the map goes west
 }
 
-TEST_F(MapViewTest, CompassShowsWhileTurnedAndResetsBearing) {
+TEST_F(MapViewTest, CompassPaddingAndSettings) {
     view->settings()->setCompassButton(true);
     EXPECT_TRUE(view->compassRect().isEmpty());
     view->setCamera(GMSCameraPosition({10.0, 20.0}, 10.0f, 30.0, 0.0));
@@ -399,9 +392,12 @@ TEST_F(MapViewTest, CompassShowsWhileTurnedAndResetsBearing) {
     view->handleTap(r.center());
     runAnimation();
     EXPECT_TRUE(view->camera().bearing() == 0.0 && view->compassRect().isEmpty()) << view->camera().bearing();
-}
 
-TEST_F(MapViewTest, SettingsBitsAndChangeOnlyNotifications) {
+    // Padding moves the visible centre.
+    view->setPadding(QMarginsF(0, 100, 0, 0));
+    EXPECT_EQ(view->projection().pointForCoordinate(view->camera().target()), QPointF(200, 200));
+
+    // Gesture bits, and settings notify only on a change.
     GMSUISettings* s = view->settings();
     QSignalSpy spy(s, &GMSUISettings::changed);
     EXPECT_EQ(s->gestures(), 1 | 2 | 4 | 8);

@@ -19,6 +19,14 @@ double triangleArea(const std::vector<Vec2>& v, const std::vector<std::uint32_t>
     return a;
 }
 
+// The triangles of a ring with holes: their vertices and indices.
+using Mesh = std::pair<std::vector<Vec2>, std::vector<std::uint32_t>>;
+Mesh triangulated(const std::vector<Vec2>& ring, const std::vector<std::vector<Vec2>>& holes = {}) {
+    Mesh m;
+    gms_triangulate::triangulate(ring, holes, m.first, m.second);
+    return m;
+}
+
 std::vector<Vec2> sector(double start, double sweep, int arcPoints, double radius = 1000) {
     std::vector<Vec2> r{{0, 0}};
     for (int i = 0; i < arcPoints; ++i) {
@@ -43,16 +51,12 @@ TEST(Triangulator, FillsExactlyTheAreaInsideTheRing) {
         {"comb", {{0, 0}, {50, 0}, {50, 30}, {40, 30}, {40, 10}, {30, 10}, {30, 30}, {20, 30}, {20, 10}, {10, 10}, {10, 30}, {0, 30}}, {}, 1100.0},
     };
     for (const Case& c : cases) {
-        std::vector<Vec2> v;
-        std::vector<std::uint32_t> idx;
-        gms_triangulate::triangulate(c.ring, c.holes, v, idx);
+        const auto [v, idx] = triangulated(c.ring, c.holes);
         EXPECT_NEAR(triangleArea(v, idx), c.area, 1e-9) << c.name;
     }
     for (double sweep : {30.0, 120.0, 180.0, 270.0, 350.0}) {
         const auto ring = sector(10, sweep, 722);
-        std::vector<Vec2> v;
-        std::vector<std::uint32_t> idx;
-        gms_triangulate::triangulate(ring, {}, v, idx);
+        const auto [v, idx] = triangulated(ring);
         EXPECT_NEAR(triangleArea(v, idx), std::abs(gms_triangulate::signedArea(ring)), 1e-6 * 3.2e6) << sweep;
         EXPECT_EQ(idx.size(), 3 * (ring.size() - 2)) << sweep;
     }
@@ -66,16 +70,11 @@ TEST(Triangulator, GarbageInputAlwaysEnds) {
         for (Vec2& p : ring) p = {d(rng), d(rng)};
         if (round % 7 == 0) ring[1] = ring[0];                       // duplicate points
         if (round % 11 == 0) ring.assign(ring.size(), Vec2{1, 1});  // all the same
-        std::vector<Vec2> v;
-        std::vector<std::uint32_t> idx;
-        gms_triangulate::triangulate(ring, {}, v, idx);
+        const auto [v, idx] = triangulated(ring);
         EXPECT_LE(idx.size(), 3 * (ring.size() - 2));
         for (std::uint32_t i : idx) EXPECT_LT(i, v.size());
     }
-    std::vector<Vec2> v;
-    std::vector<std::uint32_t> idx;
-    gms_triangulate::triangulate({{0, 0}, {1, 1}}, {}, v, idx);
-    EXPECT_TRUE(idx.empty());
+    EXPECT_TRUE(triangulated({{0, 0}, {1, 1}}).second.empty());
 }
 
 TEST(ShapeGeometry, StrokeQuadsWithMitres) {

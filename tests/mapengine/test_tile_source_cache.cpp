@@ -70,18 +70,13 @@ TEST(TileDecode, OpaqueStaysOpaqueTranslucentIsPremultiplied) {
     EXPECT_NEAR(qGreen(jpeg.pixel(100, 100)), 130, 3);
 }
 
-TEST(TileDecode, BytesThatAreNoPictureGiveANullImage) {
+TEST(TileDecode, NoPictureGivesANullImageAndDamagedTilesNeverCrash) {
     zltest::LogCapture log;  // the image readers complain about what they can't read
-    EXPECT_TRUE(GMSDecodeTileImage({}).isNull());
-    EXPECT_TRUE(GMSDecodeTileImage("not a picture").isNull());
-    EXPECT_TRUE(GMSDecodeTileImage(QByteArray("\x89PNG\r\n\x1a\n", 8)).isNull());
-    EXPECT_TRUE(GMSDecodeTileImage(QByteArray("\xFF\xD8\xFF", 3)).isNull());
+    for (const QByteArray& bad : {QByteArray(), QByteArray("not a picture"), QByteArray("\x89PNG\r\n\x1a\n", 8),
+                                  QByteArray("\xFF\xD8\xFF", 3)})
+        EXPECT_TRUE(GMSDecodeTileImage(bad).isNull()) << bad.toHex().toStdString();
     // A picture of a kind other than PNG or JPEG is still read.
     EXPECT_FALSE(GMSDecodeTileImage(encoded(picture(qRgb(255, 0, 0)), "BMP")).isNull());
-}
-
-TEST(TileDecode, TruncatedAndCorruptedTilesNeverCrash) {
-    zltest::LogCapture log;
     const QByteArray png = opaquePng(qRgb(90, 90, 90));
     QImage photo(64, 64, QImage::Format_RGB32);
     photo.fill(qRgb(10, 200, 30));
@@ -103,7 +98,7 @@ TEST(TileDecode, TruncatedAndCorruptedTilesNeverCrash) {
     SUCCEED() << decoded << " damaged tiles still gave a picture";
 }
 
-TEST(DecodedTileCache, ServesOnlyTheBytesItWasMadeFrom) {
+TEST(DecodedTileCache, ServesOnlyTheBytesItWasMadeFromAndIsBounded) {
     GMSDecodedTileCache cache(4);
     const QByteArray a = "bytes of a", b = "bytes of b";
     cache.insert(key(1), a, picture(qRgb(1, 1, 1)));
@@ -124,15 +119,14 @@ TEST(DecodedTileCache, ServesOnlyTheBytesItWasMadeFrom) {
     EXPECT_TRUE(cache.imageForData({GMSTileLayerType::Labels, 5, 3, 0}, a).isNull());
     cache.clear();
     EXPECT_EQ(cache.count(), 0);
-}
 
-TEST(DecodedTileCache, BoundedLeastRecentlyUsedFirstOut) {
-    GMSDecodedTileCache cache(3);
-    for (int x = 0; x < 3; ++x) cache.insert(key(x), QByteArray::number(x), picture(qRgb(x, x, x)));
-    EXPECT_FALSE(cache.imageForData(key(0), "0").isNull());  // 0 is now the most recent
-    cache.insert(key(3), "3", picture(qRgb(3, 3, 3)));
+    // Bounded: the least recently used goes first.
+    GMSDecodedTileCache three(3);
+    for (int x = 0; x < 3; ++x) three.insert(key(x), QByteArray::number(x), picture(qRgb(x, x, x)));
+    EXPECT_FALSE(three.imageForData(key(0), "0").isNull());  // 0 is now the most recent
+    three.insert(key(3), "3", picture(qRgb(3, 3, 3)));
     QList<bool> kept;
-    for (int x = 0; x < 4; ++x) kept << !cache.imageForData(key(x), QByteArray::number(x)).isNull();
+    for (int x = 0; x < 4; ++x) kept << !three.imageForData(key(x), QByteArray::number(x)).isNull();
     EXPECT_EQ(kept, QList<bool>({true, false, true, true}));  // the least recent went
 
     GMSDecodedTileCache none(0);

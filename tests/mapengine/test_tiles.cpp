@@ -27,14 +27,11 @@ protected:
     GMSTileManager tm;
 };
 
-TEST(TileKey, ParentsAndHash) {
+TEST_F(TileManagerTest, KeysHaveParentsAndItAsksForVisibleTilesWrappingColumns) {
     const GMSTileKey k{GMSTileLayerType::Satellite, 5, 13, 22};
-    EXPECT_EQ(k.parent(), (GMSTileKey{GMSTileLayerType::Satellite, 4, 6, 11}));
-    EXPECT_EQ(k.parent(3), (GMSTileKey{GMSTileLayerType::Satellite, 2, 1, 2}));
+    EXPECT_EQ(std::pair(k.parent(), k.parent(3)), std::pair(GMSTileKey{GMSTileLayerType::Satellite, 4, 6, 11},
+                                                            GMSTileKey{GMSTileLayerType::Satellite, 2, 1, 2}));
     EXPECT_NE(qHash(k), qHash(GMSTileKey{GMSTileLayerType::Labels, 5, 13, 22}));
-}
-
-TEST_F(TileManagerTest, AsksForVisibleTilesAndWrapsColumns) {
     start(GMSTileLayerType::Roadmap);
     // Zoom 2 over the antimeridian: columns wrap into 0..3.
     show(0.0, 179.0, 2.0f, QSizeF(512, 256));
@@ -63,9 +60,8 @@ TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
         EXPECT_EQ(std::tuple(t.key.zoom, t.drawnKey, t.sourceRect.width(), t.sourceRect.x()),
                   std::tuple(5, t.key.parent(2), 64.0, (t.key.x - (t.key.parent(2).x << 2)) * 64.0));
     src.answer(src.asked.first());
-    bool own = false;
-    for (const auto& t : tm.drawList()[0]) own |= t.drawnKey == t.key;
-    EXPECT_TRUE(own);
+    const auto& drawn = tm.drawList()[0];
+    EXPECT_TRUE(std::any_of(drawn.begin(), drawn.end(), [](auto& t) { return t.drawnKey == t.key; }));
 
     // An older copy is drawn while the tile stays pending for the current
     // one; if that fails, the older copy stays and no ancestor is asked for.
@@ -76,9 +72,8 @@ TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
     EXPECT_TRUE(tm.loaded().contains(last) && tm.pending().contains(last));
     const int asked = src.asked.size();
     src.fail(last);
-    EXPECT_FALSE(tm.pending().contains(last));
-    EXPECT_EQ(tm.loaded().value(last).pixel(0, 0), older.pixel(0, 0));
-    EXPECT_EQ(src.asked.size(), asked);
+    EXPECT_EQ(std::tuple(tm.pending().contains(last), tm.loaded().value(last).pixel(0, 0), src.asked.size()),
+              std::tuple(false, older.pixel(0, 0), asked));
 }
 
 TEST_F(TileManagerTest, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {

@@ -152,9 +152,9 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLarg
     ASSERT_EQ(summary(a), "200 application/binary 3/4/2") << a.error;
     GMSx_GMMClientPropertiesResponseProto props;
     const auto resp = tileAnswer(a, true, &props);
-    EXPECT_EQ(props.new_cohort() + " " + props.new_legal_country(), "c7 PL");
-    EXPECT_EQ(props.datarequest_status_array_size(), 0);
-    EXPECT_EQ(resp.header().response_code(), TILE_RESPONSE_OK);
+    EXPECT_EQ(std::tuple(props.new_cohort() + " " + props.new_legal_country(), props.datarequest_status_array_size(),
+                         resp.header().response_code()),
+              std::tuple("c7 PL", 0, TILE_RESPONSE_OK));
     EXPECT_EQ(dataOf(resp), (std::vector<std::string>{tiles.tile(1, 1, 0), tiles.tile(2, 3, 1), "-", "-"}));
     EXPECT_EQ(resp.map_tile_array(0).map_tile().version_id().version_id(),
               DashRequestHandler::versionOf(tiles.tile(1, 1, 0)));
@@ -165,8 +165,8 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLarg
     const std::string version = DashRequestHandler::versionOf(tiles.tile(0, 0, 0));
     current.mutable_map_tile_array(0)->mutable_version_id()->set_version_id(version);
     const auto same = tileAnswer(handle(zltest::framedTileBody(kKey, current, false)));
-    EXPECT_EQ(dataOf(same), std::vector<std::string>{"-"});
-    EXPECT_EQ(same.map_tile_array(0).map_tile().version_id().version_id(), version);
+    EXPECT_EQ(std::tuple(dataOf(same), same.map_tile_array(0).map_tile().version_id().version_id()),
+              std::tuple(std::vector<std::string>{"-"}, version));
 
     // A 512 edge sends zoomLevel one above the tile's zoom.
     EXPECT_EQ(dataOf(tileAnswer(handle(zltest::framedTileBody(kKey, tileRequest({{2, 1, 0}}, 512), false)))),
@@ -252,14 +252,13 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheReq
     DashInput in(answer.body, true);
     const auto props = readPrologue(in);
     ASSERT_EQ(props.datarequest_status_array_size(), 1);
-    EXPECT_EQ(props.datarequest_status_array(0).request_index(), 2);
-    EXPECT_EQ(props.datarequest_status_array(0).code(), 403);
+    EXPECT_EQ(std::pair(props.datarequest_status_array(0).request_index(), props.datarequest_status_array(0).code()),
+              std::pair(2, 403));
     // The tile request is skipped; the quota event says why.
     EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
     const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
-    EXPECT_EQ(q.response(), QUOTA_RESPONSE_INVALID_KEY);
-    EXPECT_FALSE(q.developer_console_error_string().empty());
-    EXPECT_TRUE(in.atEnd());
+    EXPECT_EQ(std::tuple(q.response(), q.developer_console_error_string().empty(), in.atEnd()),
+              std::tuple(QUOTA_RESPONSE_INVALID_KEY, false, true));
 
     config.maxRequestsPerBody = 2;
     const DashAnswer a = handle(good);
@@ -291,16 +290,15 @@ TEST_F(HandlerTest, PaintRouteSignatureGateAndBareTileAnswer)
     using Sig = std::optional<std::string>;
     for (const Sig& s : {Sig(), Sig(""), Sig(paintSignature("another key", body)), Sig(paintSignature(key, other))}) {
         const DashAnswer refused = handler.handle(body, s ? &*s : nullptr);
-        EXPECT_EQ(refused.httpStatus, 403);
-        EXPECT_EQ(refused.body, s ? "bad signature\n" : "missing signature\n");
-        EXPECT_EQ(refused.tileCount, 0u) << "refused unread";
+        EXPECT_EQ(std::tuple(refused.httpStatus, refused.body, refused.tileCount),  // refused unread
+                  std::tuple(403, s ? "bad signature\n" : "missing signature\n", 0u));
     }
     // Without a key the route is not there at all.
     const PaintRequestHandler off("", dash);
-    EXPECT_FALSE(off.offered());
     const std::string unsignedSig = paintSignature("", body);
-    EXPECT_EQ(off.handle(body, &unsignedSig).httpStatus, 404);
-    EXPECT_EQ(off.handle(body, nullptr).httpStatus, 404);
+    EXPECT_EQ(std::tuple(off.offered(), off.handle(body, &unsignedSig).httpStatus,
+                         off.handle(body, nullptr).httpStatus),
+              std::tuple(false, 404, 404));
 
     // Signed garbage is refused with 400 (the fuzz test feeds more); an
     // empty request asks for no tiles.

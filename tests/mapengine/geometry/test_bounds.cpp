@@ -29,14 +29,13 @@ TEST(GMSCoordinateBoundsTest, InvalidBounds) {
               GMSCoordinateBounds({0, 0}, {1, 1}));
 }
 
-TEST(GMSCoordinateBoundsTest, TwoPointsTakeTheShorterWayRound) {
+// Two points, then merged points, boxes and paths, take the shorter way round.
+TEST(GMSCoordinateBoundsTest, BuildingAndMergingArcs) {
     expectBox(GMSCoordinateBounds({10, 20}, {-5, -30}), -5, -30, 10, 20);
     expectBox(GMSCoordinateBounds({10, 170}, {-10, -170}), -10, 170, 10, -170);
     expectBox(GMSCoordinateBounds({0, -90}, {0, 90}), 0, -90, 0, 90); // exactly 180: lo to hi
     expectBox(GMSCoordinateBounds({0, -90}, {0, 90.000001}), 0, 90.000001, 0, -90);
-}
 
-TEST(GMSCoordinateBoundsTest, MergingArcs) {
     const GMSCoordinateBounds a({0, 0}, {10, 10});
     // Disjoint: the smaller gap is closed.
     expectBox(a.includingCoordinate({5, 30}), 0, 0, 10, 30);
@@ -61,9 +60,7 @@ TEST(GMSCoordinateBoundsTest, MergingArcs) {
     // An invalid argument changes nothing; the receiver never changes.
     EXPECT_EQ(a.includingBounds(GMSCoordinateBounds()), a);
     expectBox(a, 0, 0, 10, 10);
-}
 
-TEST(GMSCoordinateBoundsTest, FromPath) {
     GMSPath p{{1, 178}, {-2, -179}, {3, 179}};
     expectBox(GMSCoordinateBounds(p), -2, 178, 3, -179);
     expectBox(p.bounds(), -2, 178, 3, -179);

@@ -104,14 +104,11 @@ void agreesWithBoost(bool geodesic, unsigned seed, double maxLat, double maxRadi
     EXPECT_LT(inside, all);
 }
 
-TEST(ContainsLocationTest, FlatFlavourIsPlanarInMercatorCoordinates) {
-    using P = bg::model::d2::point_xy<double>;
-    agreesWithBoost<P>(false, 99, 70, 300000, 60, 0.1, 500,
-                       [](const CLLocationCoordinate2D& c) { return P(c.longitude, mercatorDeg(c.latitude)); });
-}
-
-TEST(ContainsLocationTest, GeodesicFlavourAgreesWithSphericalBoost) {
-    using P = bg::model::point<double, 2, bg::cs::spherical_equatorial<bg::degree>>;
-    agreesWithBoost<P>(true, 1234, 75, 2000000, 40, 0.5, 300,
-                       [](const CLLocationCoordinate2D& c) { return P(c.longitude, c.latitude); });
+TEST(ContainsLocationTest, FlatFlavourIsPlanarInMercatorAndGeodesicAgreesWithSphericalBoost) {
+    using Flat = bg::model::d2::point_xy<double>;
+    agreesWithBoost<Flat>(false, 99, 70, 300000, 60, 0.1, 500,
+                          [](const CLLocationCoordinate2D& c) { return Flat(c.longitude, mercatorDeg(c.latitude)); });
+    using Sphere = bg::model::point<double, 2, bg::cs::spherical_equatorial<bg::degree>>;
+    agreesWithBoost<Sphere>(true, 1234, 75, 2000000, 40, 0.5, 300,
+                            [](const CLLocationCoordinate2D& c) { return Sphere(c.longitude, c.latitude); });
 }

@@ -9,7 +9,7 @@
 
 using gmscore::model::Point2D;
 
-TEST(GMSMapPointTest, ProjectionAndInverse) {
+TEST(GMSMapPointTest, ProjectionInverseInterpolationAndDistance) {
     EXPECT_TRUE(GMSProject({0, 0}).x == 0.0 && std::abs(GMSProject({0, 0}).y) < 1e-16);
     EXPECT_DOUBLE_EQ(GMSProject({0, 180}).x, 1.0);
     EXPECT_DOUBLE_EQ(GMSProject({0, -90}).x, -0.5);
@@ -18,9 +18,7 @@ TEST(GMSMapPointTest, ProjectionAndInverse) {
     for (double lat = -85; lat <= 85; lat += 8.5) {
         EXPECT_TRUE(near(GMSUnproject(GMSProject({lat, lat * 2})), {lat, lat * 2}, 1e-12));
     }
-}
-
-TEST(GMSMapPointTest, InterpolationTakesTheShorterWay) {
+    // Interpolation takes the shorter way.
     const auto mid = GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.5);
     EXPECT_NEAR(mid.x, 1.0, 1e-12); // not pulled through longitude 0
     const auto q = GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.75);
@@ -31,7 +29,7 @@ TEST(GMSMapPointTest, InterpolationTakesTheShorterWay) {
     EXPECT_NEAR(GMSMapPointDistance({0.3, 0.1}, {-0.1, 0.4}), 0.5, 1e-15);
 }
 
-TEST(Point2DTest, FixedPointWorld) {
+TEST(Point2DTest, FixedPointWorldRoundingAndRoundTrip) {
     EXPECT_EQ(Point2D::fromCoordinate({0, 180}), (Point2D{536870912, 0}));
     EXPECT_EQ(Point2D::fromCoordinate({0, -180}), (Point2D{-536870912, 0}));
     EXPECT_EQ(Point2D::fromCoordinate({0, 90}).x, 268435456);
@@ -45,11 +43,8 @@ TEST(Point2DTest, FixedPointWorld) {
     for (auto [c, want] : {std::pair{CLLocationCoordinate2D{90, 0}, Point2D{0, kMax}}, {{-90, 0}, {0, kMin}},
                            {{100, 0}, {0, kMin}}, {{0, std::nan("")}, {kMin, 0}}, {{0, 1e12}, {kMax, 0}}})
         EXPECT_EQ(Point2D::fromCoordinate(c), want) << c.latitude << "," << c.longitude;
-}
 
-TEST(Point2DTest, RoundingAndRoundTrip) {
     using gmscore::model::roundToWorldUnit;
-    constexpr auto kMin = std::numeric_limits<std::int32_t>::min(), kMax = std::numeric_limits<std::int32_t>::max();
     // Halves away from zero; out of range saturates.
     for (auto [in, out] : {std::pair{0.5, 1}, {-0.5, -1}, {2.5, 3}, {-2.5, -3}, {2.4999, 2}, {2147483647.4, kMax},
                            {-2147483648.4, kMin}, {-1e300, kMin}, {std::numeric_limits<double>::infinity(), kMax}})

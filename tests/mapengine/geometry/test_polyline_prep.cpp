@@ -26,13 +26,10 @@ std::size_t total(const std::vector<std::size_t>& v) { return std::accumulate(v.
 
 } // namespace
 
-TEST(GeodesicSubdivisionTest, ShortEdgesStayStraight) {
+TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTable) {
     // 1.99 degrees is 0.0347 rad, under the first step of 0.0349; no tolerance, no subdivision.
     for (auto [lng, tolerance] : {std::pair{1.0, 100.0}, {1.99, 100.0}, {50.0, 0.0}, {50.0, -1.0}})
         EXPECT_TRUE(subdivide({0, 0}, {0, lng}, tolerance).empty()) << lng << " " << tolerance;
-}
-
-TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTable) {
     const auto eq = subdivide({0, 0}, {0, 10});
     ASSERT_EQ(eq.size(), 5u);
     for (std::size_t i = 0; i < eq.size(); ++i)
@@ -95,6 +92,14 @@ TEST(PolylinePrepTest, PlainLinesAreConvertedAsTheyStand) {
     EXPECT_EQ(v.spanVertexCounts, std::vector<std::size_t>{3});
     for (std::size_t i = 0; i < 3; ++i)
         EXPECT_EQ(v.points.at(i), Point2D::fromCoordinate(p.coordinateAtIndex(i)));
+
+    // Style spans feed the segments.
+    const GMSPath q{{0, 0}, {0, 1}, {0, 2}};
+    const std::vector<GMSStyleSpan> spans{GMSStyleSpan::spanWithColor({1, 0, 0, 1}, 1.5),
+                                          GMSStyleSpan::spanWithStyle(GMSStrokeStyle::gradientFromColor({0, 0, 1, 1}, {0, 1, 0, 1}))};
+    EXPECT_EQ(GMSPreparePolylineVertices(q, false, &spans).spanVertexCounts, (std::vector<std::size_t>{3, 1}));
+    EXPECT_TRUE(spans[1].style().isGradient() && spans[1].segments() == 1.0);
+    EXPECT_EQ(GMSPreparePolylineVertices(q, false, nullptr).spanVertexCounts, std::vector<std::size_t>{3});
 }
 
 TEST(PolylinePrepTest, SpansSplitSegments) {
@@ -147,10 +152,11 @@ TEST(PolylinePrepTest, GeodesicCountsAndClosedRings) {
     const GMSPath ring{{0, 0}, {0, 10}, {10, 5}};
     const auto open = GMSPrepareVertices(ring, true, nullptr, false);
     const auto closed = GMSPrepareVertices(ring, true, nullptr, true);
-    EXPECT_GT(closed.coordinates.size(), open.coordinates.size());
-    EXPECT_EQ(closed.spanVertexCounts, std::vector<std::size_t>{closed.points.size()});
-    EXPECT_NE(closed.coordinates.back(), ring.coordinateAtIndex(0)); // the ring is not closed by a repeat
-    EXPECT_EQ(GMSPrepareVertices(ring, false, nullptr, true).coordinates.size(), 3u);
+    // The ring is not closed by a repeat.
+    EXPECT_EQ(std::tuple(closed.coordinates.size() > open.coordinates.size(), closed.spanVertexCounts,
+                         closed.coordinates.back() == ring.coordinateAtIndex(0),
+                         GMSPrepareVertices(ring, false, nullptr, true).coordinates.size()),
+              std::tuple(true, std::vector<std::size_t>{closed.points.size()}, false, 3u));
 }
 
 TEST(PolylinePrepTest, UnwrapsOverTheAntimeridian) {
@@ -158,9 +164,10 @@ TEST(PolylinePrepTest, UnwrapsOverTheAntimeridian) {
     const GMSPath eastward{{0, 170}, {0, -170}, {0, -150}, {0, 170}};
     const auto e = GMSPrepareVertices(eastward, false);
     ASSERT_EQ(e.points.size(), 4u);
-    EXPECT_EQ(e.points[1].x, Point2D::fromCoordinate({0, -170}).x + 2 * half); // past the edge of the world
-    EXPECT_EQ(e.points[2].x, Point2D::fromCoordinate({0, -150}).x + 2 * half);
-    EXPECT_EQ(e.points[3].x, e.points[0].x); // and back again
+    // Past the edge of the world, and back again.
+    EXPECT_EQ(std::tuple(e.points[1].x, e.points[2].x, e.points[3].x),
+              std::tuple(Point2D::fromCoordinate({0, -170}).x + 2 * half,
+                         Point2D::fromCoordinate({0, -150}).x + 2 * half, e.points[0].x));
 
     EXPECT_EQ(GMSWorldPointsUnwrapped({{0, -170}, {0, 170}})[1].x, Point2D::fromCoordinate({0, 170}).x - 2 * half);
 
@@ -184,16 +191,6 @@ TEST(PolylinePrepTest, UnwrapsOverTheAntimeridian) {
     const auto g = GMSPrepareVertices(GMSPath{{30, 150}, {40, -120}}, true);
     for (std::size_t i = 1; i < g.points.size(); ++i)
         EXPECT_LT(std::abs(std::int64_t(g.points[i].x) - std::int64_t(g.points[i - 1].x)), std::int64_t(half) / 8);
-}
-
-TEST(PolylinePrepTest, StyleSpansFeedTheSegments) {
-    const GMSPath p{{0, 0}, {0, 1}, {0, 2}};
-    const std::vector<GMSStyleSpan> spans{GMSStyleSpan::spanWithColor({1, 0, 0, 1}, 1.5),
-                                          GMSStyleSpan::spanWithStyle(GMSStrokeStyle::gradientFromColor({0, 0, 1, 1}, {0, 1, 0, 1}))};
-    const auto v = GMSPreparePolylineVertices(p, false, &spans);
-    EXPECT_EQ(v.spanVertexCounts, (std::vector<std::size_t>{3, 1}));
-    EXPECT_TRUE(spans[1].style().isGradient() && spans[1].segments() == 1.0);
-    EXPECT_EQ(GMSPreparePolylineVertices(p, false, nullptr).spanVertexCounts, std::vector<std::size_t>{3});
 }
 
 TEST(PolylinePrepTest, RandomSpansKeepTheBooks) {

@@ -60,8 +60,7 @@ TEST(ClientState, PropertiesAnswerUpdatesTheIdentityKeysInTheSettingsFile)
         r.set_new_zwieback_nid_cookie("zw");
         conn->updateFromGMMClientPropertiesResponseProto(r, false, false);
         conn->storeUserCookie(99);
-        EXPECT_EQ(conn->legalCountry(), "PL");
-        EXPECT_FALSE(conn->isWaitingForCookies());
+        EXPECT_EQ(std::pair(conn->legalCountry(), conn->isWaitingForCookies()), std::pair(QString("PL"), false));
         conn->updateFromGMMClientPropertiesResponseProto(r, false, false);
         EXPECT_EQ(legal.count(), 1);  // unchanged country: no second notification
         EXPECT_FALSE(state->setLegalCountry("PL"));
@@ -72,15 +71,18 @@ TEST(ClientState, PropertiesAnswerUpdatesTheIdentityKeysInTheSettingsFile)
         conn->updateFromGMMClientPropertiesResponseProto(other, true, true);
     }
     QSettings raw(ini, QSettings::IniFormat);
-    EXPECT_EQ(raw.value("GMSMapsUserCookie").toByteArray().size(), 48);
-    EXPECT_EQ(raw.value("GMSMapsUserClientCohort").toString(), "c1");
-    EXPECT_EQ(raw.value("kGMSMapsUserClientLegalCountry").toString(), "PL");
-    EXPECT_EQ(raw.value("GMSMapsUserClientZwiebackCookie").toString(), "zw");
-    EXPECT_EQ(raw.value("GMSMapsUserClientShortbreadToken").toByteArray(), QByteArray("tok"));
+    EXPECT_EQ((QStringList{QString::number(raw.value("GMSMapsUserCookie").toByteArray().size()),
+                           raw.value("GMSMapsUserClientCohort").toString(),
+                           raw.value("kGMSMapsUserClientLegalCountry").toString(),
+                           raw.value("GMSMapsUserClientZwiebackCookie").toString(),
+                           raw.value("GMSMapsUserClientShortbreadToken").toString()})
+                  .join(' ')
+                  .toStdString(),
+              "48 c1 PL zw tok");
 
     GMSSettingsUserDefaults again(ini);
-    EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 99u);
-    EXPECT_EQ(GMSDASHClientState(&again).snapshot().cohort, "c1");
+    EXPECT_EQ(std::pair(GMSDASHClientState(&again).userCookie(), GMSDASHClientState(&again).snapshot().cohort),
+              std::pair(quint64(99), QString("c1")));
     QByteArray rec = raw.value("GMSMapsUserCookie").toByteArray();
     rec[17] = static_cast<char>(rec[17] ^ 0x40);
     again.setObject(rec, "GMSMapsUserCookie");
@@ -121,8 +123,7 @@ TEST(XGeo, EncodingAndOverrides)
     const auto a = descriptor(1, 0, 1), b = descriptor(2);
     const QList<QByteArray> parts = GMSXGeoHeaderEncoder::encodeWithLocationDescriptors({a, b}).split(' ');
     ASSERT_EQ(parts.size(), 4);
-    EXPECT_EQ(parts[0], "w");
-    EXPECT_EQ(parts[2], "w");
+    EXPECT_TRUE(parts[0] == "w" && parts[2] == "w") << parts.join(' ').toStdString();
     EXPECT_FALSE(parts[1].contains('=') || parts[1].contains('+') || parts[1].contains('/'));
     GMSx_GMMLocationDescriptorProto back;
     const QByteArray raw = QByteArray::fromBase64(parts[1], QByteArray::Base64UrlEncoding);
@@ -136,9 +137,7 @@ TEST(XGeo, EncodingAndOverrides)
     r2->setLocationDescriptorOverrides({descriptor(1, 9), descriptor(3)});
     const auto merged = GMSXGeoHeaderEncoder::mergeOverrides({a, b}, {r1, r2});
     ASSERT_EQ(merged.size(), 3u);
-    EXPECT_EQ(merged[0].role(), 7);
-    EXPECT_EQ(merged[0].latlng().lat_e7(), 1);
-    EXPECT_EQ(merged[2].producer(), 3);
+    EXPECT_EQ(std::tuple(merged[0].role(), merged[0].latlng().lat_e7(), merged[2].producer()), std::tuple(7, 1, 3));
 }
 
 // A map-load quota event: its body, and the two lines logged when the
@@ -154,8 +153,8 @@ TEST(QuotaEvent, ARefusedKeyIsLoggedWithTheBundle)
         GMSx_GMMApiQuotaEventRequestProto event;
         const auto block = body.readLengthPrefixed();
         ASSERT_TRUE(event.ParseFromArray(block.data(), static_cast<int>(block.size())));
-        EXPECT_EQ(event.event_array(0).type(), QUOTA_EVENT_MAP_LOAD);
-        EXPECT_EQ(event.event_array(0).quota_units(), 1);
+        EXPECT_EQ(std::pair(event.event_array(0).type(), event.event_array(0).quota_units()),
+                  std::pair(QUOTA_EVENT_MAP_LOAD, 1));
 
         GMSx_GMMApiQuotaEventResponseProto answer;
         answer.set_response(verdict);
