@@ -92,9 +92,15 @@ int main(int argc, char* argv[]) {
     mapOptions.settingsIniPath = paths.settingsFile();
     mapOptions.cacheDir = QDir(paths.cacheDir()).filePath(QStringLiteral("MapEngine"));
     mapOptions.clock = &clock;
-    if (!options.selfTest && !MapServiceSetup::start(mapOptions))
-        qWarning().noquote() << "map service not set up; the map shows its test pattern";
-    QObject::connect(&app, &QCoreApplication::aboutToQuit, [] { MapServiceSetup::stop(); });
+    std::unique_ptr<MapServiceSetup> mapService;
+    if (!options.selfTest) {
+        mapService = std::make_unique<MapServiceSetup>(mapOptions);
+        if (!mapService->startServices(true)) {
+            qWarning().noquote() << "map service not set up; the map shows its test pattern";
+            mapService.reset();
+        }
+    }
+    QObject::connect(&app, &QCoreApplication::aboutToQuit, [&mapService] { mapService.reset(); });
     appDelegate.preloadStore();
 
     NavigationController navigation;

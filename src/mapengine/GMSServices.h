@@ -29,6 +29,7 @@ public:
     // one, views use the built-in coordinate tile source.
     GMSTileSource* tileSource() const;
     void setTileSource(GMSTileSource* source) { tileSource_ = source; }
+    bool hasInstalledTileSource() const { return tileSource_ != nullptr; }
 
     // Forgets the key and the singleton, so that each test starts clean.
     static void resetForTests();

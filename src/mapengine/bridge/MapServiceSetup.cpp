@@ -25,12 +25,6 @@
 namespace {
 Q_LOGGING_CATEGORY(lcSetup, "zenloft.mapservice")
 
-std::unique_ptr<MapServiceSetup>& sharedSetup()
-{
-    static std::unique_ptr<MapServiceSetup> s;
-    return s;
-}
-
 // The layers the view draws and the map service's tile types behind them.
 const std::vector<std::pair<GMSTileLayerType, int>> kLayerTileTypes = {
     {GMSTileLayerType::Roadmap, 0},
@@ -185,6 +179,17 @@ MapServiceSetup::~MapServiceSetup()
 bool MapServiceSetup::startServices(bool install)
 {
     const MapServiceOptions& o = d->options;
+    if (install) {
+        // The key was given to GMSServices by the app; without it there is
+        // no map to draw tiles for.
+        auto* services = GMSServices::sharedServices();
+        if (!services)
+            return false;
+        if (services->hasInstalledTileSource()) {
+            qCWarning(lcSetup, "map service already started");
+            return false;
+        }
+    }
     if (!o.endpoint.isValid() || o.endpoint.scheme().isEmpty()) {
         qCWarning(lcSetup, "map service not started: the endpoint URL \"%s\" is not usable",
                   qUtf8Printable(o.endpoint.toString()));
@@ -310,12 +315,7 @@ bool MapServiceSetup::startServices(bool install)
     });
 
     if (install) {
-        // The key was given to GMSServices by the app; without it there is
-        // no map to draw tiles for.
-        auto* services = GMSServices::sharedServices();
-        if (!services)
-            return false;
-        services->setTileSource(d->source.get());
+        GMSServices::sharedServices()->setTileSource(d->source.get());
         d->installed = true;
     }
     return true;
@@ -334,20 +334,3 @@ GMSDASHTileService* MapServiceSetup::tileServiceForType(int mapTileType) const
     return nullptr;
 }
 GMSDASHConnection* MapServiceSetup::connection() const { return d->connection.get(); }
-
-bool MapServiceSetup::start(const MapServiceOptions& options)
-{
-    if (sharedSetup()) {
-        qCWarning(lcSetup, "map service already started");
-        return false;
-    }
-    auto setup = std::make_unique<MapServiceSetup>(options);
-    if (!setup->startServices(true))
-        return false;
-    sharedSetup() = std::move(setup);
-    return true;
-}
-
-void MapServiceSetup::stop() { sharedSetup().reset(); }
-
-MapServiceSetup* MapServiceSetup::instance() { return sharedSetup().get(); }

@@ -31,18 +31,15 @@ struct MapServiceOptions {
 // before the application object goes.
 class MapServiceSetup {
 public:
-    // False (with a logged reason) when the options are unusable or a setup
-    // is already running; the map then keeps its built-in tiles.
-    static bool start(const MapServiceOptions& options);
-    static void stop();
-    static MapServiceSetup* instance();
-
     explicit MapServiceSetup(MapServiceOptions options);
     ~MapServiceSetup();
     MapServiceSetup(const MapServiceSetup&) = delete;
     MapServiceSetup& operator=(const MapServiceSetup&) = delete;
 
-    // Starts everything; `install` puts the source into GMSServices.
+    // Starts everything; `install` puts the source into GMSServices, where
+    // only one setup's source may be. False (with a logged reason) when the
+    // options are unusable, no key was given or another setup is installed;
+    // the map then keeps its built-in tiles.
     bool startServices(bool install);
     bool isReady() const;  // client parameters (or their failure) and disk caches in hand
 

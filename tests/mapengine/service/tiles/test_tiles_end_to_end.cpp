@@ -116,27 +116,25 @@ TEST_F(TilesEndToEnd, StartInstallsTheSourceForNewMapViewsAndStopTakesItBack)
     GMSServices::resetForTests();
     {
         zltest::LogCapture log;
-        EXPECT_FALSE(MapServiceSetup::start(options()));  // no key given yet
+        EXPECT_FALSE(MapServiceSetup(options()).startServices(true));  // no key given yet
         EXPECT_TRUE(log.contains("GMSServicesException"));
-        EXPECT_FALSE(MapServiceSetup::instance());
         MapServiceOptions o = options();
         o.endpoint = QUrl();
         EXPECT_FALSE(MapServiceSetup(o).startServices(false));
         EXPECT_TRUE(log.contains("is not usable"));
     }
     ASSERT_TRUE(GMSServices::provideAPIKey(kKey));
-    ASSERT_TRUE(MapServiceSetup::start(options()));
+    auto setup = std::make_unique<MapServiceSetup>(options());
+    ASSERT_TRUE(setup->startServices(true));
     {
         zltest::LogCapture log;
-        EXPECT_FALSE(MapServiceSetup::start(options()));  // one at a time
+        EXPECT_FALSE(MapServiceSetup(options()).startServices(true));  // one at a time
         EXPECT_TRUE(log.contains("already started"));
     }
-    ASSERT_TRUE(MapServiceSetup::instance());
     ASSERT_TRUE(GMSServices::sharedServicesIfActive());
-    EXPECT_EQ(GMSServices::sharedServicesIfActive()->tileSource(), MapServiceSetup::instance()->tileSource());
+    EXPECT_EQ(GMSServices::sharedServicesIfActive()->tileSource(), setup->tileSource());
     EXPECT_EQ(GMSServices::sharedServicesIfActive()->APIKey(), kKey);
-    MapServiceSetup::stop();
-    EXPECT_FALSE(MapServiceSetup::instance());
+    setup.reset();
     EXPECT_NE(GMSServices::sharedServicesIfActive()->tileSource(), nullptr);  // the built-in pattern again
     GMSServices::resetForTests();
 }
