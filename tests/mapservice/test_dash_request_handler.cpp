@@ -213,18 +213,15 @@ TEST_F(HandlerTest, ParameterGroupsByteForByte)
     config.pertileDurationMinutes = 30;
     // Vector maps: the per-tile duration, schema version 1, then field 38
     // once per type, in order.
-    const std::string paint = bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + "k3y";
+    const auto paint = [](const char* key) { return bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + key; };
     EXPECT_EQ(ask({{1, 0}, {38, 0}}),
-              group(1, bytes({0x52, 10, 0x20, 30, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2})) + group(38, paint));
+              group(1, bytes({0x52, 10, 0x20, 30, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2})) + group(38, paint("k3y")));
 
     // A changed key changes the hash: a client with the old copy gets the new one.
-    const std::uint64_t oldHash = fnv(bytes({0x08, 38}) + paint);
+    const std::uint64_t oldHash = fnv(bytes({0x08, 38}) + paint("k3y"));
     EXPECT_EQ(ask({{38, oldHash}}), group(38, "", oldHash));
     config.paintSigningKey = "k4y";
-    GMSx_GMMClientParametersResponseProto changed;
-    ASSERT_TRUE(changed.ParseFromString(ask({{38, oldHash}})));
-    EXPECT_EQ(changed.parameter_group_array(0).paint().request_signing_key(), "k4y");
-    EXPECT_NE(changed.parameter_group_array(0).hash_p(), oldHash);
+    EXPECT_EQ(ask({{38, oldHash}}), group(38, paint("k4y")));
 }
 
 TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheRequestsUnanswered)
@@ -250,10 +247,9 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheReq
     const DashAnswer answer = handle(more.bytes());
     ASSERT_EQ(answer.httpStatus, 200);
     DashInput in(answer.body, true);
-    const auto props = readPrologue(in);
-    ASSERT_EQ(props.datarequest_status_array_size(), 1);
-    EXPECT_EQ(std::pair(props.datarequest_status_array(0).request_index(), props.datarequest_status_array(0).code()),
-              std::pair(2, 403));
+    const auto status = readPrologue(in).datarequest_status_array();
+    ASSERT_EQ(status.size(), 1);
+    EXPECT_EQ(std::pair(status[0].request_index(), status[0].code()), std::pair(2, 403));
     // The tile request is skipped; the quota event says why.
     EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
     const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
@@ -262,8 +258,7 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheReq
 
     config.maxRequestsPerBody = 2;
     const DashAnswer a = handle(good);
-    EXPECT_EQ(a.httpStatus, 400);
-    EXPECT_NE(a.error.find("more than 2"), std::string::npos);
+    EXPECT_EQ(std::pair(a.httpStatus, a.error.find("more than 2") != std::string::npos), std::pair(400, true));
 }
 
 // The paint route: the signature gate, then the framed route's tile block
@@ -319,14 +314,13 @@ TEST(TileCacheTest, HitsMissesAndBudget)
     EXPECT_TRUE(a->data == tiles.tile(1, 1, 0));
     EXPECT_EQ(a->version, DashRequestHandler::versionOf(a->data));
     EXPECT_EQ(cache.get(1, store, 1, 1, 0), a);  // same object from memory
-    EXPECT_EQ(cache.hits(), 1u);
-    EXPECT_EQ(cache.misses(), 1u);
-    EXPECT_TRUE(cache.get(1, store, 5, 0, 0)->data.empty());  // absent tiles are remembered too
-    EXPECT_TRUE(cache.get(1, store, 5, 0, 0)->data.empty());
-    EXPECT_EQ(cache.hits(), 2u);
+    // Absent tiles are remembered too.
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(cache.get(1, store, 5, 0, 0)->data.empty());
+    EXPECT_EQ(std::pair(cache.hits(), cache.misses()), (std::pair<std::size_t, std::size_t>(2, 2)));
 
     TileCache none(0);  // nothing fits: every lookup reads the store, answers stay right
-    EXPECT_TRUE(none.get(1, store, 2, 3, 1)->data == tiles.tile(2, 3, 1));
-    EXPECT_TRUE(none.get(1, store, 2, 3, 1)->data == tiles.tile(2, 3, 1));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(none.get(1, store, 2, 3, 1)->data == tiles.tile(2, 3, 1));
     EXPECT_EQ(none.hits(), 0u);
 }

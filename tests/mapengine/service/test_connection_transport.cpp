@@ -54,11 +54,29 @@ bool allDone(const std::vector<Outcome>& outcomes)
     return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; });
 }
 
+// "ok" (the request's own message came back) or "domain:code"; " xN" when it
+// ended N != 1 times.
+std::string outcomeOf(const Outcome& o, const std::shared_ptr<GMSDASHProtobufferRequest>& request)
+{
+    std::string s = o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code)
+                            : (o.payload == request->message().SerializeAsString() ? "ok" : "wrong payload");
+    return o.done == 1 ? s : s + " x" + std::to_string(o.done);
+}
+
+std::vector<std::string> outcomesOf(const std::vector<Outcome>& outcomes,
+                                    const std::vector<std::shared_ptr<GMSDASHProtobufferRequest>>& requests)
+{
+    std::vector<std::string> out;
+    for (std::size_t i = 0; i < outcomes.size(); ++i)
+        out.push_back(outcomeOf(outcomes[i], requests[i]));
+    return out;
+}
+
 }  // namespace
 
 // Requests wait for resumeSending(), then go in bodies of at most 50; without
 // a cookie the first body goes alone and only it asks for one.
-TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
+TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads)
 {
     FakeDashServer server;
     auto conn = connect(server);
@@ -71,10 +89,7 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
     QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
     conn->resumeSending();
     ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        EXPECT_FALSE(outcomes[i].error.has_value()) << i;
-        EXPECT_EQ(outcomes[i].payload, requests[i]->message().SerializeAsString()) << i;
-    }
+    EXPECT_EQ(outcomesOf(outcomes, requests), std::vector<std::string>(120, "ok"));
     ASSERT_EQ(starting.count(), 3);
     EXPECT_TRUE(starting.at(0).at(0).toMap().contains("groupID"));
     int asking = 0;
@@ -96,10 +111,26 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFifty)
     EXPECT_EQ(tilesPerBody, (std::vector<int>{20, 50, 50}));
     EXPECT_EQ(asking, 1);
     // The cookie and cohort came back and are kept.
-    EXPECT_EQ(conn->clientState()->userCookie(), 77u);
-    EXPECT_EQ(conn->clientState()->snapshot().cohort, "test-cohort");
-    EXPECT_GT(conn->outgoingCount(), 0);
-    EXPECT_GT(conn->incomingCount(), 0);
+    EXPECT_EQ(std::tuple(conn->clientState()->userCookie(), conn->clientState()->snapshot().cohort,
+                         conn->outgoingCount() > 0, conn->incomingCount() > 0),
+              std::tuple(77u, "test-cohort", true, true));
+
+    // Once sending, many threads send at once and each request ends once.
+    std::vector<Outcome> more(200);
+    const auto moreRequests = requestsFor(more);
+    std::vector<std::thread> senders;
+    for (int t = 0; t < 4; ++t) {
+        senders.emplace_back([&, t] {
+            for (int i = t; i < 200; i += 4)
+                conn->sendRequest(moreRequests[static_cast<std::size_t>(i)]);
+        });
+    }
+    for (auto& s : senders)
+        s.join();
+    ASSERT_TRUE(zltest::waitFor([&] { return allDone(more); }));
+    EXPECT_EQ(outcomesOf(more, moreRequests), std::vector<std::string>(200, "ok"));
+    EXPECT_EQ(conn->pendingRequestCount(), 0);
+    EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
 
 // What the server sends back decides each of two requests' outcome: an HTTP
@@ -152,19 +183,12 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
         FakeDashServer server(c.handler);
         auto conn = connect(server);
         std::vector<Outcome> outcomes(2);
-        const auto a = tileRequest(outcomes[0], 1), b = tileRequest(outcomes[1], 2);
-        conn->sendRequest(a);
-        conn->sendRequest(b);
+        const auto requests = requestsFor(outcomes);
+        for (const auto& r : requests)
+            conn->sendRequest(r);
         conn->resumeSending();
         ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
-        for (std::size_t i = 0; i < 2; ++i) {
-            const Outcome& o = outcomes[i];
-            EXPECT_EQ(o.done, 1);
-            EXPECT_EQ(o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code) : "ok", c.outcomes[i]);
-            if (!o.error) {
-                EXPECT_EQ(o.payload, (i ? b : a)->message().SerializeAsString());
-            }
-        }
+        EXPECT_EQ(outcomesOf(outcomes, requests), c.outcomes);
         if (outcomes[0].error && outcomes[0].error->code == 503) {
             EXPECT_EQ(outcomes[0].error->data, QByteArray("busy"));
         }
@@ -188,53 +212,25 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
     });
     auto conn = connect(server);
     conn->setBaseTimeout(0.5);
-    Outcome a, b;
-    conn->sendRequest(tileRequest(a, 1));
-    conn->sendRequest(tileRequest(b, 2));
+    std::vector<Outcome> outcomes(2);
+    const auto requests = requestsFor(outcomes);
+    for (const auto& r : requests)
+        conn->sendRequest(r);
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return a.done > 0 && b.done > 0; }, 10000));
-    EXPECT_FALSE(a.error.has_value());
-    ASSERT_TRUE(b.error);
-    EXPECT_EQ(b.error->domain, kGMSDASHURLErrorDomain);
-    EXPECT_EQ(b.error->code, -1001);
+    ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }, 10000));
+    const std::string urlError = kGMSDASHURLErrorDomain.toStdString() + ":";
+    EXPECT_EQ(outcomesOf(outcomes, requests), (std::vector<std::string>{"ok", urlError + "-1001"}));
 
     // Closing the connection ends a request still in flight, once.
     Outcome c;
+    const auto inFlight = tileRequest(c);
     const int posts = server.postCount();
     {
         auto closing = connect(server);
         closing->resumeSending();
-        closing->sendRequest(tileRequest(c));
+        closing->sendRequest(inFlight);
         ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == posts + 1; }));
     }
-    EXPECT_EQ(c.done.load(), 1);
-    ASSERT_TRUE(c.error);
-    EXPECT_EQ(c.error->code, kGMSDASHURLErrorCancelled);
+    EXPECT_EQ(outcomeOf(c, inFlight), urlError + std::to_string(kGMSDASHURLErrorCancelled));
     server.release();
-}
-
-TEST(Transport, ManyThreadsSendAndEachRequestEndsOnce)
-{
-    FakeDashServer server;
-    auto conn = connect(server);
-    conn->resumeSending();
-    std::vector<Outcome> outcomes(200);
-    const auto requests = requestsFor(outcomes);
-    std::vector<std::thread> senders;
-    for (int t = 0; t < 4; ++t) {
-        senders.emplace_back([&, t] {
-            for (int i = t; i < 200; i += 4)
-                conn->sendRequest(requests[static_cast<std::size_t>(i)]);
-        });
-    }
-    for (auto& s : senders)
-        s.join();
-    ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        EXPECT_EQ(outcomes[i].done, 1) << i;
-        EXPECT_FALSE(outcomes[i].error.has_value()) << i;
-        EXPECT_EQ(outcomes[i].payload, requests[i]->message().SerializeAsString()) << i;
-    }
-    EXPECT_EQ(conn->pendingRequestCount(), 0);
-    EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
