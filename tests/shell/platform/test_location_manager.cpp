@@ -10,6 +10,12 @@
 
 namespace {
 
+CLLocation at(double lat, double lon) {
+    CLLocation loc;
+    loc.coordinate = {lat, lon};
+    return loc;
+}
+
 // A source the test drives by hand, recording what is asked of it.
 class FakeBackend : public LocationBackend {
 public:
@@ -19,8 +25,7 @@ public:
     void setHeadingsWanted(bool wanted) override { headingsWanted = wanted; }
 
     void fix(double lat, double lon, QDateTime when = QDateTime(QDate(2026, 7, 2), QTime(12, 0), Qt::UTC)) {
-        CLLocation loc;
-        loc.coordinate = {lat, lon};
+        CLLocation loc = at(lat, lon);
         loc.timestamp = when;
         emit locationsUpdated({loc});
     }
@@ -30,12 +35,6 @@ public:
     bool positionsWanted = false;
     bool headingsWanted = false;
 };
-
-CLLocation at(double lat, double lon) {
-    CLLocation loc;
-    loc.coordinate = {lat, lon};
-    return loc;
-}
 
 // Each delivered batch as its latitudes, e.g. "52 52.00002".
 QStringList batches(const QSignalSpy& spy) {
@@ -199,8 +198,8 @@ TEST_F(LocationTest, HeadingIsTrueOnceAPositionIsKnown) {
     backend->fix(52.2297, 21.0122, QDateTime(QDate(2031, 6, 1), QTime(0, 0), Qt::UTC));
     backend->fix(52.2297, 21.0122, QDateTime(QDate(2031, 6, 2), QTime(0, 0), Qt::UTC));
     backend->heading(100.0);
-    EXPECT_TRUE(spy.last().at(0).value<CLHeading>().declinationOutsideModel);
-    EXPECT_EQ(log.messages().filter("extrapolated").size(), 1);
+    EXPECT_EQ(std::tuple(spy.last().at(0).value<CLHeading>().declinationOutsideModel, log.messages().filter("extrapolated").size()),
+              std::tuple(true, 1));
 
     manager.stopUpdatingHeading();
     EXPECT_EQ(std::pair(backend->headingsWanted, manager.heading().has_value()), std::pair(false, false));
