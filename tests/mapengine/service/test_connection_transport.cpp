@@ -40,12 +40,16 @@ std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
     return zltest::connection(server.url(), d, std::make_shared<GMSDASHClientState>(nullptr));
 }
 
-// One tile request per outcome, numbered by its place.
-std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requestsFor(std::vector<Outcome>& outcomes)
+// One tile request per outcome, numbered by its place; sent on `conn` if given.
+std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requestsFor(std::vector<Outcome>& outcomes,
+                                                                    GMSDASHConnection* conn = nullptr)
 {
     std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
-    for (std::size_t i = 0; i < outcomes.size(); ++i)
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
         requests.push_back(tileRequest(outcomes[i], static_cast<int>(i)));
+        if (conn)
+            conn->sendRequest(requests.back());
+    }
     return requests;
 }
 
@@ -81,9 +85,7 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads
     FakeDashServer server;
     auto conn = connect(server);
     std::vector<Outcome> outcomes(120);
-    const auto requests = requestsFor(outcomes);
-    for (const auto& r : requests)
-        conn->sendRequest(r);
+    const auto requests = requestsFor(outcomes, conn.get());
     EXPECT_EQ(conn->pendingRequestCount(), 120);
     EXPECT_EQ(server.postCount(), 0);
     QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
@@ -183,9 +185,7 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
         FakeDashServer server(c.handler);
         auto conn = connect(server);
         std::vector<Outcome> outcomes(2);
-        const auto requests = requestsFor(outcomes);
-        for (const auto& r : requests)
-            conn->sendRequest(r);
+        const auto requests = requestsFor(outcomes, conn.get());
         conn->resumeSending();
         ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
         EXPECT_EQ(outcomesOf(outcomes, requests), c.outcomes);
@@ -213,9 +213,7 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
     auto conn = connect(server);
     conn->setBaseTimeout(0.5);
     std::vector<Outcome> outcomes(2);
-    const auto requests = requestsFor(outcomes);
-    for (const auto& r : requests)
-        conn->sendRequest(r);
+    const auto requests = requestsFor(outcomes, conn.get());
     conn->resumeSending();
     ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }, 10000));
     const std::string urlError = kGMSDASHURLErrorDomain.toStdString() + ":";
