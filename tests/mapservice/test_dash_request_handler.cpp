@@ -31,6 +31,7 @@ protected:
         config.legalCountry = "PL";
     }
     DashAnswer handle(const std::string& body) const { return tiles.handler(config)->handle(body); }
+    std::string ask(const std::vector<std::pair<int, std::uint64_t>>& groups) const;
 
     zltest::MbtilesFixture tiles;
     ServiceConfig config;
@@ -120,8 +121,10 @@ std::string group(int type, const std::string& content, std::uint64_t hash = 0)
     return bytes({0x0A, static_cast<int>(g.size())}) + g;
 }
 
+}  // namespace
+
 // The raw bytes of the one answer message of a client parameters body.
-std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pair<int, std::uint64_t>>& groups)
+std::string HandlerTest::ask(const std::vector<std::pair<int, std::uint64_t>>& groups) const
 {
     GMSx_GMMClientParametersRequestProto req;
     for (auto [type, hash] : groups) {
@@ -134,15 +137,13 @@ std::string askForGroups(const DashRequestHandler& h, const std::vector<std::pai
     writeRequestHeader(out, DashRequestHeader{});
     out.writeUInt16(kDashClientParametersRequest);
     out.writeMessage(req);
-    const DashAnswer a = h.handle(out.bytes());
+    const DashAnswer a = handle(out.bytes());
     DashInput in(a.body, true);
     in.readUInt16();
     EXPECT_EQ(in.readUInt16(), kDashClientParametersRequest);
     const auto block = in.readLengthPrefixed();
     return std::string(block.data(), block.size());
 }
-
-}  // namespace
 
 TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLargeTiles)
 {
@@ -184,9 +185,6 @@ TEST_F(HandlerTest, ParameterGroupsByteForByte)
     ASSERT_TRUE(QDir(styles.path()).mkdir("sub"));
     config.styleDir = styles.path().toStdString();
     config.styleEpoch = 7;
-    const auto ask = [&](std::vector<std::pair<int, std::uint64_t>> groups) {
-        return askForGroups(*tiles.handler(config), groups);
-    };
 
     // paint_epoch 7; a.tbl map style 0, b.tbl map style 1 (name order); no
     // format field; relative URLs under /styles/.
