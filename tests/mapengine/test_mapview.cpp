@@ -25,20 +25,21 @@
 
 namespace {
 
+// Logs each call as "name argument": overlays by title, coordinates to 1e-4 degrees.
 struct RecordingDelegate : GMSMapViewDelegate {
     bool consumeMarkerTaps = false;
-    std::vector<GMSMarker*> markerTaps;
-    std::vector<CLLocationCoordinate2D> longPresses, taps;
-    std::vector<GMSOverlay*> overlayTaps;
-    int idle = 0;
+    QStringList log;
+    static QString at(CLLocationCoordinate2D c) {
+        return QString("%1,%2").arg(c.latitude, 0, 'f', 4).arg(c.longitude, 0, 'f', 4);
+    }
     bool didTapMarker(GMSMapView*, GMSMarker* m) override {
-        markerTaps.push_back(m);
+        log << "marker " + m->title();
         return consumeMarkerTaps;
     }
-    void didLongPressAtCoordinate(GMSMapView*, CLLocationCoordinate2D c) override { longPresses.push_back(c); }
-    void didTapAtCoordinate(GMSMapView*, CLLocationCoordinate2D c) override { taps.push_back(c); }
-    void didTapOverlay(GMSMapView*, GMSOverlay* o) override { overlayTaps.push_back(o); }
-    void idleAtCameraPosition(GMSMapView*, const GMSCameraPosition&) override { ++idle; }
+    void didLongPressAtCoordinate(GMSMapView*, CLLocationCoordinate2D c) override { log << "longPress " + at(c); }
+    void didTapAtCoordinate(GMSMapView*, CLLocationCoordinate2D c) override { log << "tap " + at(c); }
+    void didTapOverlay(GMSMapView*, GMSOverlay* o) override { log << "overlay " + o->title(); }
+    void idleAtCameraPosition(GMSMapView*, const GMSCameraPosition&) override { log << "idle"; }
 };
 
 class MapViewTest : public ::testing::Test {
@@ -199,12 +200,10 @@ TEST_F(MapViewTest, MapTypesChooseLayers) {
     // An unknown type keeps the layers of the one before.
     view->setMapType(4);
     view->setMapType(17);
-    EXPECT_EQ(view->mapType(), 17);
-    EXPECT_EQ(view->mapImageMode(), 1);
-    EXPECT_EQ(view->vectorMode(), 1);
-}
+    EXPECT_EQ(std::tuple(view->mapType(), view->mapImageMode(), view->vectorMode()), std::tuple(17, 1, 1));
 
-TEST_F(MapViewTest, HybridMapAsksForSatelliteAndLabelTiles) {
+    // A hybrid map asks for satellite and label tiles.
+    view->setMapType(1);
     source.asked.clear();
     view->setMapType(4);
     std::set<std::pair<GMSTileLayerType, int>> kinds;
@@ -247,7 +246,8 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound
     EXPECT_TRUE(midway > 10.0 && midway < 12.0) << midway;
     runAnimation();
     EXPECT_EQ(view->camera().target(), (CLLocationCoordinate2D{12, 22}));
-    EXPECT_EQ(std::tuple(link.clientCount(), link.hasTimer(), idle.count(), delegate.idle), std::tuple(0, false, 1, 1));
+    EXPECT_EQ(std::tuple(link.clientCount(), link.hasTimer(), idle.count(), delegate.log),
+              std::tuple(0, false, 1, QStringList{"idle"}));
     // An immediate move stops an animation.
     view->animateToZoom(15);
     view->setCamera(GMSCameraPosition(0.0, 170.0, 5.0f));
@@ -267,8 +267,8 @@ TEST_F(MapViewTest, MarkerTapSelectsThenDeselectsAndTheInfoWindowTakesTaps) {
     m->setSnippet("12 m");
     view->setCamera(GMSCameraPosition(10.001, 20.001, 15.0f));
     view->handleTap(centreOf(m));
-    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.markerTaps.size(), view->isAnimating()),
-              std::tuple(m.get(), 1u, true));
+    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.log, view->isAnimating()),
+              std::tuple(m.get(), QStringList({"idle", "marker Mast"}), true));
     runAnimation();
     EXPECT_EQ(view->camera().target().latitude, 10.0);
     QSignalSpy infoTaps(view.get(), &GMSMapView::didTapInfoWindowOfMarker);
@@ -288,19 +288,18 @@ TEST_F(MapViewTest, TapPaddingWidensTheMarkerTarget) {
     EXPECT_EQ(view->selectedMarker(), m.get());
     view->setSelectedMarker(nullptr);
     view->handleTap(QPointF(frame.right() + 6, frame.center().y()));
-    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.taps.size()), std::tuple(nullptr, 1u));
+    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.log.filter("tap").size()), std::tuple(nullptr, 1));
 }
 
 TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEngine) {
     auto high = placeMarker();
     high->setZIndex(5);
+    high->setTitle("high");
     auto low = placeMarker();
     delegate.consumeMarkerTaps = true;
     view->handleTap(centreOf(low));
-    ASSERT_EQ(delegate.markerTaps, std::vector<GMSMarker*>{high.get()});
-    EXPECT_EQ(view->selectedMarker(), nullptr);
+    EXPECT_EQ(std::tuple(delegate.log, view->selectedMarker()), std::tuple(QStringList{"marker high"}, nullptr));
 
-    delegate.markerTaps.clear();
     std::vector<int> order;
     view->addMarkerTapDelegate([&](GMSMapView*, GMSMarker*) {
         order.push_back(1);
@@ -312,24 +311,23 @@ TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEn
     });
     view->handleTap(centreOf(low));
     EXPECT_EQ(order, (std::vector<int>{1, 2}));
-    EXPECT_TRUE(delegate.markerTaps.empty() && !view->selectedMarker() && !view->isAnimating());
+    EXPECT_TRUE(delegate.log.size() == 1 && !view->selectedMarker() && !view->isAnimating());
 }
 
 TEST_F(MapViewTest, TapsOnShapesAndOnTheMap) {
     auto poly = GMSPolygon::polygonWithPath(GMSPath({{9.9, 19.9}, {9.9, 20.1}, {10.1, 20.1}, {10.1, 19.9}}));
+    poly->setTitle("poly");
     poly->setMap(view.get());
     const QPointF centre = view->projection().pointForCoordinate({10.0, 20.0});
-    view->handleTap(centre);
-    EXPECT_TRUE(delegate.overlayTaps.empty());  // not tappable
-    ASSERT_EQ(delegate.taps.size(), 1u);
-    EXPECT_TRUE(near(delegate.taps[0], {10, 20}));
+    view->handleTap(centre);  // not tappable yet: a tap on the map
     poly->setTappable(true);
     view->handleTap(centre);
     auto line = GMSPolyline::polylineWithPath(GMSPath({{10.3, 19.5}, {10.3, 20.5}}));
     line->setTappable(true);
+    line->setTitle("line");
     line->setMap(view.get());
     view->handleTap(view->projection().pointForCoordinate({10.3, 20.0}) + QPointF(0, 3));
-    EXPECT_EQ(delegate.overlayTaps, (std::vector<GMSOverlay*>{poly.get(), line.get()}));
+    EXPECT_EQ(delegate.log, QStringList({"tap 10.0000,20.0000", "overlay poly", "overlay line"}));
 }
 
 TEST_F(MapViewTest, LongPressReportsTheCoordinateUnderTheFinger) {
@@ -338,14 +336,15 @@ TEST_F(MapViewTest, LongPressReportsTheCoordinateUnderTheFinger) {
     g.feed(clock.monotonicSeconds(), {{1, {150, 100}}});
     g.timeout(clock.monotonicSeconds() + 0.4);
     const CLLocationCoordinate2D want = view->projection().coordinateForPoint({150, 100});
-    EXPECT_EQ(std::tuple(delegate.longPresses, spy.count()), std::tuple(std::vector{want}, 1));
+    const QStringList pressed{"longPress " + RecordingDelegate::at(want)};
+    EXPECT_EQ(std::tuple(delegate.log, spy.count()), std::tuple(pressed, 1));
     g.feed(clock.monotonicSeconds() + 0.5, {});
     // Not on a draggable marker.
     auto m = GMSMarker::markerWithPosition(want);
     m->setDraggable(true);
     m->setMap(view.get());
     view->handleLongPress(centreOf(m));
-    EXPECT_EQ(delegate.longPresses.size(), 1u);
+    EXPECT_EQ(delegate.log, pressed);
 }
 
 TEST_F(MapViewTest, PanAndPinchKeepTheGroundUnderTheFingers) {
@@ -448,16 +447,15 @@ TEST_F(MapViewTest, FramesHandOverWhatChangesMade) {
     flat->setOpacity(0.5f);  // another overlay's change leaves the line's mesh
     (void)window.grabWindow();
     const GMSMapFrame panned = view->frame();
-    EXPECT_EQ(panned.shapes[0].mesh, first.shapes[0].mesh);
-    EXPECT_EQ(panned.infoWindow.picture.cacheKey(), first.infoWindow.picture.cacheKey());
+    EXPECT_EQ(std::pair(panned.shapes[0].mesh, panned.infoWindow.picture.cacheKey()),
+              std::pair(first.shapes[0].mesh, first.infoWindow.picture.cacheKey()));
 
     line->setStrokeWidth(5);
     m->setTitle("Mast 2");
     (void)window.grabWindow();
     const GMSMapFrame changed = view->frame();
-    EXPECT_NE(changed.shapes[0].mesh, first.shapes[0].mesh);
-    EXPECT_EQ(changed.shapes[0].mesh->strokeWidth, 5.0f);
-    EXPECT_NE(changed.infoWindow.picture.cacheKey(), first.infoWindow.picture.cacheKey());
+    EXPECT_TRUE(changed.shapes[0].mesh != first.shapes[0].mesh && changed.shapes[0].mesh->strokeWidth == 5.0f &&
+                changed.infoWindow.picture.cacheKey() != first.infoWindow.picture.cacheKey());
     EXPECT_EQ(std::tuple(GMSMapRenderer::totals().geometryBuilds, syncs >= 3, madeInSync),
               std::tuple(built + 2, true, 0));
     view->setParentItem(nullptr);
