@@ -142,7 +142,7 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
     EXPECT_EQ(log.warnings().size(), 1);
 }
 
-TEST_F(MapViewTest, PolylineKeepsItsOwnPathAndPreparesLazily) {
+TEST_F(MapViewTest, ShapesKeepTheirOwnStateAndPrepareLazily) {
     GMSMutablePath path;
     path.addLatitude(0, 0);
     auto l = GMSPolyline::polylineWithPath(path);
@@ -155,9 +155,8 @@ TEST_F(MapViewTest, PolylineKeepsItsOwnPathAndPreparesLazily) {
     EXPECT_FALSE(l->hasPreparedVertices());
     l->setSpans(std::vector<GMSStyleSpan>{GMSStyleSpan::spanWithStyle({{1, 0, 0, 1}, {1, 0, 0, 1}, true})});
     EXPECT_FALSE(l->useOldRenderer());
-}
 
-TEST_F(MapViewTest, GroundOverlayPositionBearingAndAnchor) {
+    // A ground overlay's position follows its anchor; its bearing wraps.
     QImage icon(64, 32, QImage::Format_ARGB32);
     icon.fill(Qt::red);
     auto g = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({-10, -20}, {10, 20}), icon);
@@ -216,7 +215,7 @@ TEST_F(MapViewTest, MapTypesChooseLayers) {
     EXPECT_FALSE(source.cancelled.isEmpty());
 }
 
-TEST_F(MapViewTest, MyLocationAndItsButton) {
+TEST_F(MapViewTest, MyLocationCompassPaddingAndSettings) {
     view->settings()->setMyLocationButton(true);
     view->setLocationFix({11, 21});
     const auto state = [&] {
@@ -233,6 +232,29 @@ TEST_F(MapViewTest, MyLocationAndItsButton) {
     EXPECT_TRUE(near(view->camera().target(), {11, 21}, 1e-9));
     view->setMyLocationEnabled(false);
     EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
+
+    view->settings()->setCompassButton(true);
+    EXPECT_TRUE(view->compassRect().isEmpty());
+    view->setCamera(GMSCameraPosition({10.0, 20.0}, 10.0f, 30.0, 0.0));
+    const QRectF r = view->compassRect();
+    ASSERT_FALSE(r.isEmpty());
+    view->handleTap(r.center());
+    runAnimation();
+    EXPECT_TRUE(view->camera().bearing() == 0.0 && view->compassRect().isEmpty()) << view->camera().bearing();
+
+    // Padding moves the visible centre.
+    view->setPadding(QMarginsF(0, 100, 0, 0));
+    EXPECT_EQ(view->projection().pointForCoordinate(view->camera().target()), QPointF(200, 200));
+
+    // Gesture bits, and settings notify only on a change.
+    GMSUISettings* s = view->settings();
+    QSignalSpy spy(s, &GMSUISettings::changed);
+    EXPECT_EQ(s->gestures(), 1 | 2 | 4 | 8);
+    s->setRotateGestures(false);
+    EXPECT_EQ(std::pair(s->gestures(), view->gestureHandler().gestures()), std::pair(1 | 2 | 8, 1 | 2 | 8));
+    s->setMyLocationButton(false);
+    s->setMyLocationButton(false);
+    EXPECT_EQ(spy.count(), 2);
 }
 
 TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound) {
@@ -261,7 +283,7 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound
     runAnimation();
 }
 
-TEST_F(MapViewTest, MarkerTapSelectsThenDeselectsAndTheInfoWindowTakesTaps) {
+TEST_F(MapViewTest, MarkerTapWithinPaddingSelectsThenDeselectsAndTheInfoWindowTakesTaps) {
     auto m = placeMarker();
     m->setTitle("Mast");
     m->setSnippet("12 m");
@@ -279,16 +301,13 @@ TEST_F(MapViewTest, MarkerTapSelectsThenDeselectsAndTheInfoWindowTakesTaps) {
     // Second tap: deselected, and no animation, since no marker is selected.
     view->handleTap(centreOf(m));
     EXPECT_TRUE(!view->selectedMarker() && !view->isAnimating() && view->infoWindowRect().isEmpty());
-}
 
-TEST_F(MapViewTest, TapPaddingWidensTheMarkerTarget) {
-    auto m = placeMarker();
+    // The tap padding widens the target by 4 points.
     const QRectF frame = view->markerFrame(m.get(), view->projection());
+    view->handleTap(QPointF(frame.right() + 6, frame.center().y()));
+    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.log.filter("tap ").size()), std::tuple(nullptr, 1));
     view->handleTap(QPointF(frame.right() + 3, frame.center().y()));
     EXPECT_EQ(view->selectedMarker(), m.get());
-    view->setSelectedMarker(nullptr);
-    view->handleTap(QPointF(frame.right() + 6, frame.center().y()));
-    EXPECT_EQ(std::tuple(view->selectedMarker(), delegate.log.filter("tap").size()), std::tuple(nullptr, 1));
 }
 
 TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEngine) {
@@ -330,7 +349,7 @@ TEST_F(MapViewTest, TapsOnShapesAndOnTheMap) {
     EXPECT_EQ(delegate.log, QStringList({"tap 10.0000,20.0000", "overlay poly", "overlay line"}));
 }
 
-TEST_F(MapViewTest, LongPressReportsTheCoordinateUnderTheFinger) {
+TEST_F(MapViewTest, LongPressPanPinchAndInertiaKeepTheGroundUnderTheFingers) {
     QSignalSpy spy(view.get(), &GMSMapView::didLongPressAtCoordinate);
     GMSGestureHandler& g = view->gestureHandler();
     g.feed(clock.monotonicSeconds(), {{1, {150, 100}}});
@@ -345,13 +364,11 @@ TEST_F(MapViewTest, LongPressReportsTheCoordinateUnderTheFinger) {
     m->setMap(view.get());
     view->handleLongPress(centreOf(m));
     EXPECT_EQ(delegate.log, pressed);
-}
+    m->setMap(nullptr);
 
-TEST_F(MapViewTest, PanAndPinchKeepTheGroundUnderTheFingers) {
-    GMSGestureHandler& g = view->gestureHandler();
     // The pan takes hold once the finger has moved 10 points: at (110, 104).
     const CLLocationCoordinate2D under = view->projection().coordinateForPoint({110, 104});
-    double t = clock.monotonicSeconds();
+    double t = clock.monotonicSeconds() + 1.0;
     g.feed(t, {{1, {100, 100}}});
     for (int i = 1; i <= 20; ++i) g.feed(t + i * 0.02, {{1, {100.0 + 5 * i, 100.0 + 2 * i}}});
     EXPECT_TRUE(near(view->projection().pointForCoordinate(under), {200, 140}));
@@ -366,11 +383,11 @@ TEST_F(MapViewTest, PanAndPinchKeepTheGroundUnderTheFingers) {
     EXPECT_NEAR(view->camera().zoom(), 10.0 + std::log2(1.5), 1e-5);
     EXPECT_TRUE(near(view->projection().pointForCoordinate(mid), {150, 150}, 1e-3));
     g.feed(t + 0.7, {});
-}
+    clock.advanceSeconds(t + 0.7 - clock.monotonicSeconds());
+    runAnimation();
 
-TEST_F(MapViewTest, PanInertiaRunsOnTheDisplayLinkAndStops) {
-    GMSGestureHandler& g = view->gestureHandler();
-    double t = clock.monotonicSeconds();
+    // Pan inertia runs on the display link and stops.
+    t = clock.monotonicSeconds();
     g.feed(t, {{1, {100, 100}}});
     for (int i = 1; i <= 20; ++i) g.feed(t + i * 0.01, {{1, {100.0 + 10 * i, 100}}});
     clock.advanceSeconds(t + 0.21 - clock.monotonicSeconds());
@@ -380,31 +397,6 @@ TEST_F(MapViewTest, PanInertiaRunsOnTheDisplayLinkAndStops) {
     runAnimation(1.0);
     EXPECT_EQ(std::pair(g.isDecelerating(), link.clientCount()), std::pair(false, 0));
     EXPECT_LT(view->camera().target().longitude, before);  // dragged right: the map goes west
-}
-
-TEST_F(MapViewTest, CompassPaddingAndSettings) {
-    view->settings()->setCompassButton(true);
-    EXPECT_TRUE(view->compassRect().isEmpty());
-    view->setCamera(GMSCameraPosition({10.0, 20.0}, 10.0f, 30.0, 0.0));
-    const QRectF r = view->compassRect();
-    ASSERT_FALSE(r.isEmpty());
-    view->handleTap(r.center());
-    runAnimation();
-    EXPECT_TRUE(view->camera().bearing() == 0.0 && view->compassRect().isEmpty()) << view->camera().bearing();
-
-    // Padding moves the visible centre.
-    view->setPadding(QMarginsF(0, 100, 0, 0));
-    EXPECT_EQ(view->projection().pointForCoordinate(view->camera().target()), QPointF(200, 200));
-
-    // Gesture bits, and settings notify only on a change.
-    GMSUISettings* s = view->settings();
-    QSignalSpy spy(s, &GMSUISettings::changed);
-    EXPECT_EQ(s->gestures(), 1 | 2 | 4 | 8);
-    s->setRotateGestures(false);
-    EXPECT_EQ(std::pair(s->gestures(), view->gestureHandler().gestures()), std::pair(1 | 2 | 8, 1 | 2 | 8));
-    s->setMyLocationButton(true);
-    s->setMyLocationButton(true);
-    EXPECT_EQ(spy.count(), 2);
 }
 
 // Shape meshes and the info window's picture are made when they change,
