@@ -163,7 +163,7 @@ TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioResetBelowItOnlyPans) {
                                 "zoom 2.16027"}));
 }
 
-TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
+TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNotNorAFlickSoonAfter) {
     Rig slow;
     double t = slow.drag(slow.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{80, 200}, {220, 200}}, 0.5);
     ASSERT_EQ(slow.h.gestureState(), 3);
@@ -177,9 +177,8 @@ TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
     const GMSDeceleratedValue& d = *h.decZoom();
     EXPECT_EQ(std::tuple(d.velocity, d.runTime, d.minimum, d.maximum), std::tuple(3.0f, 0.7f, 0.05f, 4.0f));  // clamped
     EXPECT_NEAR(d.startValue, rec.last["zoom"], 1e-6);
-}
 
-TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
+    // A flick soon after a pinch stops dead.
     for (double gap : {0.1, 0.3}) {
         Rig rig;
         GMSGestureHandler& g = rig.h;
@@ -196,7 +195,7 @@ TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
     }
 }
 
-TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
+TEST_F(Gestures, RotationAfterThreeDegreesAndLiftingAFingerPansWithoutAJump) {
     twoDown();
     // Turn by 10 degrees about the centre; zoom is on as well.
     double t = 0.01;
@@ -214,9 +213,8 @@ TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
     h.feed(lifted + 0.16, {{1, p1 + QPointF(50, 0)}});
     EXPECT_EQ(rec.log, (Log{"panFrom 100.76,191.318", "panFrom 100.76,191.318", "panFrom 120.76,191.318",
                            "panFrom 140.76,191.318", "pan 150.76,191.318"}));
-}
 
-TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
+    // Rotation needs three degrees, and is off with its bit.
     for (auto [degrees, rotationOn, state] : {std::tuple{2.9, true, 1}, {3.1, true, 4}, {20.0, false, 1}}) {
         Rig r;
         if (!rotationOn) r.h.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
@@ -284,7 +282,7 @@ TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
                            "twoFingerTap 100,100", "end"}));
 }
 
-TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsUnlessCancelled) {
+TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsWithInertiaUnlessCancelled) {
     tapThenHold();
     h.feed(0.26, {{1, {100, 102}}});
     h.feed(0.27, {{1, {100, 104}}});
@@ -302,7 +300,7 @@ TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsUnlessCancelled) {
     EXPECT_EQ(std::tuple(side.h.gestureState() == 5, side.rec.count("zoomStart"), side.rec.count("zoom")),
               std::tuple(false, 0, 0));
     Rig r;
-    const double t = r.flick(800.0);
+    double t = r.flick(800.0);
     r.h.tick(t + 0.01);
     // Tap (which stops the inertia), then press again soon after.
     r.h.feed(t + 0.02, {{1, {100, 100}}});
@@ -311,26 +309,25 @@ TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsUnlessCancelled) {
     r.h.timeout(t + 0.2);
     r.h.feed(t + 0.21, {{1, {100, 130}}});
     EXPECT_NE(r.h.gestureState(), 5);
-}
 
-TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
-    tapThenHold();
-    double t = 0.25;
+    Rig d2;  // inertia, with a bounded track
+    d2.tapThenHold();
+    t = 0.25;
     for (int i = 1; i <= 40; ++i) {  // 400 points a second downwards
         t += 0.01;
-        h.feed(t, {{1, {100, 100.0 + 4.0 * i}}});
-        EXPECT_LE(h.tapDragTrackDepth(), 12u);
+        d2.h.feed(t, {{1, {100, 100.0 + 4.0 * i}}});
+        EXPECT_LE(d2.h.tapDragTrackDepth(), 12u);
     }
-    EXPECT_NEAR(h.tapDragVelocity(), 400.0, 1e-6);
-    const double lastFactor = rec.last["zoom"];
-    h.feed(t + 0.001, {});
-    ASSERT_TRUE(h.decTapDrag().has_value());
-    const GMSDeceleratedValue d = *h.decTapDrag();
-    EXPECT_FLOAT_EQ(d.velocity, 2.0f);  // 400 / 80 clamped
+    EXPECT_NEAR(d2.h.tapDragVelocity(), 400.0, 1e-6);
+    const double lastFactor = d2.rec.last["zoom"];
+    d2.h.feed(t + 0.001, {});
+    ASSERT_TRUE(d2.h.decTapDrag().has_value());
+    const GMSDeceleratedValue d = *d2.h.decTapDrag();
     EXPECT_NEAR(d.startValue, std::log2(lastFactor), 1e-5);
-    EXPECT_EQ(std::tuple(d.minimum, d.maximum), std::tuple(d.startValue - 6.0f, d.startValue + 6.0f));
-    h.tick(t + 0.8);
-    EXPECT_NEAR(rec.last["zoom"], std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
+    EXPECT_EQ(std::tuple(d.velocity, d.minimum, d.maximum),
+              std::tuple(2.0f, d.startValue - 6.0f, d.startValue + 6.0f));  // 400 / 80 clamped
+    d2.h.tick(t + 0.8);
+    EXPECT_NEAR(d2.rec.last["zoom"], std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
 }
 
 TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
