@@ -110,7 +110,6 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
     EXPECT_EQ(static_cast<GMSMarker*>(view->overlays().front().get())->rotation(), 45.0);
     m->setMap(nullptr);
     EXPECT_TRUE(view->overlays().empty() && m->overlayID() == 0u);
-    // Moving between maps.
     GMSMapView other;
     m->setMap(view.get());
     m->setMap(&other);
