@@ -313,18 +313,14 @@ TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEn
     view->handleTap(centreOf(low));
     EXPECT_EQ(std::tuple(delegate.log, view->selectedMarker()), std::tuple(QStringList{"marker high"}, nullptr));
 
-    std::vector<int> order;
-    view->addMarkerTapDelegate([&](GMSMapView*, GMSMarker*) {
-        order.push_back(1);
-        return false;
-    });
-    view->addMarkerTapDelegate([&](GMSMapView*, GMSMarker*) {
-        order.push_back(2);
-        return true;
-    });
+    for (bool handles : {false, true})
+        view->addMarkerTapDelegate([&, handles](GMSMapView*, GMSMarker* m) {
+            delegate.log << QString("hook %1 %2").arg(handles).arg(m->title());
+            return handles;
+        });
     view->handleTap(centreOf(low));
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-    EXPECT_TRUE(delegate.log.size() == 1 && !view->selectedMarker() && !view->isAnimating());
+    EXPECT_EQ(std::tuple(delegate.log, view->selectedMarker(), view->isAnimating()),
+              std::tuple(QStringList({"marker high", "hook 0 high", "hook 1 high"}), nullptr, false));
 }
 
 TEST_F(MapViewTest, TapsOnShapesAndOnTheMap) {
