@@ -213,19 +213,17 @@ TEST_F(MapViewTest, MyLocationCompassPaddingAndSettings) {
     view->settings()->setMyLocationButton(true);
     view->setLocationFix({11, 21});
     const auto state = [&] {
-        return std::tuple(view->myLocation().has_value(), view->rendererUserPosition().longitude);
+        return std::tuple(view->myLocation().has_value(), view->rendererUserPosition().longitude,
+                          view->myLocationButtonRect().isEmpty());
     };
-    EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
-    EXPECT_TRUE(view->myLocationButtonRect().isEmpty());  // needs my location on
+    EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition, true));  // the button needs my location on
     view->setMyLocationEnabled(true);
-    EXPECT_EQ(state(), std::tuple(true, 21.0));
-    const QRectF b = view->myLocationButtonRect();
-    ASSERT_FALSE(b.isEmpty());
-    view->handleTap(b.center());
+    ASSERT_EQ(state(), std::tuple(true, 21.0, false));
+    view->handleTap(view->myLocationButtonRect().center());
     runAnimation();
     EXPECT_TRUE(near(view->camera().target(), {11, 21}, 1e-9));
     view->setMyLocationEnabled(false);
-    EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition));
+    EXPECT_EQ(state(), std::tuple(false, GMSMapView::kUnknownUserPosition, true));
 
     view->settings()->setCompassButton(true);
     EXPECT_TRUE(view->compassRect().isEmpty());
