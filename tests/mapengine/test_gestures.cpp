@@ -137,12 +137,11 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600PointsWithinItsLimits) {
     EXPECT_EQ(std::tuple(h.isDecelerating(), rec.ticksWanted, rec.count("decEnd")), std::tuple(false, false, 1));
 
     // The curve itself is checked through the ticks above; its limits apply only when not 0.
-    auto down = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
-    down.tickWithDelta(0.7);
-    EXPECT_FLOAT_EQ(down.value, 0.05f);
-    auto free = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.0f, 0.0f);
-    free.tickWithDelta(0.7);
-    EXPECT_NEAR(free.value, 1.0 - 3.5, 1e-5);
+    for (auto [lowest, highest, want] : {std::tuple{0.05f, 4.0f, 0.05}, {0.0f, 0.0f, 1.0 - 3.5}}) {
+        auto v = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, lowest, highest);
+        v.tickWithDelta(0.7);
+        EXPECT_NEAR(v.value, want, 1e-5) << lowest;
+    }
 }
 
 TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioResetBelowItOnlyPans) {
