@@ -248,8 +248,7 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound
     QSignalSpy idle(view.get(), &GMSMapView::idleAtCameraPosition);
     view->animateToLocation({12.0, 22.0});
     EXPECT_EQ(link.clientCount(), 1);
-    clock.advanceSeconds(0.25);
-    ManualFrameTimer::last->fire();
+    runAnimation(0.25);
     const double midway = view->camera().target().latitude;
     EXPECT_TRUE(midway > 10.0 && midway < 12.0) << midway;
     runAnimation();
@@ -262,8 +261,7 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound
     EXPECT_TRUE(!view->isAnimating() && link.clientCount() == 0);
     // Over the antimeridian, not round the world.
     view->animateToLocation({0.0, -170.0});
-    clock.advanceSeconds(0.25);
-    ManualFrameTimer::last->fire();
+    runAnimation(0.25);
     const double lng = view->camera().target().longitude;
     EXPECT_TRUE(lng > 170.0 || lng < -170.0) << lng;
     runAnimation();
