@@ -98,18 +98,23 @@ struct Rig {
 
 class Gestures : public ::testing::Test, public Rig {};
 
-TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlop) {
+TEST_F(Gestures, FirstFingerStartsGesturesAndPanNeedsSlopUnlessDisabled) {
     h.feed(0.0, {{1, {50, 50}}});
     h.feed(0.01, {{1, {55, 50}}});
-    EXPECT_EQ(rec.log, Log{"start"});
     h.feed(0.02, {{1, {61, 50}}});
     h.feed(0.03, {{1, {70, 50}}});
-    EXPECT_EQ(h.gestureState(), 0);
+    const int panning = h.gestureState();
     h.feed(0.04, {});
-    EXPECT_EQ(rec.log, (Log{"start", "panFrom 61,50", "pan 70,50", "decStart", "end"}));
+    EXPECT_EQ(std::tuple(panning, rec.log),
+              std::tuple(0, Log{"start", "panFrom 61,50", "pan 70,50", "decStart", "end"}));
+
+    Rig off;  // disabled gestures change no camera
+    off.h.setGesturesEnabled(false);
+    off.flick(800.0);
+    EXPECT_TRUE(off.rec.count("pan") == 0 && !off.h.isDecelerating());
 }
 
-TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
+TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600PointsWithinItsLimits) {
     Rig slow;
     slow.flick(199.0);
     EXPECT_TRUE(!slow.h.decPan() && !slow.h.isDecelerating() && !slow.rec.count("decStart"));
@@ -121,8 +126,7 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     const double t = flick(400.0);
     ASSERT_TRUE(h.decPan().has_value() && rec.ticksWanted);
     const GMSDeceleratedValue d = *h.decPan();
-    EXPECT_NEAR(d.velocity, 400.0f, 1.0f);
-    EXPECT_NEAR(h.decPanAngle(), 0.0, 1e-9);
+    EXPECT_TRUE(std::abs(d.velocity - 400.0f) < 1.0f && h.decPanAngle() == 0.0) << d.velocity << h.decPanAngle();
     // Ticks follow v t - (v / 0.75) t^2 / 2, damped by 0.9, and end exactly at the run time of 0.75 s.
     h.tick(t + 0.25);
     const double s1 = d.velocity * 0.25 - d.velocity / 0.75 * 0.25 * 0.25 / 2;
@@ -131,28 +135,22 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600Points) {
     h.tick(t + 0.8);
     EXPECT_NEAR(rec.last["pan"], h.decPanBase().x() + 0.9 * d.velocity * 0.75 / 2, 1e-2);
     EXPECT_EQ(std::tuple(h.isDecelerating(), rec.ticksWanted, rec.count("decEnd")), std::tuple(false, false, 1));
+
+    // The curve itself is checked through the ticks above; its limits apply only when not 0.
+    for (auto [lowest, highest, want] : {std::tuple{0.05f, 4.0f, 0.05}, {0.0f, 0.0f, 1.0 - 3.5}}) {
+        auto v = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, lowest, highest);
+        v.tickWithDelta(0.7);
+        EXPECT_NEAR(v.value, want, 1e-5) << lowest;
+    }
 }
 
-// The curve itself is checked through the flicks' ticks; its limits apply only when not 0.
-TEST_F(Gestures, DeceleratedValueLimits) {
-    auto down = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.05f, 4.0f);
-    down.tickWithDelta(0.7);
-    EXPECT_FLOAT_EQ(down.value, 0.05f);
-    auto free = GMSDeceleratedValue::make(-10.0f, 1.0f, 0.7f, 1.0f, 0.0f, 0.0f);
-    free.tickWithDelta(0.7);
-    EXPECT_NEAR(free.value, 1.0 - 3.5, 1e-5);
-}
-
-TEST_F(Gestures, PinchOf104NeverLeavesStateOneAndOnlyPans) {
-    twoDown();
-    EXPECT_EQ(h.gestureState(), 1);
-    // Spread to 1.04 while moving right by 40 points.
-    drag(0.01, {{1, {100, 200}}, {2, {200, 200}}}, {{138, 200}, {242, 200}}, 0.4);
-    EXPECT_EQ(std::tuple(h.gestureState(), rec.count("zoomStart"), rec.count("zoom"), rec.count("pan") > 0),
+TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioResetBelowItOnlyPans) {
+    Rig small;  // spread to 1.04 while moving right by 40 points
+    small.drag(small.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{138, 200}, {242, 200}}, 0.4);
+    EXPECT_EQ(std::tuple(small.h.gestureState(), small.rec.count("zoomStart"), small.rec.count("zoom"),
+                         small.rec.count("pan") > 0),
               std::tuple(1, 0, 0, true));
-}
 
-TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
     twoDown();
     h.feed(0.05, {{1, {97, 200}}, {2, {203, 200}}});  // 1.06
     h.feed(0.06, {{1, {47, 200}}, {2, {253, 200}}});  // 2.06 / 1.06
@@ -164,7 +162,7 @@ TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioReset) {
                                 "zoom 2.16027"}));
 }
 
-TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
+TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNotNorAFlickSoonAfter) {
     Rig slow;
     double t = slow.drag(slow.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{80, 200}, {220, 200}}, 0.5);
     ASSERT_EQ(slow.h.gestureState(), 3);
@@ -172,32 +170,29 @@ TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNot) {
     EXPECT_FALSE(slow.h.decZoom().has_value());
 
     t = drag(twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{0, 200}, {300, 200}}, 0.2);  // scale 1 -> 3 in 0.2 s
-    EXPECT_EQ(h.gestureState(), 3);
     h.feed(t + 0.01, {{1, {0, 200}}});
     ASSERT_TRUE(h.decZoom().has_value());
     const GMSDeceleratedValue& d = *h.decZoom();
     EXPECT_EQ(std::tuple(d.velocity, d.runTime, d.minimum, d.maximum), std::tuple(3.0f, 0.7f, 0.05f, 4.0f));  // clamped
     EXPECT_NEAR(d.startValue, rec.last["zoom"], 1e-6);
-}
 
-TEST_F(Gestures, FlickSoonAfterAPinchStopsDead) {
+    // A flick soon after a pinch stops dead.
     for (double gap : {0.1, 0.3}) {
         Rig rig;
-        GMSGestureHandler& g = rig.h;
         const double t = rig.drag(rig.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{70, 200}, {230, 200}}, 0.3);
-        ASSERT_EQ(g.gestureState(), 3);
+        ASSERT_EQ(rig.h.gestureState(), 3);
         const double lifted = t + 0.01;
-        g.feed(lifted, {{1, {70, 200}}});  // second finger lifted: state 0
-        EXPECT_EQ(g.gestureState(), 0);
+        rig.h.feed(lifted, {{1, {70, 200}}});  // second finger lifted: state 0
+        ASSERT_EQ(rig.h.gestureState(), 0);
         // The remaining finger flicks at 1000 points a second and lets go.
         const int steps = int(std::round(gap / 0.01));
-        for (int i = 1; i <= steps; ++i) g.feed(lifted + i * 0.01, {{1, {70.0 + 10.0 * i, 200}}});
-        g.feed(lifted + gap, {});
-        EXPECT_EQ(g.decPan().has_value(), gap > 0.2) << gap;
+        for (int i = 1; i <= steps; ++i) rig.h.feed(lifted + i * 0.01, {{1, {70.0 + 10.0 * i, 200}}});
+        rig.h.feed(lifted + gap, {});
+        EXPECT_EQ(rig.h.decPan().has_value(), gap > 0.2) << gap;
     }
 }
 
-TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
+TEST_F(Gestures, RotationAfterThreeDegreesAndLiftingAFingerPansWithoutAJump) {
     twoDown();
     // Turn by 10 degrees about the centre; zoom is on as well.
     double t = 0.01;
@@ -215,9 +210,8 @@ TEST_F(Gestures, LiftingAFingerDuringRotationPansWithoutAJump) {
     h.feed(lifted + 0.16, {{1, p1 + QPointF(50, 0)}});
     EXPECT_EQ(rec.log, (Log{"panFrom 100.76,191.318", "panFrom 100.76,191.318", "panFrom 120.76,191.318",
                            "panFrom 140.76,191.318", "pan 150.76,191.318"}));
-}
 
-TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
+    // Rotation needs three degrees, and is off with its bit.
     for (auto [degrees, rotationOn, state] : {std::tuple{2.9, true, 1}, {3.1, true, 4}, {20.0, false, 1}}) {
         Rig r;
         if (!rotationOn) r.h.setGestures(GMSGestureHandler::PanBit | GMSGestureHandler::ZoomBit);
@@ -229,26 +223,23 @@ TEST_F(Gestures, RotationNeedsThreeDegreesAndIsOffWithItsBit) {
 }
 
 TEST_F(Gestures, TwoFingersUpwardsTiltAfter14Points) {
-    h.feed(0.0, {{1, {100, 300}}});
-    h.feed(0.01, {{1, {100, 300}}, {2, {200, 300}}});
-    h.feed(0.05, {{1, {100, 287}}, {2, {200, 287}}});
-    EXPECT_EQ(h.gestureState(), 1);
-    h.feed(0.06, {{1, {100, 285}}, {2, {200, 285}}});
-    EXPECT_EQ(h.gestureState(), 2);
-    h.feed(0.07, {{1, {100, 275}}, {2, {200, 275}}});
-    // No inertia for tilt.
-    h.feed(0.08, {});
-    EXPECT_EQ(std::tuple(rec.log, h.isDecelerating()),
-              std::tuple(Log{"start", "panFrom 150,300", "panFrom 150,287", "panFrom 150,285", "tiltStart",
-                             "panFrom 150,275", "tilt -10", "panFrom 200,275", "end"},
+    twoDown();
+    h.feed(0.05, {{1, {100, 187}}, {2, {200, 187}}});
+    h.feed(0.06, {{1, {100, 185}}, {2, {200, 185}}});
+    h.feed(0.07, {{1, {100, 175}}, {2, {200, 175}}});
+    const int tilting = h.gestureState();
+    h.feed(0.08, {});  // no inertia for tilt
+    EXPECT_EQ(std::tuple(tilting, rec.log, h.isDecelerating()),
+              std::tuple(2, Log{"start", "panFrom 150,200", "panFrom 150,187", "panFrom 150,185", "tiltStart",
+                             "panFrom 150,175", "tilt -10", "panFrom 200,175", "end"},
                          false));
 }
 
-TEST_F(Gestures, LongPressAfterPointFourSeconds) {
+TEST_F(Gestures, LongPressAfterPointFourSecondsOfAStillFinger) {
     h.feed(0.0, {{1, {30, 40}}});
     EXPECT_EQ(h.nextDeadline(), std::optional(0.4));
     h.timeout(0.39);
-    EXPECT_EQ(rec.count("longPress"), 0);
+    ASSERT_EQ(rec.count("longPress"), 0);
     h.timeout(0.4);
     h.feed(0.6, {});
     // A finger that wandered does not long-press.
@@ -256,16 +247,16 @@ TEST_F(Gestures, LongPressAfterPointFourSeconds) {
     h.feed(1.1, {{1, {45, 40}}});
     h.timeout(1.6);
     EXPECT_EQ(rec.log, (Log{"start", "longPress 30,40", "end", "start", "panFrom 45,40"}));
-}
 
-TEST_F(Gestures, TouchDuringDecelerationStopsItAndBlocksLongPress) {
-    const double t = flick(800.0);
-    ASSERT_TRUE(h.isDecelerating());
-    h.tick(t + 0.05);
-    h.feed(t + 0.1, {{1, {10, 10}}});
-    EXPECT_TRUE(!h.isDecelerating() && rec.count("decEnd") == 1 && !h.nextDeadline());
-    h.timeout(t + 1.0);
-    EXPECT_EQ(rec.count("longPress"), 0);
+    // A touch during a deceleration stops it and does not long-press.
+    Rig r;
+    const double t = r.flick(800.0);
+    ASSERT_TRUE(r.h.isDecelerating());
+    r.h.tick(t + 0.05);
+    r.h.feed(t + 0.1, {{1, {10, 10}}});
+    EXPECT_TRUE(!r.h.isDecelerating() && r.rec.count("decEnd") == 1 && !r.h.nextDeadline());
+    r.h.timeout(t + 1.0);
+    EXPECT_EQ(r.rec.count("longPress"), 0);
 }
 
 TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
@@ -287,26 +278,25 @@ TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
                            "twoFingerTap 100,100", "end"}));
 }
 
-TEST_F(Gestures, TapDragZoomsByDoublingPer80Points) {
+TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsWithInertiaUnlessCancelled) {
     tapThenHold();
     h.feed(0.26, {{1, {100, 102}}});
-    EXPECT_EQ(h.gestureState(), 0);
     h.feed(0.27, {{1, {100, 104}}});
     EXPECT_EQ(h.gestureState(), 5);
     h.feed(0.28, {{1, {100, 180}}});
     h.feed(0.29, {{1, {100, 20}}});
     EXPECT_EQ(rec.log, (Log{"start", "tap 100,100", "end", "start", "zoomStart", "zoom 1.03526", "panFrom 100,180",
                            "zoom 2", "zoom 0.5"}));
-}
 
-TEST_F(Gestures, TapDragCancelledBySidewaysMoveOrRightAfterADeceleration) {
-    tapThenHold();
-    h.feed(0.26, {{1, {112, 101}}});
-    h.feed(0.27, {{1, {112, 150}}});
-    EXPECT_EQ(std::tuple(h.gestureState() == 5, rec.count("zoomStart"), rec.count("zoom")), std::tuple(false, 0, 0));
-
+    // Cancelled by a sideways move, or right after a deceleration.
+    Rig side;
+    side.tapThenHold();
+    side.h.feed(0.26, {{1, {112, 101}}});
+    side.h.feed(0.27, {{1, {112, 150}}});
+    EXPECT_EQ(std::tuple(side.h.gestureState() == 5, side.rec.count("zoomStart"), side.rec.count("zoom")),
+              std::tuple(false, 0, 0));
     Rig r;
-    const double t = r.flick(800.0);
+    double t = r.flick(800.0);
     r.h.tick(t + 0.01);
     // Tap (which stops the inertia), then press again soon after.
     r.h.feed(t + 0.02, {{1, {100, 100}}});
@@ -315,14 +305,11 @@ TEST_F(Gestures, TapDragCancelledBySidewaysMoveOrRightAfterADeceleration) {
     r.h.timeout(t + 0.2);
     r.h.feed(t + 0.21, {{1, {100, 130}}});
     EXPECT_NE(r.h.gestureState(), 5);
-}
 
-TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
-    tapThenHold();
-    double t = 0.25;
+    t = 0.29;  // on from (100, 20): inertia, with a bounded track
     for (int i = 1; i <= 40; ++i) {  // 400 points a second downwards
         t += 0.01;
-        h.feed(t, {{1, {100, 100.0 + 4.0 * i}}});
+        h.feed(t, {{1, {100, 20.0 + 4.0 * i}}});
         EXPECT_LE(h.tapDragTrackDepth(), 12u);
     }
     EXPECT_NEAR(h.tapDragVelocity(), 400.0, 1e-6);
@@ -330,21 +317,14 @@ TEST_F(Gestures, TapDragInertiaAndBoundedTrack) {
     h.feed(t + 0.001, {});
     ASSERT_TRUE(h.decTapDrag().has_value());
     const GMSDeceleratedValue d = *h.decTapDrag();
-    EXPECT_FLOAT_EQ(d.velocity, 2.0f);  // 400 / 80 clamped
     EXPECT_NEAR(d.startValue, std::log2(lastFactor), 1e-5);
-    EXPECT_EQ(std::tuple(d.minimum, d.maximum), std::tuple(d.startValue - 6.0f, d.startValue + 6.0f));
+    EXPECT_EQ(std::tuple(d.velocity, d.minimum, d.maximum),
+              std::tuple(2.0f, d.startValue - 6.0f, d.startValue + 6.0f));  // 400 / 80 clamped
     h.tick(t + 0.8);
     EXPECT_NEAR(rec.last["zoom"], std::exp((d.startValue + 2.0 * 0.7 / 2) * 0.6931472), 1e-3);
 }
 
-TEST_F(Gestures, DisabledGesturesChangeNoCamera) {
-    h.setGesturesEnabled(false);
-    flick(800.0);
-    EXPECT_TRUE(rec.count("pan") == 0 && !h.isDecelerating());
-}
-
 TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
-    // Fuzz: random fingers, times and positions; the handler must stay sane.
     std::uint32_t seed = 12345;
     auto rnd = [&] {
         seed = seed * 1664525u + 1013904223u;
