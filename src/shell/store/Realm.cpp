@@ -167,12 +167,13 @@ void RealmConfiguration::syncOnQueue(const std::function<void()>& work) {
     zl::SerialQueue* queue;
     {
         std::lock_guard lock(mutex_);
-        if (!queue_) queue_ = std::make_unique<zl::SerialQueue>(QStringLiteral("realmQueue"));
+        if (!queue_) queue_ = std::make_unique<zl::SerialQueue>(queueLabel());
         queue = queue_.get();
     }
     queue->sync(work);
 }
 
+// The label the queue carries whether or not it was built yet.
 QString RealmConfiguration::queueLabel() const { return QStringLiteral("realmQueue"); }
 
 // ---- Realm
