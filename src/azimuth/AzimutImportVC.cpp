@@ -16,15 +16,15 @@ AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
       deleteAllAzimuths(new UISwitch(this)),
       tableView(new UITableView(this)),
       statusLbl(new UILabel(this)),
-      listWatcher_(new QFutureWatcher<AzimuthFolder::Listing>(this)),
+      listWatcher_(new QFutureWatcher<DocumentFolder::Listing>(this)),
       readWatcher_(new QFutureWatcher<ReadOutcome>(this)),
-      copyWatcher_(new QFutureWatcher<AzimuthFolder::WriteResult>(this)) {
+      copyWatcher_(new QFutureWatcher<DocumentFolder::WriteResult>(this)) {
     appDelegate = context.appDelegate;
     importButtons->setTitle(tr("import"));
     connect(importButtons, &UIButton::touchUpInside, this, &AzimutImportVC::importAzimuths);
 
     connect(listWatcher_, &QFutureWatcherBase::finished, this, [this] {
-        const AzimuthFolder::Listing listing = listWatcher_->result();
+        const DocumentFolder::Listing listing = listWatcher_->result();
         files.clear();
         for (const QString& path : listing.files) files << QUrl::fromLocalFile(path);
         qint64 select = -1;
@@ -51,7 +51,7 @@ AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
     });
 
     connect(copyWatcher_, &QFutureWatcherBase::finished, this, [this] {
-        const AzimuthFolder::WriteResult result = copyWatcher_->result();
+        const DocumentFolder::WriteResult result = copyWatcher_->result();
         setBusy(false);
         if (!result.ok) {
             fail(tr("Could not copy the file into the folder: %1").arg(result.error));
@@ -64,7 +64,7 @@ AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
     });
 }
 
-QString AzimutImportVC::folderPath() const { return AzimuthFolder::path(context_.paths); }
+QString AzimutImportVC::folderPath() const { return DocumentFolder::path(context_.paths, QStringLiteral("azimuths")); }
 
 NSManagedObjectContext* AzimutImportVC::context() const {
     if (!appDelegate) return nullptr;
@@ -82,8 +82,8 @@ void AzimutImportVC::viewDidLoad() {
 
 void AzimutImportVC::listFiles(const QString& select) {
     pendingSelect_ = select;
-    const QString folder = AzimuthFolder::path(context_.paths);
-    listWatcher_->setFuture(QtConcurrent::run([folder] { return AzimuthFolder::list(folder); }));
+    const QString folder = DocumentFolder::path(context_.paths, QStringLiteral("azimuths"));
+    listWatcher_->setFuture(QtConcurrent::run([folder] { return DocumentFolder::list(folder); }));
 }
 
 void AzimutImportVC::setBusy(bool busy) {
@@ -125,7 +125,7 @@ void AzimutImportVC::importAzimuths() {
     setBusy(true);
     readWatcher_->setFuture(QtConcurrent::run([path] {
         ReadOutcome outcome;
-        const AzimuthFolder::ReadResult read = AzimuthFolder::read(path);
+        const DocumentFolder::ReadResult read = DocumentFolder::read(path);
         const QString name = QFileInfo(path).fileName();
         if (!read.ok) {
             outcome.error = QObject::tr("%1 can't be read (%2). Nothing was changed.").arg(name, read.error);
@@ -147,11 +147,11 @@ void AzimutImportVC::copyFileIntoFolder(const QUrl& file) {
         return;
     }
     const QString source = file.toLocalFile();
-    const QString folder = AzimuthFolder::path(context_.paths);
-    const QString stamp = AzimuthFolder::stamp(context_.clock->now());
+    const QString folder = DocumentFolder::path(context_.paths, QStringLiteral("azimuths"));
+    const QString stamp = DocumentFolder::stamp(context_.clock->now());
     setBusy(true);
     copyWatcher_->setFuture(
-        QtConcurrent::run([folder, source, stamp] { return AzimuthFolder::copyInto(folder, source, stamp); }));
+        QtConcurrent::run([folder, source, stamp] { return DocumentFolder::copyInto(folder, source, stamp); }));
 }
 
 bool AzimutImportVC::deleteAll() {

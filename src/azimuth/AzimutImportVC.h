@@ -2,7 +2,7 @@
 
 #include "ScreenContext.h"
 #include "AzimuthFile.h"
-#include "AzimuthFolder.h"
+#include "files/DocumentFolder.h"
 #include "store/Entities.h"
 #include "ui/UIKit.h"
 #include "ui/UITableView.h"
@@ -91,8 +91,8 @@ private:
     void fail(const QString& message);
 
     bool busy_ = false;
-    QFutureWatcher<AzimuthFolder::Listing>* listWatcher_;
+    QFutureWatcher<DocumentFolder::Listing>* listWatcher_;
     QFutureWatcher<ReadOutcome>* readWatcher_;
-    QFutureWatcher<AzimuthFolder::WriteResult>* copyWatcher_;
+    QFutureWatcher<DocumentFolder::WriteResult>* copyWatcher_;
     QString pendingSelect_;
 };

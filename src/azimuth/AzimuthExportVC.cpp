@@ -14,10 +14,10 @@ AzimuthExportVC::AzimuthExportVC(const ScreenContext& context, QObject* parent)
       filename(new UITextField(this)),
       exportTitleLbl(new UILabel(this)),
       statusLbl(new UILabel(this)),
-      watcher_(new QFutureWatcher<AzimuthFolder::WriteResult>(this)) {
+      watcher_(new QFutureWatcher<DocumentFolder::WriteResult>(this)) {
     appDelegate = context.appDelegate;
     connect(watcher_, &QFutureWatcherBase::finished, this, [this] {
-        const AzimuthFolder::WriteResult result = watcher_->result();
+        const DocumentFolder::WriteResult result = watcher_->result();
         busy_ = false;
         emit busyChanged();
         if (!result.ok) {
@@ -64,11 +64,11 @@ void AzimuthExportVC::exportAzimuths() {
     if (busy_) return;
     const QByteArray text = exportText();
     const QString name = filename->text().isNull() ? QString(QLatin1String("")) : filename->text();
-    const QString folder = AzimuthFolder::path(context_.paths);
-    const QString stamp = AzimuthFolder::stamp(context_.clock->now());
+    const QString folder = DocumentFolder::path(context_.paths, QStringLiteral("azimuths"));
+    const QString stamp = DocumentFolder::stamp(context_.clock->now());
     busy_ = true;
     emit busyChanged();
     statusLbl->setText(QString());
     watcher_->setFuture(QtConcurrent::run(
-        [folder, name, text, stamp] { return AzimuthFolder::writeExport(folder, name, text, stamp); }));
+        [folder, name, text, stamp] { return DocumentFolder::writeExport(folder, name, text, stamp); }));
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ScreenContext.h"
-#include "AzimuthFolder.h"
+#include "files/DocumentFolder.h"
 #include "store/Entities.h"
 #include "ui/UIKit.h"
 #include "ui/UIViewController.h"
@@ -50,5 +50,5 @@ signals:
 
 private:
     bool busy_ = false;
-    QFutureWatcher<AzimuthFolder::WriteResult>* watcher_;
+    QFutureWatcher<DocumentFolder::WriteResult>* watcher_;
 };

@@ -1,66 +1,27 @@
 #include "AzimuthFile.h"
 
-#include "LenientJson.h"
+#include "files/JsonText.h"
+#include "files/LenientJson.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
 
-#include <charconv>
 #include <cmath>
 #include <limits>
 
 namespace AzimuthFile {
 
-QString doubleText(double value) {
-    if (std::isnan(value)) return QStringLiteral("nan");
-    if (std::isinf(value)) return value < 0 ? QStringLiteral("-inf") : QStringLiteral("inf");
-    if (value == 0.0) return std::signbit(value) ? QStringLiteral("-0.0") : QStringLiteral("0.0");
-    // The shortest digits that read back, then laid out: plain decimals for
-    // ordinary magnitudes, exponent form below 1e-4 and above 2^54.
-    char buf[64];
-    const auto sci = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::scientific);
-    const std::string s(buf, sci.ptr);
-    const double magnitude = std::fabs(value);
-    if (magnitude < 1e-4 || magnitude > 18014398509481984.0) return QString::fromStdString(s);
-    const auto fixed = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::fixed);
-    QString text = QString::fromLatin1(buf, int(fixed.ptr - buf));
-    if (!text.contains(u'.')) text += QStringLiteral(".0");
-    return text;
-}
-
-QString escapeText(const QString& text) {
-    QString out;
-    out.reserve(text.size());
-    for (QChar c : text) {
-        switch (c.unicode()) {
-        case u'"': out += QStringLiteral("\\\""); break;
-        case u'\\': out += QStringLiteral("\\\\"); break;
-        case u'\n': out += QStringLiteral("\\n"); break;
-        case u'\r': out += QStringLiteral("\\r"); break;
-        case u'\t': out += QStringLiteral("\\t"); break;
-        case u'\b': out += QStringLiteral("\\b"); break;
-        case u'\f': out += QStringLiteral("\\f"); break;
-        default:
-            if (c.unicode() < 0x20)
-                out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-            else
-                out += c;
-        }
-    }
-    return out;
-}
-
 QByteArray exportText(double latitude, double longitude, const QList<Entry>& azimuths) {
     QString t;
     t += QStringLiteral("{\n");
-    t += QStringLiteral("\"latitude\": ") + doubleText(latitude) + QStringLiteral(",\n");
-    t += QStringLiteral("\"longitude\": ") + doubleText(longitude) + QStringLiteral(",\n");
+    t += QStringLiteral("\"latitude\": ") + JsonText::number(latitude) + QStringLiteral(",\n");
+    t += QStringLiteral("\"longitude\": ") + JsonText::number(longitude) + QStringLiteral(",\n");
     t += QStringLiteral("\"azimuths\": [\n");
     for (const Entry& e : azimuths) {
         t += QStringLiteral("{\n");
-        t += QStringLiteral("\"azimuth\": \"") + doubleText(e.azimuth) + QStringLiteral("\",");
-        t += QStringLiteral("\"distance\": \"") + doubleText(e.distance) + QStringLiteral("\",");
-        t += QStringLiteral("\"desc\": \"") + escapeText(e.desc) + QStringLiteral("\",");
+        t += QStringLiteral("\"azimuth\": \"") + JsonText::number(e.azimuth) + QStringLiteral("\",");
+        t += QStringLiteral("\"distance\": \"") + JsonText::number(e.distance) + QStringLiteral("\",");
+        t += QStringLiteral("\"desc\": \"") + JsonText::escaped(e.desc) + QStringLiteral("\",");
         t += QStringLiteral("\"colorRed\" : \"") + QString::number(e.colorRed) + QStringLiteral("\",");
         t += QStringLiteral("\"colorGreen\" : \"") + QString::number(e.colorGreen) + QStringLiteral("\",");
         t += QStringLiteral("\"colorBlue\" : \"") + QString::number(e.colorBlue) + QStringLiteral("\"");

@@ -34,14 +34,6 @@ struct Content {
 // control characters) so that every file written reads back.
 QByteArray exportText(double latitude, double longitude, const QList<Entry>& azimuths);
 
-// The default text of a double: the shortest decimal that reads back as the
-// same value, with at least one digit after the point ("52.0"); very small
-// and very large magnitudes in exponent form ("1e-05").
-QString doubleText(double value);
-
-// Quotation marks, backslashes and control characters escaped for a JSON text.
-QString escapeText(const QString& text);
-
 // Reads a file's bytes. Values are read leniently: a member that is missing
 // or of another kind reads 0, 0.0 or the empty text, and a number written as
 // a text is that number. Returns nothing, with a short reason, for a text

@@ -6,7 +6,7 @@
 #include "GMSUISettings.h"
 #include "LocationManager.h"
 #include "LocationServices.h"
-#include "MapSupport.h"
+#include "screens/MapSupport.h"
 #include "SystemSound.h"
 #include "WorkPosition.h"
 #include "settings/Units.h"
@@ -38,8 +38,6 @@ AzimuthVC::~AzimuthVC() {
     if (mapView_) mapView_->setDelegate(nullptr);
 }
 
-QColor AzimuthVC::onBearingColor() { return QColor::fromRgbF(0.46666667f, 0.7647059f, 0.26666668f, 1.0f); }
-
 void AzimuthVC::viewDidLoad() {
     forceLightStyle();
     mapView_->setDelegate(this);
@@ -53,11 +51,7 @@ void AzimuthVC::viewDidLoad() {
     locationManager->setDesiredAccuracy(kCLLocationAccuracyBest);
     locationManager->startUpdatingHeading();
 
-    if (enableMyLocation(*locationManager)) {
-        mapView_->setMyLocationEnabled(true);
-        mapView_->settings()->setMyLocationButton(true);
-        MapSupport::feedMyLocation(mapView_, locationManager);
-    }
+    MapSupport::enableMyLocation(mapView_, locationManager);
 }
 
 void AzimuthVC::viewWillAppear(bool) {
@@ -164,7 +158,5 @@ void AzimuthVC::didUpdateHeading(const CLHeading& heading) {
     actualCompassValue = heading.trueHeading;
     kompasTXT_->setText(Format::heading(actualCompassValue));
     pinKompas->setRotation(actualCompassValue);
-    // Plain difference: no wrap at north, and -360.0 is never near a heading.
-    const bool onBearing = std::fabs(heading.trueHeading - azimuth) <= kOnBearingDegrees;
-    kompasTXT_->setTextColor(onBearing ? onBearingColor() : QColor(Qt::white));
+    kompasTXT_->setTextColor(MapSupport::readoutColor(heading.trueHeading, azimuth));
 }

@@ -64,10 +64,6 @@ public:
     bool configureMap();
     void redrawAzimuths();
 
-    // The read-out is green within this many degrees of the selected azimuth.
-    static constexpr double kOnBearingDegrees = 5.0;
-    static QColor onBearingColor();
-
     double azimuth = AzimuthLines::kNoAzimuth;  // -360.0: none selected
     LocationManager* locationManager = nullptr;
     int authorizationStatus = 0;

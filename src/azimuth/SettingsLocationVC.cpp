@@ -5,7 +5,7 @@
 #include "GMSUISettings.h"
 #include "LocationManager.h"
 #include "LocationServices.h"
-#include "MapSupport.h"
+#include "screens/MapSupport.h"
 #include "SystemSound.h"
 #include "WorkPosition.h"
 #include "settings/Units.h"
@@ -40,11 +40,7 @@ void SettingsLocationVC::viewDidLoad() {
     picker->setSelectedSegmentIndex(useGeocoder ? 1 : 0);
 
     mapView_->setDelegate(this);
-    if (enableMyLocation(*locationManager)) {
-        mapView_->setMyLocationEnabled(true);
-        mapView_->settings()->setMyLocationButton(true);
-        MapSupport::feedMyLocation(mapView_, locationManager);
-    }
+    MapSupport::enableMyLocation(mapView_, locationManager);
     mapView_->setMapType(GMSMapView::kGMSTypeHybrid);
     mapView_->settings()->setRotateGestures(false);
 

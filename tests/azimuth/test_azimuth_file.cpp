@@ -3,7 +3,8 @@
 // random or truncated input that must never crash the reader.
 
 #include "AzimuthFile.h"
-#include "LenientJson.h"
+#include "files/JsonText.h"
+#include "files/LenientJson.h"
 #include "testsupport.h"
 
 #include <QFile>
@@ -37,7 +38,7 @@ TEST(AzimuthExportText, TwoAzimuthsByteForByteAndBackAndTextsEscapedSoThatEveryF
     EXPECT_EQ(AzimuthFile::exportText(0.0, 0.0, {}), "{\n\"latitude\": 0.0,\n\"longitude\": 0.0,\n\"azimuths\": [\n]\n}");
 
     const QString nasty = QStringLiteral("say \"hi\"\\ now\nline\ttab\r\x01\x1f end ąż 🛰");
-    EXPECT_EQ(AzimuthFile::escapeText(nasty),
+    EXPECT_EQ(JsonText::escaped(nasty),
               QStringLiteral("say \\\"hi\\\"\\\\ now\\nline\\ttab\\r\\u0001\\u001f end ąż 🛰"));
     const QList<Entry> entries = {{1.0, 2.0, nasty, 1, 2, 3}, {3.0, 4.0, "\"", 4, 5, 6}, {5.0, 6.0, "\\", 7, 8, 9}};
     const auto back = AzimuthFile::parse(AzimuthFile::exportText(1.5, -2.5, entries), &error);
@@ -49,11 +50,11 @@ TEST(AzimuthExportText, DoublesAsTheShortestTextThatReadsBack) {
     for (auto [value, text] : {std::pair{52.0, "52.0"}, {-0.5, "-0.5"}, {0.1, "0.1"}, {0.1 + 0.2, "0.30000000000000004"},
                                {123456789.0, "123456789.0"}, {0.0001, "0.0001"}, {0.00001, "1e-05"}, {1e20, "1e+20"},
                                {0.0, "0.0"}})
-        EXPECT_EQ(AzimuthFile::doubleText(value), text);
+        EXPECT_EQ(JsonText::number(value), text);
     std::mt19937_64 rng(7);
     std::uniform_real_distribution<double> any(-1e6, 1e6);
     for (int i = 0; i < 2000; ++i)
-        if (const double v = any(rng); AzimuthFile::doubleText(v).toDouble() != v) ADD_FAILURE() << v;
+        if (const double v = any(rng); JsonText::number(v).toDouble() != v) ADD_FAILURE() << v;
 }
 
 TEST(AzimuthFileRead, NumbersAsTextsAndAsNumbersReadTheSameAndOtherKindsLeniently) {

@@ -5,7 +5,7 @@
 
 #include "AzimutImportVC.h"
 #include "AzimuthExportVC.h"
-#include "AzimuthFolder.h"
+#include "files/DocumentFolder.h"
 #include "azimuth_fixture.h"
 
 #include <QDir>
@@ -26,7 +26,7 @@ QByteArray reference(const char* name) {
 
 class Files : public ScreenTest {
 protected:
-    QString folder() const { return AzimuthFolder::path(fake.context.paths); }
+    QString folder() const { return DocumentFolder::path(fake.context.paths, QStringLiteral("azimuths")); }
     void writeFile(const QString& name, const QByteArray& bytes) {
         ASSERT_FALSE(zltest::writeFile(QDir(folder()).filePath(name), bytes).isEmpty());
     }

@@ -7,6 +7,7 @@
 #include "GMSUISettings.h"
 #include "LocationManager.h"
 #include "azimuth_fixture.h"
+#include "screens/MapSupport.h"
 
 using aztest::ScreenTest;
 
@@ -23,8 +24,8 @@ protected:
     static bool onBearing(AzimuthVC* vc, double trueHeading) {
         vc->didUpdateHeading(CLHeading{trueHeading, trueHeading, 1.0, {}, true, 0.0, false});
         const QColor colour = vc->kompasTXT()->textColor();
-        EXPECT_TRUE(colour == AzimuthVC::onBearingColor() || colour == QColor(Qt::white)) << trueHeading;
-        return colour == AzimuthVC::onBearingColor();
+        EXPECT_TRUE(colour == MapSupport::onBearingColor() || colour == QColor(Qt::white)) << trueHeading;
+        return colour == MapSupport::onBearingColor();
     }
 };
 

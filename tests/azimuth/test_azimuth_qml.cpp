@@ -3,6 +3,7 @@
 
 #include "AzimuthScreens.h"
 #include "AzimuthVC.h"
+#include "screens/MapSupport.h"
 #include "NewAzimuthVC.h"
 #include "ShellScreens.h"
 #include "ShellServices.h"
@@ -101,7 +102,7 @@ TEST_F(Pages, FromTheMenuAnAddedAzimuthEndsUpAsALineOnTheMapPageWithItsReadOut) 
     QQuickItem* readOut = zltest::findVisible(window, "kompasTXT");
     ASSERT_TRUE(readOut);
     EXPECT_EQ(readOut->property("text").toString(), "12°");
-    EXPECT_EQ(readOut->property("color").value<QColor>(), AzimuthVC::onBearingColor());
+    EXPECT_EQ(readOut->property("color").value<QColor>(), MapSupport::onBearingColor());
     EXPECT_EQ(zltest::findVisible(window, "pointDescriptionTXT")->property("text").toString(),
               "selected azimuth: 12.5°");
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();

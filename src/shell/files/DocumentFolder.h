@@ -7,25 +7,26 @@
 
 class AppPaths;
 
-// The folder "azimuths" below the documents: the one place where azimuth
-// files are written and read. Everything here touches the disk and runs on
+// The folders below the documents through which users exchange files
+// ("azimuths", "markers", ...). Everything here touches the disk and runs on
 // a worker thread; the screens get the results back on the GUI thread.
-namespace AzimuthFolder {
+namespace DocumentFolder {
 
-QString path(const AppPaths& paths);
+QString path(const AppPaths& paths, const QString& folder);
 
 // "yyyy.MM.dd_HH.mm.ss" of a moment, in local time.
 QString stamp(const QDateTime& when);
 
 struct Listing {
-    QStringList files;  // absolute paths, by name
+    QStringList files;  // absolute paths, by name; hidden entries and folders too
     QString error;      // empty when the folder could be read
 };
 Listing list(const QString& folder);
 
 // A file name made of what the user typed: the text stays as it is, except
 // that a "/" or a zero character (which would lead out of the folder or
-// can't stand in a name) becomes "_". An empty text stays empty.
+// can't stand in a name) becomes "_". An empty text stays empty, so that
+// "<name>.json" is still a name inside the folder.
 QString safeName(const QString& typed);
 
 struct WriteResult {
@@ -33,9 +34,13 @@ struct WriteResult {
     QString path;   // the file written, or the one that couldn't be
     QString error;
 };
-// Writes text to "<name>.json" in the folder (made first if missing), or to
-// "<name>_<stamp>.json" when that exists. An existing file is never
-// overwritten: when both names are taken the write is refused.
+// Writes bytes to the path `first`, or to `second` when `first` exists,
+// making the folder of the one written. An existing file is never
+// overwritten: when both are taken the write is refused.
+WriteResult writeFirstFree(const QString& first, const QString& second, const QByteArray& bytes);
+
+// Writes text to "<name>.json" in the folder, or "<name>_<stamp>.json" when
+// that exists (see writeFirstFree).
 WriteResult writeExport(const QString& folder, const QString& typedName, const QByteArray& text,
                         const QString& stamp);
 
@@ -50,4 +55,4 @@ struct ReadResult {
 };
 ReadResult read(const QString& file);
 
-}  // namespace AzimuthFolder
+}  // namespace DocumentFolder

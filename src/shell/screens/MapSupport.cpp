@@ -1,12 +1,16 @@
 #include "MapSupport.h"
 
 #include "GMSMapView.h"
+#include "GMSUISettings.h"
 #include "LocationManager.h"
 #include "LocationServices.h"
+#include "WorkPosition.h"
 
 #include <QGuiApplication>
 #include <QPainter>
 #include <QScreen>
+
+#include <cmath>
 
 namespace MapSupport {
 
@@ -25,13 +29,27 @@ QImage compassIndicatorIcon() {
     return icon;
 }
 
-void feedMyLocation(GMSMapView* map, LocationManager* manager) {
-    if (!map || !manager || !manager->services()) return;
+bool enableMyLocation(GMSMapView* map, LocationManager* manager) {
+    if (!map || !manager || !::enableMyLocation(*manager)) return false;
+    map->setMyLocationEnabled(true);
+    map->settings()->setMyLocationButton(true);
+    if (!manager->services()) return true;
+    // The map engine knows nothing of positions; this joins it to the
+    // location services of the manager.
     if (const auto fix = manager->location()) map->setLocationFix(fix->coordinate);
     QObject::connect(manager->services(), &LocationServices::locationsUpdated, map,
                      [map](const QList<CLLocation>& fixes) {
                          if (!fixes.isEmpty()) map->setLocationFix(fixes.last().coordinate);
                      });
+    return true;
+}
+
+bool onBearing(double heading, double bearing) { return std::fabs(heading - bearing) <= kOnBearingDegrees; }
+
+QColor onBearingColor() { return QColor::fromRgbF(0.46666667f, 0.7647059f, 0.26666668f, 1.0f); }
+
+QColor readoutColor(double heading, double bearing) {
+    return onBearing(heading, bearing) ? onBearingColor() : QColor(Qt::white);
 }
 
 }  // namespace MapSupport

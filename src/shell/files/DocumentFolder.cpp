@@ -1,4 +1,4 @@
-#include "AzimuthFolder.h"
+#include "DocumentFolder.h"
 
 #include "AppPaths.h"
 
@@ -7,9 +7,9 @@
 #include <QFile>
 #include <QFileInfo>
 
-namespace AzimuthFolder {
+namespace DocumentFolder {
 
-QString path(const AppPaths& paths) { return paths.documentsPath(QStringLiteral("azimuths")); }
+QString path(const AppPaths& paths, const QString& folder) { return paths.documentsPath(folder); }
 
 QString stamp(const QDateTime& when) {
     return when.toLocalTime().toString(QStringLiteral("yyyy.MM.dd_HH.mm.ss"));
@@ -70,33 +70,31 @@ WriteResult writeNew(const QString& target, const QByteArray& bytes) {
     return r;
 }
 
-WriteResult writeWithStamp(const QString& folder, const QString& first, const QString& second,
-                           const QByteArray& bytes) {
-    const QDir dir(folder);
-    const QString target = dir.filePath(first);
-    if (!QFileInfo::exists(target)) {
-        WriteResult r = writeNew(target, bytes);
-        if (r.ok || QFileInfo::exists(target) == false) return r;
+}  // namespace
+
+WriteResult writeFirstFree(const QString& first, const QString& second, const QByteArray& bytes) {
+    makeFolder(QFileInfo(first).absolutePath());
+    if (!QFileInfo::exists(first)) {
+        WriteResult r = writeNew(first, bytes);
+        if (r.ok || !QFileInfo::exists(first)) return r;
     }
-    const QString other = dir.filePath(second);
-    if (QFileInfo::exists(other)) {
+    makeFolder(QFileInfo(second).absolutePath());
+    if (QFileInfo::exists(second)) {
         WriteResult r;
-        r.path = other;
+        r.path = second;
         r.error = QStringLiteral("both \"%1\" and \"%2\" already exist; try again in a second")
-                      .arg(first, second);
+                      .arg(QFileInfo(first).fileName(), QFileInfo(second).fileName());
         return r;
     }
-    return writeNew(other, bytes);
+    return writeNew(second, bytes);
 }
-
-}  // namespace
 
 WriteResult writeExport(const QString& folder, const QString& typedName, const QByteArray& text,
                         const QString& stamp) {
-    makeFolder(folder);
+    const QDir dir(folder);
     const QString name = safeName(typedName);
-    return writeWithStamp(folder, name + QStringLiteral(".json"),
-                          name + QLatin1Char('_') + stamp + QStringLiteral(".json"), text);
+    return writeFirstFree(dir.filePath(name + QStringLiteral(".json")),
+                          dir.filePath(name + QLatin1Char('_') + stamp + QStringLiteral(".json")), text);
 }
 
 WriteResult copyInto(const QString& folder, const QString& source, const QString& stamp) {
@@ -114,13 +112,13 @@ WriteResult copyInto(const QString& folder, const QString& source, const QString
         r.error = in.errorString();
         return r;
     }
-    makeFolder(folder);
     const QFileInfo info(source);
     const QString name = info.fileName();
     const QString suffix = info.suffix();
     const QString base = suffix.isEmpty() ? name : name.left(name.size() - suffix.size() - 1);
     const QString second = base + QLatin1Char('_') + stamp + (suffix.isEmpty() ? QString() : QLatin1Char('.') + suffix);
-    return writeWithStamp(folder, name, second, bytes);
+    const QDir dir(folder);
+    return writeFirstFree(dir.filePath(name), dir.filePath(second), bytes);
 }
 
 ReadResult read(const QString& file) {
@@ -140,4 +138,4 @@ ReadResult read(const QString& file) {
     return r;
 }
 
-}  // namespace AzimuthFolder
+}  // namespace DocumentFolder

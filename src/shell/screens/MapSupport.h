@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QColor>
+#include <QImage>
+
+class GMSMapView;
+class LocationManager;
+
+// Pieces the map screens of the work areas share.
+namespace MapSupport {
+
+// The compass indicator's icon: the image "new_compass_indicator" drawn
+// into 50 by 120 points at the screen's scale, so that the needle stands on
+// the position and points along the heading when the marker turns.
+QImage compassIndicatorIcon();
+
+// The map's my-location switch, run once when a map screen loads: with
+// permission "when in use" the blue dot and its button show, and every fix
+// the device delivers moves the dot; otherwise permission is asked for and
+// the map stays without them. Returns whether the dot shows.
+bool enableMyLocation(GMSMapView* map, LocationManager* manager);
+
+// The compass read-out: green while the heading lies within 5.0 degrees of
+// the bearing (5.0 included), white otherwise. The difference is plain, with
+// no wrap at north, so the bearing -360.0 (none) never matches.
+inline constexpr double kOnBearingDegrees = 5.0;
+bool onBearing(double heading, double bearing);
+QColor onBearingColor();
+QColor readoutColor(double heading, double bearing);
+
+}  // namespace MapSupport
