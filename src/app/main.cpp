@@ -5,6 +5,7 @@
 #include "AppOptions.h"
 #include "AppPaths.h"
 #include "AzimuthScreens.h"
+#include "PtpScreens.h"
 #include "Clock.h"
 #include "Drivers.h"
 #include "LocationServices.h"
@@ -110,6 +111,7 @@ int main(int argc, char* argv[]) {
 
     ShellScreens::registerScreens(navigation);
     AzimuthScreens::registerScreens(navigation, context);
+    PtpScreens::registerScreens(navigation, context);
 
     QQuickStyle::setStyle(QStringLiteral("Material"));
     QQmlApplicationEngine engine;
