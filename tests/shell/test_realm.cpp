@@ -37,8 +37,8 @@ TEST_F(RealmTest, PointsAddUpdateDeleteSurviveReopeningDuplicateIdsAreLeftAloneA
     realm_ptp::addPoint(store, "mast", "roof", 52.1, 21.0, 255, 0, 10, "P1");
     realm_ptp::addPoint(store, "tower", "", -33.9, 151.2, 1, 2, 3, "P2");
     realm_ptp::updatePoint(store, "P1", "mast 2", "roof top", 52.2, 21.1, 9, 8, 7);
-    realm_ptp::deletePoint(store, "P2");
-    realm_ptp::deletePoint(store, "unknown");  // ignored
+    EXPECT_TRUE(realm_ptp::deletePoint(store, "P2"));
+    EXPECT_FALSE(realm_ptp::deletePoint(store, "unknown"));  // ignored
     reopen();
     auto points = open()->objects<realm_ptp>();
     ASSERT_EQ(points.count(), 1);
@@ -52,7 +52,7 @@ TEST_F(RealmTest, PointsAddUpdateDeleteSurviveReopeningDuplicateIdsAreLeftAloneA
     realm_ptp::addPoint(store, "a", "", 1, 1, 0, 0, 0, "SAME");
     realm_ptp::addPoint(store, "b", "", 2, 2, 0, 0, 0, "SAME");
     realm_ptp::updatePoint(store, "SAME", "changed", "", 0, 0, 0, 0, 0);
-    realm_ptp::deletePoint(store, "SAME");
+    EXPECT_FALSE(realm_ptp::deletePoint(store, "SAME"));
     QStringList names;
     for (const auto& p : open()->points()) names << p.name;
     EXPECT_EQ(names, QStringList({"mast 2", "a", "b"}));

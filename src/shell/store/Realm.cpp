@@ -366,11 +366,16 @@ void realm_ptp::updatePoint(RealmConfiguration& config, const QString& id, const
     });
 }
 
-void realm_ptp::deletePoint(RealmConfiguration& config, const QString& id) {
+bool realm_ptp::deletePoint(RealmConfiguration& config, const QString& id) {
+    bool deleted = false;
     writeOrLog(config, [&](Realm& realm, QString*) {
-        if (auto hit = exactlyOne(realm.points().filter(QStringLiteral("id = %@"), id))) realm.remove(*hit);
+        if (auto hit = exactlyOne(realm.points().filter(QStringLiteral("id = %@"), id))) {
+            realm.remove(*hit);
+            deleted = true;
+        }
         return true;
     });
+    return deleted;
 }
 
 void realmValidation_tracks::addTrack(RealmConfiguration& config, const QString& id, const QString& desc,

@@ -49,7 +49,8 @@ struct realm_ptp {
     static void updatePoint(RealmConfiguration& realm, const QString& id, const QString& name,
                             const QString& ptp_description, double latitude, double longitude, qint64 red,
                             qint64 green, qint64 blue);
-    static void deletePoint(RealmConfiguration& realm, const QString& id);
+    // True only when exactly one record had the id and it was deleted.
+    static bool deletePoint(RealmConfiguration& realm, const QString& id);
 };
 
 // The head of one logged track; primary key `id`. Dates left unset are
