@@ -1,6 +1,8 @@
 #include "PtpScreens.h"
 
 #include "ScreenContext.h"
+#include "ptpSettingsList.h"
+#include "ptpSettingsManageVC.h"
 #include "ui/NavigationController.h"
 
 namespace PtpScreens {
@@ -10,9 +12,10 @@ QUrl page(const char* file) { return QUrl(QStringLiteral("qrc:/Zenloft/Ptp/qml/"
 }  // namespace
 
 void registerScreens(NavigationController& navigation, const ScreenContext& context) {
-    Q_UNUSED(navigation);
-    Q_UNUSED(context);
-    Q_UNUSED(page);
+    navigation.registerScreen(QStringLiteral("ptpSettingsList"), [context] { return new ptpSettingsList(context); },
+                              page("PtpListPage.qml"));
+    navigation.registerScreen(QStringLiteral("PtpSettingsManageVC"), [context] { return new ptpSettingsManageVC(context); },
+                              page("PtpManagePage.qml"));
 }
 
 }  // namespace PtpScreens

@@ -1,0 +1,395 @@
+// The point lists: the distance against an independent sphere, the radius
+// edge and the coincident point, the four orders, the search; then the
+// chooser and the management list through their screen objects on a real
+// store: reference point, rows, selection writes, reload at appearance,
+// swipe delete when the store says yes and when it says no, and the
+// editor's hand-over.
+
+#include "LocationManager.h"
+#include "PointList.h"
+#include "ptpSettingsList.h"
+#include "ptpSettingsManageVC.h"
+#include "ptp_fixture.h"
+#include "settings/Units.h"
+
+#include <GeographicLib/Geodesic.hpp>
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+
+#include <cmath>
+#include <random>
+
+using ptptest::ScreenTest;
+
+namespace {
+
+dbEntries row(const QString& name, double distance, const QString& desc = QString()) {
+    dbEntries e;
+    e.name = name;
+    e.distance = distance;
+    e.desc = desc;
+    e.id = name + QString::number(distance);
+    return e;
+}
+
+// "name@distance" per row, in order.
+QStringList order(const QList<dbEntries>& rows) {
+    QStringList out;
+    for (const dbEntries& e : rows) out << QStringLiteral("%1@%2").arg(e.name).arg(e.distance);
+    return out;
+}
+
+realm_ptp stored(const QString& name, double lat, double lon) {
+    realm_ptp p;
+    p.name = name;
+    p.latitude = lat;
+    p.longitude = lon;
+    return p;
+}
+
+// The marker editor as the management list sees it: the fields it fills.
+class FakeEditor : public UIViewController {
+public:
+    enum class Mode { none = -1, addMarkerForValidation, editMarkerForValidation, addPointForPTP, editPointForPTP };
+    Mode mode = Mode::none;
+    QString id, name, desc;
+    double latitude = 0.0, longitude = 0.0;
+    int valueRed = -1, valueGreen = -1, valueBlue = -1;
+};
+
+// The management list with its step to the editor recorded.
+class RecordingManage : public ptpSettingsManageVC {
+public:
+    using ptpSettingsManageVC::ptpSettingsManageVC;
+    void prepareForSegue(UIStoryboardSegue& segue, const QVariant& sender) override {
+        senders << sender;
+        if (auto* editor = dynamic_cast<FakeEditor*>(segue.destinationViewController))
+            filled << fillEditor(*editor, sender);
+        ptpSettingsManageVC::prepareForSegue(segue, sender);
+    }
+    QVariantList senders;
+    QList<bool> filled;
+};
+
+class PointLists : public ScreenTest {
+protected:
+    ptpSettingsList* showList(pointType type) {
+        auto* vc = new ptpSettingsList(fake.context);
+        vc->type = type;  // as the container sets it before the tab loads
+        nav->pushViewController(vc, QUrl(), false);
+        EXPECT_TRUE(zltest::waitFor([vc] { return vc->realm != nullptr; }));
+        return vc;
+    }
+    RecordingManage* showManage() {
+        nav->registerScreen("PtpSettingsManageVC", [this] { return new RecordingManage(fake.context); }, QUrl());
+        nav->registerScreen("addPoint", [] { return new FakeEditor; }, QUrl());
+        auto* vc = dynamic_cast<RecordingManage*>(open<ptpSettingsManageVC>("PtpSettingsManageVC"));
+        EXPECT_TRUE(vc && zltest::waitFor([vc] { return vc->realm != nullptr; }));
+        return vc;
+    }
+    // "text|desc" per row as the table shows it.
+    static QStringList rows(PointListScreen* vc) {
+        QStringList out;
+        for (int r = 0; r < vc->tableView->rowCount(); ++r) {
+            const QVariantMap f = vc->tableView->data(vc->tableView->index(r), UITableView::FieldsRole).toMap();
+            out << f.value("name").toString() + "|" + f.value("desc").toString();
+        }
+        return out;
+    }
+    void type(PointListScreen* vc, const QString& text) { vc->searchBar->userEdit(text); }
+};
+
+}  // namespace
+
+TEST(PointDistance, AgreesWithTheSphereOfItsConstantsAtRandomPairs) {
+    // Degrees of arc times 60 nautical miles of 1.1515 statute miles.
+    const double radiusKm = 60.0 * 1.1515 * 1.609344 * 180.0 / M_PI;
+    const GeographicLib::Geodesic sphere(radiusKm, 0.0);
+    std::mt19937 random(20261125);
+    std::uniform_real_distribution<double> lat(-90.0, 90.0), lon(-180.0, 180.0);
+    for (int i = 0; i < 2000; ++i) {
+        const double lat1 = lat(random), lon1 = lon(random), lat2 = lat(random), lon2 = lon(random);
+        double expected = 0.0;
+        sphere.Inverse(lat1, lon1, lat2, lon2, expected);
+        ASSERT_NEAR(PointList::pointDistance(lat1, lon1, lat2, lon2), expected, 1e-3)
+            << lat1 << "," << lon1 << " " << lat2 << "," << lon2;
+    }
+    EXPECT_NEAR(PointList::pointDistance(0.0, 179.5, 0.0, -179.5), 60.0 * 1.1515 * 1.609344, 1e-9) << "antimeridian";
+}
+
+TEST(PointDistance, ACoincidentPointIsZeroOrNotANumberAndTheRadiusItselfIsIn) {
+    // At 54° the cosine comes to exactly 1; at 0.08° rounding lifts it above.
+    const auto cosine = [](double lat) {
+        const double r = lat * 3.141592653589793 / 180.0;
+        return std::sin(r) * std::sin(r) + std::cos(r) * std::cos(r);
+    };
+    ASSERT_EQ(cosine(54.0), 1.0);
+    ASSERT_GT(cosine(0.08), 1.0);
+    EXPECT_EQ(PointList::pointDistance(54.0, 19.0, 54.0, 19.0), 0.0);
+    EXPECT_TRUE(std::isnan(PointList::pointDistance(0.08, 19.0, 0.08, 19.0)));
+
+    QList<dbEntries> within;
+    PointList::appendWithin(within, {stored("here", 0.08, 19.0), stored("north", 0.09, 19.0)}, 0.08, 19.0, 1.0e9);
+    ASSERT_EQ(within.size(), 1) << "not a number is dropped under any radius";
+    EXPECT_EQ(within[0].name, "north");
+
+    const QList<realm_ptp> points{stored("same", 54.0, 19.0), stored("far", 54.1, 19.3)};
+    const double edge = PointList::pointDistance(54.0, 19.0, 54.1, 19.3);
+    for (auto [radius, kept] : {std::pair{edge, 2}, {std::nextafter(edge, 0.0), 1}, {0.0, 1}, {-1.0, 0}}) {
+        QList<dbEntries> rows{row("kept before", 1.0)};
+        PointList::appendWithin(rows, points, 54.0, 19.0, radius);
+        EXPECT_EQ(rows.size(), 1 + kept) << radius << ": appends to what was there";
+    }
+}
+
+TEST(PointOrder, TheSettingPicksOneOfFourStableOrders) {
+    // Two "Mast" rows, an equal distance for "beta" and "Beta", case apart.
+    const QList<dbEntries> store{row("beta", 2.0), row("Mast", 5.0), row("alpha", 1.0), row("Mast", 3.0),
+                                 row("Beta", 2.0), row("Zulu", 4.0)};
+    const QStringList nearest{"alpha@1", "beta@2", "Beta@2", "Mast@3", "Zulu@4", "Mast@5"};
+    const QStringList farthest{"Mast@5", "Zulu@4", "Mast@3", "beta@2", "Beta@2", "alpha@1"};
+    for (auto [setting, expected] : {
+             std::pair<qint64, QStringList>{0, nearest},
+             {1, farthest},
+             {2, {"Beta@2", "Mast@3", "Mast@5", "Zulu@4", "alpha@1", "beta@2"}},
+             {3, {"beta@2", "alpha@1", "Zulu@4", "Mast@5", "Mast@3", "Beta@2"}},
+             {7, nearest},
+             {-1, nearest},
+         }) {
+        QList<dbEntries> rows = store;
+        PointList::sortEntries(rows, setting);
+        EXPECT_EQ(order(rows), expected) << "ptpListSortBy " << setting;
+    }
+
+    // Many equal keys: rows equal in what was sorted keep the order they had.
+    QList<dbEntries> many;
+    for (int i = 0; i < 64; ++i) {
+        many << row(QStringLiteral("n%1").arg(i % 3), double(i % 4));
+        many.last().id = QString::number(i);
+    }
+    for (qint64 setting : {0, 1, 2, 3}) {
+        QList<dbEntries> rows = many;
+        PointList::sortEntries(rows, setting);
+        for (qsizetype i = 1; i < rows.size(); ++i) {
+            const dbEntries &a = rows[i - 1], &b = rows[i];
+            if (a.distance == b.distance && (setting < 2 || a.name == b.name))
+                ASSERT_LT(a.id.toInt(), b.id.toInt()) << "ptpListSortBy " << setting << " at " << i;
+        }
+    }
+}
+
+TEST(PointOrder, NamesCompareByCodePointsAfterComposition) {
+    const QString composedE = QString::fromUtf8("caf\u00e9"), decomposedE = QString::fromUtf8("cafe\u0301");
+    EXPECT_EQ(PointList::compareNames(composedE, decomposedE), 0);
+    EXPECT_LT(PointList::compareNames("Zulu", "alpha"), 0);
+    EXPECT_LT(PointList::compareNames("mast", "mast 2"), 0);
+    // U+FF21 stands below U+1F600, though its UTF-16 unit is above the surrogate.
+    EXPECT_LT(PointList::compareNames(QString::fromUtf8("\uff21"), QString::fromUtf8("\U0001F600")), 0);
+    QList<dbEntries> rows{row(decomposedE, 2.0), row("cafe", 3.0), row(composedE, 1.0)};
+    PointList::sortEntries(rows, 2);
+    EXPECT_EQ(order(rows), (QStringList{"cafe@3", composedE + "@1", decomposedE + "@2"}))
+        << "equal after composition: nearest first";
+}
+
+TEST(PointSearch, LooksAtNameAndDescriptionLowerCasedAndKeepsTheOrder) {
+    const QList<dbEntries> rows{row("Tower", 1.0, "north mast"), row("52", 2.0, "roof"),
+                                row(QString::fromUtf8("\u0141\u00f3d\u017a"), 3.0, ""), row("MAST B", 4.0, "south"),
+                                row("Hill", 5.0, QString::fromUtf8("Caf\u00c9"))};
+    for (auto [text, expected] : {
+             std::pair<QString, QStringList>{"NORTH", {"Tower@1"}},
+             {"mast", {"Tower@1", "MAST B@4"}},
+             {"52", {"52@2"}},  // the name; a coordinate is never looked at
+             {"19.0", {}},
+             {QString::fromUtf8("\u0141\u00d3D"), {QString::fromUtf8("\u0141\u00f3d\u017a@3")}},
+             {QString::fromUtf8("caf\u00e9"), {"Hill@5"}},
+             {"cafe", {}},
+             {"", {"Tower@1", "52@2", QString::fromUtf8("\u0141\u00f3d\u017a@3"), "MAST B@4", "Hill@5"}},
+         })
+        EXPECT_EQ(order(PointList::search(rows, text)), expected) << text.toStdString();
+}
+
+TEST_F(PointLists, TheListMeasuresFromTheManualPointShowsKmRowsAndHidesItsLabelOnlyWithPoints) {
+    // Nothing stored: the label stays.
+    setManual(true, 54.0, 19.0);
+    defaults().setDouble(20.0, SettingsKey::maxDistance);
+    ptpSettingsList* empty = showList(pointType::to);
+    EXPECT_FALSE(empty->labelBottomLbl->hidden());
+    EXPECT_EQ(empty->overrideUserInterfaceStyle(), UIViewController::Light);
+
+    addPoint("far", 54.0, 20.0, "beyond the radius");
+    addPoint("near", 54.1, 19.0, "north mast", 1, 2, 3);
+    addPoint("here", 54.0, 19.0);
+    defaults().setBool(true, SettingsKey::useImperialUnits);
+    ptpSettingsList* vc = showList(pointType::to);
+    QAbstractItemModelTester tester(vc->tableView, QAbstractItemModelTester::FailureReportingMode::Warning);
+    EXPECT_EQ(rows(vc), (QStringList{"0.00 km : here|", "11.12 km : near|north mast"})) << "km whatever the units";
+    EXPECT_EQ(vc->tableView->data(vc->tableView->index(1), UITableView::CellClassRole), "listCell");
+    EXPECT_EQ(vc->cellForRowAtIndexPath(0, 1).fields.value("colorIndicator").value<QColor>(),
+              Palette::fromComponents(1, 2, 3));
+    EXPECT_EQ(vc->numberOfRowsInSection(5), 2) << "whatever the section";
+    EXPECT_TRUE(vc->labelBottomLbl->hidden());
+    EXPECT_EQ((std::tuple{vc->maxDistance, vc->latitude, vc->longitude, vc->entries.size()}),
+              (std::tuple{20.0, 54.0, 19.0, qsizetype(2)}));
+}
+
+TEST_F(PointLists, WithoutAManualPointTheListTakesTheKnownFixOrWaitsForOne) {
+    addPoint("mast", 52.0, 21.0);
+    setManual(false, 54.0, 19.0);
+    defaults().setDouble(5.0, SettingsKey::maxDistance);
+
+    backend->fix(52.0, 21.01);
+    ptpSettingsList* known = showList(pointType::from);
+    EXPECT_EQ(rows(known), QStringList{"0.68 km : mast|"});
+
+    // No fix yet: one is asked for, and the list loads when it comes.
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
+    ptpSettingsList* waiting = showList(pointType::from);
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
+    EXPECT_TRUE(rows(waiting).isEmpty());
+    backend->fix(52.0, 21.0);
+    EXPECT_EQ(rows(waiting), QStringList{"0.00 km : mast|"});
+    EXPECT_EQ(std::pair(waiting->latitude, waiting->longitude), std::pair(52.0, 21.0));
+    backend->fix(52.0, 21.02);
+    EXPECT_EQ(waiting->entries.size(), 1) << "one load per screen";
+
+    // No fix at all: the failure is logged, the list stays empty.
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
+    ptpSettingsList* failed = showList(pointType::from);
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
+    zltest::LogCapture log;
+    clock.advance(LocationManager::kRequestLocationTimeoutMs);
+    EXPECT_TRUE(log.contains("Failed to find user's location: No location found in time"));
+    EXPECT_TRUE(rows(failed).isEmpty());
+    EXPECT_FALSE(failed->labelBottomLbl->hidden());
+}
+
+TEST_F(PointLists, ChoosingAPointWritesTheTargetOrTheFromPointAndAlwaysTheTargetsName) {
+    setManual(true, 54.0, 19.0);
+    defaults().setDouble(100.0, SettingsKey::maxDistance);
+    addPoint("target", 54.2, 19.1, "north mast");
+    addPoint("start", 54.1, 19.0, "roof");
+    const auto settings = [this] {
+        return QVariantList{defaults().doubleForKey(SettingsKey::latitude),
+                            defaults().doubleForKey(SettingsKey::longitude),
+                            defaults().doubleForKey(SettingsKey::toLatitude),
+                            defaults().doubleForKey(SettingsKey::toLongitude),
+                            defaults().stringForKey(SettingsKey::toName).value_or("<none>"),
+                            defaults().stringForKey(SettingsKey::toDesc).value_or("<none>")};
+    };
+
+    ptpSettingsList* to = showList(pointType::to);
+    to->tableView->selectRow(1);
+    EXPECT_EQ(settings(), (QVariantList{54.0, 19.0, 54.2, 19.1, "target", "north mast"}));
+
+    ptpSettingsList* from = showList(pointType::from);
+    type(from, "ROOF");
+    from->tableView->selectRow(0);
+    EXPECT_EQ(settings(), (QVariantList{54.1, 19.0, 54.2, 19.1, "start", "roof"}))
+        << "the target keeps its place but takes the from point's name";
+    EXPECT_FALSE(defaults().boolForKey(SettingsKey::toUseGeocoder));
+    from->didSelectRowAtIndexPath(0, 5);  // no such row
+    EXPECT_EQ(settings().value(4), "start");
+}
+
+TEST_F(PointLists, TheSearchBarFiltersTheLoadedRowsAndClearingRestoresThem) {
+    setManual(true, 54.0, 19.0);
+    defaults().setDouble(100.0, SettingsKey::maxDistance);
+    defaults().setInteger(2, SettingsKey::ptpListSortBy);
+    addPoint("b", 54.1, 19.0, "North mast");
+    addPoint("a", 54.2, 19.0);
+    ptpSettingsList* vc = showList(pointType::to);
+    QSignalSpy endEditing(vc, &PointListScreen::endEditing);
+    addPoint("c north", 54.0, 19.1);  // a search doesn't read the store
+    type(vc, "NORTH");
+    EXPECT_EQ(rows(vc), QStringList{"11.12 km : b|North mast"});
+    type(vc, "");
+    EXPECT_EQ(rows(vc), (QStringList{"22.24 km : a|", "11.12 km : b|North mast"}));
+    vc->searchBar->endEditing();
+    EXPECT_EQ(endEditing.count(), 1);
+}
+
+TEST_F(PointLists, TheManagementListReadsTheStoreAtEachAppearanceAndHandsPointsToTheEditor) {
+    setManual(true, 54.0, 19.0);
+    defaults().setDouble(50.0, SettingsKey::maxDistance);
+    addPoint("mast", 54.1, 19.0, "roof", 10, 20, 30);
+    RecordingManage* vc = showManage();
+    EXPECT_EQ(vc->title(), "markers");
+    EXPECT_EQ(rows(vc), QStringList{"11.12 km : mast|roof"});
+
+    vc->addPoint();
+    auto* editor = dynamic_cast<FakeEditor*>(nav->topViewController());
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(vc->senders, QVariantList{"add"});
+    EXPECT_EQ(editor->mode, FakeEditor::Mode::addPointForPTP);
+    EXPECT_TRUE(editor->id.isEmpty());
+    // Back from the editor, a point added beyond the radius is stored but not listed.
+    addPoint("new", 54.0, 19.1, "", 1, 2, 3);
+    addPoint("beyond", 60.0, 19.0);
+    type(vc, "mast");
+    nav->popViewControllerAnimated(false);
+    EXPECT_EQ(rows(vc), (QStringList{"6.54 km : new|", "11.12 km : mast|roof"})) << "the search isn't reapplied";
+    EXPECT_EQ(vc->entries.size(), 2);
+
+    vc->tableView->selectRow(1);
+    editor = dynamic_cast<FakeEditor*>(nav->topViewController());
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(vc->senders.last(), QVariant(1));
+    EXPECT_EQ(vc->senders.last().typeId(), QMetaType::Int);
+    EXPECT_EQ(editor->mode, FakeEditor::Mode::editPointForPTP);
+    EXPECT_EQ((QVariantList{editor->id, editor->name, editor->desc, editor->latitude, editor->longitude,
+                            editor->valueRed, editor->valueGreen, editor->valueBlue}),
+              (QVariantList{"P-1", "mast", "roof", 54.1, 19.0, 10, 20, 30}));
+    EXPECT_EQ(vc->filled, (QList<bool>{true, true}));
+    FakeEditor untouched;
+    EXPECT_FALSE(vc->fillEditor(untouched, 9));
+    EXPECT_EQ(untouched.mode, FakeEditor::Mode::none);
+}
+
+TEST_F(PointLists, SwipeDeleteTakesTheRowFromBothListsAndReloadsWhenTheStoreSaysNo) {
+    setManual(true, 54.0, 19.0);
+    defaults().setDouble(50.0, SettingsKey::maxDistance);
+    addPoint("a", 54.1, 19.0);
+    addPoint("b mast", 54.2, 19.0);
+    addPoint("c mast", 54.3, 19.0);
+    RecordingManage* vc = showManage();
+    QAbstractItemModelTester tester(vc->tableView, QAbstractItemModelTester::FailureReportingMode::Warning);
+    const auto names = [](const QList<dbEntries>& list) {
+        QStringList out;
+        for (const dbEntries& e : list) out << e.name;
+        return out.join(",");
+    };
+
+    // During a search: the row goes from the store, the shown rows and all rows.
+    type(vc, "mast");
+    vc->tableView->deleteRow(0);
+    EXPECT_EQ(rows(vc), QStringList{"33.36 km : c mast|"});
+    EXPECT_EQ(names(vc->entries), "a,c mast");
+    EXPECT_EQ(points().size(), 2);
+
+    // Two records of one id: the store deletes neither, and the list shows what it holds.
+    realm_ptp::addPoint(fake.realm, "twin", "", 54.05, 19.0, 0, 0, 0, "TWIN");
+    realm_ptp::addPoint(fake.realm, "twin", "", 54.05, 19.0, 0, 0, 0, "TWIN");
+    vc->viewWillAppear(false);
+    for (int i = 0; i < 2; ++i) {
+        vc->tableView->deleteRow(0);
+        EXPECT_EQ(std::tuple(names(vc->filtred), names(vc->entries), vc->tableView->rowCount(), points().size()),
+                  std::tuple(QString("twin,twin,a,c mast"), QString("twin,twin,a,c mast"), 4, qsizetype(4)));
+    }
+
+    // A record deleted elsewhere: the list drops it too.
+    ASSERT_TRUE(realm_ptp::deletePoint(fake.realm, "P-1"));
+    vc->tableView->deleteRow(2);
+    EXPECT_EQ(std::pair(names(vc->filtred), names(vc->entries)),
+              std::pair(QString("twin,twin,c mast"), QString("twin,twin,c mast")));
+
+    // The twins go elsewhere, then the last point here: an empty table and no message.
+    fake.realm.open(nullptr)->write([](Realm& r, QString*) {
+        for (const realm_ptp& p : r.points().filter("id = %@", "TWIN")) r.remove(p);
+        return true;
+    }, nullptr);
+    vc->tableView->deleteRow(0);
+    ASSERT_EQ(rows(vc), QStringList{"33.36 km : c mast|"});
+    vc->tableView->deleteRow(0);
+    EXPECT_TRUE(rows(vc).isEmpty());
+    EXPECT_TRUE(points().isEmpty());
+}
