@@ -155,3 +155,26 @@ TEST(TableModel, SectionsRowsCellsAndActions) {
     table.deleteRow(-1);
     EXPECT_EQ(source.selected.size(), 1);
 }
+
+TEST(TableModel, CellsAreAskedForWhenReadAndKeptUntilTheNextReload) {
+    struct Counting : TwoSections {
+        UITableViewCell cellForRowAtIndexPath(int s, int r) const override {
+            ++asked;
+            return TwoSections::cellForRowAtIndexPath(s, r);
+        }
+        mutable int asked = 0;
+    } source;
+    source.rows0 = 100000;
+    UITableView table;
+    table.setDataSource(&source);
+    EXPECT_EQ(std::pair(table.rowCount(), source.asked), std::pair(100001, 0));
+    const QModelIndex row = table.index(99999);
+    table.setCellControl(99999, "settingState", true);
+    EXPECT_EQ((QVariantList{table.data(row, UITableView::FieldsRole).toMap().value("settingState"),
+                            table.data(row, UITableView::CellClassRole), source.asked}),
+              (QVariantList{true, "settingsCellTypeII", 1}));
+    source.rows0 = 2;  // shrunk, not reloaded yet: a row it no longer has reads empty
+    EXPECT_EQ(table.data(table.index(5), UITableView::CellClassRole), "");
+    table.reloadData();
+    EXPECT_EQ(table.data(table.index(2), UITableView::FieldsRole).toMap().value("settingName"), "1/0");
+}

@@ -30,6 +30,9 @@ public:
 
 // A table as a flat list model: one item per row, with its section and the
 // section's header text, so that a ListView can draw section headers.
+// A reload reads only the sections and their row counts; a row's cell is
+// asked of the data source when the row is first shown or read, so that a
+// table of many rows reloads at once.
 class UITableView : public QAbstractListModel {
     Q_OBJECT
     QML_ELEMENT
@@ -71,13 +74,22 @@ signals:
     void deselectRow(int index);
 
 private:
-    struct Item {
-        int section;
-        int row;
+    struct Section {
+        int first;  // flat index of its first row
+        int rows;
         QString header;
-        UITableViewCell cell;
-        bool deletable;
     };
+    struct Place {
+        int section = -1;
+        int row = -1;
+    };
+    Place placeOf(int index) const;
+    // The row's cell as the source gave it at its first reading since the
+    // reload, with the controls the user changed since.
+    const UITableViewCell& cellAt(int index) const;
+
     UITableViewDataSource* source_ = nullptr;
-    QList<Item> items_;
+    QList<Section> sections_;
+    int count_ = 0;
+    mutable QHash<int, UITableViewCell> cells_;
 };
