@@ -15,6 +15,18 @@ constexpr double kPi = 3.141592653589793;
 
 double radians(double degrees) { return degrees * kPi / 180.0; }
 
+// Library code elsewhere in the process may leave the upper halves of the
+// AVX registers in use; many x86 cores then make every later SSE
+// instruction wait on them, and measuring a long list ran about fifteen
+// times slower. One instruction before a long run of arithmetic clears
+// them; it changes no result.
+void clearUpperVectorState() {
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+    static const bool avx = __builtin_cpu_supports("avx");
+    if (avx) asm volatile("vzeroupper");
+#endif
+}
+
 // UTF-16 units ordered as their code points: surrogates (which carry the
 // code points above U+FFFF) move above U+E000..U+FFFF.
 int codePointOrder(char16_t unit) {
@@ -40,29 +52,76 @@ QString composed(const QString& s) {
     return s;
 }
 
-// One stable pass by name over the rows, ascending or descending.
-void sortByName(QList<dbEntries>& entries, bool ascending) {
-    struct Keyed {
-        QString key;
-        qsizetype index;
-    };
-    std::vector<Keyed> keyed;
-    keyed.reserve(size_t(entries.size()));
-    for (qsizetype i = 0; i < entries.size(); ++i) keyed.push_back({composed(entries[i].name), i});
-    std::stable_sort(keyed.begin(), keyed.end(), [ascending](const Keyed& a, const Keyed& b) {
-        const int order = compareCodePoints(a.key, b.key);
-        return ascending ? order < 0 : order > 0;
+// The order of n rows under the setting, as positions: one stable pass by
+// distance, then for the orders by name a stable pass by name. The passes
+// sort keys with their positions, which break ties as a stable sort keeps
+// them.
+template <class Distance, class Name>
+std::vector<qsizetype> orderOf(qsizetype n, Distance distanceAt, Name nameAt, qint64 setting) {
+    clearUpperVectorState();
+    const bool byName = setting == 2 || setting == 3;
+    const bool ascending = setting != 1 && setting != 3;
+    std::vector<std::pair<double, qsizetype>> byDistance;
+    byDistance.reserve(size_t(n));
+    for (qsizetype i = 0; i < n; ++i) byDistance.emplace_back(distanceAt(i), i);
+    std::sort(byDistance.begin(), byDistance.end(), [ascending](const auto& a, const auto& b) {
+        if (a.first != b.first) return ascending ? a.first < b.first : a.first > b.first;
+        return a.second < b.second;
     });
-    QList<dbEntries> sorted;
-    sorted.reserve(entries.size());
-    for (const Keyed& k : keyed) sorted.append(std::move(entries[k.index]));
-    entries = std::move(sorted);
-}
+    std::vector<qsizetype> order;
+    order.reserve(size_t(n));
+    for (const auto& d : byDistance) order.push_back(d.second);
+    if (!byName) return order;
 
-void sortByDistance(QList<dbEntries>& entries, bool ascending) {
-    std::stable_sort(entries.begin(), entries.end(), [ascending](const dbEntries& a, const dbEntries& b) {
-        return ascending ? a.distance < b.distance : a.distance > b.distance;
+    // The names side by side (read in their own order, which is the order
+    // they lie in memory), each unit mapped to its code point order so that
+    // plain comparisons of units order them; the first four units packed
+    // into each of two numbers settle most comparisons.
+    struct NameKey {
+        quint64 prefix[2];
+        qsizetype offset, size;
+    };
+    std::vector<char16_t> units;
+    units.reserve(size_t(n) * 16);
+    std::vector<NameKey> keys;
+    keys.reserve(size_t(n));
+    for (qsizetype i = 0; i < n; ++i) {
+        const QString name = composed(nameAt(i));
+        const qsizetype offset = qsizetype(units.size());
+        quint64 prefix[2] = {0, 0};
+        for (qsizetype u = 0; u < name.size(); ++u) {
+            const auto unit = char16_t(codePointOrder(name[u].unicode()));
+            units.push_back(unit);
+            if (u < 8) prefix[u / 4] |= quint64(unit) << (48 - 16 * (u % 4));
+        }
+        keys.push_back({{prefix[0], prefix[1]}, offset, name.size()});
+    }
+    // Each row with its prefixes and its place after the distance pass.
+    struct Named {
+        quint64 prefix[2];
+        qsizetype row, place;
+    };
+    std::vector<Named> byNames;
+    byNames.reserve(size_t(n));
+    for (qsizetype k = 0; k < n; ++k) {
+        const NameKey& key = keys[size_t(order[size_t(k)])];
+        byNames.push_back({{key.prefix[0], key.prefix[1]}, order[size_t(k)], k});
+    }
+    std::sort(byNames.begin(), byNames.end(), [&](const Named& l, const Named& r) {
+        for (int p = 0; p < 2; ++p)
+            if (l.prefix[p] != r.prefix[p]) return ascending ? l.prefix[p] < r.prefix[p] : l.prefix[p] > r.prefix[p];
+        const NameKey& a = keys[size_t(l.row)];
+        const NameKey& b = keys[size_t(r.row)];
+        const char16_t* x = units.data() + a.offset;
+        const char16_t* y = units.data() + b.offset;
+        const auto c = std::lexicographical_compare_three_way(x, x + a.size, y, y + b.size);
+        if (c != 0) return ascending ? c < 0 : c > 0;
+        return l.place < r.place;
     });
+    std::vector<qsizetype> result;
+    result.reserve(size_t(n));
+    for (const Named& k : byNames) result.push_back(k.row);
+    return result;
 }
 
 bool isAscii(QStringView s) {
@@ -76,8 +135,8 @@ char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + 3
 // Whether the lower-cased text holds needle (already lower-cased). Text in
 // ASCII is lowered on the fly: its lower case is ASCII again, so a needle
 // outside ASCII can't be in it.
-bool lowerHolds(const QString& text, const QString& needle, bool needleAscii) {
-    if (!isAscii(text)) return text.toLower().contains(needle);
+bool lowerHolds(QStringView text, bool textAscii, QStringView needle, bool needleAscii) {
+    if (!textAscii) return text.toString().toLower().contains(needle);
     if (!needleAscii) return false;
     const qsizetype n = needle.size(), last = text.size() - n;
     for (qsizetype at = 0; at <= last; ++at) {
@@ -90,51 +149,107 @@ bool lowerHolds(const QString& text, const QString& needle, bool needleAscii) {
 
 }  // namespace
 
-double pointDistance(double lat1, double lon1, double lat2, double lon2) {
-    const double theta = lon1 - lon2;
-    const double c = std::sin(radians(lat1)) * std::sin(radians(lat2)) +
-                     std::cos(radians(lat1)) * std::cos(radians(lat2)) * std::cos(radians(theta));
+Reference::Reference(double latitude, double longitude)
+    : latitude(latitude), longitude(longitude), sinLatitude(std::sin(radians(latitude))),
+      cosLatitude(std::cos(radians(latitude))) {}
+
+double Reference::distanceTo(double lat2, double lon2) const {
+    const double theta = longitude - lon2;
+    const double c = sinLatitude * std::sin(radians(lat2)) +
+                     cosLatitude * std::cos(radians(lat2)) * std::cos(radians(theta));
     const double d = std::acos(c) * 180.0 / kPi;
     return d * 60.0 * 1.1515 * 1.609344;
 }
 
+double pointDistance(double lat1, double lon1, double lat2, double lon2) {
+    return Reference(lat1, lon1).distanceTo(lat2, lon2);
+}
+
 void appendWithin(QList<dbEntries>& entries, const QList<realm_ptp>& points, double latitude, double longitude,
                   double maxDistance) {
-    for (const realm_ptp& p : points) {
-        const double distance = pointDistance(latitude, longitude, p.latitude, p.longitude);
-        if (!(distance <= maxDistance)) continue;
+    clearUpperVectorState();
+    const Reference from(latitude, longitude);
+    std::vector<std::pair<double, qsizetype>> kept;
+    for (qsizetype i = 0; i < points.size(); ++i) {
+        const double distance = from.distanceTo(points[i].latitude, points[i].longitude);
+        if (distance <= maxDistance) kept.emplace_back(distance, i);
+    }
+    entries.reserve(entries.size() + qsizetype(kept.size()));
+    for (const auto& [distance, i] : kept) {
+        const realm_ptp& p = points[i];
         entries.append({distance, p.name, p.ptp_description, p.latitude, p.longitude, int(p.markerRed),
                         int(p.markerGreen), int(p.markerBlue), p.id});
     }
 }
 
 void sortEntries(QList<dbEntries>& entries, qint64 ptpListSortBy) {
-    switch (ptpListSortBy) {
-    case 1:
-        sortByDistance(entries, false);
-        break;
-    case 2:
-        sortByDistance(entries, true);
-        sortByName(entries, true);
-        break;
-    case 3:
-        sortByDistance(entries, false);
-        sortByName(entries, false);
-        break;
-    default:
-        sortByDistance(entries, true);
+    const auto order = orderOf(
+        entries.size(), [&](qsizetype i) { return entries[i].distance; },
+        [&](qsizetype i) -> const QString& { return entries[i].name; }, ptpListSortBy);
+    QList<dbEntries> sorted;
+    sorted.reserve(entries.size());
+    for (qsizetype i : order) sorted.append(std::move(entries[i]));
+    entries = std::move(sorted);
+}
+
+QList<dbEntries> load(const QList<realm_ptp>& points, double latitude, double longitude, double maxDistance,
+                      qint64 ptpListSortBy) {
+    clearUpperVectorState();
+    const Reference from(latitude, longitude);
+    std::vector<std::pair<double, qsizetype>> kept;
+    for (qsizetype i = 0; i < points.size(); ++i) {
+        const double distance = from.distanceTo(points[i].latitude, points[i].longitude);
+        if (distance <= maxDistance) kept.emplace_back(distance, i);
     }
+    const auto order = orderOf(
+        qsizetype(kept.size()), [&](qsizetype k) { return kept[size_t(k)].first; },
+        [&](qsizetype k) -> const QString& { return points[kept[size_t(k)].second].name; }, ptpListSortBy);
+    QList<dbEntries> entries;
+    entries.reserve(qsizetype(kept.size()));
+    for (qsizetype k : order) {
+        const realm_ptp& p = points[kept[size_t(k)].second];
+        entries.append({kept[size_t(k)].first, p.name, p.ptp_description, p.latitude, p.longitude, int(p.markerRed),
+                        int(p.markerGreen), int(p.markerBlue), p.id});
+    }
+    return entries;
 }
 
 int compareNames(const QString& a, const QString& b) { return compareCodePoints(composed(a), composed(b)); }
 
 QList<dbEntries> search(const QList<dbEntries>& entries, const QString& text) {
+    return SearchText(entries).search(entries, text);
+}
+
+SearchText::SearchText(const QList<dbEntries>& entries) {
+    qsizetype total = 0;
+    for (const dbEntries& e : entries) total += e.name.size() + e.desc.size();
+    text_.reserve(total);
+    spans_.reserve(size_t(entries.size()) * 2);
+    for (const dbEntries& e : entries)
+        for (const QString* field : {&e.name, &e.desc}) {
+            spans_.push_back({text_.size(), field->size(), isAscii(*field)});
+            text_.append(*field);
+        }
+}
+
+QList<dbEntries> SearchText::search(const QList<dbEntries>& entries, const QString& text) const {
     if (text.isEmpty()) return entries;
+    if (spans_.size() != size_t(entries.size()) * 2) return PointList::search(entries, text);
     const QString needle = text.toLower();
     const bool needleAscii = isAscii(needle);
+    const QStringView all(text_);
+    std::vector<qsizetype> hits;
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        const Span& name = spans_[size_t(2 * i)];
+        const Span& desc = spans_[size_t(2 * i + 1)];
+        if (lowerHolds(all.mid(name.offset, name.size), name.ascii, needle, needleAscii) ||
+            lowerHolds(all.mid(desc.offset, desc.size), desc.ascii, needle, needleAscii))
+            hits.push_back(i);
+    }
+    if (qsizetype(hits.size()) == entries.size()) return entries;  // shared, not copied
     QList<dbEntries> kept;
-    for (const dbEntries& e : entries)
-        if (lowerHolds(e.name, needle, needleAscii) || lowerHolds(e.desc, needle, needleAscii)) kept.append(e);
+    kept.reserve(qsizetype(hits.size()));
+    for (qsizetype i : hits) kept.append(entries[i]);
     return kept;
 }
 

@@ -8,6 +8,8 @@
 #include <QList>
 #include <QString>
 
+#include <vector>
+
 struct realm_ptp;
 
 // One row of a point list: a stored point and its distance from the
@@ -31,6 +33,16 @@ namespace PointList {
 // point on top of the reference point may come out as not a number.
 double pointDistance(double lat1, double lon1, double lat2, double lon2);
 
+// The same distance from one reference point to many: its sine and cosine
+// are worked out once, with the very same results.
+struct Reference {
+    Reference(double latitude, double longitude);
+    double distanceTo(double latitude, double longitude) const;
+
+    double latitude, longitude;
+    double sinLatitude, cosLatitude;
+};
+
 // Appends every point within maxDistance km of the reference point (the
 // limit included), in store order. A distance that is not a number fails
 // the comparison and the point is left out.
@@ -47,9 +59,35 @@ void sortEntries(QList<dbEntries>& entries, qint64 ptpListSortBy);
 // locale, so upper case stands before lower case. <0, 0 or >0.
 int compareNames(const QString& a, const QString& b);
 
+// Every point within maxDistance km of the reference point, sorted by the
+// setting: what appendWithin and sortEntries give on an empty list, in one
+// pass over the store.
+QList<dbEntries> load(const QList<realm_ptp>& points, double latitude, double longitude, double maxDistance,
+                      qint64 ptpListSortBy);
+
 // The rows whose lower-cased name or description holds the lower-cased
 // text, in their order; all rows for an empty text. No locale enters.
 QList<dbEntries> search(const QList<dbEntries>& entries, const QString& text);
+
+// The names and descriptions of rows side by side in one block, so that a
+// keystroke's search reads one piece of memory rather than every row's own
+// texts. Made from the rows it searches, and made again when they change.
+class SearchText {
+public:
+    SearchText() = default;
+    explicit SearchText(const QList<dbEntries>& entries);
+    // search() over the rows it was made from.
+    QList<dbEntries> search(const QList<dbEntries>& entries, const QString& text) const;
+
+private:
+    struct Span {
+        qsizetype offset;
+        qsizetype size;
+        bool ascii;
+    };
+    QString text_;
+    std::vector<Span> spans_;  // name and description of each row
+};
 
 // The row's text: the distance always in km, then the name.
 QString rowText(const dbEntries& entry);

@@ -85,9 +85,15 @@ void PointListScreen::loadPoints() {
         return;
     }
     willLoad();
-    PointList::appendWithin(entries, realm->points().toList(), latitude, longitude, maxDistance);
-    PointList::sortEntries(entries, context_.defaults->integerForKey(SettingsKey::ptpListSortBy));
+    const qint64 order = context_.defaults->integerForKey(SettingsKey::ptpListSortBy);
+    if (entries.isEmpty()) {
+        entries = PointList::load(realm->points().toList(), latitude, longitude, maxDistance, order);
+    } else {
+        PointList::appendWithin(entries, realm->points().toList(), latitude, longitude, maxDistance);
+        PointList::sortEntries(entries, order);
+    }
     filtred = entries;
+    entriesChanged();
     didLoad();
     tableView->reloadData();
 }
@@ -104,8 +110,10 @@ UITableViewCell PointListScreen::cellForRowAtIndexPath(int, int row) const {
 
 void PointListScreen::searchBarTextDidChange(const QString& text) { applySearch(text); }
 
+void PointListScreen::entriesChanged() { searchText_ = PointList::SearchText(entries); }
+
 void PointListScreen::applySearch(const QString& text) {
-    filtred = PointList::search(entries, text);
+    filtred = searchText_.search(entries, text);
     tableView->reloadData();
 }
 

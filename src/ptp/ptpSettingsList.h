@@ -67,12 +67,15 @@ protected:
     virtual void willLoad() {}
     // Runs after every load.
     virtual void didLoad() {}
+    // After every change of entries: the search follows them.
+    void entriesChanged();
 
 private:
     void didUpdateLocations(const QList<CLLocation>& locations);
     void storeOpened(std::shared_ptr<Realm> opened, const QString& error);
 
     bool loadWanted_ = false;
+    PointList::SearchText searchText_;
 };
 
 // The point list tab of the location container: picks a stored point as

@@ -54,6 +54,7 @@ void ptpSettingsManageVC::commitDeleteForRowAtIndexPath(int, int row) {
     if (hit != entries.end()) {
         entries.erase(hit);
         filtred.removeAt(row);
+        entriesChanged();
     }
     tableView->reloadData();
 }

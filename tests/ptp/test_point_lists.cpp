@@ -172,9 +172,35 @@ TEST(PointOrder, TheSettingPicksOneOfFourStableOrders) {
         PointList::sortEntries(rows, setting);
         for (qsizetype i = 1; i < rows.size(); ++i) {
             const dbEntries &a = rows[i - 1], &b = rows[i];
-            if (a.distance == b.distance && (setting < 2 || a.name == b.name))
+            if (a.distance == b.distance && (setting < 2 || a.name == b.name)) {
                 ASSERT_LT(a.id.toInt(), b.id.toInt()) << "ptpListSortBy " << setting << " at " << i;
+            }
         }
+    }
+}
+
+TEST(PointOrder, TheOnePassLoadGivesWhatAppendingAndSortingGive) {
+    std::mt19937 random(11);
+    std::uniform_int_distribution<int> pick(0, 5);
+    QList<realm_ptp> points;
+    for (int i = 0; i < 300; ++i) {
+        // Few names and a coarse grid: many equal names and equal distances.
+        points << stored(QStringList{"b", "B", "a", "mast", QString::fromUtf8("\u00e9"), "e\u0301"}[pick(random)],
+                         54.0 + 0.01 * pick(random), 19.0 + 0.01 * pick(random));
+        points.last().id = QString::number(i);
+    }
+    const auto ids = [](const QList<dbEntries>& rows) {
+        QStringList out;
+        for (const dbEntries& e : rows) out << e.id;
+        return out;
+    };
+    for (qint64 setting : {0, 1, 2, 3, 7}) {
+        QList<dbEntries> expected;
+        PointList::appendWithin(expected, points, 54.02, 19.02, 2.0);
+        PointList::sortEntries(expected, setting);
+        ASSERT_GT(expected.size(), 50);
+        ASSERT_LT(expected.size(), 300);
+        EXPECT_EQ(ids(PointList::load(points, 54.02, 19.02, 2.0, setting)), ids(expected)) << setting;
     }
 }
 
@@ -365,6 +391,8 @@ TEST_F(PointLists, SwipeDeleteTakesTheRowFromBothListsAndReloadsWhenTheStoreSays
     EXPECT_EQ(rows(vc), QStringList{"33.36 km : c mast|"});
     EXPECT_EQ(names(vc->entries), "a,c mast");
     EXPECT_EQ(points().size(), 2);
+    type(vc, "MAST");
+    EXPECT_EQ(rows(vc), QStringList{"33.36 km : c mast|"}) << "the search follows the deletion";
 
     // Two records of one id: the store deletes neither, and the list shows what it holds.
     realm_ptp::addPoint(fake.realm, "twin", "", 54.05, 19.0, 0, 0, 0, "TWIN");
