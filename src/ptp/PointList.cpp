@@ -165,8 +165,12 @@ double pointDistance(double lat1, double lon1, double lat2, double lon2) {
     return Reference(lat1, lon1).distanceTo(lat2, lon2);
 }
 
-void appendWithin(QList<dbEntries>& entries, const QList<realm_ptp>& points, double latitude, double longitude,
-                  double maxDistance) {
+namespace {
+
+// The distance and the store position of every point within maxDistance
+// (a distance that is not a number fails the comparison), in store order.
+std::vector<std::pair<double, qsizetype>> within(const QList<realm_ptp>& points, double latitude, double longitude,
+                                                 double maxDistance) {
     clearUpperVectorState();
     const Reference from(latitude, longitude);
     std::vector<std::pair<double, qsizetype>> kept;
@@ -174,12 +178,21 @@ void appendWithin(QList<dbEntries>& entries, const QList<realm_ptp>& points, dou
         const double distance = from.distanceTo(points[i].latitude, points[i].longitude);
         if (distance <= maxDistance) kept.emplace_back(distance, i);
     }
+    return kept;
+}
+
+dbEntries entryOf(double distance, const realm_ptp& p) {
+    return {distance, p.name, p.ptp_description, p.latitude, p.longitude, int(p.markerRed),
+            int(p.markerGreen), int(p.markerBlue), p.id};
+}
+
+}  // namespace
+
+void appendWithin(QList<dbEntries>& entries, const QList<realm_ptp>& points, double latitude, double longitude,
+                  double maxDistance) {
+    const auto kept = within(points, latitude, longitude, maxDistance);
     entries.reserve(entries.size() + qsizetype(kept.size()));
-    for (const auto& [distance, i] : kept) {
-        const realm_ptp& p = points[i];
-        entries.append({distance, p.name, p.ptp_description, p.latitude, p.longitude, int(p.markerRed),
-                        int(p.markerGreen), int(p.markerBlue), p.id});
-    }
+    for (const auto& [distance, i] : kept) entries.append(entryOf(distance, points[i]));
 }
 
 void sortEntries(QList<dbEntries>& entries, qint64 ptpListSortBy) {
@@ -194,23 +207,13 @@ void sortEntries(QList<dbEntries>& entries, qint64 ptpListSortBy) {
 
 QList<dbEntries> load(const QList<realm_ptp>& points, double latitude, double longitude, double maxDistance,
                       qint64 ptpListSortBy) {
-    clearUpperVectorState();
-    const Reference from(latitude, longitude);
-    std::vector<std::pair<double, qsizetype>> kept;
-    for (qsizetype i = 0; i < points.size(); ++i) {
-        const double distance = from.distanceTo(points[i].latitude, points[i].longitude);
-        if (distance <= maxDistance) kept.emplace_back(distance, i);
-    }
+    const auto kept = within(points, latitude, longitude, maxDistance);
     const auto order = orderOf(
         qsizetype(kept.size()), [&](qsizetype k) { return kept[size_t(k)].first; },
         [&](qsizetype k) -> const QString& { return points[kept[size_t(k)].second].name; }, ptpListSortBy);
     QList<dbEntries> entries;
     entries.reserve(qsizetype(kept.size()));
-    for (qsizetype k : order) {
-        const realm_ptp& p = points[kept[size_t(k)].second];
-        entries.append({kept[size_t(k)].first, p.name, p.ptp_description, p.latitude, p.longitude, int(p.markerRed),
-                        int(p.markerGreen), int(p.markerBlue), p.id});
-    }
+    for (qsizetype k : order) entries.append(entryOf(kept[size_t(k)].first, points[kept[size_t(k)].second]));
     return entries;
 }
 
