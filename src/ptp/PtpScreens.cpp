@@ -1,6 +1,8 @@
 #include "PtpScreens.h"
 
 #include "ScreenContext.h"
+
+#include "PtpVC.h"
 #include "ui/NavigationController.h"
 
 namespace PtpScreens {
@@ -10,9 +12,7 @@ QUrl page(const char* file) { return QUrl(QStringLiteral("qrc:/Zenloft/Ptp/qml/"
 }  // namespace
 
 void registerScreens(NavigationController& navigation, const ScreenContext& context) {
-    Q_UNUSED(navigation);
-    Q_UNUSED(context);
-    Q_UNUSED(page);
+    navigation.registerScreen(QStringLiteral("ptpVC"), [context] { return new PtpVC(context); }, page("PtpPage.qml"));
 }
 
 }  // namespace PtpScreens
