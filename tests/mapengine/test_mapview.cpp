@@ -60,10 +60,15 @@ protected:
     }
     void runAnimation(double seconds = 1.0) { runFrames(clock, seconds); }
     QPointF centreOf(const GMSMarkerPtr& m) const { return view->markerFrame(m.get(), view->projection()).center(); }
-    GMSMarkerPtr placeMarker(CLLocationCoordinate2D at = {10.0, 20.0}) {
-        auto m = GMSMarker::markerWithPosition(at);
-        m->setMap(view.get());
-        return m;
+    // An overlay shown on the map under a title.
+    template <typename O>
+    std::shared_ptr<O> put(std::shared_ptr<O> o, const QString& title = {}) {
+        o->setTitle(title);
+        o->setMap(view.get());
+        return o;
+    }
+    GMSMarkerPtr placeMarker(const QString& title = {}, CLLocationCoordinate2D at = {10.0, 20.0}) {
+        return put(GMSMarker::markerWithPosition(at), title);
     }
 
     ManualSource source;
@@ -117,12 +122,7 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
     m->setMap(view.get());
 
     // The map holds what it shows; clear lets go and leaves the objects usable.
-    std::weak_ptr<GMSPolygon> weak;
-    {
-        auto p = GMSPolygon::polygonWithPath(GMSPath({{0, 0}, {0, 1}, {1, 1}}));
-        weak = p;
-        p->setMap(view.get());
-    }
+    const std::weak_ptr<GMSPolygon> weak = put(GMSPolygon::polygonWithPath(GMSPath({{0, 0}, {0, 1}, {1, 1}})));
     ASSERT_FALSE(weak.expired());
     view->setSelectedMarker(m.get());
     view->clear();
@@ -132,8 +132,7 @@ TEST_F(MapViewTest, OverlayLifeCycle) {
     zltest::LogCapture log;
     GMSMarker onStack;
     onStack.setMap(view.get());
-    EXPECT_EQ(std::tuple(onStack.map(), view->overlays().size(), log.warnings().size()),
-              std::tuple(nullptr, 1u, 1));
+    EXPECT_EQ(std::tuple(onStack.map(), view->overlays().size(), log.warnings().size()), std::tuple(nullptr, 1u, 1));
 }
 
 TEST_F(MapViewTest, ShapesKeepTheirOwnStateAndPrepareLazily) {
@@ -159,12 +158,10 @@ TEST_F(MapViewTest, ShapesKeepTheirOwnStateAndPrepareLazily) {
         g->setAnchor(anchor);
         EXPECT_TRUE(near(g->position(), {lat, lng})) << anchor.x();
     }
-    for (auto [set, want] : {std::pair{-30.0, 330.0}, {725.0, 5.0}}) {
-        g->setBearing(set);
-        EXPECT_EQ(g->bearing(), want);
+    for (auto [set, lowest, highest] : {std::tuple{-30.0, 330.0, 330.0}, {725.0, 5.0, 5.0}, {1e300, 0.0, 359.99}}) {
+        g->setBearing(set);  // even far away it still ends
+        EXPECT_TRUE(g->bearing() >= lowest && g->bearing() <= highest) << set << ": " << g->bearing();
     }
-    g->setBearing(1e300);  // far away, but still ends
-    EXPECT_TRUE(g->bearing() >= 0.0 && g->bearing() < 360.0) << g->bearing();
     auto byZoom = GMSGroundOverlay::groundOverlayWithPosition({0, 0}, icon, 2.0);
     ASSERT_TRUE(byZoom->bounds().has_value());
     // 64 points at zoom 2 is a sixteenth of the world: 22.5 degrees.
@@ -199,10 +196,6 @@ TEST_F(MapViewTest, MapTypesChooseLayers) {
     for (const GMSTileKey& k : source.asked) kinds.insert({k.type, k.zoom});
     EXPECT_EQ(kinds, (std::set<std::pair<GMSTileLayerType, int>>{{GMSTileLayerType::Satellite, 10},
                                                                      {GMSTileLayerType::Labels, 10}}));
-    // Far away: the old tiles are cancelled.
-    source.cancelled.clear();
-    view->setCamera(GMSCameraPosition(-40.0, -100.0, 10.0f));
-    EXPECT_FALSE(source.cancelled.isEmpty());
 }
 
 TEST_F(MapViewTest, MyLocationCompassPaddingAndSettings) {
@@ -268,8 +261,7 @@ TEST_F(MapViewTest, AnimationRunsOnTheDisplayLinkOnlyWhileMovingTheShortWayRound
 }
 
 TEST_F(MapViewTest, MarkerTapWithinPaddingSelectsThenDeselectsAndTheInfoWindowTakesTaps) {
-    auto m = placeMarker();
-    m->setTitle("Mast");
+    auto m = placeMarker("Mast");
     m->setSnippet("12 m");
     view->setCamera(GMSCameraPosition(10.001, 20.001, 15.0f));
     view->handleTap(centreOf(m));
@@ -292,10 +284,9 @@ TEST_F(MapViewTest, MarkerTapWithinPaddingSelectsThenDeselectsAndTheInfoWindowTa
     EXPECT_EQ(view->selectedMarker(), m.get());
 }
 
-TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEngine) {
-    auto high = placeMarker();
+TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesThenShapesAndTheMapTakeTaps) {
+    auto high = placeMarker("high");
     high->setZIndex(5);
-    high->setTitle("high");
     auto low = placeMarker();
     delegate.consumeMarkerTaps = true;
     view->handleTap(centreOf(low));
@@ -309,20 +300,18 @@ TEST_F(MapViewTest, TopmostMarkerGoesToTheDelegatesAndOneThatHandlesItStopsTheEn
     view->handleTap(centreOf(low));
     EXPECT_EQ(std::tuple(delegate.log, view->selectedMarker(), view->isAnimating()),
               std::tuple(QStringList({"marker high", "hook 0 high", "hook 1 high"}), nullptr, false));
-}
+    high->setMap(nullptr);
+    low->setMap(nullptr);
+    delegate.log.clear();
 
-TEST_F(MapViewTest, TapsOnShapesAndOnTheMap) {
-    auto poly = GMSPolygon::polygonWithPath(GMSPath({{9.9, 19.9}, {9.9, 20.1}, {10.1, 20.1}, {10.1, 19.9}}));
-    poly->setTitle("poly");
-    poly->setMap(view.get());
+    // Shapes take taps only when tappable; else the tap is the map's.
+    auto poly =
+        put(GMSPolygon::polygonWithPath(GMSPath({{9.9, 19.9}, {9.9, 20.1}, {10.1, 20.1}, {10.1, 19.9}})), "poly");
     const QPointF centre = view->projection().pointForCoordinate({10.0, 20.0});
     view->handleTap(centre);  // not tappable yet: a tap on the map
     poly->setTappable(true);
     view->handleTap(centre);
-    auto line = GMSPolyline::polylineWithPath(GMSPath({{10.3, 19.5}, {10.3, 20.5}}));
-    line->setTappable(true);
-    line->setTitle("line");
-    line->setMap(view.get());
+    put(GMSPolyline::polylineWithPath(GMSPath({{10.3, 19.5}, {10.3, 20.5}})), "line")->setTappable(true);
     view->handleTap(view->projection().pointForCoordinate({10.3, 20.0}) + QPointF(0, 3));
     EXPECT_EQ(delegate.log, QStringList({"tap 10.0000,20.0000", "overlay poly", "overlay line"}));
 }
@@ -337,9 +326,8 @@ TEST_F(MapViewTest, LongPressPanPinchAndInertiaKeepTheGroundUnderTheFingers) {
     EXPECT_EQ(std::tuple(delegate.log, spy.count()), std::tuple(pressed, 1));
     g.feed(clock.monotonicSeconds() + 0.5, {});
     // Not on a draggable marker.
-    auto m = GMSMarker::markerWithPosition(want);
+    auto m = placeMarker("", want);
     m->setDraggable(true);
-    m->setMap(view.get());
     view->handleLongPress(centreOf(m));
     EXPECT_EQ(delegate.log, pressed);
     m->setMap(nullptr);
@@ -391,14 +379,12 @@ TEST_F(MapViewTest, FramesHandOverWhatChangesMade) {
         ++syncs;
         madeInSync += int(GMSMapRenderer::totals().geometryBuilds - atSync);
     }, Qt::DirectConnection);
-    auto line = GMSPolyline::polylineWithPath(GMSPath({{10, 20}, {10.01, 20.01}}));
-    line->setMap(view.get());
-    auto m = placeMarker();
-    m->setTitle("Mast");
-    auto flat = placeMarker({10.001, 20.001});
+    auto line = put(GMSPolyline::polylineWithPath(GMSPath({{10, 20}, {10.01, 20.01}})));
+    auto m = placeMarker("Mast");
+    auto flat = placeMarker("", {10.001, 20.001});
     flat->setFlat(true);
     flat->setRotation(40);
-    placeMarker(kCLLocationCoordinate2DInvalid);  // nowhere: not drawn
+    placeMarker("", kCLLocationCoordinate2DInvalid);  // nowhere: not drawn
     view->setSelectedMarker(m.get());
     view->setCamera(GMSCameraPosition({10.0, 20.0}, 10.0f, 30.0, 0.0));
     const auto built = GMSMapRenderer::totals().geometryBuilds;
