@@ -79,26 +79,10 @@ TEST(DisplayLink, ClientsShareTicksByTheirDivisor) {
     }
 }
 
-TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
-    GMSDisplayLink link(ManualFrameTimer::factory());
-    Client a(30), b(30), c(30);
-    link.addClient(&a, {"default", "tracking"});
-    link.addClient(&b, {"default"});
-    const QStringList& modes = ManualFrameTimer::last->modes;
-    EXPECT_EQ(modes, QStringList({"default", "tracking"}));
-    link.addClient(&c, {"tracking"});
-    link.removeClient(&a);
-    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default")), std::tuple(QStringList({"default", "tracking"}), 1));
-    link.removeClient(&b);
-    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default"), link.hasTimer()),
-              std::tuple(QStringList{"tracking"}, 0, true));
-}
-
-TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
+TEST(DisplayLink, TimerOnlyWhileClientsAreThereAndLeavesAModeWithItsLastClient) {
     GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(60);
     link.removeClient(&a);  // unknown: ignored
-    EXPECT_EQ(state(link), std::tuple(0, false, 0u));
     {
         Client gone(60);
         link.addClient(&gone);
@@ -119,6 +103,19 @@ TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
     EXPECT_EQ(ManualFrameTimer::made, before + 2);
     ManualFrameTimer::last->fire();
     EXPECT_EQ(a.ticks.back(), 2u) << "the tick count carries on";
+    link.removeClient(&a);
+
+    Client b(30), c(30), d(30);
+    link.addClient(&b, {"default", "tracking"});
+    link.addClient(&c, {"default"});
+    const QStringList& modes = ManualFrameTimer::last->modes;
+    EXPECT_EQ(modes, QStringList({"default", "tracking"}));
+    link.addClient(&d, {"tracking"});
+    link.removeClient(&b);
+    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default")), std::tuple(QStringList({"default", "tracking"}), 1));
+    link.removeClient(&c);
+    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default"), link.hasTimer()),
+              std::tuple(QStringList{"tracking"}, 0, true));
 }
 
 TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
@@ -137,24 +134,18 @@ TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
     EXPECT_EQ(c.ticks.size(), 1u);
 }
 
-TEST(DisplayLink, RealTimerTicksOnTheEventLoop) {
+// A client added from another thread joins on the link's thread; the real
+// timer ticks on the event loop.
+TEST(DisplayLink, WorkerThreadsJoinOnTheLinkThreadAndTheRealTimerTicks) {
     GMSDisplayLink link;
-    Client a(60);
-    link.addClient(&a);
-    EXPECT_TRUE(zltest::waitFor([&] { return a.ticks.size() >= 3; }, 5000));
-    link.removeClient(&a);
-    EXPECT_FALSE(link.hasTimer());
-}
-
-TEST(DisplayLink, RateChangesFromAnotherThreadRunOnTheLinkThread) {
-    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(30);
-    QThread* worker = QThread::create([&] { link.addClient(&a); });
+    std::unique_ptr<QThread> worker(QThread::create([&] { link.addClient(&a); }));
     worker->start();
     worker->wait();
-    delete worker;
-    EXPECT_TRUE(zltest::waitFor([&] { return link.hasTimer(); }, 5000));
+    EXPECT_TRUE(zltest::waitFor([&] { return a.ticks.size() >= 3; }, 5000));
     EXPECT_EQ(state(link), std::tuple(1, true, 30u));
+    link.removeClient(&a);
+    EXPECT_FALSE(link.hasTimer());
 }
 
 }  // namespace
