@@ -31,9 +31,8 @@ TEST(CameraPosition, LimitsClampAndWrap) {
 TEST(CameraPosition, EqualityIsExactOnAllFiveNumbersAndHashIsOverTheRawBits) {
     const auto a = GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40);
     EXPECT_EQ(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40));
-    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40.000001));
-    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20.0000001, 12, 30, 40));
-    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12.5f, 30, 40));
+    for (auto [lng, zoom, angle] : {std::tuple{20.0, 12.0f, 40.000001}, {20.0000001, 12.0f, 40.0}, {20.0, 12.5f, 40.0}})
+        EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, lng, zoom, 30, angle)) << lng << " " << zoom;
     // Wrapped values compare after wrapping.
     EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 190, 5), GMSCameraPosition::cameraWithLatitude(0, -170, 5));
     EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(52.5, 13.25, 12.0f, 45.0, 10.0).hash(), 3150901292866878273ull);
@@ -59,10 +58,10 @@ TEST(Services, KeyRules) {
     EXPECT_TRUE(GMSServices::provideAPIKey(key));
     EXPECT_FALSE(GMSServices::provideAPIKey("another"));
     EXPECT_TRUE(log.contains("provideAPIKey: should be called at most once"));
+    // Its key and tile source: the tile services' end-to-end test.
     GMSServices* s = GMSServices::sharedServicesSync();
-    ASSERT_NE(s, nullptr);  // its key and tile source: the tile services' end-to-end test
-    EXPECT_EQ(std::tuple(GMSServices::sharedServices(), GMSServices::sharedServicesIfActive()), std::tuple(s, s));
-    EXPECT_NE(s->displayLink(), nullptr);
+    EXPECT_EQ(std::tuple(GMSServices::sharedServices(), GMSServices::sharedServicesIfActive(), s && s->displayLink()),
+              std::tuple(s, s, true));
     GMSServices::resetForTests();
 }
 

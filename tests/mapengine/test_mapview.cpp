@@ -4,7 +4,6 @@
 #include <QSignalSpy>
 
 #include <cmath>
-#include <set>
 #include <tuple>
 
 #include "Clock.h"
@@ -187,15 +186,6 @@ TEST_F(MapViewTest, MapTypesChooseLayers) {
     view->setMapType(4);
     view->setMapType(17);
     EXPECT_EQ(std::tuple(view->mapType(), view->mapImageMode(), view->vectorMode()), std::tuple(17, 1, 1));
-
-    // A hybrid map asks for satellite and label tiles.
-    view->setMapType(1);
-    source.asked.clear();
-    view->setMapType(4);
-    std::set<std::pair<GMSTileLayerType, int>> kinds;
-    for (const GMSTileKey& k : source.asked) kinds.insert({k.type, k.zoom});
-    EXPECT_EQ(kinds, (std::set<std::pair<GMSTileLayerType, int>>{{GMSTileLayerType::Satellite, 10},
-                                                                     {GMSTileLayerType::Labels, 10}}));
 }
 
 TEST_F(MapViewTest, MyLocationCompassPaddingAndSettings) {
