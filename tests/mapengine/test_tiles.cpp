@@ -47,8 +47,7 @@ TEST_F(TileManagerTest, KeysHaveParentsAndItAsksForVisibleTilesWrappingColumns) 
 
 TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
     start(GMSTileLayerType::Satellite);
-    const GMSProjection z3(GMSCameraPosition(10.0, 10.0, 3.0f), QSizeF(100, 100));
-    tm.update(z3);
+    show(10.0, 10.0, 3.0f, QSizeF(100, 100));
     for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
     EXPECT_FALSE(tm.isLoading());
     src.asked.clear();
@@ -76,18 +75,7 @@ TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
               std::tuple(false, older.pixel(0, 0), asked));
 }
 
-TEST_F(TileManagerTest, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
-    start(GMSTileLayerType::Roadmap);
-    show(0.0, 0.0, 12.0f, QSizeF(256, 256));
-    const QList<GMSTileKey> first = src.asked;
-    show(40.0, 100.0, 12.0f, QSizeF(256, 256));
-    for (const GMSTileKey& k : first) EXPECT_TRUE(src.cancelled.contains(k));
-    const quint64 gen = tm.generation();
-    src.answer(first.first());  // too late
-    EXPECT_TRUE(tm.generation() == gen && !tm.loaded().contains(first.first()));
-}
-
-TEST_F(TileManagerTest, FailedTileIsNotStoredAndLoadingEnds) {
+TEST_F(TileManagerTest, FailedTilesAreNotStoredAndTilesThatLeftTheViewAreCancelled) {
     QSignalSpy done(&tm, &GMSTileManager::loadingFinished);
     start(GMSTileLayerType::Roadmap);
     show(0.0, 0.0, 2.0f, QSizeF(64, 64));
@@ -96,6 +84,15 @@ TEST_F(TileManagerTest, FailedTileIsNotStoredAndLoadingEnds) {
     EXPECT_EQ(std::tuple(tm.loaded().size(), tm.isLoading(), done.count()), std::tuple(0, false, 1));
     EXPECT_TRUE(src.asked.contains(GMSTileKey{GMSTileLayerType::Roadmap, 0, 0, 0}));
     EXPECT_EQ(QSet<GMSTileKey>(src.asked.begin(), src.asked.end()).size(), src.asked.size());  // each once
+
+    src.asked.clear();
+    show(0.0, 0.0, 12.0f, QSizeF(256, 256));
+    const QList<GMSTileKey> first = src.asked;
+    show(40.0, 100.0, 12.0f, QSizeF(256, 256));
+    for (const GMSTileKey& k : first) EXPECT_TRUE(src.cancelled.contains(k));
+    const quint64 gen = tm.generation();
+    src.answer(first.first());  // too late
+    EXPECT_TRUE(tm.generation() == gen && !tm.loaded().contains(first.first()));
 }
 
 // A source whose data ends at zoom 3, seen at zoom 6: the nearest ancestor
