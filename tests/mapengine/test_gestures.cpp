@@ -5,6 +5,7 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -313,11 +314,7 @@ TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsWithInertiaUnlessCancelled) {
 }
 
 TEST_F(Gestures, RandomTouchStreamsNeverWedge) {
-    std::uint32_t seed = 12345;
-    auto rnd = [&] {
-        seed = seed * 1664525u + 1013904223u;
-        return seed >> 8;
-    };
+    std::mt19937 rnd(12345);
     double t = 0;
     for (int round = 0; round < 2000; ++round) {
         t += (rnd() % 50) / 1000.0;
