@@ -105,15 +105,22 @@ inline bool showHybrid(QQuickWindow& window, GMSMapView& map, GMSTileSource& sou
     return showWindow(window);
 }
 
+// The map's shared services, with a key, for as long as this lives.
+struct ServicesWithKey {
+    ServicesWithKey() {
+        GMSServices::resetForTests();
+        GMSServices::provideAPIKey(QString(39, QChar('K')));
+    }
+    ~ServicesWithKey() { GMSServices::resetForTests(); }
+};
+
 class RenderTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(QGuiApplication::platformName(), QLatin1String("xcb"))
             << "render tests need an X display with OpenGL (run them under xvfb-run)";
-        GMSServices::resetForTests();
-        GMSServices::provideAPIKey(QString(39, QChar('R')));
     }
-    void TearDown() override { GMSServices::resetForTests(); }
+    ServicesWithKey services;
 };
 
 }  // namespace zltest

@@ -15,7 +15,7 @@
 #include "GMSMarker.h"
 #include "GMSPolygon.h"
 #include "GMSPolyline.h"
-#include "GMSServices.h"
+#include "render_fixture.h"
 #include "GMSTileManager.h"
 #include "GMSUISettings.h"
 #include "fakes.h"
@@ -44,18 +44,12 @@ struct RecordingDelegate : GMSMapViewDelegate {
 class MapViewTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        GMSServices::resetForTests();
-        GMSServices::provideAPIKey(QString(39, QChar('A')));
         view = std::make_unique<GMSMapView>(GMSCameraPosition(10.0, 20.0, 10.0f));
         view->setSize(QSizeF(400, 300));
         view->setTileSource(&source);
         view->setClock(&clock);
         view->setDisplayLink(&link);
         view->setDelegate(&delegate);
-    }
-    void TearDown() override {
-        view.reset();
-        GMSServices::resetForTests();
     }
     void runAnimation(double seconds = 1.0) { runFrames(clock, seconds); }
     QPointF centreOf(const GMSMarkerPtr& m) const { return view->markerFrame(m.get(), view->projection()).center(); }
@@ -70,6 +64,7 @@ protected:
         return put(GMSMarker::markerWithPosition(at), title);
     }
 
+    zltest::ServicesWithKey services;
     ManualSource source;
     zl::ManualClock clock{100.0};
     GMSDisplayLink link{ManualFrameTimer::factory()};

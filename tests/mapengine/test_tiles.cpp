@@ -6,7 +6,7 @@
 #include "Clock.h"
 #include "GMSCoordinateTileSource.h"
 #include "GMSMapView.h"
-#include "GMSServices.h"
+#include "render_fixture.h"
 #include "GMSProjection.h"
 #include "GMSTileManager.h"
 #include "fakes.h"
@@ -154,45 +154,41 @@ TEST_F(TileManagerTest, KeepsABoundedNumberOfPictures) {
 // frame rate; the tile that completes the screen, or the failure that ends
 // the load, is drawn at once.
 TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
-    GMSServices::resetForTests();
-    GMSServices::provideAPIKey(QString(39, QChar('A')));
+    const zltest::ServicesWithKey services;
     ManualSource src;
     zl::ManualClock clock(50.0);
-    {
-        GMSMapView view(GMSCameraPosition(10.0, 20.0, 10.0f));
-        view.setClock(&clock);
-        view.setSize(QSizeF(600, 600));
-        view.setTileSource(&src);
-        src.asked.clear();
-        view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
-        QList<GMSTileKey> asked = src.asked;
-        ASSERT_GE(asked.size(), 4);
-        // The next tile answered after a while: is the frame it makes waiting?
-        const auto pacedAfter = [&](double seconds) {
-            clock.advanceSeconds(seconds);
-            src.answer(asked.takeFirst());
-            return view.isTileFramePaced();
-        };
-        EXPECT_TRUE(pacedAfter(0.004));
-        EXPECT_TRUE(pacedAfter(0.004));
-        // Its turn came: the next tile alone is drawn at once.
-        ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
-        EXPECT_FALSE(pacedAfter(0.050));
-        EXPECT_EQ(pacedAfter(0.001), !asked.isEmpty());
-        while (!asked.isEmpty()) src.answer(asked.takeFirst());
-        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
+    GMSMapView view(GMSCameraPosition(10.0, 20.0, 10.0f));
+    view.setClock(&clock);
+    view.setSize(QSizeF(600, 600));
+    view.setTileSource(&src);
+    src.asked.clear();
+    view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
+    QList<GMSTileKey> asked = src.asked;
+    ASSERT_GE(asked.size(), 4);
+    // The next tile answered after a while: is the frame it makes waiting?
+    const auto pacedAfter = [&](double seconds) {
+        clock.advanceSeconds(seconds);
+        src.answer(asked.takeFirst());
+        return view.isTileFramePaced();
+    };
+    EXPECT_TRUE(pacedAfter(0.004));
+    EXPECT_TRUE(pacedAfter(0.004));
+    // Its turn came: the next tile alone is drawn at once.
+    ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
+    EXPECT_FALSE(pacedAfter(0.050));
+    EXPECT_EQ(pacedAfter(0.001), !asked.isEmpty());
+    while (!asked.isEmpty()) src.answer(asked.takeFirst());
+    EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
 
-        // A load that ends in a failure: the waiting frame is due at once.
-        view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
-        asked = view.tileManager()->pending().values();
-        ASSERT_GE(asked.size(), 2);
-        EXPECT_TRUE(pacedAfter(0.001));
-        // Each failure asks for an ancestor to stand in; they fail too.
-        for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
-            for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
-        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
-    }
-    GMSServices::resetForTests();
+    // A load that ends in a failure: the waiting frame is due at once.
+    view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
+    asked = view.tileManager()->pending().values();
+    ASSERT_GE(asked.size(), 2);
+    EXPECT_TRUE(pacedAfter(0.001));
+    // Each failure asks for an ancestor to stand in; they fail too.
+    for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
+        for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
+    EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
 }
 
 // Answers come on the requester's thread, once each; a request let go
