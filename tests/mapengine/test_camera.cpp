@@ -14,7 +14,7 @@
 namespace {
 
 // The map view's camera tests cover the zoom, north and east limits.
-TEST(CameraPosition, LimitsClampAndWrap) {
+TEST(CameraPosition, LimitsClampAndWrapEqualityIsExactAndHashIsOverTheRawBits) {
     EXPECT_EQ(GMSCameraPosition(), GMSCameraPosition::cameraWithLatitude(0, 0, 21));
     const auto fields = [](const GMSCameraPosition& c) {
         return std::tuple(c.target().latitude, c.target().longitude, c.bearing(), c.viewingAngle());
@@ -26,9 +26,8 @@ TEST(CameraPosition, LimitsClampAndWrap) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     GMSCameraPosition c({nan, 0.0}, std::numeric_limits<float>::quiet_NaN(), 0.0, nan);
     EXPECT_TRUE(std::isnan(c.target().latitude) && std::isnan(c.zoom()) && std::isnan(c.viewingAngle()));
-}
 
-TEST(CameraPosition, EqualityIsExactOnAllFiveNumbersAndHashIsOverTheRawBits) {
+    // Equality is exact on all five numbers.
     const auto a = GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40);
     EXPECT_EQ(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40));
     for (auto [lng, zoom, angle] : {std::tuple{20.0, 12.0f, 40.000001}, {20.0000001, 12.0f, 40.0}, {20.0, 12.5f, 40.0}})

@@ -146,7 +146,7 @@ TEST_F(Gestures, PanFlickAbove200DeceleratesUpTo1600PointsWithinItsLimits) {
     }
 }
 
-TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioResetBelowItOnlyPans) {
+TEST_F(Gestures, PinchBeyond105ZoomsAndAFastOneEndsInInertiaButNotAFlickSoonAfter) {
     Rig small;  // spread to 1.04 while moving right by 40 points
     small.drag(small.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{138, 200}, {242, 200}}, 0.4);
     EXPECT_EQ(std::tuple(small.h.gestureState(), small.rec.count("zoomStart"), small.rec.count("zoom"),
@@ -162,21 +162,20 @@ TEST_F(Gestures, PinchBeyond105StartsZoomWithRatioResetBelowItOnlyPans) {
     EXPECT_EQ(std::tuple(h.gestureState(), rec.log),
               std::tuple(3, Log{"start", "panFrom 150,200", "zoomStart", "panFrom 150,200", "zoom 1", "zoom 1.9434",
                                 "zoom 2.16027"}));
-}
 
-TEST_F(Gestures, FastPinchEndsInZoomInertiaASlowOneDoesNotNorAFlickSoonAfter) {
     Rig slow;
     double t = slow.drag(slow.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{80, 200}, {220, 200}}, 0.5);
     ASSERT_EQ(slow.h.gestureState(), 3);
     slow.h.feed(t + 0.01, {{1, {80, 200}}});
     EXPECT_FALSE(slow.h.decZoom().has_value());
 
-    t = drag(twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{0, 200}, {300, 200}}, 0.2);  // scale 1 -> 3 in 0.2 s
-    h.feed(t + 0.01, {{1, {0, 200}}});
-    ASSERT_TRUE(h.decZoom().has_value());
-    const GMSDeceleratedValue& d = *h.decZoom();
+    Rig fast;  // scale 1 -> 3 in 0.2 s
+    t = fast.drag(fast.twoDown(), {{1, {100, 200}}, {2, {200, 200}}}, {{0, 200}, {300, 200}}, 0.2);
+    fast.h.feed(t + 0.01, {{1, {0, 200}}});
+    ASSERT_TRUE(fast.h.decZoom().has_value());
+    const GMSDeceleratedValue& d = *fast.h.decZoom();
     EXPECT_EQ(std::tuple(d.velocity, d.runTime, d.minimum, d.maximum), std::tuple(3.0f, 0.7f, 0.05f, 4.0f));  // clamped
-    EXPECT_NEAR(d.startValue, rec.last["zoom"], 1e-6);
+    EXPECT_NEAR(d.startValue, fast.rec.last["zoom"], 1e-6);
 
     // A flick soon after a pinch stops dead.
     for (double gap : {0.1, 0.3}) {

@@ -105,7 +105,7 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     EXPECT_EQ(std::tuple(moved.count(), same.count()), std::tuple(1u, 0u)); // NOLINT
 }
 
-TEST(GMSPathTest, ThreeKindsOfLengthAndSegmentsForALength) {
+TEST(GMSPathTest, ThreeKindsOfLengthSegmentsForALengthOffsetRectangleAndCircle) {
     GMSPath empty;
     EXPECT_EQ(empty.cummulativeLengthsOfKind(kGMSLengthProjected), std::vector<double>{0.0});
     EXPECT_EQ(empty.lengthOfKind(kGMSLengthGeodesic), 0.0);
@@ -147,9 +147,7 @@ TEST(GMSPathTest, ThreeKindsOfLengthAndSegmentsForALength) {
     const double half = north.lengthOfKind(kGMSLengthProjected) / 2;
     const auto m = [](double deg) { return std::log(std::tan(deg * kGMSDegreesToRadians / 2 + kGMSQuarterPi)); };
     EXPECT_NEAR(north.segmentsForLength(half, kGMSLengthProjected), m(30) / m(60), 1e-12);
-}
 
-TEST(GMSPathTest, OffsetRectangleAndCircle) {
     // An offset keeps the class and does not normalise.
     EXPECT_EQ(GMSPath({{80, 170}, {-10, 0}}).pathOffsetByLatitude(20, 20).coordinates(), (Coords{{100, 190}, {10, 20}}));
     GMSMutablePath m2 = GMSMutablePath{{1, 1}}.pathOffsetByLatitude(1, -2);
@@ -261,7 +259,7 @@ TEST(EncodedPathTest, RandomPathsRoundTripAndRandomBytesNeverBreakTheReader) {
     }
 }
 
-TEST(GMSMapPointTest, ProjectionInverseInterpolationAndDistance) {
+TEST(GMSMapPointTest, ProjectionInverseInterpolationDistanceAndFixedPointWorld) {
     EXPECT_TRUE(GMSProject({0, 0}).x == 0.0 && std::abs(GMSProject({0, 0}).y) < 1e-16);
     EXPECT_DOUBLE_EQ(GMSProject({0, 180}).x, 1.0);
     EXPECT_DOUBLE_EQ(GMSProject({0, -90}).x, -0.5);
@@ -279,9 +277,8 @@ TEST(GMSMapPointTest, ProjectionInverseInterpolationAndDistance) {
     EXPECT_TRUE(near(QPointF(plain.x, plain.y), QPointF(0.3, -0.1), 1e-15));
     EXPECT_NEAR(GMSMapPointDistance({0.9, 0}, {-0.9, 0}), 0.2, 1e-15);
     EXPECT_NEAR(GMSMapPointDistance({0.3, 0.1}, {-0.1, 0.4}), 0.5, 1e-15);
-}
 
-TEST(Point2DTest, FixedPointWorldRoundingAndRoundTrip) {
+    // The fixed-point world: rounding, saturation and the round trip.
     EXPECT_EQ(Point2D::fromCoordinate({0, 180}), (Point2D{536870912, 0}));
     EXPECT_EQ(Point2D::fromCoordinate({0, -180}), (Point2D{-536870912, 0}));
     EXPECT_EQ(Point2D::fromCoordinate({0, 90}).x, 268435456);
