@@ -61,9 +61,8 @@ TEST(GMSCoordinateBoundsTest, BuildingAndMergingArcs) {
     EXPECT_EQ(a.includingBounds(GMSCoordinateBounds()), a);
     expectBox(a, 0, 0, 10, 10);
 
-    GMSPath p{{1, 178}, {-2, -179}, {3, 179}};
-    expectBox(GMSCoordinateBounds(p), -2, 178, 3, -179);
-    expectBox(p.bounds(), -2, 178, 3, -179);
+    // A path's bounds as the fuzz below builds them: here over the antimeridian.
+    expectBox((GMSPath{{1, 178}, {-2, -179}, {3, 179}}.bounds()), -2, 178, 3, -179);
     expectBox(GMSCoordinateBounds({0, 0}, {1, 1}).includingPath(GMSPath{{2, 2}}), 0, 0, 2, 2);
     EXPECT_FALSE(GMSCoordinateBounds(GMSPath()).isValid());
 }

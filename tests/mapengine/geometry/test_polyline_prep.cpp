@@ -30,11 +30,7 @@ TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTableAndPolesAndAntipodesAre
     // 1.99 degrees is 0.0347 rad, under the first step of 0.0349; no tolerance, no subdivision.
     for (auto [lng, tolerance] : {std::pair{1.0, 100.0}, {1.99, 100.0}, {50.0, 0.0}, {50.0, -1.0}})
         EXPECT_TRUE(subdivide({0, 0}, {0, lng}, tolerance).empty()) << lng << " " << tolerance;
-    const auto eq = subdivide({0, 0}, {0, 10});
-    ASSERT_EQ(eq.size(), 5u);
-    for (std::size_t i = 0; i < eq.size(); ++i)
-        EXPECT_TRUE(near(eq[i], {0, 0.0349 * double(i + 1) / kGMSDegreesToRadians}, 1e-10));
-    // Up a meridian the steps shrink band by band.
+    // Up a meridian the steps shrink band by band (the coarse case below counts them along the equator).
     const CLLocationCoordinate2D start{0, 30};
     const auto up = subdivide(start, {89, 30});
     ASSERT_GT(up.size(), 40u);
