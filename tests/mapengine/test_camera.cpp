@@ -48,8 +48,7 @@ TEST(CameraPosition, ZoomForMetersPerPoints) {
 TEST(Services, KeyRules) {
     GMSServices::resetForTests();
     zltest::LogCapture log;
-    EXPECT_EQ(GMSServices::sharedServicesIfActive(), nullptr);
-    EXPECT_EQ(GMSServices::sharedServices(), nullptr);
+    EXPECT_TRUE(!GMSServices::sharedServicesIfActive() && !GMSServices::sharedServices());
     EXPECT_TRUE(log.contains("GMSServices must be initialized via [GMSServices provideAPIKey:...] prior to use"));
     EXPECT_FALSE(GMSServices::provideAPIKey(""));
     EXPECT_TRUE(log.contains("provideAPIKey: requires non-empty API key"));

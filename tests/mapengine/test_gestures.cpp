@@ -272,11 +272,7 @@ TEST_F(Gestures, TapsDoubleTapAndTwoFingerTap) {
 
 TEST_F(Gestures, TapDragZoomsByDoublingPer80PointsWithInertiaUnlessCancelled) {
     tapThenHold();
-    h.feed(0.26, {{1, {100, 102}}});
-    h.feed(0.27, {{1, {100, 104}}});
-    EXPECT_EQ(h.gestureState(), 5);
-    h.feed(0.28, {{1, {100, 180}}});
-    h.feed(0.29, {{1, {100, 20}}});
+    for (auto [t, y] : {std::pair{0.26, 102.0}, {0.27, 104.0}, {0.28, 180.0}, {0.29, 20.0}}) h.feed(t, {{1, {100, y}}});
     EXPECT_EQ(rec.log, (Log{"start", "tap 100,100", "end", "start", "zoomStart", "zoom 1.03526", "panFrom 100,180",
                            "zoom 2", "zoom 0.5"}));
 

@@ -372,8 +372,7 @@ TEST_F(MapViewTest, FramesHandOverWhatChangesMade) {
     view->setSelectedMarker(m.get());
     view->setCamera(GMSCameraPosition({10.0, 20.0}, 10.0f, 30.0, 0.0));
     const auto built = GMSMapRenderer::totals().geometryBuilds;
-    window.show();
-    ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
+    ASSERT_TRUE(zltest::showWindow(window));
     (void)window.grabWindow();
     const GMSMapFrame first = view->frame();
     ASSERT_EQ(std::tuple(first.shapes.size(), first.markers.size()), std::tuple(1u, 2u));

@@ -44,7 +44,6 @@ TEST(GMSMutablePathTest, EditsPadBeyondTheEndAndOutOfRangeReadsAreInvalid) {
     p.replaceCoordinateAtIndex(0, {5, 5});
     EXPECT_EQ(p.coordinates(), (Coords{{5, 5}, {1, 1}, {2, 2}, {0, 0}, {0, 0}, {9, 9}}));
     EXPECT_EQ(p.coordinateAtIndex(6), kCLLocationCoordinate2DInvalid);
-    EXPECT_FALSE(CLLocationCoordinate2DIsValid(kCLLocationCoordinate2DInvalid));
     GMSMutablePath q;
     q.replaceCoordinateAtIndex(1, {7, 7});
     EXPECT_EQ(q.coordinates(), (Coords{{0, 0}, {7, 7}}));
