@@ -44,16 +44,26 @@ struct Clients {
     std::vector<std::unique_ptr<Client>> all;
 };
 
-TEST(DisplayLink, RateIsTheLeastCommonMultipleOfTheWishes) {
+// A wish that doesn't divide 60 counts as 30 for the rate, but its client
+// still ticks by rate / wish; a wish of 0 gets tick 0 only.
+TEST(DisplayLink, RateIsTheLeastCommonMultipleOfTheWishesAndClientsTickByTheirDivisor) {
+    using Ticks = std::vector<std::uint64_t>;
     struct Case {
         std::vector<unsigned> wishes;
         std::uint64_t rate;
+        std::vector<Ticks> ticks = {};  // of each client over 12 frames, where given
     } cases[] = {{{15, 30}, 30}, {{20, 30}, 60}, {{60, 24}, 60}, {{0}, 30}, {{7}, 30},
-                 {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6}};
+                 {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6},
+                 {{60, 30, 15, 20},
+                  60,
+                  {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {0, 2, 4, 6, 8, 10}, {0, 4, 8}, {0, 3, 6, 9}}},
+                 {{7, 0}, 30, {{0, 4, 8}, {0}}}};
     for (const Case& c : cases) {
         Clients clients(c.wishes);
         ASSERT_NE(ManualFrameTimer::last, nullptr);
         EXPECT_EQ(std::tuple(clients.link.frameRate(), ManualFrameTimer::last->fps), std::tuple(c.rate, c.rate));
+        for (int i = 0; i < 12 && !c.ticks.empty(); ++i) ManualFrameTimer::last->fire();
+        for (std::size_t k = 0; k < c.ticks.size(); ++k) EXPECT_EQ(clients.all[k]->ticks, c.ticks[k]) << c.wishes[k];
     }
     // A changed wish recomputes the rate while its client is on the link.
     Clients clients({15, 15});
@@ -62,21 +72,6 @@ TEST(DisplayLink, RateIsTheLeastCommonMultipleOfTheWishes) {
     clients.link.removeClient(clients.all[1].get());
     clients.all[1]->setRate(30);  // no longer observed
     EXPECT_EQ(clients.link.frameRate(), 15u);
-}
-
-TEST(DisplayLink, ClientsShareTicksByTheirDivisor) {
-    using Ticks = std::vector<std::uint64_t>;
-    // A wish that doesn't divide the rate is replaced for the rate, but the
-    // client still ticks by rate / wish; a wish of 0 gets tick 0 only.
-    const std::vector<std::pair<std::vector<unsigned>, std::vector<Ticks>>> cases = {
-        {{60, 30, 15, 20}, {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {0, 2, 4, 6, 8, 10}, {0, 4, 8}, {0, 3, 6, 9}}},
-        {{7, 0}, {{0, 4, 8}, {0}}},
-    };
-    for (const auto& [wishes, expected] : cases) {
-        Clients clients(wishes);
-        for (int i = 0; i < 12; ++i) ManualFrameTimer::last->fire();
-        for (std::size_t k = 0; k < wishes.size(); ++k) EXPECT_EQ(clients.all[k]->ticks, expected[k]) << wishes[k];
-    }
 }
 
 TEST(DisplayLink, TimerOnlyWhileClientsAreThereAndLeavesAModeWithItsLastClient) {
