@@ -88,6 +88,13 @@ inline void expectHybridRow(const QImage& shot, std::initializer_list<std::pair<
     }
 }
 
+// The overlay, shown on the map.
+template <typename O>
+std::shared_ptr<O> onMap(GMSMapView& map, std::shared_ptr<O> overlay) {
+    overlay->setMap(&map);
+    return overlay;
+}
+
 inline void placeMap(QQuickWindow& window, GMSMapView& map, GMSTileSource& source, QSize size) {
     window.resize(size);
     map.setSize(QSizeF(size));

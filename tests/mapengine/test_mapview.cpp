@@ -57,8 +57,7 @@ protected:
     template <typename O>
     std::shared_ptr<O> put(std::shared_ptr<O> o, const QString& title = {}) {
         o->setTitle(title);
-        o->setMap(view.get());
-        return o;
+        return zltest::onMap(*view, o);
     }
     GMSMarkerPtr placeMarker(const QString& title = {}, CLLocationCoordinate2D at = {10.0, 20.0}) {
         return put(GMSMarker::markerWithPosition(at), title);
