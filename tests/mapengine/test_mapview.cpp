@@ -143,8 +143,7 @@ TEST_F(MapViewTest, ShapesKeepTheirOwnStateAndPrepareLazily) {
     EXPECT_FALSE(l->useOldRenderer());
 
     // A ground overlay's position follows its anchor; its bearing wraps.
-    QImage icon(64, 32, QImage::Format_ARGB32);
-    icon.fill(Qt::red);
+    const QImage icon = zltest::filledTile(Qt::red).scaled(64, 32);
     auto g = GMSGroundOverlay::groundOverlayWithBounds(GMSCoordinateBounds({-10, -20}, {10, 20}), icon);
     for (auto [anchor, lat, lng] : {std::tuple{QPointF(0.5, 0.5), 0.0, 0.0}, {QPointF(0, 1), -10.0, -20.0},
                                     {QPointF(1, 0), 10.0, 20.0}}) {
