@@ -263,14 +263,11 @@ TEST(GMSMapPointTest, ProjectionInverseInterpolationDistanceAndFixedPointWorld) 
     EXPECT_DOUBLE_EQ(GMSProject({0, -90}).x, -0.5);
     EXPECT_NEAR(GMSProject({85.0511287798066, 0}).y, 1.0, 1e-12); // the square's top edge
     EXPECT_LT(GMSProject({-45, 0}).y, 0.0);
-    for (double lat = -85; lat <= 85; lat += 8.5) {
+    for (double lat = -85; lat <= 85; lat += 8.5)
         EXPECT_TRUE(near(GMSUnproject(GMSProject({lat, lat * 2})), {lat, lat * 2}, 1e-12));
-    }
-    // Interpolation takes the shorter way.
-    const auto mid = GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.5);
-    EXPECT_NEAR(mid.x, 1.0, 1e-12); // not pulled through longitude 0
-    const auto q = GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.75);
-    EXPECT_NEAR(q.x * 180, -175, 1e-9);
+    // Interpolation takes the shorter way, not through longitude 0.
+    EXPECT_NEAR(GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.5).x, 1.0, 1e-12);
+    EXPECT_NEAR(GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.75).x * 180, -175, 1e-9);
     const auto plain = GMSMapPointInterpolate({0.2, 0.1}, {0.4, -0.3}, 0.5);
     EXPECT_TRUE(near(QPointF(plain.x, plain.y), QPointF(0.3, -0.1), 1e-15));
     EXPECT_NEAR(GMSMapPointDistance({0.9, 0}, {-0.9, 0}), 0.2, 1e-15);
