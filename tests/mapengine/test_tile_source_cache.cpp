@@ -46,7 +46,7 @@ GMSTileKey key(int x, int y = 0) { return {GMSTileLayerType::Satellite, 5, x, y}
 
 }  // namespace
 
-TEST(TileDecode, OpaqueStaysOpaqueTranslucentIsPremultiplied) {
+TEST(TileDecode, OpaqueStaysOpaqueTranslucentIsPremultipliedAndDamagedTilesGiveNoPictureOrAGoodOne) {
     const QImage opaque = GMSDecodeTileImage(opaquePng(qRgb(20, 40, 60)));
     EXPECT_EQ(std::tuple(opaque.format(), opaque.size(), opaque.pixel(0, 0), opaque.pixel(3, 4)),
               std::tuple(QImage::Format_RGB32, QSize(256, 256), qRgb(20, 40, 60), qRgb(1, 2, 3)));
@@ -60,9 +60,8 @@ TEST(TileDecode, OpaqueStaysOpaqueTranslucentIsPremultiplied) {
     const QImage jpeg = GMSDecodeTileImage(encoded(picture(qRgb(120, 130, 140), 256), "JPG"));
     EXPECT_EQ(jpeg.format(), QImage::Format_RGB32);
     EXPECT_NEAR(qGreen(jpeg.pixel(100, 100)), 130, 3);
-}
 
-TEST(TileDecode, NoPictureGivesANullImageAndDamagedTilesNeverCrash) {
+    // No picture gives a null image; damaged tiles never crash.
     zltest::LogCapture log;  // the image readers complain about what they can't read
     for (const QByteArray& bad : {QByteArray(), QByteArray("not a picture"), QByteArray("\x89PNG\r\n\x1a\n", 8),
                                   QByteArray("\xFF\xD8\xFF", 3)})
@@ -70,9 +69,9 @@ TEST(TileDecode, NoPictureGivesANullImageAndDamagedTilesNeverCrash) {
     // A picture of a kind other than PNG or JPEG is still read.
     EXPECT_FALSE(GMSDecodeTileImage(encoded(picture(qRgb(255, 0, 0)), "BMP")).isNull());
     const QByteArray png = opaquePng(qRgb(90, 90, 90));
-    const QByteArray jpeg = encoded(picture(qRgb(10, 200, 30), 64), "JPG");
+    const QByteArray smallJpeg = encoded(picture(qRgb(10, 200, 30), 64), "JPG");
     QRandomGenerator rng(20261122);
-    for (const QByteArray& good : {png, jpeg}) {
+    for (const QByteArray& good : {png, smallJpeg}) {
         for (int i = 0; i < 120; ++i) {
             // Cut short, or with 8 bytes changed.
             QByteArray bad = i % 2 ? good.left(int(rng.bounded(good.size()))) : good;

@@ -62,7 +62,7 @@ TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTableAndPolesAndAntipodesAre
         EXPECT_TRUE(std::fabs(p.latitude) < 1e-9 && p.longitude > 0) << p.latitude << "," << p.longitude;
 }
 
-TEST(SpanSegmentsTest, SpansShareTheSegments) {
+TEST(SpanSegmentsTest, SpansShareTheSegmentsAndPlainLinesAreConvertedAsTheyStand) {
     EXPECT_EQ(GMSSpanSegmentsForPath(nullptr, 5), std::vector<double>{4});
     using V = std::vector<double>;
     const struct {
@@ -76,9 +76,8 @@ TEST(SpanSegmentsTest, SpansShareTheSegments) {
                  {{std::nan(""), 1e-11, -3, 0.5}, 3, {0, 0, 0, 2}}};
     for (const auto& c : cases)
         EXPECT_EQ(GMSSpanSegmentsForPath(&c.spans, c.count), c.expected) << c.spans.size();
-}
 
-TEST(PolylinePrepTest, PlainLinesAreConvertedAsTheyStand) {
+    // Plain lines are converted as they stand.
     EXPECT_TRUE(GMSPrepareVertices(GMSPath(), true).empty());
     EXPECT_TRUE(GMSPrepareVertices(GMSPath{{1, 1}}, false).spanVertexCounts.empty());
     const GMSPath p{{0, 0}, {10, 10}, {-5, 20}};
