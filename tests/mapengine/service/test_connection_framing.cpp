@@ -1,5 +1,6 @@
 #include "ConnectionTestSupport.h"
 #include "DashErrors.h"
+#include "GMSDASHBlocksRequest.h"
 #include "GMSDASHStreamingReply.h"
 
 #include <gtest/gtest.h>
@@ -17,6 +18,49 @@ std::vector<std::shared_ptr<RecordingRequest>> make(int n, quint16 id = 108)
     for (int i = 0; i < n; ++i)
         v.push_back(std::make_shared<RecordingRequest>(id));
     return v;
+}
+
+// Feeds a reply for `sent` the body byte by byte, then finishes it.
+void reply(std::vector<GMSDASHRequestPtr> sent, const std::string& body,
+           const std::optional<GMSDASHError>& transportError = std::nullopt)
+{
+    GMSDASHStreamingReply r(sent, nullptr);
+    for (char c : body)
+        r.appendData(&c, 1);
+    r.finish(transportError);
+}
+
+// A block request with an answer of its own shape: a count, then that many
+// 16-bit numbers; only a whole answer counts as read. It logs "read
+// <numbers>" or "failed <code>".
+std::shared_ptr<GMSDASHBlocksRequest> numbersRequest(std::vector<std::string>& log)
+{
+    return std::make_shared<GMSDASHBlocksRequest>(
+        200,
+        [](DashOutput& out) {
+            out.writeUInt16(7);
+            out.writeUInt16(9);
+        },
+        [&log](DashInput& in) {
+            std::string read = "read";
+            for (auto n = in.readUInt32(); n > 0; --n)
+                read += " " + std::to_string(in.readUInt16());
+            log.push_back(read);
+            return true;
+        },
+        [&log](const GMSDASHError& e) { log.push_back("failed " + std::to_string(e.code)); });
+}
+
+// A body of version 24 answering `id` with a count and the values.
+std::string numbers(std::uint16_t id, std::vector<std::uint16_t> values)
+{
+    DashOutput out;
+    out.writeUInt16(24);
+    out.writeUInt16(id);
+    out.writeUInt32(static_cast<std::uint32_t>(values.size()));
+    for (auto v : values)
+        out.writeUInt16(v);
+    return out.take();
 }
 
 }  // namespace
@@ -46,10 +90,8 @@ TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
         auto reqs = make(static_cast<int>(c.outcomes.size()));
         if (c.refusedIndex >= 0)
             reqs[c.refusedIndex]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
-        GMSDASHStreamingReply reply({reqs.begin(), reqs.end()}, nullptr);
         const std::string body = zltest::answerBody(c.version, c.answers);
-        reply.appendData(body.data(), body.size() - c.cut);
-        reply.finish(c.transportError);
+        reply({reqs.begin(), reqs.end()}, body.substr(0, body.size() - c.cut), c.transportError);
         for (std::size_t i = 0; i < reqs.size(); ++i)
             EXPECT_EQ(reqs[i]->outcomes, std::vector<std::string>{c.outcomes[i]}) << c.name << " " << i;
     }
@@ -132,16 +174,44 @@ TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
     EXPECT_EQ(reqs.size(), 2u);
     EXPECT_EQ(body.substr(2, 8), std::string("\x01\x02\x03\x04\x05\x06\x07\x08", 8));
 
-    // Suppressed user state: neither the cookie nor its request.
+    // Suppressed user state: neither the cookie nor its request. A block
+    // request's bytes are its id and exactly what its writer wrote.
     auto fresh = connection(std::make_shared<GMSDASHClientState>(nullptr));
     fresh->setSuppressUserState(true);
-    reqs = {std::make_shared<RecordingRequest>(108)};
+    std::vector<std::string> log;
+    reqs = {numbersRequest(log)};
     body = fresh->buildServerPayloadForRequests(reqs);
     ASSERT_EQ(reqs.size(), 2u);  // no id 15
     EXPECT_EQ(reqs[0]->requestID(), 62);
     EXPECT_EQ(body.substr(2, 8), std::string(8, '\0'));
+    EXPECT_EQ(body.substr(body.size() - 6), std::string("\x00\xC8\x00\x07\x00\x09", 6));
+    EXPECT_EQ(reqs[1]->sentBytes(), 6);
 
     d.preferredLanguages = {QString(21846, QChar(0x0800))};
     reqs = {std::make_shared<RecordingRequest>(108)};
     EXPECT_THROW(connection(nullptr)->buildServerPayloadForRequests(reqs), DashStringTooLongError);
+}
+
+TEST(BlocksRequest, ReadsAStreamedAnswerOnceAndFailsBrokenOnes)
+{
+    // Byte by byte: the reader is tried again until the answer is whole.
+    std::vector<std::string> whole, wrongId, cut;
+    reply({numbersRequest(whole)}, numbers(200, {1, 2, 65535}));
+    EXPECT_EQ(whole, std::vector<std::string>{"read 1 2 65535"});
+
+    // A wrong id fails it with the framing error; an answer cut short fails
+    // once the body has ended.
+    reply({numbersRequest(wrongId)}, numbers(201, {1}));
+    const std::string three = numbers(200, {1, 2, 3});
+    reply({numbersRequest(cut)}, three.substr(0, three.size() - 1));
+    EXPECT_EQ(wrongId, std::vector<std::string>{"failed 100"});
+    ASSERT_EQ(cut.size(), 1u);
+    EXPECT_EQ(cut[0].rfind("failed", 0), 0u) << cut[0];
+
+    // With no reader the answer's end can't be found: a framing error, and
+    // the request after it fails too; with no failure block nothing breaks.
+    auto after = std::make_shared<RecordingRequest>(108);
+    reply({std::make_shared<GMSDASHBlocksRequest>(300, nullptr, nullptr), after},
+          zltest::answerBody(24, {{300, "x"}, {108, "y"}}));
+    EXPECT_EQ(after->outcomes, std::vector<std::string>{"fail:GMSDASHConnectionErrorDomain:100"});
 }
