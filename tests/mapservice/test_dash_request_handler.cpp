@@ -17,6 +17,7 @@
 using namespace zenloft::wire;
 using namespace zenloft::mapservice;
 using zltest::tileRequest;
+using namespace std::string_literals;
 
 namespace {
 
@@ -60,13 +61,10 @@ GMSx_GMMClientPropertiesResponseProto readPrologue(DashInput& in, bool cookie = 
 }
 
 // The tile answer that follows the prologue, which must end the body.
-GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a, bool cookie = false,
-                                        GMSx_GMMClientPropertiesResponseProto* props = nullptr)
+GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a, bool cookie = false)
 {
     DashInput in(a.body, true);
-    const auto p = readPrologue(in, cookie);
-    if (props)
-        *props = p;
+    readPrologue(in, cookie);
     EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
     const auto resp = readMessage<GMSx_GMMMapTileResponseProto>(in);
     EXPECT_TRUE(in.atEnd());
@@ -89,14 +87,6 @@ std::vector<std::string> dataOf(const GMSx_GMMMapTileResponseProto& resp)
     return out;
 }
 
-std::string bytes(std::initializer_list<int> b)
-{
-    std::string s;
-    for (int c : b)
-        s.push_back(static_cast<char>(c));
-    return s;
-}
-
 std::uint64_t fnv(const std::string& s)
 {
     std::uint64_t h = 1469598103934665603ULL;
@@ -112,13 +102,13 @@ std::uint64_t fnv(const std::string& s)
 // hash only.
 std::string group(int type, const std::string& content, std::uint64_t hash = 0)
 {
-    const std::string head = bytes({0x08, type});
-    std::string g = head + bytes({0x11});
+    const std::string head{'\x08', static_cast<char>(type)};
+    std::string g = head + "\x11";
     hash = hash ? hash : fnv(head + content);
     for (int i = 0; i < 8; ++i)
         g.push_back(static_cast<char>(hash >> (8 * i)));  // fixed64: little-endian
     g += content;
-    return bytes({0x0A, static_cast<int>(g.size())}) + g;
+    return std::string{'\x0A', static_cast<char>(g.size())} + g;
 }
 
 }  // namespace
@@ -151,8 +141,9 @@ TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLarg
     *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);  // no store
     const DashAnswer a = handle(zltest::framedTileBody(kKey, req));
     ASSERT_EQ(summary(a), "200 application/binary 3/4/2") << a.error;
-    GMSx_GMMClientPropertiesResponseProto props;
-    const auto resp = tileAnswer(a, true, &props);
+    DashInput in(a.body, true);
+    const auto props = readPrologue(in);
+    const auto resp = tileAnswer(a, true);
     EXPECT_EQ(std::tuple(props.new_cohort() + " " + props.new_legal_country(), props.datarequest_status_array_size(),
                          resp.header().response_code()),
               std::tuple("c7 PL", 0, TILE_RESPONSE_OK));
@@ -188,13 +179,12 @@ TEST_F(HandlerTest, ParameterGroupsByteForByte)
 
     // paint_epoch 7; a.tbl map style 0, b.tbl map style 1 (name order); no
     // format field; relative URLs under /styles/.
-    const std::string mapA = bytes({0x0A, 13}) + "/styles/a.tbl" + bytes({0x18, 0});
-    const std::string mapB = bytes({0x0A, 13}) + "/styles/b.tbl" + bytes({0x18, 1});
-    const std::string tables = bytes({0x6A, 40, 0x08, 7, 0x12, 17}) + mapA + bytes({0x12, 17}) + mapB;
+    const std::string tables = "\x6A\x28\x08\x07\x12\x11\x0A\x0D/styles/a.tbl\x18\x00"s
+        + "\x12\x11\x0A\x0D/styles/b.tbl\x18\x01";
     EXPECT_EQ(ask({{37, 0}}), group(37, tables));
 
     // The client's copy is current: type and hash only.
-    const std::uint64_t hash = fnv(bytes({0x08, 37}) + tables);
+    const std::uint64_t hash = fnv("\x08\x25" + tables);
     EXPECT_EQ(ask({{37, hash}}), group(37, "", hash));
 
     // An empty or missing folder offers no tables.
@@ -205,18 +195,18 @@ TEST_F(HandlerTest, ParameterGroupsByteForByte)
 
     // Without a key: neither the paint group nor the direct-to-paint types.
     config.directToPaintTileTypes = {TILE_TYPE_TERRAIN, TILE_TYPE_SATELLITE};
-    EXPECT_EQ(ask({{1, 0}, {38, 0}}), group(1, bytes({0x52, 2, 0x38, 1})) + group(38, ""));
+    EXPECT_EQ(ask({{1, 0}, {38, 0}}), group(1, "\x52\x02\x38\x01") + group(38, ""));
 
     config.paintSigningKey = "k3y";
     config.pertileDurationMinutes = 30;
     // Vector maps: the per-tile duration, schema version 1, then field 38
     // once per type, in order.
-    const auto paint = [](const char* key) { return bytes({0x62, 17, 0x0A, 10}) + "/glm/paint" + bytes({0x12, 3}) + key; };
+    const auto paint = [](const char* key) { return "\x62\x11\x0A\x0A/glm/paint\x12\x03"s + key; };
     EXPECT_EQ(ask({{1, 0}, {38, 0}}),
-              group(1, bytes({0x52, 10, 0x20, 30, 0x38, 1, 0xB0, 0x02, 1, 0xB0, 0x02, 2})) + group(38, paint("k3y")));
+              group(1, "\x52\x0A\x20\x1E\x38\x01\xB0\x02\x01\xB0\x02\x02") + group(38, paint("k3y")));
 
     // A changed key changes the hash: a client with the old copy gets the new one.
-    const std::uint64_t oldHash = fnv(bytes({0x08, 38}) + paint("k3y"));
+    const std::uint64_t oldHash = fnv("\x08\x26" + paint("k3y"));
     EXPECT_EQ(ask({{38, oldHash}}), group(38, "", oldHash));
     config.paintSigningKey = "k4y";
     EXPECT_EQ(ask({{38, oldHash}}), group(38, paint("k4y")));
