@@ -4,14 +4,15 @@
 #include "GMSDASHConnection.h"
 #include "GMSDASHProtobufferRequest.h"
 #include "GMSDASHRequest.h"
+#include "GMSDASHStreamingReply.h"
 #include "dash.pb.h"
 #include "maptile.pb.h"
 
 #include <httplib.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -63,6 +64,16 @@ inline std::string answerBody(std::uint16_t version, const std::vector<std::pair
         out.writeLengthPrefixed(data);
     }
     return out.take();
+}
+
+// Feeds a reply for `sent` the body byte by byte, then finishes it.
+inline void reply(std::vector<GMSDASHRequestPtr> sent, const std::string& body, GMSDASHConnection* conn = nullptr,
+                  const std::optional<GMSDASHError>& transportError = std::nullopt)
+{
+    GMSDASHStreamingReply r(sent, conn);
+    for (char c : body)
+        r.appendData(&c, 1);
+    r.finish(transportError);
 }
 
 // What became of a protobuffer request; `done` counts the handler's calls
@@ -132,19 +143,8 @@ public:
     }
     int postCount() const { return m_posts.load(); }
     // Lets stalled handlers return: they block in waitUntilReleased().
-    void release()
-    {
-        {
-            std::lock_guard lock(m_mutex);
-            m_released = true;
-        }
-        m_releasedChanged.notify_all();
-    }
-    void waitUntilReleased()
-    {
-        std::unique_lock lock(m_mutex);
-        m_releasedChanged.wait(lock, [this] { return m_released; });
-    }
+    void release() { std::call_once(m_releaseOnce, [this] { m_release.set_value(); }); }
+    void waitUntilReleased() { m_released.wait(); }
 
     // A well-formed answer to a framed body: cookie 77 for request 15,
     // a client properties answer naming cohort "test-cohort" for 62, and for
@@ -180,8 +180,9 @@ private:
     mutable std::mutex m_mutex;
     std::vector<std::string> m_bodies;
     std::atomic<int> m_posts{0};
-    std::condition_variable m_releasedChanged;
-    bool m_released = false;
+    std::promise<void> m_release;
+    std::shared_future<void> m_released = m_release.get_future().share();
+    std::once_flag m_releaseOnce;
 };
 
 }  // namespace zltest

@@ -9,6 +9,7 @@
 
 using namespace zenloft::wire;
 using zltest::RecordingRequest;
+using zltest::reply;
 
 namespace {
 
@@ -18,16 +19,6 @@ std::vector<std::shared_ptr<RecordingRequest>> make(int n, quint16 id = 108)
     for (int i = 0; i < n; ++i)
         v.push_back(std::make_shared<RecordingRequest>(id));
     return v;
-}
-
-// Feeds a reply for `sent` the body byte by byte, then finishes it.
-void reply(std::vector<GMSDASHRequestPtr> sent, const std::string& body,
-           const std::optional<GMSDASHError>& transportError = std::nullopt)
-{
-    GMSDASHStreamingReply r(sent, nullptr);
-    for (char c : body)
-        r.appendData(&c, 1);
-    r.finish(transportError);
 }
 
 // A block request with an answer of its own shape: a count, then that many
@@ -91,7 +82,7 @@ TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
         if (c.refusedIndex >= 0)
             reqs[c.refusedIndex]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
         const std::string body = zltest::answerBody(c.version, c.answers);
-        reply({reqs.begin(), reqs.end()}, body.substr(0, body.size() - c.cut), c.transportError);
+        reply({reqs.begin(), reqs.end()}, body.substr(0, body.size() - c.cut), nullptr, c.transportError);
         for (std::size_t i = 0; i < reqs.size(); ++i)
             EXPECT_EQ(reqs[i]->outcomes, std::vector<std::string>{c.outcomes[i]}) << c.name << " " << i;
     }
