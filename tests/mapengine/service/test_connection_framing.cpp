@@ -167,7 +167,7 @@ TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
 
     // Suppressed user state: neither the cookie nor its request. A block
     // request's bytes are its id and exactly what its writer wrote.
-    auto fresh = connection(std::make_shared<GMSDASHClientState>(nullptr));
+    auto fresh = connection(nullptr);
     fresh->setSuppressUserState(true);
     std::vector<std::string> log;
     reqs = {numbersRequest(log)};
@@ -189,15 +189,13 @@ TEST(BlocksRequest, ReadsAStreamedAnswerOnceAndFailsBrokenOnes)
     std::vector<std::string> whole, wrongId, cut;
     reply({numbersRequest(whole)}, numbers(200, {1, 2, 65535}));
     EXPECT_EQ(whole, std::vector<std::string>{"read 1 2 65535"});
-
-    // A wrong id fails it with the framing error; an answer cut short fails
+    // A wrong id fails it with the framing error, as does an answer cut short
     // once the body has ended.
     reply({numbersRequest(wrongId)}, numbers(201, {1}));
     const std::string three = numbers(200, {1, 2, 3});
     reply({numbersRequest(cut)}, three.substr(0, three.size() - 1));
     EXPECT_EQ(wrongId, std::vector<std::string>{"failed 100"});
-    ASSERT_EQ(cut.size(), 1u);
-    EXPECT_EQ(cut[0].rfind("failed", 0), 0u) << cut[0];
+    EXPECT_EQ(cut, std::vector<std::string>{"failed 100"});
 
     // With no reader the answer's end can't be found: a framing error, and
     // the request after it fails too; with no failure block nothing breaks.

@@ -32,13 +32,6 @@ std::string gzip(const std::string& raw)
     return out;
 }
 
-std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
-{
-    GMSDASHClientDescription d;
-    d.apiKey = "KEY";
-    return zltest::connection(server.url(), d, std::make_shared<GMSDASHClientState>(nullptr));
-}
-
 // One tile request per outcome, numbered by its place; sent on `conn` if given.
 std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requestsFor(std::vector<Outcome>& outcomes,
                                                                     GMSDASHConnection* conn = nullptr)
@@ -79,7 +72,7 @@ std::vector<std::string> outcomesOf(const std::vector<Outcome>& outcomes,
 TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads)
 {
     FakeDashServer server;
-    auto conn = connect(server);
+    auto conn = zltest::connection(server.url());
     std::vector<Outcome> outcomes(120);
     const auto requests = requestsFor(outcomes, conn.get());
     EXPECT_EQ(conn->pendingRequestCount(), 120);
@@ -176,7 +169,7 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         FakeDashServer server(c.handler);
-        auto conn = connect(server);
+        auto conn = zltest::connection(server.url());
         std::vector<Outcome> outcomes(2);
         const auto requests = requestsFor(outcomes, conn.get());
         conn->resumeSending();
@@ -202,7 +195,7 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
             return false;
         });
     });
-    auto conn = connect(server);
+    auto conn = zltest::connection(server.url());
     conn->setBaseTimeout(0.5);
     std::vector<Outcome> outcomes(2);
     const auto requests = requestsFor(outcomes, conn.get());
@@ -215,7 +208,7 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
     const int posts = server.postCount();
     std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> sent;
     {
-        auto closing = connect(server);
+        auto closing = zltest::connection(server.url());
         closing->resumeSending();
         sent = requestsFor(inFlight, closing.get());
         ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == posts + 1; }));
