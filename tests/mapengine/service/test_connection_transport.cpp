@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 using namespace zenloft::wire;
+using namespace std::string_literals;
 using zltest::FakeDashServer;
 using zltest::Outcome;
 using zltest::tileRequest;
@@ -125,50 +126,39 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads
 // failure, garbage, a wrong content type, a gzip body, a spoilt message.
 TEST(Transport, EachAnswerKindEndsEachRequestOnce)
 {
+    const auto same = [](std::string answer) { return answer; };
     const auto spoilFirstTile = [](std::string answer) {
         // The first tile answer's message bytes (its length kept).
         answer[answer.find(std::string("\x00\x6c", 2)) + 2 + 4] = '\xff';
         return answer;
     };
+    const std::string fail100 = "GMSDASHConnectionErrorDomain:100";
     const struct {
         const char* what;
-        FakeDashServer::Handler handler;
-        std::vector<std::string> outcomes;  // "ok" or "domain:code"
+        int status;
+        const char* contentType;
+        std::function<std::string(std::string)> answer;  // made from the echo answer
+        std::vector<std::string> outcomes;               // "ok" or "domain:code"
     } cases[] = {
-        {"503",
-         [](const httplib::Request&, httplib::Response& res) {
-             res.status = 503;
-             res.set_content("busy", "text/plain");
-         },
+        {"503", 503, "text/plain", [](std::string) { return "busy"; },
          {"GMSDASHHTTPErrorDomain:503", "GMSDASHHTTPErrorDomain:503"}},
-        {"garbage",
-         [](const httplib::Request&, httplib::Response& res) {
-             res.set_content(std::string("\x00\x18garbage-garbage", 17), "application/binary");
-         },
-         {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
-        {"wrong type",
-         [](const httplib::Request& req, httplib::Response& res) {
-             res.set_content(FakeDashServer::echoAnswer(req.body), "text/html");
-         },
-         {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
-        {"gzip",
-         [](const httplib::Request& req, httplib::Response& res) {
-             EXPECT_EQ(req.get_header_value("Accept-Encoding"), "gzip");
-             EXPECT_EQ(req.get_header_value("Content-Type"), "application/binary");
-             EXPECT_NE(req.get_header_value("User-Agent").find("(gzip)"), std::string::npos);
-             res.set_header("Content-Encoding", "gzip");
-             res.set_content(gzip(FakeDashServer::echoAnswer(req.body)), "application/binary");
-         },
-         {"ok", "ok"}},
-        {"spoilt message",
-         [&](const httplib::Request& req, httplib::Response& res) {
-             res.set_content(spoilFirstTile(FakeDashServer::echoAnswer(req.body)), "application/binary");
-         },
-         {"GMSDASHConnectionErrorDomain:101", "ok"}},
+        {"garbage", 200, "application/binary", [](std::string) { return "\x00\x18garbage-garbage"s; },
+         {fail100, fail100}},
+        {"wrong type", 200, "text/html", same, {fail100, fail100}},
+        {"gzip", 200, "application/binary", gzip, {"ok", "ok"}},
+        {"spoilt message", 200, "application/binary", spoilFirstTile, {"GMSDASHConnectionErrorDomain:101", "ok"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        FakeDashServer server(c.handler);
+        FakeDashServer server([&c](const httplib::Request& req, httplib::Response& res) {
+            EXPECT_EQ(req.get_header_value("Accept-Encoding"), "gzip");
+            EXPECT_EQ(req.get_header_value("Content-Type"), "application/binary");
+            EXPECT_NE(req.get_header_value("User-Agent").find("(gzip)"), std::string::npos);
+            res.status = c.status;
+            if (std::string(c.what) == "gzip")
+                res.set_header("Content-Encoding", "gzip");
+            res.set_content(c.answer(FakeDashServer::echoAnswer(req.body)), c.contentType);
+        });
         auto conn = zltest::connection(server.url());
         std::vector<Outcome> outcomes(2);
         const auto requests = requestsFor(outcomes, conn.get());
@@ -213,7 +203,8 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
         sent = requestsFor(inFlight, closing.get());
         ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == posts + 1; }));
     }
-    EXPECT_EQ(outcomesOf(inFlight, sent), std::vector<std::string>{urlError + std::to_string(kGMSDASHURLErrorCancelled)});
+    EXPECT_EQ(outcomesOf(inFlight, sent),
+              std::vector<std::string>{urlError + std::to_string(kGMSDASHURLErrorCancelled)});
     server.release();
 }
 
