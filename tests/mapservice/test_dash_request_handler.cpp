@@ -151,7 +151,7 @@ std::string HandlerTest::ask(const std::vector<std::pair<int, std::uint64_t>>& g
 TEST_F(HandlerTest, AnswersCookiePropertiesAndTilesInOrderAndShiftsTheZoomOfLargeTiles)
 {
     auto req = tileRequest({{1, 1, 0}, {2, 3, 1}, {2, 0, 0}}, 256);  // the last is absent
-    *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_TERRAIN, 0, 0, 0);  // no store
+    *req.add_map_tile_array() = tileRequest({{0, 0, 0}}, 0, TILE_TYPE_TERRAIN).map_tile_array(0);  // no store
     const DashAnswer a = handle(zltest::framedTileBody(kKey, req));
     ASSERT_EQ(summary(a), "200 application/binary 3/4/2") << a.error;
     DashInput in(a.body, true);

@@ -99,7 +99,7 @@ TEST_F(ServiceHttpTest, ConcurrentClientsAllGetTheirTiles)
 {
     GMSx_GMMMapTileRequestProto req;
     for (int i = 0; i < 50; ++i)
-        *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 3, 1);
+        *req.add_map_tile_array() = zltest::tileRequest({{2, 3, 1}}).map_tile_array(0);
     const std::string body = zltest::framedTileBody("key", req, false);
     std::vector<std::thread> threads;
     std::atomic<int> good{0};
