@@ -42,15 +42,6 @@ protected:
     ServiceConfig config;
 };
 
-template <typename M>
-M readMessage(DashInput& in)
-{
-    M m;
-    const auto block = in.readLengthPrefixed();
-    EXPECT_TRUE(m.ParseFromArray(block.data(), static_cast<int>(block.size())));
-    return m;
-}
-
 // Reads what opens every answer: the version, the cookie (if the body asked
 // for one) and the client properties.
 GMSx_GMMClientPropertiesResponseProto readPrologue(DashInput& in, bool cookie = true)
@@ -61,7 +52,9 @@ GMSx_GMMClientPropertiesResponseProto readPrologue(DashInput& in, bool cookie = 
         EXPECT_NE(in.readUInt64(), 0u);
     }
     EXPECT_EQ(in.readUInt16(), kDashClientPropertiesRequest);
-    return readMessage<GMSx_GMMClientPropertiesResponseProto>(in);
+    GMSx_GMMClientPropertiesResponseProto props;
+    EXPECT_TRUE(props.ParseFromString(std::string(in.readLengthPrefixed())));
+    return props;
 }
 
 // The tile answer that follows the prologue, which must end the body.
@@ -70,7 +63,8 @@ GMSx_GMMMapTileResponseProto tileAnswer(const DashAnswer& a, bool cookie = false
     DashInput in(a.body, true);
     readPrologue(in, cookie);
     EXPECT_EQ(in.readUInt16(), kDashMapTileRequest);
-    const auto resp = readMessage<GMSx_GMMMapTileResponseProto>(in);
+    GMSx_GMMMapTileResponseProto resp;
+    EXPECT_TRUE(resp.ParseFromString(std::string(in.readLengthPrefixed())));
     EXPECT_TRUE(in.atEnd());
     return resp;
 }
@@ -253,7 +247,8 @@ TEST_F(HandlerTest, MalformedBodiesGetTheFramingErrorAndARejectedKeyLeavesTheReq
     EXPECT_EQ(std::pair(status[0].request_index(), status[0].code()), std::pair(2, 403));
     // The tile request is skipped; the quota event says why.
     EXPECT_EQ(in.readUInt16(), kDashApiQuotaEventRequest);
-    const auto q = readMessage<GMSx_GMMApiQuotaEventResponseProto>(in);
+    GMSx_GMMApiQuotaEventResponseProto q;
+    ASSERT_TRUE(q.ParseFromString(std::string(in.readLengthPrefixed())));
     EXPECT_EQ(std::tuple(q.response(), q.developer_console_error_string().empty(), in.atEnd()),
               std::tuple(QUOTA_RESPONSE_INVALID_KEY, false, true));
 
