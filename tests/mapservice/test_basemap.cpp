@@ -180,10 +180,8 @@ TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
                 dateline = &p;
     ASSERT_NE(dateline, nullptr);
     --z;
-    const int last = (1 << z) - 1;
     const int row = int(dateline->baseline.y()) / 256;
-    const auto west = labels.renderTile(z, 0, row);
-    const auto east = labels.renderTile(z, last, row);
+    const auto west = labels.renderTile(z, 0, row), east = labels.renderTile(z, (1 << z) - 1, row);
     ASSERT_TRUE(west && east) << z;
     EXPECT_TRUE(inked(*west, QRect(0, 0, 8, 256)) && inked(*east, QRect(248, 0, 8, 256)));
 

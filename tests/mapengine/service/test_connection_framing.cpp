@@ -59,28 +59,23 @@ std::string numbers(std::uint16_t id, std::vector<std::uint16_t> values)
 TEST(StreamingReply, EachRequestEndsOnceAndAFailureStopsTheRest)
 {
     const std::string fail100 = "fail:GMSDASHConnectionErrorDomain:100";
-    const std::string fail403 = "fail:kGenericServerErrorDomain:403";
     struct Case {
         const char* name;
         std::uint16_t version;
         std::vector<std::pair<std::uint16_t, std::string>> answers;
         std::size_t cut;  // bytes missing at the end
         std::optional<GMSDASHError> transportError;
-        int refusedIndex;  // the request the server refused with 403, or -1
         std::vector<std::string> outcomes;
     } cases[] = {
-        {"version 23", 23, {{108, "a"}, {108, "b"}, {108, "c"}}, 0, {}, -1, {fail100, fail100, fail100}},
-        {"id mismatch", 24, {{108, "a"}, {108, "b"}, {109, "c"}, {108, "d"}, {108, "e"}}, 0, {}, -1,
+        {"version 23", 23, {{108, "a"}, {108, "b"}, {108, "c"}}, 0, {}, {fail100, fail100, fail100}},
+        {"id mismatch", 24, {{108, "a"}, {108, "b"}, {109, "c"}, {108, "d"}, {108, "e"}}, 0, {},
          {"ok:a", "ok:b", fail100, fail100, fail100}},
-        {"truncated", 24, {{108, "a"}, {108, "bbbb"}}, 2, {}, -1, {"ok:a", fail100, fail100}},
-        {"transport error", 24, {{108, "a"}}, 0, GMSDASHError{kGMSDASHURLErrorDomain, -1005, "lost", {}, {}}, -1,
+        {"truncated", 24, {{108, "a"}, {108, "bbbb"}}, 2, {}, {"ok:a", fail100, fail100}},
+        {"transport error", 24, {{108, "a"}}, 0, GMSDASHError{kGMSDASHURLErrorDomain, -1005, "lost", {}, {}},
          {"ok:a", "fail:NSURLErrorDomain:-1005"}},
-        {"server status", 24, {{108, "a"}}, 0, {}, 1, {"ok:a", fail403, fail403}},
     };
     for (const Case& c : cases) {
         auto reqs = make(static_cast<int>(c.outcomes.size()));
-        if (c.refusedIndex >= 0)
-            reqs[c.refusedIndex]->setResponseStatus(GMSDASHResponseStatus{403, "no"});
         const std::string body = zltest::answerBody(c.version, c.answers);
         reply({reqs.begin(), reqs.end()}, body.substr(0, body.size() - c.cut), nullptr, c.transportError);
         for (std::size_t i = 0; i < reqs.size(); ++i)

@@ -83,21 +83,24 @@ TEST(ClientState, PropertiesAnswerUpdatesTheIdentityKeysInTheSettingsFile)
     EXPECT_EQ(GMSDASHClientState(&again).userCookie(), 0u);
 }
 
-// The properties answer names refused requests by their place in the body.
+// The properties answer names refused requests by their place in the body;
+// the body's end then fails the rest with that refusal too.
 TEST(ClientState, ServerVerdictsReachTheNamedRequests)
 {
     const auto conn = zltest::connection("http://127.0.0.1:1/glm/mmap");
     conn->setSuppressUserState(true);
-    auto ok = std::make_shared<zltest::RecordingRequest>(108);
-    auto refused = std::make_shared<zltest::RecordingRequest>(108);
-    std::vector<GMSDASHRequestPtr> body{ok, refused};
+    std::vector<std::shared_ptr<zltest::RecordingRequest>> reqs;
+    for (int i = 0; i < 3; ++i)
+        reqs.push_back(std::make_shared<zltest::RecordingRequest>(108));
+    std::vector<GMSDASHRequestPtr> body(reqs.begin(), reqs.end());
     conn->buildServerPayloadForRequests(body);  // the client properties request goes first
     GMSx_GMMClientPropertiesResponseProto p;
     p.add_datarequest_status_array()->set_request_index(2);
     p.mutable_datarequest_status_array(0)->set_code(403);
     zltest::reply(body, zltest::answerBody(24, {{62, p.SerializeAsString()}, {108, "fine"}}), conn.get());
-    EXPECT_EQ(ok->outcomes, std::vector<std::string>{"ok:fine"});
-    EXPECT_EQ(refused->outcomes, std::vector<std::string>{"fail:kGenericServerErrorDomain:403"});
+    const std::vector<std::string> refused{"fail:kGenericServerErrorDomain:403"};
+    EXPECT_EQ(std::tuple(reqs[0]->outcomes, reqs[1]->outcomes, reqs[2]->outcomes),
+              std::tuple(std::vector<std::string>{"ok:fine"}, refused, refused));
 }
 
 TEST(XGeo, EncodingAndOverrides)
