@@ -33,38 +33,38 @@ std::string gzip(const std::string& raw)
     return out;
 }
 
-// One tile request per outcome, numbered by its place; sent on `conn` if given.
-std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requestsFor(std::vector<Outcome>& outcomes,
-                                                                    GMSDASHConnection* conn = nullptr)
-{
-    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        requests.push_back(tileRequest(outcomes[i], static_cast<int>(i)));
-        if (conn)
-            conn->sendRequest(requests.back());
+// Tile requests numbered by their place, each reporting into its outcome;
+// sent on `conn` if given.
+struct Batch {
+    explicit Batch(std::size_t n, GMSDASHConnection* conn = nullptr) : outcomes(n)
+    {
+        for (std::size_t i = 0; i < n; ++i) {
+            requests.push_back(tileRequest(outcomes[i], static_cast<int>(i)));
+            if (conn)
+                conn->sendRequest(requests.back());
+        }
     }
-    return requests;
-}
+    // Waits until every request ended, then tells each one's outcome: "ok" (its
+    // own message came back) or "domain:code"; " xN" when it ended N != 1 times.
+    std::vector<std::string> ends(int timeoutMs = 5000) const
+    {
+        EXPECT_TRUE(zltest::waitFor(
+            [&] { return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; }); },
+            timeoutMs));
+        std::vector<std::string> out;
+        for (std::size_t i = 0; i < outcomes.size(); ++i) {
+            const Outcome& o = outcomes[i];
+            const std::string s = o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code)
+                : o.payload == requests[i]->message().SerializeAsString() ? "ok"
+                                                                           : "wrong payload";
+            out.push_back(o.done == 1 ? s : s + " x" + std::to_string(o.done));
+        }
+        return out;
+    }
 
-// Waits until every request ended, then tells each one's outcome: "ok" (its
-// own message came back) or "domain:code"; " xN" when it ended N != 1 times.
-std::vector<std::string> outcomesOf(const std::vector<Outcome>& outcomes,
-                                    const std::vector<std::shared_ptr<GMSDASHProtobufferRequest>>& requests,
-                                    int timeoutMs = 5000)
-{
-    EXPECT_TRUE(zltest::waitFor(
-        [&] { return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; }); },
-        timeoutMs));
-    std::vector<std::string> out;
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        const Outcome& o = outcomes[i];
-        const std::string s = o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code)
-            : o.payload == requests[i]->message().SerializeAsString() ? "ok"
-                                                                       : "wrong payload";
-        out.push_back(o.done == 1 ? s : s + " x" + std::to_string(o.done));
-    }
-    return out;
-}
+    std::vector<Outcome> outcomes;
+    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
+};
 
 }  // namespace
 
@@ -74,13 +74,12 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads
 {
     FakeDashServer server;
     auto conn = zltest::connection(server.url());
-    std::vector<Outcome> outcomes(120);
-    const auto requests = requestsFor(outcomes, conn.get());
+    Batch first(120, conn.get());
     EXPECT_EQ(conn->pendingRequestCount(), 120);
     EXPECT_EQ(server.postCount(), 0);
     QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
     conn->resumeSending();
-    EXPECT_EQ(outcomesOf(outcomes, requests), std::vector<std::string>(120, "ok"));
+    EXPECT_EQ(first.ends(), std::vector<std::string>(120, "ok"));
     ASSERT_EQ(starting.count(), 3);
     EXPECT_TRUE(starting.at(0).at(0).toMap().contains("groupID"));
     std::vector<std::string> bodies;  // tiles per body, "cookie" where it asks for one
@@ -107,17 +106,16 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads
               std::tuple(77u, "test-cohort", true, true));
 
     // Once sending, many threads send at once and each request ends once.
-    std::vector<Outcome> more(200);
-    const auto moreRequests = requestsFor(more);
+    Batch more(200);
     std::vector<std::thread> senders;
     for (int t = 0; t < 4; ++t)
         senders.emplace_back([&, t] {
             for (int i = t; i < 200; i += 4)
-                conn->sendRequest(moreRequests[static_cast<std::size_t>(i)]);
+                conn->sendRequest(more.requests[static_cast<std::size_t>(i)]);
         });
     for (auto& s : senders)
         s.join();
-    EXPECT_EQ(outcomesOf(more, moreRequests), std::vector<std::string>(200, "ok"));
+    EXPECT_EQ(more.ends(), std::vector<std::string>(200, "ok"));
     EXPECT_EQ(conn->pendingRequestCount(), 0);
     EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
@@ -160,12 +158,11 @@ TEST(Transport, EachAnswerKindEndsEachRequestOnce)
             res.set_content(c.answer(FakeDashServer::echoAnswer(req.body)), c.contentType);
         });
         auto conn = zltest::connection(server.url());
-        std::vector<Outcome> outcomes(2);
-        const auto requests = requestsFor(outcomes, conn.get());
+        Batch batch(2, conn.get());
         conn->resumeSending();
-        EXPECT_EQ(outcomesOf(outcomes, requests), c.outcomes);
-        if (outcomes[0].error && outcomes[0].error->code == 503) {
-            EXPECT_EQ(outcomes[0].error->data, QByteArray("busy"));
+        EXPECT_EQ(batch.ends(), c.outcomes);
+        if (batch.outcomes[0].error && batch.outcomes[0].error->code == 503) {
+            EXPECT_EQ(batch.outcomes[0].error->data, QByteArray("busy"));
         }
     }
 }
@@ -187,24 +184,21 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
     });
     auto conn = zltest::connection(server.url());
     conn->setBaseTimeout(0.5);
-    std::vector<Outcome> outcomes(2);
-    const auto requests = requestsFor(outcomes, conn.get());
+    Batch batch(2, conn.get());
     conn->resumeSending();
     const std::string urlError = kGMSDASHURLErrorDomain.toStdString() + ":";
-    EXPECT_EQ(outcomesOf(outcomes, requests, 10000), (std::vector<std::string>{"ok", urlError + "-1001"}));
+    EXPECT_EQ(batch.ends(10000), (std::vector<std::string>{"ok", urlError + "-1001"}));
 
     // Closing the connection ends a request still in flight, once.
-    std::vector<Outcome> inFlight(1);
+    Batch inFlight(1);
     const int posts = server.postCount();
-    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> sent;
     {
         auto closing = zltest::connection(server.url());
         closing->resumeSending();
-        sent = requestsFor(inFlight, closing.get());
+        closing->sendRequest(inFlight.requests[0]);
         ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == posts + 1; }));
     }
-    EXPECT_EQ(outcomesOf(inFlight, sent),
-              std::vector<std::string>{urlError + std::to_string(kGMSDASHURLErrorCancelled)});
+    EXPECT_EQ(inFlight.ends(), std::vector<std::string>{urlError + std::to_string(kGMSDASHURLErrorCancelled)});
     server.release();
 }
 
