@@ -12,47 +12,34 @@
 using namespace zenloft::wire;
 using namespace zenloft::mapservice;
 
-namespace {
-
-class ServiceHttpTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        ASSERT_FALSE(zltest::writeFile(styles.filePath("table-1.bin"), "style bytes").isEmpty());
-        config.port = 0;
-        config.threads = 2;
-        config.quiet = true;
-        config.maxBodyBytes = 4096;
-        config.apiKeys = {"key"};
-        config.tilesByType[TILE_TYPE_SATELLITE] = tiles.path();
-        config.styleDir = styles.path().toStdString();
-        config.paintSigningKey = "paint-key";
-        server = std::make_unique<MapServiceServer>(config);
-        std::string error;
-        ASSERT_TRUE(server->start(error)) << error;
-        ASSERT_GT(server->port(), 0);
-    }
-    httplib::Client client() const
-    {
-        httplib::Client c("127.0.0.1", server->port());
-        c.set_read_timeout(10, 0);
-        return c;
-    }
-
-    zltest::MbtilesFixture tiles;
-    QTemporaryDir styles;
-    ServiceConfig config;
-    std::unique_ptr<MapServiceServer> server;
-};
-
-}  // namespace
-
 // What HTTP adds to the handlers: routes, content types, the size limit, the
 // paint signature header, and style tables as plain files; the server keeps
-// serving after each refusal.
-TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
+// serving after each refusal, and to several clients at once.
+TEST(ServiceHttp, RoutesStatusesBodiesAndConcurrentClients)
 {
-    EXPECT_EQ(server->endpointUrl(), "http://127.0.0.1:" + std::to_string(server->port()) + "/glm/mmap");
+    zltest::MbtilesFixture tiles;
+    QTemporaryDir styles;
+    ASSERT_FALSE(zltest::writeFile(styles.filePath("table-1.bin"), "style bytes").isEmpty());
+    ServiceConfig config;
+    config.port = 0;
+    config.threads = 2;
+    config.quiet = true;
+    config.maxBodyBytes = 4096;
+    config.apiKeys = {"key"};
+    config.tilesByType[TILE_TYPE_SATELLITE] = tiles.path();
+    config.styleDir = styles.path().toStdString();
+    config.paintSigningKey = "paint-key";
+    MapServiceServer server(config);
+    std::string error;
+    ASSERT_TRUE(server.start(error)) << error;
+    ASSERT_GT(server.port(), 0);
+    const auto client = [&server] {
+        httplib::Client c("127.0.0.1", server.port());
+        c.set_read_timeout(10, 0);
+        return c;
+    };
+
+    EXPECT_EQ(server.endpointUrl(), "http://127.0.0.1:" + std::to_string(server.port()) + "/glm/mmap");
     const std::string tiles000 = zltest::framedTileBody("key", zltest::tileRequest({{0, 0, 0}}), false);
     const std::string paint = zltest::tileRequest({{2, 3, 1}}).SerializeAsString();
     const struct {
@@ -88,15 +75,7 @@ TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
         }
     }
 
-    // A store that can't be opened is named before anything is served.
-    config.tilesByType[TILE_TYPE_SATELLITE] = "/nonexistent/x.mbtiles";
-    std::string error;
-    EXPECT_FALSE(MapServiceServer(config).prepare(error));
-    EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos) << error;
-}
-
-TEST_F(ServiceHttpTest, ConcurrentClientsAllGetTheirTiles)
-{
+    // Four clients at once, ten bodies of fifty tiles each.
     GMSx_GMMMapTileRequestProto req;
     for (int i = 0; i < 50; ++i)
         *req.add_map_tile_array() = zltest::tileRequest({{2, 3, 1}}).map_tile_array(0);
@@ -114,4 +93,9 @@ TEST_F(ServiceHttpTest, ConcurrentClientsAllGetTheirTiles)
     for (auto& t : threads)
         t.join();
     EXPECT_EQ(good.load(), 40);
+
+    // A store that can't be opened is named before anything is served.
+    config.tilesByType[TILE_TYPE_SATELLITE] = "/nonexistent/x.mbtiles";
+    EXPECT_FALSE(MapServiceServer(config).prepare(error));
+    EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos) << error;
 }
