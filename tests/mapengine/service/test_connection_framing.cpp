@@ -134,17 +134,12 @@ TEST(Payload, HeaderIdentityRequestsAndBodiesByteForByte)
     ASSERT_EQ(reqs.size(), 3u);  // cookie request, client properties, ours
 
     // Version 24, no cookie yet, the first language, the app store channel.
-    DashRequestHeader expected;
-    expected.language = u"pl";
-    expected.platform = u"ios:test";
-    expected.softwareVersion = u"9.9";
     DashInput in(body, true);
-    EXPECT_EQ(readRequestHeader(in), expected);
+    EXPECT_EQ(readRequestHeader(in), (DashRequestHeader{24, 0, u"pl", u"ios:test", u"9.9", u"iOS-AppStore"}));
     EXPECT_EQ(in.readUInt16(), 15);
     EXPECT_EQ(in.readUInt16(), 62);
-    const auto props = in.readLengthPrefixed();
     GMSx_GMMClientPropertiesRequestProto p;
-    ASSERT_TRUE(p.ParseFromArray(props.data(), static_cast<int>(props.size())));
+    ASSERT_TRUE(p.ParseFromString(std::string(in.readLengthPrefixed())));
     EXPECT_EQ(p.ios_api_app_fingerprint().api_key(), "KEY");
     EXPECT_TRUE(p.gzip_enabled());
     EXPECT_EQ(in.readUInt16(), 108);
