@@ -54,11 +54,7 @@ TEST(DashFraming, IntegersAreBigEndianAndBlocksCarryTheirLength)
 
 TEST(DashFraming, HeaderByteForByteOrNotAtAllAndFieldNumbersAreTheProtocols)
 {
-    DashRequestHeader h;
-    h.userCookie = 0x1122334455667788ULL;
-    h.language = u"pl";
-    h.platform = u"ios:linux";
-    h.softwareVersion = u"0.1";
+    DashRequestHeader h{kDashProtocolVersion, 0x1122334455667788ULL, u"pl", u"ios:linux", u"0.1"};
     DashOutput out;
     writeRequestHeader(out, h);
     EXPECT_EQ(out.bytes(), "\x00\x18\x11\x22\x33\x44\x55\x66\x77\x88\x00\x02pl\x00\x09ios:linux\x00\x03"
@@ -107,7 +103,7 @@ TEST(DashFraming, OpenInputAsksForMoreAndCompleteInputFails)
     EXPECT_THROW(closed.readUInt16(), DashFramingError);
 
     // A string whose count runs past the data rewinds to its start while open.
-    DashInput part("\x00\x05ab"sv, false);
+    DashInput part("\x00\x05\x61\x62"sv, false);  // count 5, then "ab"
     EXPECT_THROW(part.readString(), DashNeedMoreData);
     EXPECT_EQ(part.position(), 0u);
     DashInput lp("\x00\x00\x00\x09\x01"sv, false);
