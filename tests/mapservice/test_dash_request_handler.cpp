@@ -301,9 +301,8 @@ TEST_F(HandlerTest, PaintRouteSignatureGateAndBareTileAnswer)
     EXPECT_EQ(none.map_tile_array_size(), 0);
 }
 
-TEST(TileCacheTest, HitsMissesAndBudget)
+TEST_F(HandlerTest, TileCacheHitsMissesAndBudget)
 {
-    zltest::MbtilesFixture tiles;
     zl::MbtilesReader store(tiles.path());
     TileCache cache(64 * 1024), none(0);  // in `none` nothing fits: every lookup reads the store
     const auto a = cache.get(1, store, 1, 1, 0);
@@ -324,10 +323,9 @@ TEST(TileCacheTest, HitsMissesAndBudget)
 // ones opening with the right protocol version): each gets 200 or 400, never
 // a crash, a hang or another status. Paint bodies are signed so that they
 // reach the tile reader; unsigned ones never get past the signature.
-TEST(ServiceFuzz, CutMutatedAndRandomBodies)
+TEST_F(HandlerTest, FuzzCutMutatedAndRandomBodies)
 {
-    zltest::MbtilesFixture tiles;
-    const auto dash = tiles.handler();
+    const auto dash = tiles.handler();  // any key
     const PaintRequestHandler paint("k", dash);
     auto paintRequest = zltest::tileRequest({{2, 0, 1}, {2, 1, 1}, {2, 2, 1}, {2, 3, 1}}, 512);
     paintRequest.add_paint_description_array()->set_tile_type(TILE_TYPE_SATELLITE);
