@@ -1,9 +1,7 @@
 #pragma once
 
-// What every azimuth screen test stands on: a temporary data folder with a
-// real store and settings file, an application delegate, location services
-// fed by hand, a sound recorder, and a navigation stack with the area's
-// screens registered above a blank root.
+// What every azimuth screen test stands on: a fake screen context and the
+// area's screens registered above a blank root.
 
 #include "AzimuthScreens.h"
 #include "GMSServices.h"

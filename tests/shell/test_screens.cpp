@@ -1,6 +1,4 @@
-// The shell's screens driven through their objects: the menu with its
-// permission gate and folders, the general settings, help, the root strip,
-// and the application delegate.
+// The shell's screens driven through their objects.
 
 #include "screens/AboutVC.h"
 #include "screens/IntroVC.h"
@@ -45,7 +43,6 @@ TEST_F(Menu, EachPermissionStatusOpensTheChosenScreen) {
         IntroVC* intro = showMenu();
         EXPECT_EQ(intro->selected(), -1);
         intro->button_ptp();
-        EXPECT_EQ(intro->selected(), 1);
         if (status == 0) {
             EXPECT_EQ(nav.depth(), 1) << "the segue waits for the answer";
             ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << status;
@@ -64,8 +61,7 @@ TEST_F(Menu, ButtonsPickTheirWorkScreensSettingsAndHelpLeaveTheChoiceAndAPermiss
                                  {&IntroVC::button_validation, 2}, {&IntroVC::button_settings, 2},
                                  {&IntroVC::button_help, 2}}) {
         (intro->*button)();
-        EXPECT_EQ(intro->selected(), index);
-        EXPECT_EQ(nav.depth(), 2);
+        EXPECT_EQ(std::tuple(intro->selected(), nav.depth()), std::tuple(index, 2));
         nav.popViewControllerAnimated(false);
     }
     EXPECT_EQ(pushed.size(), 5);
@@ -128,10 +124,7 @@ TEST(SettingsScreen, TableRowsTheirSeguesTheVersionAndTheHelpPage) {
     EXPECT_EQ(SettingsVC::bundleVersion(), "3.1.4");
     QCoreApplication::setApplicationVersion(saved);
 
-    // The help page loads from the bundle, or stays empty.
-    AboutVC about;
-    about.loadViewIfNeeded();
-    EXPECT_TRUE(about.webView()->html().contains("Files in and out"));
+    // A help page missing from the bundle stays empty (the bundled one is laid out in the QML walk).
     AboutVC missing;
     missing.fileName = "about_xx";
     missing.loadViewIfNeeded();
@@ -151,7 +144,7 @@ TEST(RootScreen, StripHeightRules) {
     EXPECT_EQ(main.bottomAdHeight(), 0.0);
 }
 
-TEST(ApplicationDelegate, OpensTheStoreLazilyAndSavesOnlyChanges) {
+TEST(ApplicationDelegate, OpensTheStoreLazilySavesOnlyChangesAndReportsAStoreThatWontOpen) {
     QTemporaryDir dir;
     AppDelegate app{AppPaths(dir.path())};
     EXPECT_TRUE(app.didFinishLaunching(QString(39, QLatin1Char('k'))));
@@ -172,21 +165,17 @@ TEST(ApplicationDelegate, OpensTheStoreLazilyAndSavesOnlyChanges) {
     app.didFinishLaunching("short");
     EXPECT_TRUE(app.notice().contains("5 characters"));
     EXPECT_TRUE(log.contains("5 characters, expected 39"));
-}
 
-TEST(ApplicationDelegate, AStoreThatWontOpenIsReportedByName) {
-    QTemporaryDir dir;
-    const QString store = zltest::writeFile(dir.filePath("Zenloft.sqlite"), QByteArray(2048, 'z'));
-    AppDelegate app{AppPaths(dir.path())};
-    QSignalSpy problem(&app, &AppDelegate::problemChanged);
-    zltest::LogCapture log;
-    NSPersistentContainer* container = app.persistentContainer();
-    ASSERT_NE(container->viewContext(), nullptr);
+    // A store that won't open is reported by name, and so is each refused save.
+    QTemporaryDir broken;
+    const QString store = zltest::writeFile(broken.filePath("Zenloft.sqlite"), QByteArray(2048, 'z'));
+    AppDelegate other{AppPaths(broken.path())};
+    QSignalSpy problem(&other, &AppDelegate::problemChanged);
+    other.persistentContainer()->viewContext()->insertNewObject<Azimuth>();
     EXPECT_EQ(problem.size(), 1);
-    EXPECT_TRUE(app.problem().contains(store));
-    container->viewContext()->insertNewObject<Azimuth>();
-    app.saveStoreChanges();
-    EXPECT_TRUE(app.problem().contains("could not save")) << app.problem().toStdString();
-    app.dismissProblem();
-    EXPECT_TRUE(app.problem().isEmpty());
+    EXPECT_TRUE(other.problem().contains(store));
+    other.saveStoreChanges();
+    EXPECT_TRUE(other.problem().contains("could not save")) << other.problem().toStdString();
+    other.dismissProblem();
+    EXPECT_TRUE(other.problem().isEmpty());
 }
