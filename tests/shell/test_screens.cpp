@@ -8,6 +8,7 @@
 #include "testsupport.h"
 #include "ui/NavigationController.h"
 
+#include <QAbstractItemModelTester>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
@@ -96,7 +97,7 @@ TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaintAndOneThatCantBeMade
     EXPECT_TRUE(QDir(QDir(dir.path()).filePath("KML - export")).exists());
 }
 
-TEST(SettingsScreen, TableRowsTheirSeguesTheVersionAndTheHelpPage) {
+TEST(SettingsScreen, TheTableModelsRowsTheirSeguesTheVersionAndAMissingHelpPage) {
     NavigationController nav;
     QStringList opened;
     for (const char* id : {"azimuth_settings", "ptp_settings", "validation_settings", "help"}) {
@@ -106,15 +107,25 @@ TEST(SettingsScreen, TableRowsTheirSeguesTheVersionAndTheHelpPage) {
     auto* settings = new SettingsVC;
     nav.setRootViewController(settings, QUrl());
     UITableView* table = settings->tableView();
+    QAbstractItemModelTester tester(table, QAbstractItemModelTester::FailureReportingMode::Fatal);
     ASSERT_EQ(table->rowCount(), 5);
-    EXPECT_EQ(table->data(table->index(3), UITableView::CellClassRole).toString(), "settings_table_cell_dual");
-    EXPECT_EQ(table->data(table->index(1), UITableView::FieldsRole).toMap().value("label"), "point to point");
+    const QModelIndex version = table->index(3);
+    EXPECT_EQ((QVariantList{table->data(version, UITableView::SectionTitleRole),
+                            table->data(version, UITableView::CellClassRole),
+                            table->data(table->index(1), UITableView::FieldsRole).toMap().value("label"),
+                            table->data(version, UITableView::DeletableRole)}),
+              (QVariantList{"1|general", "settings_table_cell_dual", "point to point", false}));
+    EXPECT_EQ(std::pair(table->indexOf(1, 0), table->indexOf(5, 0)), std::pair(3, -1));
+    QSignalSpy deselect(table, &UITableView::deselectRow);
     for (int i : {0, 1, 2, 4}) {
         table->selectRow(i);
         nav.popViewControllerAnimated(false);
     }
     table->selectRow(3);  // version: nothing
+    table->selectRow(99);
+    table->deleteRow(-1);
     EXPECT_EQ(opened, QStringList({"azimuth_settings", "ptp_settings", "validation_settings", "help"}));
+    EXPECT_EQ(deselect.size(), 5) << "a selected row is deselected";
 
     // The version row falls back when the app has none.
     const QString saved = QCoreApplication::applicationVersion();
