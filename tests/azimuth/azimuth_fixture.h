@@ -48,7 +48,7 @@ protected:
     }
 
     NSManagedObjectContext* context() const {
-        return appDelegate->persistentContainer()->viewContext();
+        return fake.appDelegate.persistentContainer()->viewContext();
     }
     UserDefaults& defaults() const { return fake.defaults; }
     QList<Azimuth*> stored() const { return context()->fetchAll<Azimuth>(nullptr); }
@@ -93,11 +93,6 @@ protected:
     }
 
     mutable zltest::FakeScreenContext fake;
-    zl::ManualClock& clock = fake.clock;
-    LocationServices* services = &fake.location;
-    zltest::FakeBackend* backend = fake.backend;
-    zltest::RecordingPlayer* player = &fake.player;
-    AppDelegate* appDelegate = &fake.appDelegate;
     std::unique_ptr<NavigationController> nav;
     Root* root = nullptr;
 

@@ -80,12 +80,12 @@ TEST_F(Files, ExportWritesTheTextByteForByteAClashGetsTheStampAThirdIsRefusedAnd
     ASSERT_TRUE(ok) << path.toStdString();
     EXPECT_EQ(path, QDir(folder()).filePath("two.json"));
     EXPECT_EQ(readFile(path).toStdString(), reference("two_azimuths.json").toStdString());
-    EXPECT_TRUE(appDelegate->notice().contains(path));
+    EXPECT_TRUE(fake.appDelegate.notice().contains(path));
     EXPECT_EQ(nav->depth(), 1) << "the screen closed";
 
     const auto [stampedOk, stamped] = exportAs("two");
     ASSERT_TRUE(stampedOk);
-    const QString stamp = clock.now().toLocalTime().toString("yyyy.MM.dd_HH.mm.ss");
+    const QString stamp = fake.clock.now().toLocalTime().toString("yyyy.MM.dd_HH.mm.ss");
     EXPECT_EQ(QFileInfo(stamped).fileName(), "two_" + stamp + ".json");
     EXPECT_EQ(readFile(stamped), readFile(path));
     // Both names taken: nothing is overwritten, the screen stays and says so.
@@ -95,7 +95,7 @@ TEST_F(Files, ExportWritesTheTextByteForByteAClashGetsTheStampAThirdIsRefusedAnd
     EXPECT_EQ(std::pair(readFile(stamped), readFile(path)), std::pair(readFile(path), reference("two_azimuths.json")));
     EXPECT_EQ(nav->topViewController(), vc);
     EXPECT_TRUE(vc->statusLbl->text().contains("already exist")) << vc->statusLbl->text().toStdString();
-    clock.advance(1000);
+    fake.clock.advance(1000);
     EXPECT_TRUE(exportAs("two", vc).first);
     EXPECT_EQ(QDir(folder()).entryList(QDir::Files).size(), 3);
 

@@ -35,7 +35,7 @@ protected:
 TEST_F(AzimuthMap, NoAzimuthsDrawNothingTheCompassHidesBySettingAndTheBlueDotNeedsWhenInUse) {
     setManual(true, 52.0, 21.0);
     defaults().setBool(true, SettingsKey::hideCompassIndicator);
-    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
     AzimuthVC* vc = show();
     EXPECT_EQ(std::tuple(vc->overrideUserInterfaceStyle(), vc->mapIsConfigured, vc->linie.size(), vc->azimuth),
               std::tuple(UIViewController::Light, true, 0, -360.0));
@@ -55,7 +55,7 @@ TEST_F(AzimuthMap, NoAzimuthsDrawNothingTheCompassHidesBySettingAndTheBlueDotNee
     vc->viewWillAppear(false);
     EXPECT_EQ(vc->pinKompas->opacity(), 1.0f);
 
-    services->setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
     vc = show();
     EXPECT_EQ(std::pair(vc->mapView()->isMyLocationEnabled(), vc->mapView()->settings()->myLocationButton()),
               std::pair(true, true));
@@ -86,7 +86,7 @@ TEST_F(AzimuthMap, OneActiveAzimuthIsSelectedGreenUpToExactlyFiveDegreesAndALong
     // Through the map's own gesture: the middle of the view is the camera's position.
     vc->mapView()->setSize(QSizeF(400, 300));
     vc->mapView()->handleLongPress(QPointF(200, 150));
-    EXPECT_EQ(player->played, QList<int>{1520});
+    EXPECT_EQ(fake.player.played, QList<int>{1520});
     ASSERT_TRUE(vc->lokalizacjaUzytkownika);
     EXPECT_NEAR(vc->lokalizacjaUzytkownika->latitude, 52.0, 0.01);
 
@@ -142,18 +142,18 @@ TEST_F(AzimuthMap, TwoAzimuthsDrawTheirLinesSelectOnlyByTapAndARedrawReplacesThe
 
 TEST_F(AzimuthMap, ManualPositionAtZeroZeroFallsBackToTheDeviceAndItsHeadingsAndWithoutOneDrawsNothing) {
     addAzimuth(80.0, 1.0);
-    backend->fix(50.0, 19.0);
+    fake.backend->fix(50.0, 19.0);
     setManual(true, 0.0, 0.0);
     AzimuthVC* vc = show();
     ASSERT_TRUE(vc->lokalizacjaUzytkownika);
     EXPECT_EQ(std::tuple(vc->lokalizacjaUzytkownika->longitude, vc->pointLocationTXT()->text(),
                          vc->locationManager->isUpdatingHeading()),
               std::tuple(19.0, QString("from: 50.000000, 19.000000"), true));
-    backend->heading(77.0);  // corrected by the declination at the device fix, about +6
+    fake.backend->heading(77.0);  // corrected by the declination at the device fix, about +6
     EXPECT_EQ(vc->kompasTXT()->text(), "83°");
 
     // Without any position nothing is drawn and nothing said.
-    services->setAuthorizationStatus(kCLAuthorizationStatusDenied);
+    fake.location.setAuthorizationStatus(kCLAuthorizationStatusDenied);
     zltest::LogCapture log;
     vc = show();
     // The map stays at its first camera.
@@ -196,13 +196,13 @@ TEST_F(AzimuthMap, OnTheManualPositionScreenAFoundAddressOrALongPressMovesThePoi
     found.coordinate = {40.0, -3.5};
     vc->geocodeFinished({CLPlacemark{found, "somewhere"}, CLPlacemark{std::nullopt, "x"}}, std::nullopt);
     EXPECT_EQ(manual(), std::tuple(true, 40.0, -3.5));
-    EXPECT_EQ(std::pair(vc->pointLocationTXT->text(), player->played.size()),
+    EXPECT_EQ(std::pair(vc->pointLocationTXT->text(), fake.player.played.size()),
               std::pair(QString("point: 40.000000, -3.500000"), qsizetype(0))) << "a search plays no sound";
 
     // A long press stores a manual point; the segments switch the source.
     vc->didLongPressAtCoordinate(vc->mapView(), {48.5, 2.25});
     EXPECT_EQ(manual(), std::tuple(true, 48.5, 2.25));
-    EXPECT_EQ(std::tuple(player->played, vc->pinUzytkownika->position().latitude, vc->pointLocationTXT->text(),
+    EXPECT_EQ(std::tuple(fake.player.played, vc->pinUzytkownika->position().latitude, vc->pointLocationTXT->text(),
                          vc->mapView()->cameraLongitude(), vc->picker->selectedSegmentIndex()),
               std::tuple(QList<int>{1520}, 48.5, QString("point: 48.500000, 2.250000"), 2.25, 0))
         << "the press doesn't move the segments";

@@ -27,7 +27,7 @@ protected:
         mainVC.loadViewIfNeeded();
         ShellScreens::registerScreens(*nav);
         AzimuthScreens::registerScreens(*nav, fake.context);
-        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, appDelegate);
+        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, &fake.appDelegate);
         engine = std::make_unique<QQmlApplicationEngine>();
         window = zltest::loadMainWindow(*engine, [&] { ShellScreens::showMenu(*nav, fake.context); });
         ASSERT_TRUE(window);

@@ -73,8 +73,7 @@ TEST_F(LocationTest, EveryStatusChangeIsHeardAndANewManagerHearsTheStatusOnceAft
 
     zltest::LogCapture log;
     services.setAuthorizationStatus(7);
-    EXPECT_EQ(services.authorizationStatus(), 4);
-    EXPECT_TRUE(log.contains("unknown authorization status"));
+    EXPECT_EQ(std::pair(services.authorizationStatus(), log.contains("unknown authorization status")), std::pair(4, true));
 }
 
 TEST_F(LocationTest, RequestCompletesAsynchronouslyWithTheAnswerOnceAndEnableMyLocationNeedsWhenInUse) {
@@ -124,8 +123,8 @@ TEST_F(LocationTest, PositionsFlowOnlyWithPermissionAndAManagerInBatchesThroughT
     for (int i : {0, 1}) EXPECT_EQ(failed.at(i).at(0).value<CLError>().code, kCLErrorDenied);
     manager->stopUpdatingLocation();
     services.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedAlways);
-    EXPECT_TRUE(backend->positionsWanted);
-    EXPECT_EQ(manager->location().value_or(CLLocation{}).coordinate, (CLLocationCoordinate2D{52.0, 21.0}));
+    EXPECT_EQ(std::tuple(backend->positionsWanted, manager->location().value_or(CLLocation{}).coordinate),
+              std::tuple(true, CLLocationCoordinate2D{52.0, 21.0}));
 
     manager.reset();
     EXPECT_FALSE(backend->positionsWanted);
