@@ -1,8 +1,6 @@
 #include "PtpVC.h"
 
 #include "AppDelegate.h"
-#include "GMSCameraPosition.h"
-#include "GMSUISettings.h"
 #include "LocationManager.h"
 #include "LocationServices.h"
 #include "SystemSound.h"
@@ -101,20 +99,7 @@ bool PtpVC::configureMap() {
 
     if (!lokalizacjaUzytkownika) return false;
     const CLLocationCoordinate2D from = *lokalizacjaUzytkownika;
-    mapView_->setCamera(GMSCameraPosition(from.latitude, from.longitude, 18.0f));
-
-    pinKompas->setPosition(from);
-    pinKompas->setIcon(MapSupport::compassIndicatorIcon());
-    pinKompas->setFlat(true);
-    pinKompas->setMap(mapView_);
-
-    pinUzytkownik->setPosition(from);
-    pinUzytkownik->setTitle(tr("your location"));
-    pinUzytkownik->setFlat(false);
-    pinUzytkownik->setMap(mapView_);
-
-    mapView_->setMapType(GMSMapView::kGMSTypeHybrid);
-    mapView_->settings()->setRotateGestures(false);
+    MapSupport::showWorkPosition(mapView_, pinKompas, pinUzytkownik, from, tr("your location"));
     fromTXT->setText(Format::labelCoordinates(tr("from"), from.latitude, from.longitude));
     return true;
 }

@@ -1,5 +1,6 @@
 #include "MapSupport.h"
 
+#include "GMSCameraPosition.h"
 #include "GMSMapView.h"
 #include "GMSUISettings.h"
 #include "LocationManager.h"
@@ -42,6 +43,21 @@ bool enableMyLocation(GMSMapView* map, LocationManager* manager) {
                          if (!fixes.isEmpty()) map->setLocationFix(fixes.last().coordinate);
                      });
     return true;
+}
+
+void showWorkPosition(GMSMapView* map, const GMSMarkerPtr& needle, const GMSMarkerPtr& pin,
+                      CLLocationCoordinate2D position, const QString& title) {
+    map->setCamera(GMSCameraPosition(position.latitude, position.longitude, 18.0f));
+    needle->setPosition(position);
+    needle->setIcon(compassIndicatorIcon());
+    needle->setFlat(true);
+    needle->setMap(map);
+    pin->setPosition(position);
+    pin->setTitle(title);
+    pin->setFlat(false);
+    pin->setMap(map);
+    map->setMapType(GMSMapView::kGMSTypeHybrid);
+    map->settings()->setRotateGestures(false);
 }
 
 bool onBearing(double heading, double bearing) { return std::fabs(heading - bearing) <= kOnBearingDegrees; }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "CLLocation.h"
+#include "GMSMarker.h"
+
 #include <QColor>
 #include <QImage>
 
@@ -19,6 +22,12 @@ QImage compassIndicatorIcon();
 // the device delivers moves the dot; otherwise permission is asked for and
 // the map stays without them. Returns whether the dot shows.
 bool enableMyLocation(GMSMapView* map, LocationManager* manager);
+
+// The work position on a map screen: the camera on it at zoom 18.0, the
+// compass needle (flat) and the position pin with its title standing there,
+// a hybrid map without rotation.
+void showWorkPosition(GMSMapView* map, const GMSMarkerPtr& needle, const GMSMarkerPtr& pin,
+                      CLLocationCoordinate2D position, const QString& title);
 
 // The compass read-out: green while the heading lies within 5.0 degrees of
 // the bearing (5.0 included), white otherwise. The difference is plain, with
