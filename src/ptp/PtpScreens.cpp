@@ -1,6 +1,7 @@
 #include "PtpScreens.h"
 
 #include "ScreenContext.h"
+#include "screens/validationAddMarkerVC.h"
 #include "ui/NavigationController.h"
 
 namespace PtpScreens {
@@ -10,8 +11,8 @@ QUrl page(const char* file) { return QUrl(QStringLiteral("qrc:/Zenloft/Ptp/qml/"
 }  // namespace
 
 void registerScreens(NavigationController& navigation, const ScreenContext& context) {
-    Q_UNUSED(navigation);
-    Q_UNUSED(context);
+    navigation.registerScreen(QStringLiteral("addPoint"), [context] { return new validationAddMarkerVC(context); },
+                              QUrl(QStringLiteral("qrc:/Zenloft/Shell/qml/AddMarkerPage.qml")));
     Q_UNUSED(page);
 }
 
