@@ -7,6 +7,8 @@
 #include "ui/UIKit.h"
 #include "ui/UIViewController.h"
 
+#include <QPointer>
+
 #include <optional>
 
 #include "GMSMapView.h"
@@ -67,5 +69,5 @@ private:
     void savePoint(CLLocationCoordinate2D coordinate);
 
     GMSMapView* mapView_;
-    Geocoder* geocoder_ = nullptr;
+    QPointer<Geocoder> geocoder_;
 };

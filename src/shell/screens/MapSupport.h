@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Geocoder.h"
+
 #include <QColor>
 #include <QImage>
+#include <QPointer>
 
 class GMSMapView;
 class LocationManager;
@@ -19,6 +22,12 @@ QImage compassIndicatorIcon();
 // the device delivers moves the dot; otherwise permission is asked for and
 // the map stays without them. Returns whether the dot shows.
 bool enableMyLocation(GMSMapView* map, LocationManager* manager);
+
+// The address search of the map screens: the text goes to a new geocoder
+// owned by `screen`, kept in `current`. A search still running there is
+// cancelled and its answer dropped, so `done` hears the latest search only.
+void searchAddress(QObject* screen, QPointer<Geocoder>& current, const Geocoder::Config& config,
+                   const QString& address, const Geocoder::CompletionHandler& done);
 
 // The compass read-out: green while the heading lies within 5.0 degrees of
 // the bearing (5.0 included), white otherwise. The difference is plain, with

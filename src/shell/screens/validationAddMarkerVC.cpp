@@ -60,15 +60,7 @@ validationAddMarkerVC::validationAddMarkerVC(const ScreenContext& context, QObje
     nameTXT->setPlaceholder(tr("name"));
     descTXT->setPlaceholder(tr("description"));
 
-    ColorForm::Controls controls;
-    controls.slider[0] = sliderRed;
-    controls.slider[1] = sliderGreen;
-    controls.slider[2] = sliderBlue;
-    controls.field[0] = decRed;
-    controls.field[1] = decGreen;
-    controls.field[2] = decBlue;
-    controls.hex = colorHex;
-    controls.preview = colorView;
+    const ColorForm::Controls controls{{sliderRed, sliderGreen, sliderBlue}, {decRed, decGreen, decBlue}, colorHex, colorView};
     colorForm_ = new ColorForm(controls, /*hexEditable=*/false, this);
     colorForm_->setColor(kStartComponent, kStartComponent, kStartComponent);
     connect(colorForm_, &ColorForm::colorChanged, this, &validationAddMarkerVC::takeColorFromForm);
@@ -164,18 +156,10 @@ void validationAddMarkerVC::didLongPressAtCoordinate(GMSMapView*, CLLocationCoor
 
 void validationAddMarkerVC::szukajLokalizacji() {
     emit endEditing();
-    // A search still running is replaced by the new one.
-    if (geocoder_) {
-        geocoder_->cancelGeocode();
-        geocoder_->deleteLater();
-    }
-    geocoder_ = new Geocoder(context_.geocoder, this);
-    Geocoder* mine = geocoder_;
-    mine->geocodeAddressString(searchTXT->text(),
-                               [this, mine](const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {
-                                   if (mine != geocoder_) return;
-                                   geocodeFinished(placemarks, error);
-                               });
+    MapSupport::searchAddress(this, geocoder_, context_.geocoder, searchTXT->text(),
+                              [this](const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {
+                                  geocodeFinished(placemarks, error);
+                              });
 }
 
 void validationAddMarkerVC::geocodeFinished(const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {

@@ -122,6 +122,6 @@ private:
 
     GMSMapView* mapView_;
     ColorForm* colorForm_;
-    Geocoder* geocoder_ = nullptr;
+    QPointer<Geocoder> geocoder_;
     bool showingStored_ = false;  // the form shows the values; nothing to take back
 };
