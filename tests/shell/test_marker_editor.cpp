@@ -11,6 +11,7 @@
 #include "ui/NavigationController.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
@@ -202,7 +203,7 @@ TEST_F(MarkerEditor, AnAddressFoundSetsThePositionButPutsNoMarkerOnTheMapAndOnly
     EXPECT_EQ(std::pair(done.size(), keyboard.size()), std::pair(qsizetype(1), qsizetype(2)));
 }
 
-TEST_F(MarkerEditor, AColourBeyond32BitsIsRefusedForMarkersOnlyAndAFailedSaveStays) {
+TEST_F(MarkerEditor, AColourBeyond32BitsIsRefusedForMarkersOnlyAndStoresThatFailKeepTheScreen) {
     addEntries(true);
     const qint64 wide = qint64(1) << 33;
     const QStringList before = stored();
@@ -220,12 +221,17 @@ TEST_F(MarkerEditor, AColourBeyond32BitsIsRefusedForMarkersOnlyAndAFailedSaveSta
     EXPECT_EQ(stored().last(), "P|P-1|old|d|10,20|1,8589934592,3");
 
     zltest::LogCapture log;
-    zltest::FakeScreenContext broken;  // its Core Data store won't open
+    zltest::FakeScreenContext broken;  // neither of its stores opens
     zltest::writeFile(broken.dir.filePath("Zenloft.sqlite"), QByteArray(2048, 'z'));
-    validationAddMarkerVC* vc = open(addMarkerForValidation);
-    vc->appDelegate = &broken.appDelegate;
-    vc->didLongPressAtCoordinate(vc->mapView(), {1.0, 2.0});
-    EXPECT_FALSE(vc->addMarker());
-    EXPECT_TRUE(stayed());
+    zltest::writeFile(broken.dir.filePath("default.realm"), QByteArray(4096, '\x7f'));
+    for (addPointType mode : {addMarkerForValidation, addPointForPTP}) {
+        validationAddMarkerVC* vc = open(mode);
+        std::tie(vc->appDelegate, vc->realm) = std::tuple(&broken.appDelegate, &broken.realm);
+        vc->didLongPressAtCoordinate(vc->mapView(), {1.0, 2.0});
+        EXPECT_FALSE(vc->addMarker());
+        EXPECT_TRUE(stayed());
+        EXPECT_EQ(vc->statusLbl->text().startsWith("The point list can't be read: "), mode == addPointForPTP);
+    }
     EXPECT_TRUE(log.contains("could not save: ")) << log.messages().join('\n').toStdString();
+    EXPECT_EQ(QFileInfo(broken.dir.filePath("default.realm")).size(), 4096);
 }

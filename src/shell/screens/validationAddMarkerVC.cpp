@@ -186,7 +186,14 @@ bool validationAddMarkerVC::addMarker() {
         return false;
     }
     const CLLocationCoordinate2D at = *markerLocalisation;
-    if ((mode == addPointForPTP || mode == editPointForPTP) && !realm) return false;
+    if (mode == addPointForPTP || mode == editPointForPTP) {
+        // A point list that can't be read would drop the point unseen.
+        QString error;
+        if (!realm || !realm->open(&error)) {
+            refuse(tr("The point list can't be read: %1").arg(error));
+            return false;
+        }
+    }
     bool done = false;
     switch (mode) {
     case addMarkerForValidation:
