@@ -140,7 +140,8 @@ TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedAndALongPressGivesOne) {
     fake.backend->fix(50.0, 19.0);
     for (addPointType mode : {addMarkerForValidation, addPointForPTP}) {
         validationAddMarkerVC* vc = open(mode);
-        EXPECT_EQ(std::pair(vc->markerLocalisation.has_value(), vc->marker->map()), std::pair(false, (GMSMapView*)nullptr));
+        EXPECT_EQ(std::pair(vc->markerLocalisation.has_value(), vc->marker->map()),
+                  std::pair(false, (GMSMapView*)nullptr));
         EXPECT_FALSE(vc->addMarker());
         EXPECT_TRUE(stayed());
         EXPECT_EQ(vc->statusLbl->text(), "No position yet: long press on the map or search an address.");

@@ -60,7 +60,8 @@ validationAddMarkerVC::validationAddMarkerVC(const ScreenContext& context, QObje
     nameTXT->setPlaceholder(tr("name"));
     descTXT->setPlaceholder(tr("description"));
 
-    const ColorForm::Controls controls{{sliderRed, sliderGreen, sliderBlue}, {decRed, decGreen, decBlue}, colorHex, colorView};
+    const ColorForm::Controls controls{
+        {sliderRed, sliderGreen, sliderBlue}, {decRed, decGreen, decBlue}, colorHex, colorView};
     colorForm_ = new ColorForm(controls, /*hexEditable=*/false, this);
     colorForm_->setColor(kStartComponent, kStartComponent, kStartComponent);
     connect(colorForm_, &ColorForm::colorChanged, this, &validationAddMarkerVC::takeColorFromForm);
