@@ -1,9 +1,7 @@
 #pragma once
 
-// What every azimuth screen test stands on: a temporary data folder with a
-// real store and settings file, an application delegate, location services
-// fed by hand, a sound recorder, and a navigation stack with the area's
-// screens registered above a blank root.
+// What every azimuth screen test stands on: a fake screen context and the
+// area's screens registered above a blank root.
 
 #include "AzimuthScreens.h"
 #include "GMSServices.h"
@@ -50,7 +48,7 @@ protected:
     }
 
     NSManagedObjectContext* context() const {
-        return appDelegate->persistentContainer()->viewContext();
+        return fake.appDelegate.persistentContainer()->viewContext();
     }
     UserDefaults& defaults() const { return fake.defaults; }
     QList<Azimuth*> stored() const { return context()->fetchAll<Azimuth>(nullptr); }
@@ -95,11 +93,6 @@ protected:
     }
 
     mutable zltest::FakeScreenContext fake;
-    zl::ManualClock& clock = fake.clock;
-    LocationServices* services = &fake.location;
-    zltest::FakeBackend* backend = fake.backend;
-    zltest::RecordingPlayer* player = &fake.player;
-    AppDelegate* appDelegate = &fake.appDelegate;
     std::unique_ptr<NavigationController> nav;
     Root* root = nullptr;
 

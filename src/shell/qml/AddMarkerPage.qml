@@ -51,8 +51,9 @@ ScreenPage {
         function onEndEditing() { page.forceActiveFocus() }
     }
 
-    Item {
+    ScreenMap {
         id: mapArea
+        map: page.vc ? page.vc.mapView : null
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: parent.top
@@ -80,14 +81,6 @@ ScreenPage {
             }
         }
     }
-
-    function attachMap() {
-        if (!page.vc || !page.vc.mapView) return
-        page.vc.mapView.parent = mapArea
-        page.vc.mapView.anchors.fill = mapArea
-    }
-    onVcChanged: attachMap()
-    Component.onCompleted: attachMap()
 
     Flickable {
         anchors.left: parent.left
