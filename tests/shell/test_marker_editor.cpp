@@ -2,23 +2,21 @@
 // position from the device, a long press or an address search, the colour
 // controls, and the saves it refuses.
 
-#include "GMSServices.h"
-#include "fake_context.h"
+#include "screen_fixture.h"
 #include "screens/validationAddMarkerVC.h"
 #include "settings/Units.h"
 #include "store/CoreData.h"
-#include "testsupport.h"
-#include "ui/NavigationController.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QSignalSpy>
-#include <gtest/gtest.h>
 
 #include <functional>
-#include <memory>
 
 namespace {
+
+void registerEditor(NavigationController& navigation, const ScreenContext& context) {
+    navigation.registerScreen("addPoint", [context] { return new validationAddMarkerVC(context); }, QUrl());
+}
 
 // The screen below the editor: fills its fields as a management list does.
 class Caller : public UIViewController {
@@ -29,27 +27,11 @@ public:
     }
 };
 
-inline const bool kServicesShutAtEnd = [] {
-    struct ServicesShutdown : ::testing::Environment {
-        void TearDown() override { GMSServices::waitForTileWorkers(); }
-    };
-    ::testing::AddGlobalTestEnvironment(new ServicesShutdown);
-    return true;
-}();
-
-class MarkerEditor : public ::testing::Test {
+class MarkerEditor : public zltest::ScreenTest<&registerEditor> {
 protected:
     void SetUp() override {
-        // Maps draw the built-in coordinate tiles: no network. The key is given once per process.
-        static const bool keyed = (GMSServices::provideAPIKey(QString(39, QChar('A'))), true);
-        Q_UNUSED(keyed);
-        const ScreenContext context = fake.context;
-        nav->registerScreen("addPoint", [context] { return new validationAddMarkerVC(context); }, QUrl());
+        ScreenTest::SetUp();
         nav->setRootViewController(caller, QUrl());
-    }
-    void TearDown() override {
-        nav.reset();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 
     // Opens the editor; with an id, as an edit of an entry at (10, 20) coloured (1, green, 3).
@@ -92,8 +74,6 @@ protected:
         return out;
     }
 
-    mutable zltest::FakeScreenContext fake;
-    std::unique_ptr<NavigationController> nav = std::make_unique<NavigationController>();
     Caller* caller = new Caller;
 };
 
