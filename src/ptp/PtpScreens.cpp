@@ -6,6 +6,7 @@
 #include "PtpSettingsVC.h"
 #include "PtpVC.h"
 #include "ptpSettingsMaxDistance.h"
+#include "screens/validationAddMarkerVC.h"
 #include "ui/UITabBarController.h"
 #include "ui/NavigationController.h"
 
@@ -33,6 +34,8 @@ void registerScreens(NavigationController& navigation, const ScreenContext& cont
         shellPage("TabBarPage.qml"));
     navigation.registerScreen(QStringLiteral("ptpSettingsMaxDistance"),
                               [context] { return new ptpSettingsMaxDistance(context); }, page("PtpMaxDistancePage.qml"));
+    navigation.registerScreen(QStringLiteral("addPoint"), [context] { return new validationAddMarkerVC(context); },
+                              shellPage("AddMarkerPage.qml"));
 }
 
 }  // namespace PtpScreens

@@ -74,18 +74,10 @@ void LocationChooserVC::pickerChange() {
 
 void LocationChooserVC::szukajLokalizacji() {
     emit endEditing();
-    // A search still running is replaced by the new one.
-    if (geocoder_) {
-        geocoder_->cancelGeocode();
-        geocoder_->deleteLater();
-    }
-    geocoder_ = new Geocoder(context_.geocoder, this);
-    Geocoder* mine = geocoder_;
-    mine->geocodeAddressString(lokalizacjaName->text(),
-                               [this, mine](const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {
-                                   if (mine != geocoder_) return;
-                                   geocodeFinished(placemarks, error);
-                               });
+    MapSupport::searchAddress(this, geocoder_, context_.geocoder, lokalizacjaName->text(),
+                              [this](const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {
+                                  geocodeFinished(placemarks, error);
+                              });
 }
 
 void LocationChooserVC::geocodeFinished(const QList<CLPlacemark>& placemarks, const std::optional<CLError>& error) {

@@ -7,6 +7,8 @@
 #include "ui/UIKit.h"
 #include "ui/UIViewController.h"
 
+#include <QPointer>
+
 #include <optional>
 
 #include "GMSMapView.h"
@@ -79,5 +81,5 @@ protected:
 private:
     UILabel* pointLabel_;
     GMSMapView* mapView_;
-    Geocoder* geocoder_ = nullptr;
+    QPointer<Geocoder> geocoder_;
 };

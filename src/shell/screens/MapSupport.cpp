@@ -60,6 +60,22 @@ void showWorkPosition(GMSMapView* map, const GMSMarkerPtr& needle, const GMSMark
     map->settings()->setRotateGestures(false);
 }
 
+void searchAddress(QObject* screen, QPointer<Geocoder>& current, const Geocoder::Config& config,
+                   const QString& address, const Geocoder::CompletionHandler& done) {
+    QPointer<Geocoder> running = current;
+    Geocoder* mine = new Geocoder(config, screen);
+    current = mine;
+    if (running) {
+        running->cancelGeocode();
+        running->deleteLater();
+    }
+    // The geocoder is the screen's child: while it can answer, `current` lives.
+    mine->geocodeAddressString(address, [&current, mine, done](const QList<CLPlacemark>& placemarks,
+                                                               const std::optional<CLError>& error) {
+        if (mine == current) done(placemarks, error);
+    });
+}
+
 bool onBearing(double heading, double bearing) { return std::fabs(heading - bearing) <= kOnBearingDegrees; }
 
 QColor onBearingColor() { return QColor::fromRgbF(0.46666667f, 0.7647059f, 0.26666668f, 1.0f); }
