@@ -1,6 +1,8 @@
 #include "PtpScreens.h"
 
 #include "ScreenContext.h"
+#include "ptpMarkersExport.h"
+#include "ptpSettingsImport.h"
 #include "ui/NavigationController.h"
 
 namespace PtpScreens {
@@ -10,9 +12,8 @@ QUrl page(const char* file) { return QUrl(QStringLiteral("qrc:/Zenloft/Ptp/qml/"
 }  // namespace
 
 void registerScreens(NavigationController& navigation, const ScreenContext& context) {
-    Q_UNUSED(navigation);
-    Q_UNUSED(context);
-    Q_UNUSED(page);
+    navigation.registerScreen(QStringLiteral("ptpSettingsImport"), [context] { return new ptpSettingsImport(context); }, page("PtpImportPage.qml"));
+    navigation.registerScreen(QStringLiteral("ptpMarkersExport"), [context] { return new ptpMarkersExport(context); }, page("PtpExportPage.qml"));
 }
 
 }  // namespace PtpScreens

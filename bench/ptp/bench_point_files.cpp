@@ -1,0 +1,161 @@
+// The point files with a store of 100,000 points:
+//
+//   cmake --build <build> --target bench_point_files
+//   <build>/bench/ptp/bench_point_files
+//
+//  - BM_Import: a 100,000-point file read, parsed and stored in one write,
+//    up to the last commit on disk (the worker's whole job), into an empty
+//    store. Target: under 2 s.
+//  - BM_Export: the same store read, built into the text and written to a
+//    new file. Target: under 1 s.
+//  - BM_GuiHoldDuringImport: the import run from the screen, with a 1 ms
+//    timer on the GUI thread's event loop; the counter max_hold_ms is the
+//    longest the loop went without serving the timer beyond its period.
+//    Target: under 16 ms.
+#include "PointFile.h"
+#include "ScreenContext.h"
+#include "files/DocumentFolder.h"
+#include "ptpMarkersExport.h"
+#include "ptpSettingsImport.h"
+#include "store/Realm.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <benchmark/benchmark.h>
+
+#include <random>
+
+namespace {
+
+constexpr int kPoints = 100000;
+
+QList<realm_ptp> somePoints() {
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<double> lat(-80.0, 80.0), lon(-180.0, 180.0);
+    QList<realm_ptp> points;
+    points.reserve(kPoints);
+    for (int i = 0; i < kPoints; ++i) {
+        realm_ptp p;
+        p.name = QStringLiteral("site %1").arg(i);
+        p.ptp_description = QStringLiteral("mast on the roof, sector %1").arg(i % 3);
+        p.latitude = lat(rng);
+        p.longitude = lon(rng);
+        p.markerRed = i % 256;
+        p.markerGreen = 128;
+        p.markerBlue = 255 - i % 256;
+        points << p;
+    }
+    return points;
+}
+
+QTemporaryDir* gDir = nullptr;  // the data folder of every run
+
+// The 100,000-point file in the folder "markers", written once.
+const QString& pointFile() {
+    static const QString path = [] {
+        const QString p = DocumentFolder::path(AppPaths(gDir->path()), QStringLiteral("markers")) +
+                          QStringLiteral("/points.json");
+        QDir().mkpath(QFileInfo(p).absolutePath());
+        QFile f(p);
+        if (f.open(QIODevice::WriteOnly)) f.write(PointFile::exportText(somePoints()));
+        return p;
+    }();
+    return path;
+}
+
+qsizetype storedCount(RealmConfiguration& realm) {
+    const auto r = realm.open(nullptr);
+    return r ? r->points().count() : -1;
+}
+
+void BM_Import(benchmark::State& state) {
+    const QTemporaryDir& dir = *gDir;
+    const QString file = pointFile();
+    int round = 0;
+    for (auto _ : state) {
+        RealmConfiguration realm(dir.filePath(QStringLiteral("import%1.realm").arg(round++)));
+        PointFile::Job job;
+        const auto outcome = ptpSettingsImport::importFile(realm, file, false, job);
+        if (!outcome.ok || storedCount(realm) != kPoints) state.SkipWithError("the import failed");
+    }
+    state.counters["points"] = kPoints;
+}
+BENCHMARK(BM_Import)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void BM_Export(benchmark::State& state) {
+    const QTemporaryDir& dir = *gDir;
+    RealmConfiguration realm(dir.filePath(QStringLiteral("export.realm")));
+    PointFile::Job fill;
+    if (!ptpSettingsImport::importFile(realm, pointFile(), false, fill).ok) state.SkipWithError("no store");
+    int round = 0;
+    for (auto _ : state) {
+        const QString first = dir.filePath(QStringLiteral("out/p%1.json").arg(round++));
+        PointFile::Job job;
+        const auto outcome = ptpMarkersExport::exportFile(&realm, first, first + QStringLiteral(".2"), job);
+        if (!outcome.write.ok) state.SkipWithError("the export failed");
+    }
+}
+BENCHMARK(BM_Export)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void BM_GuiHoldDuringImport(benchmark::State& state) {
+    const QTemporaryDir& dir = *gDir;
+    const QString file = pointFile();
+    double worst = 0.0;
+    int round = 0;
+    for (auto _ : state) {
+        RealmConfiguration realm(dir.filePath(QStringLiteral("gui%1.realm").arg(round++)));
+        ScreenContext context;
+        context.realm = &realm;
+        context.clock = &zl::Clock::system();
+        context.paths = AppPaths(dir.path());
+        ptpSettingsImport screen(context);
+        QEventLoop loop;
+        QObject::connect(&screen, &ptpSettingsImport::filesListed, &loop, &QEventLoop::quit);
+        screen.loadViewIfNeeded();
+        loop.exec();
+        screen.tableView->selectRow(int(screen.files.indexOf(QUrl::fromLocalFile(file))));
+        screen.deleteAllPoints->setOn(true);
+
+        QElapsedTimer since;
+        double longest = 0.0;
+        QTimer tick;
+        tick.setTimerType(Qt::PreciseTimer);
+        tick.setInterval(1);
+        QObject::connect(&tick, &QTimer::timeout, [&] {
+            longest = std::max(longest, double(since.nsecsElapsed()) / 1e6 - 1.0);
+            since.restart();
+        });
+        bool ok = false;
+        QObject::connect(&screen, &ptpSettingsImport::importFinished, &loop, [&](bool done) {
+            ok = done;
+            loop.quit();
+        });
+        since.start();
+        tick.start();
+        screen.importPoints();
+        loop.exec();
+        tick.stop();
+        if (!ok || storedCount(realm) != kPoints) state.SkipWithError("the import failed");
+        worst = std::max(worst, longest);
+    }
+    state.counters["max_hold_ms"] = worst;
+}
+BENCHMARK(BM_GuiHoldDuringImport)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QTemporaryDir dir;
+    gDir = &dir;
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
