@@ -84,6 +84,9 @@ void ptpSettingsImport::viewDidLoad() {
 
 int ptpSettingsImport::numberOfRowsInSection(int) const { return folder_->count(); }
 
+// The list shows what lies in the one folder files are read from.
+QString ptpSettingsImport::titleForHeaderInSection(int) const { return QStringLiteral("markers"); }
+
 UITableViewCell ptpSettingsImport::cellForRowAtIndexPath(int, int row) const { return folder_->cell(row); }
 
 void ptpSettingsImport::didSelectRowAtIndexPath(int, int row) {

@@ -57,6 +57,7 @@ public:
     Q_INVOKABLE void copyFileIntoFolder(const QUrl& file);
 
     int numberOfRowsInSection(int section) const override;
+    QString titleForHeaderInSection(int section) const override;
     UITableViewCell cellForRowAtIndexPath(int section, int row) const override;
     void didSelectRowAtIndexPath(int section, int row) override;
 
