@@ -253,13 +253,34 @@ TEST_F(PointFiles, RandomAndTruncatedFilesNeverCrashAndNeverHalfWrite) {
     }
 }
 
-TEST_F(PointFiles, ACancelledImportLeavesTheStoreAsItWasEvenHalfwayThroughTheWrite) {
+TEST_F(PointFiles, TheImportTellsHowFarItIsAndACancelLeavesTheStoreAsItWasEvenHalfwayThroughTheWrite) {
     addTwo();
-    const QList<Seen> before = stored();
     QByteArray many = "{\"markers\": [";
     for (int i = 0; i < 100; ++i) many += QStringLiteral("%1{\"name\": \"n%2\"}").arg(i ? "," : "").arg(i).toUtf8();
     put("many.json", many + "]}");
     const QString path = QDir(folder("markers")).filePath("many.json");
+    {
+        // What the screen shows as it goes: saving counts every tenth from 0.
+        PointFile::Job job;
+        QStringList shown;
+        const auto wake = [&] {
+            const auto s = job.state();
+            shown << (s.total ? QStringLiteral("%1 %2/%3").arg(s.phase).arg(s.done).arg(s.total) : s.phase);
+        };
+        ASSERT_TRUE(ptpSettingsImport::importFile(fake.realm, path, /*clearFirst=*/true, job, wake).ok);
+        QStringList expected{"processing file, please wait...", "I'm clearing database..."};
+        for (int i = 0; i < 100; i += 10) expected << QStringLiteral("saving data %1/100").arg(i);
+        EXPECT_EQ(shown, expected);
+        EXPECT_EQ(stored().size(), 100);
+        ASSERT_TRUE(fake.realm.open(nullptr)->write(
+            [](Realm& r, QString*) {
+                r.remove(r.points());
+                return true;
+            },
+            nullptr));
+        addTwo();
+    }
+    const QList<Seen> before = stored();
     PointFile::Job job;
     const auto outcome = ptpSettingsImport::importFile(fake.realm, path, /*clearFirst=*/true, job, [&] {
         if (job.state().done >= 50) job.cancelled = true;  // in the write, after the store was emptied
