@@ -5,10 +5,12 @@
 #include "PtpSettingsMap.h"
 #include "PtpSettingsVC.h"
 #include "PtpVC.h"
+#include "ptpMarkersExport.h"
+#include "ptpSettingsImport.h"
 #include "ptpSettingsMaxDistance.h"
 #include "screens/validationAddMarkerVC.h"
-#include "ui/UITabBarController.h"
 #include "ui/NavigationController.h"
+#include "ui/UITabBarController.h"
 
 namespace PtpScreens {
 
@@ -36,6 +38,10 @@ void registerScreens(NavigationController& navigation, const ScreenContext& cont
                               [context] { return new ptpSettingsMaxDistance(context); }, page("PtpMaxDistancePage.qml"));
     navigation.registerScreen(QStringLiteral("addPoint"), [context] { return new validationAddMarkerVC(context); },
                               shellPage("AddMarkerPage.qml"));
+    navigation.registerScreen(QStringLiteral("ptpSettingsImport"), [context] { return new ptpSettingsImport(context); },
+                              page("PtpImportPage.qml"));
+    navigation.registerScreen(QStringLiteral("ptpMarkersExport"), [context] { return new ptpMarkersExport(context); },
+                              page("PtpExportPage.qml"));
 }
 
 }  // namespace PtpScreens
