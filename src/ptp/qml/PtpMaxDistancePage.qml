@@ -29,6 +29,7 @@ ScreenPage {
                     objectName: "wheel" + index
                     model: page.vc.picker.components[index]
                     visibleItemCount: 5
+                    wrap: false
                     implicitWidth: index === 3 ? 72 : 56
                     implicitHeight: 220
                     currentIndex: page.vc.picker.selectedRows[index]
