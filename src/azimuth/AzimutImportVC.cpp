@@ -16,24 +16,25 @@ AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
       deleteAllAzimuths(new UISwitch(this)),
       tableView(new UITableView(this)),
       statusLbl(new UILabel(this)),
-      listWatcher_(new QFutureWatcher<DocumentFolder::Listing>(this)),
-      readWatcher_(new QFutureWatcher<ReadOutcome>(this)),
-      copyWatcher_(new QFutureWatcher<DocumentFolder::WriteResult>(this)) {
+      folder_(new ImportFolder(context.paths, context.clock, QStringLiteral("azimuths"), this)),
+      files(folder_->files),
+      selectedFile(folder_->selectedFile),
+      readWatcher_(new QFutureWatcher<ReadOutcome>(this)) {
     appDelegate = context.appDelegate;
     importButtons->setTitle(tr("import"));
     connect(importButtons, &UIButton::touchUpInside, this, &AzimutImportVC::importAzimuths);
-
-    connect(listWatcher_, &QFutureWatcherBase::finished, this, [this] {
-        const DocumentFolder::Listing listing = listWatcher_->result();
-        files.clear();
-        for (const QString& path : listing.files) files << QUrl::fromLocalFile(path);
-        qint64 select = -1;
-        for (int i = 0; i < files.size(); ++i)
-            if (!pendingSelect_.isEmpty() && files[i].toLocalFile() == pendingSelect_) select = i;
-        pendingSelect_.clear();
-        setSelectedFile(select);
+    connect(folder_, &ImportFolder::selectedFileChanged, this, &AzimutImportVC::selectedFileChanged);
+    connect(folder_, &ImportFolder::filesListed, this, [this] {
         tableView->reloadData();
         emit filesListed();
+    });
+    connect(folder_, &ImportFolder::copyingChanged, this, [this] { setBusy(folder_->copying()); });
+    connect(folder_, &ImportFolder::copyFinished, this, [this](bool ok, const QString& message) {
+        if (ok)
+            statusLbl->setText(message);
+        else
+            fail(message);
+        emit copyFinished(ok);
     });
 
     connect(readWatcher_, &QFutureWatcherBase::finished, this, [this] {
@@ -49,22 +50,7 @@ AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
         emit importFinished(true);
         popViewController(true);
     });
-
-    connect(copyWatcher_, &QFutureWatcherBase::finished, this, [this] {
-        const DocumentFolder::WriteResult result = copyWatcher_->result();
-        setBusy(false);
-        if (!result.ok) {
-            fail(tr("Could not copy the file into the folder: %1").arg(result.error));
-            emit copyFinished(false);
-            return;
-        }
-        statusLbl->setText(tr("Copied as %1").arg(QFileInfo(result.path).fileName()));
-        listFiles(result.path);
-        emit copyFinished(true);
-    });
 }
-
-QString AzimutImportVC::folderPath() const { return DocumentFolder::path(context_.paths, QStringLiteral("azimuths")); }
 
 NSManagedObjectContext* AzimutImportVC::context() const {
     if (!appDelegate) return nullptr;
@@ -77,25 +63,13 @@ void AzimutImportVC::viewDidLoad() {
     deleteAllBeforeImportLabel->setText(tr("delete existing azimuths before import"));
     setTitle(tr("import"));
     tableView->setDataSource(this);
-    listFiles();
-}
-
-void AzimutImportVC::listFiles(const QString& select) {
-    pendingSelect_ = select;
-    const QString folder = DocumentFolder::path(context_.paths, QStringLiteral("azimuths"));
-    listWatcher_->setFuture(QtConcurrent::run([folder] { return DocumentFolder::list(folder); }));
+    folder_->list();
 }
 
 void AzimutImportVC::setBusy(bool busy) {
     if (busy_ == busy) return;
     busy_ = busy;
     emit busyChanged();
-}
-
-void AzimutImportVC::setSelectedFile(qint64 row) {
-    if (selectedFile == row) return;
-    selectedFile = row;
-    emit selectedFileChanged();
 }
 
 void AzimutImportVC::fail(const QString& message) {
@@ -108,13 +82,10 @@ int AzimutImportVC::numberOfRowsInSection(int) const { return int(files.size());
 // The list shows what lies in the one folder files are read from.
 QString AzimutImportVC::titleForHeaderInSection(int) const { return QStringLiteral("azimuths"); }
 
-UITableViewCell AzimutImportVC::cellForRowAtIndexPath(int, int row) const {
-    return {QStringLiteral("importCell"),
-            {{"file", files.value(row).fileName()}, {"selected", row == selectedFile}}};
-}
+UITableViewCell AzimutImportVC::cellForRowAtIndexPath(int, int row) const { return folder_->cell(row); }
 
 void AzimutImportVC::didSelectRowAtIndexPath(int, int row) {
-    setSelectedFile(row);
+    folder_->select(row);
     tableView->reloadData();
 }
 
@@ -140,18 +111,7 @@ void AzimutImportVC::importAzimuths() {
 }
 
 void AzimutImportVC::copyFileIntoFolder(const QUrl& file) {
-    if (busy_) return;
-    if (!file.isLocalFile()) {
-        fail(tr("Only files on this device can be copied."));
-        emit copyFinished(false);
-        return;
-    }
-    const QString source = file.toLocalFile();
-    const QString folder = DocumentFolder::path(context_.paths, QStringLiteral("azimuths"));
-    const QString stamp = DocumentFolder::stamp(context_.clock->now());
-    setBusy(true);
-    copyWatcher_->setFuture(
-        QtConcurrent::run([folder, source, stamp] { return DocumentFolder::copyInto(folder, source, stamp); }));
+    if (!busy_) folder_->copyFileIntoFolder(file);
 }
 
 bool AzimutImportVC::deleteAll() {

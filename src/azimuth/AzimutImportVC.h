@@ -3,6 +3,7 @@
 #include "ScreenContext.h"
 #include "AzimuthFile.h"
 #include "files/DocumentFolder.h"
+#include "files/ImportFolder.h"
 #include "store/Entities.h"
 #include "ui/UIKit.h"
 #include "ui/UITableView.h"
@@ -32,7 +33,7 @@ class AzimutImportVC : public UIViewController, public UITableViewDataSource {
     Q_PROPERTY(UILabel* statusLbl MEMBER statusLbl CONSTANT)
     Q_PROPERTY(int selectedFile READ selectedFileRow NOTIFY selectedFileChanged)
     Q_PROPERTY(bool busy READ busy NOTIFY busyChanged)
-    Q_PROPERTY(QString folderPath READ folderPath CONSTANT)
+    Q_PROPERTY(ImportFolder* folder READ folder CONSTANT)
 
 public:
     explicit AzimutImportVC(const ScreenContext& context, QObject* parent = nullptr);
@@ -57,7 +58,7 @@ public:
 
     int selectedFileRow() const { return int(selectedFile); }
     bool busy() const { return busy_; }
-    QString folderPath() const;
+    ImportFolder* folder() const { return folder_; }
 
     UILabel* selectFileToImport;
     UIButton* importButtons;
@@ -66,8 +67,13 @@ public:
     UITableView* tableView;
     // What went wrong with the last file, for the user.
     UILabel* statusLbl;
-    QList<QUrl> files;
-    qint64 selectedFile = -1;
+
+private:
+    ImportFolder* folder_;  // the list of "azimuths", which the two fields below show
+
+public:
+    const QList<QUrl>& files;
+    const qint64& selectedFile;
     QPointer<AppDelegate> appDelegate;
 
 signals:
@@ -85,14 +91,9 @@ private:
         QString error;
     };
     NSManagedObjectContext* context() const;
-    void listFiles(const QString& select = QString());
     void setBusy(bool busy);
-    void setSelectedFile(qint64 row);
     void fail(const QString& message);
 
     bool busy_ = false;
-    QFutureWatcher<DocumentFolder::Listing>* listWatcher_;
     QFutureWatcher<ReadOutcome>* readWatcher_;
-    QFutureWatcher<DocumentFolder::WriteResult>* copyWatcher_;
-    QString pendingSelect_;
 };

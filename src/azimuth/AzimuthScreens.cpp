@@ -29,7 +29,7 @@ void registerScreens(NavigationController& navigation, const ScreenContext& cont
     navigation.registerScreen(QStringLiteral("exportAzimuths"), [context] { return new AzimuthExportVC(context); },
                               page("AzimuthExportPage.qml"));
     navigation.registerScreen(QStringLiteral("changeLocation"), [context] { return new SettingsLocationVC(context); },
-                              page("SettingsLocationPage.qml"));
+                              QUrl(QStringLiteral("qrc:/Zenloft/Shell/qml/LocationChooserPage.qml")));
 }
 
 }  // namespace AzimuthScreens

@@ -1,9 +1,7 @@
 #include "AzimuthVC.h"
 
 #include "AppDelegate.h"
-#include "GMSCameraPosition.h"
 #include "GMSMapView.h"
-#include "GMSUISettings.h"
 #include "LocationManager.h"
 #include "LocationServices.h"
 #include "screens/MapSupport.h"
@@ -85,20 +83,7 @@ bool AzimuthVC::configureMap() {
                                           lokalizacjaUzytkownika);
     if (!lokalizacjaUzytkownika) return false;
     const CLLocationCoordinate2D position = *lokalizacjaUzytkownika;
-    mapView_->setCamera(GMSCameraPosition(position.latitude, position.longitude, 18.0f));
-
-    pinKompas->setPosition(position);
-    pinKompas->setIcon(MapSupport::compassIndicatorIcon());
-    pinKompas->setFlat(true);
-    pinKompas->setMap(mapView_);
-
-    pinUzytkownik->setPosition(position);
-    pinUzytkownik->setTitle(tr("your location"));
-    pinUzytkownik->setFlat(false);
-    pinUzytkownik->setMap(mapView_);
-
-    mapView_->setMapType(GMSMapView::kGMSTypeHybrid);
-    mapView_->settings()->setRotateGestures(false);
+    MapSupport::showWorkPosition(mapView_, pinKompas, pinUzytkownik, position, tr("your location"));
     pointLocationTXT_->setText(Format::labelCoordinates(tr("from"), position.latitude, position.longitude));
     return true;
 }

@@ -1,13 +1,7 @@
 #include "ptpSettingsManageVC.h"
 
-#include "store/Realm.h"
-
-// The marker editor is built on another branch: its hand-over is switched
-// on (1) where both branches meet.
-#define ZL_HAVE_MARKER_EDITOR 0
-#if ZL_HAVE_MARKER_EDITOR
 #include "screens/validationAddMarkerVC.h"
-#endif
+#include "store/Realm.h"
 
 #include <algorithm>
 
@@ -26,13 +20,8 @@ void ptpSettingsManageVC::viewWillAppear(bool) {
 }
 
 void ptpSettingsManageVC::prepareForSegue(UIStoryboardSegue& segue, const QVariant& sender) {
-#if ZL_HAVE_MARKER_EDITOR
     if (auto* editor = qobject_cast<validationAddMarkerVC*>(segue.destinationViewController))
         fillEditor(*editor, sender);
-#else
-    Q_UNUSED(segue);
-    Q_UNUSED(sender);
-#endif
 }
 
 void ptpSettingsManageVC::addPoint() { performSegueWithIdentifier(QStringLiteral("addPoint"), QStringLiteral("add")); }

@@ -1,58 +1,26 @@
 #pragma once
 
-// What every azimuth screen test stands on: a temporary data folder with a
-// real store and settings file, an application delegate, location services
-// fed by hand, a sound recorder, and a navigation stack with the area's
-// screens registered above a blank root.
+// The azimuth screens' tests: the shared screen fixture with the stored
+// azimuths at hand.
 
 #include "AzimuthScreens.h"
-#include "GMSServices.h"
-#include "fake_context.h"
+#include "screen_fixture.h"
 #include "store/Entities.h"
-#include "testsupport.h"
-#include "ui/NavigationController.h"
 
-#include <QCoreApplication>
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <tuple>
 
 namespace aztest {
 
-class Root : public UIViewController {};
-
-// The engine's tile workers must be done before the application object
-// goes, or a worker still drawing a tile meets a torn-down font system.
-inline const bool kServicesShutAtEnd = [] {
-    struct ServicesShutdown : ::testing::Environment {
-        void TearDown() override { GMSServices::waitForTileWorkers(); }
-    };
-    ::testing::AddGlobalTestEnvironment(new ServicesShutdown);
-    return true;
-}();
-
-class ScreenTest : public ::testing::Test {
+class ScreenTest : public zltest::ScreenTest<&AzimuthScreens::registerScreens> {
 protected:
-    void SetUp() override {
-        // Maps draw the built-in coordinate tiles: no network. The key is given once per process.
-        static const bool keyed = (GMSServices::provideAPIKey(QString(39, QChar('A'))), true);
-        Q_UNUSED(keyed);
-        nav = std::make_unique<NavigationController>();
-        AzimuthScreens::registerScreens(*nav, fake.context);
-        root = new Root;
-        nav->setRootViewController(root, QUrl());
-    }
     void TearDown() override {
-        nav.reset();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        zltest::ScreenTest<&AzimuthScreens::registerScreens>::TearDown();
         if (auto* c = context()) c->flush();
     }
 
     NSManagedObjectContext* context() const {
-        return appDelegate->persistentContainer()->viewContext();
+        return fake.appDelegate.persistentContainer()->viewContext();
     }
-    UserDefaults& defaults() const { return fake.defaults; }
     QList<Azimuth*> stored() const { return context()->fetchAll<Azimuth>(nullptr); }
     Azimuth* addAzimuth(double azimuth, double km, const QString& desc = QString(), int r = 255, int g = 0,
                         int b = 0, bool active = true) {
@@ -81,28 +49,6 @@ protected:
         return {defaults().boolForKey(SettingsKey::useGeocoder), defaults().doubleForKey(SettingsKey::latitude),
                 defaults().doubleForKey(SettingsKey::longitude)};
     }
-    void setManual(bool use, double lat, double lon) {
-        defaults().setBool(use, SettingsKey::useGeocoder);
-        defaults().setDouble(lat, SettingsKey::latitude);
-        defaults().setDouble(lon, SettingsKey::longitude);
-    }
-    // Opens a screen above the root as its segue would.
-    template <class T>
-    T* open(const char* segue, const QVariant& sender = QVariant()) {
-        while (nav->depth() > 1) nav->popViewControllerAnimated(false);
-        EXPECT_TRUE(root->performSegueWithIdentifier(QString::fromLatin1(segue), sender));
-        return qobject_cast<T*>(nav->topViewController());
-    }
-
-    mutable zltest::FakeScreenContext fake;
-    zl::ManualClock& clock = fake.clock;
-    LocationServices* services = &fake.location;
-    zltest::FakeBackend* backend = fake.backend;
-    zltest::RecordingPlayer* player = &fake.player;
-    AppDelegate* appDelegate = &fake.appDelegate;
-    std::unique_ptr<NavigationController> nav;
-    Root* root = nullptr;
-
 private:
     int ids_ = 0;
 };

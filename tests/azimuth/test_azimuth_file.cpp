@@ -1,6 +1,4 @@
-// The azimuth file: the exported text byte for byte, number and text
-// escaping, the lenient reader (trailing commas, numbers as texts), and
-// random or truncated input that must never crash the reader.
+// The azimuth file: the exported text byte for byte, and the lenient reader.
 
 #include "AzimuthFile.h"
 #include "files/JsonText.h"
@@ -96,15 +94,12 @@ TEST(AzimuthFileRead, MissingArrayNotJsonAndAColourBeyond32Bits) {
 
 TEST(LenientJsonReader, TrailingCommasBomNonFiniteWordsAndDeepNesting) {
     QString error;
-    auto v = LenientJson::parse("\xEF\xBB\xBF [1, 2, ] ", &error);
-    ASSERT_TRUE(v) << error.toStdString();
-    EXPECT_EQ(v->toArray().size(), 2);
-    v = LenientJson::parse(R"({"a": {"b": [],}, })", &error);
-    ASSERT_TRUE(v) << error.toStdString();
-    EXPECT_TRUE(v->toObject().value("a").toObject().value("b").isArray());
-    v = LenientJson::parse("[nan, inf, -inf, -0.5e2, \"\\u00e9\\/\"]", &error);
-    ASSERT_TRUE(v) << error.toStdString();
-    const QJsonArray words = v->toArray();
+    EXPECT_EQ(LenientJson::parse("\xEF\xBB\xBF [1, 2, ] ", &error).value_or(QJsonValue()), QJsonValue(QJsonArray{1, 2}));
+    EXPECT_EQ(LenientJson::parse(R"({"a": {"b": [],}, })", &error).value_or(QJsonValue()),
+              QJsonValue(QJsonObject{{"a", QJsonObject{{"b", QJsonArray()}}}}));
+    const QJsonArray words =
+        LenientJson::parse("[nan, inf, -inf, -0.5e2, \"\\u00e9\\/\"]", &error).value_or(QJsonValue()).toArray();
+    ASSERT_EQ(words.size(), 5) << error.toStdString();
     EXPECT_TRUE(std::isnan(words.at(0).toDouble()));
     EXPECT_EQ(std::tuple(words.at(2).toDouble(), words.at(3).toDouble(), words.at(4).toString()),
               std::tuple(-std::numeric_limits<double>::infinity(), -50.0, QStringLiteral("é/")));
@@ -119,27 +114,22 @@ TEST(LenientJsonReader, TrailingCommasBomNonFiniteWordsAndDeepNesting) {
 
 TEST(AzimuthFileFuzz, RandomAndTruncatedInputNeverCrashes) {
     const QByteArray good = reference("two_azimuths.json");
-    std::mt19937 rng(20261122);
     int accepted = 0;
-    // Every prefix of a good file.
     for (int n = 0; n <= good.size(); ++n) {
         QString error;
         if (AzimuthFile::parse(good.left(n), &error)) ++accepted;
         else EXPECT_FALSE(error.isEmpty());
     }
     EXPECT_EQ(accepted, 1) << "only the whole file reads";
-    // Mutations: flipped, dropped and inserted bytes.
+    // Bytes replaced by ones that matter to the reader, or dropped.
     const QByteArray alphabet = "{}[],:\"\\ 0123456789.-+eEtrufalsn\n\x01\xff";
+    std::mt19937 rng(20261122);
     for (int round = 0; round < 3000; ++round) {
         QByteArray t = good;
-        const int edits = 1 + int(rng() % 6);
-        for (int e = 0; e < edits && !t.isEmpty(); ++e) {
+        for (int e = 0, edits = 1 + int(rng() % 6); e < edits; ++e) {
             const int at = int(rng() % t.size());
-            switch (rng() % 3) {
-            case 0: t[at] = alphabet[int(rng() % alphabet.size())]; break;
-            case 1: t.remove(at, 1); break;
-            default: t.insert(at, alphabet[int(rng() % alphabet.size())]);
-            }
+            if (rng() % 2) t[at] = alphabet[int(rng() % alphabet.size())];
+            else t.remove(at, 1);
         }
         QString error;
         EXPECT_TRUE(AzimuthFile::parse(t, &error) || !error.isEmpty());

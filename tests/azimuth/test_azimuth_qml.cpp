@@ -1,5 +1,4 @@
-// The azimuth pages in the real window: each opens without a QML warning,
-// shows its screen's outlets, and a few real clicks walk between them.
+// The azimuth pages in the real window, walked with real clicks.
 
 #include "AzimuthScreens.h"
 #include "AzimuthVC.h"
@@ -29,7 +28,7 @@ protected:
         mainVC.loadViewIfNeeded();
         ShellScreens::registerScreens(*nav);
         AzimuthScreens::registerScreens(*nav, fake.context);
-        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, appDelegate);
+        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, &fake.appDelegate);
         engine = std::make_unique<QQmlApplicationEngine>();
         window = zltest::loadMainWindow(*engine, [&] { ShellScreens::showMenu(*nav, fake.context); });
         ASSERT_TRUE(window);
@@ -82,28 +81,23 @@ TEST_F(Pages, FromTheMenuAnAddedAzimuthEndsUpAsALineOnTheMapPageWithItsReadOut) 
     // With no azimuth stored, the first row of the azimuth section adds one.
     settings->tableView()->selectRow(settings->tableView()->indexOf(1, 0));
     ASSERT_TRUE(settled());
-    auto* editor = qobject_cast<NewAzimuthVC*>(nav->topViewController());
-    ASSERT_TRUE(editor);
+    ASSERT_TRUE(qobject_cast<NewAzimuthVC*>(nav->topViewController()));
     EXPECT_TRUE(zltest::typeInto(window, "azimuthInput", "12,5"));
     EXPECT_TRUE(zltest::typeInto(window, "distanceInput", "2"));
-    EXPECT_EQ(editor->azimuth->text(), "12,5");
     ASSERT_TRUE(clickTo("button"));
     ASSERT_EQ(nav->topViewController(), settings) << "the editor closes after saving";
-    ASSERT_EQ(stored().size(), 1);
-    EXPECT_EQ(stored().first()->azimuth(), 12.5);
 
     ASSERT_TRUE(clickTo("backButton"));
     ASSERT_EQ(nav->topViewController(), map);
     ASSERT_EQ(map->linie.size(), 1) << "the map redraws from the store when it appears again";
     EXPECT_EQ(map->linie.first()->map(), map->mapView());
-    EXPECT_TRUE(map->mapView()->window() == window) << "the screen's map is in the page";
-    EXPECT_GT(map->mapView()->width(), 100);
+    EXPECT_TRUE(map->mapView()->window() == window && map->mapView()->width() > 100) << "the screen's map is in the page";
     map->didUpdateHeading(CLHeading{12.0, 12.0, 1.0, {}, true, 0.0, false});
     QQuickItem* readOut = zltest::findVisible(window, "kompasTXT");
     ASSERT_TRUE(readOut);
-    EXPECT_EQ(readOut->property("text").toString(), "12°");
-    EXPECT_EQ(readOut->property("color").value<QColor>(), MapSupport::onBearingColor());
-    EXPECT_EQ(zltest::findVisible(window, "pointDescriptionTXT")->property("text").toString(),
-              "selected azimuth: 12.5°");
+    // The stored 12.5 is the selected line: the typed comma was read as a decimal point.
+    EXPECT_EQ(std::tuple(readOut->property("text").toString(), readOut->property("color").value<QColor>(),
+                         zltest::findVisible(window, "pointDescriptionTXT")->property("text").toString()),
+              std::tuple(QString("12°"), MapSupport::onBearingColor(), QString("selected azimuth: 12.5°")));
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
 }

@@ -26,7 +26,6 @@
 
 namespace zltest {
 
-// A whole tile of one colour.
 inline QImage filledTile(QColor colour, QImage::Format format = QImage::Format_ARGB32_Premultiplied) {
     QImage img(256, 256, format);
     img.fill(colour);
@@ -35,35 +34,30 @@ inline QImage filledTile(QColor colour, QImage::Format format = QImage::Format_A
 
 // Tiles drawn by a function, answered on the next turn of the event loop.
 struct GeneratedTileSource : GMSTileSource {
-    explicit GeneratedTileSource(std::function<QImage()> make) : make_(std::move(make)) {}
-    zl::RequestHandle requestTile(const GMSTileKey&, Answer answer) override {
-        answer(make_(), true);
+    explicit GeneratedTileSource(std::function<QImage(const GMSTileKey&)> make) : make_(std::move(make)) {}
+    explicit GeneratedTileSource(std::function<QImage()> make)
+        : make_([make = std::move(make)](const GMSTileKey&) { return make(); }) {}
+    zl::RequestHandle requestTile(const GMSTileKey& k, Answer answer) override {
+        answer(make_(k), true);
         return answer.handle();
     }
 
 private:
-    std::function<QImage()> make_;
+    std::function<QImage(const GMSTileKey&)> make_;
 };
 
 // Imagery of one blue and labels whose tiles are half-transparent red on
 // their western half and clear on the eastern; labels end at `labelsUpTo`.
-struct HybridSource : GMSTileSource {
-    explicit HybridSource(int labelsUpTo) : labelsUpTo_(labelsUpTo) {}
-    zl::RequestHandle requestTile(const GMSTileKey& k, Answer answer) override {
-        answer(make(k), true);
-        return answer.handle();
-    }
-
-private:
-    QImage make(const GMSTileKey& k) const {
-        if (k.type == GMSTileLayerType::Satellite) return filledTile(QColor(0, 0, 255), QImage::Format_RGB32);
-        if (k.zoom > labelsUpTo_) return {};
-        QImage img = filledTile(Qt::transparent);
-        for (int y = 0; y < 256; ++y)
-            for (int x = 0; x < 128; ++x) img.setPixel(x, y, qRgba(128, 0, 0, 128));
-        return img;
-    }
-    int labelsUpTo_;
+struct HybridSource : GeneratedTileSource {
+    explicit HybridSource(int labelsUpTo)
+        : GeneratedTileSource([labelsUpTo](const GMSTileKey& k) -> QImage {
+              if (k.type == GMSTileLayerType::Satellite) return filledTile(QColor(0, 0, 255), QImage::Format_RGB32);
+              if (k.zoom > labelsUpTo) return {};
+              QImage img = filledTile(Qt::transparent);
+              for (int y = 0; y < 256; ++y)
+                  for (int x = 0; x < 128; ++x) img.setPixel(x, y, qRgba(128, 0, 0, 128));
+              return img;
+          }) {}
 };
 
 // The middle of tile (x, y) at a zoom.
@@ -94,35 +88,46 @@ inline void expectHybridRow(const QImage& shot, std::initializer_list<std::pair<
     }
 }
 
-// The map fills a window of this size and draws from this source.
+// The overlay, shown on the map.
+template <typename O>
+std::shared_ptr<O> onMap(GMSMapView& map, std::shared_ptr<O> overlay) {
+    overlay->setMap(&map);
+    return overlay;
+}
+
 inline void placeMap(QQuickWindow& window, GMSMapView& map, GMSTileSource& source, QSize size) {
     window.resize(size);
     map.setSize(QSizeF(size));
     map.setTileSource(&source);
 }
 
-// Shows the window; false when it never reaches the screen.
 inline bool showWindow(QQuickWindow& window) {
     window.show();
     return waitFor([&] { return window.isExposed(); });
 }
 
-// A hybrid map of HybridSource's tiles in a 600 x 300 window, shown.
 inline bool showHybrid(QQuickWindow& window, GMSMapView& map, GMSTileSource& source) {
     map.setMapType(GMSMapView::kGMSTypeHybrid);
     placeMap(window, map, source, QSize(600, 300));
     return showWindow(window);
 }
 
+// The map's shared services, with a key, for as long as this lives.
+struct ServicesWithKey {
+    ServicesWithKey() {
+        GMSServices::resetForTests();
+        GMSServices::provideAPIKey(QString(39, QChar('K')));
+    }
+    ~ServicesWithKey() { GMSServices::resetForTests(); }
+};
+
 class RenderTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(QGuiApplication::platformName(), QLatin1String("xcb"))
             << "render tests need an X display with OpenGL (run them under xvfb-run)";
-        GMSServices::resetForTests();
-        GMSServices::provideAPIKey(QString(39, QChar('R')));
     }
-    void TearDown() override { GMSServices::resetForTests(); }
+    ServicesWithKey services;
 };
 
 }  // namespace zltest

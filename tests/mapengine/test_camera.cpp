@@ -14,7 +14,7 @@
 namespace {
 
 // The map view's camera tests cover the zoom, north and east limits.
-TEST(CameraPosition, LimitsClampAndWrap) {
+TEST(CameraPosition, LimitsClampAndWrapEqualityIsExactAndHashIsOverTheRawBits) {
     EXPECT_EQ(GMSCameraPosition(), GMSCameraPosition::cameraWithLatitude(0, 0, 21));
     const auto fields = [](const GMSCameraPosition& c) {
         return std::tuple(c.target().latitude, c.target().longitude, c.bearing(), c.viewingAngle());
@@ -26,14 +26,12 @@ TEST(CameraPosition, LimitsClampAndWrap) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     GMSCameraPosition c({nan, 0.0}, std::numeric_limits<float>::quiet_NaN(), 0.0, nan);
     EXPECT_TRUE(std::isnan(c.target().latitude) && std::isnan(c.zoom()) && std::isnan(c.viewingAngle()));
-}
 
-TEST(CameraPosition, EqualityIsExactOnAllFiveNumbersAndHashIsOverTheRawBits) {
+    // Equality is exact on all five numbers.
     const auto a = GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40);
     EXPECT_EQ(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40));
-    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12, 30, 40.000001));
-    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20.0000001, 12, 30, 40));
-    EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, 20, 12.5f, 30, 40));
+    for (auto [lng, zoom, angle] : {std::tuple{20.0, 12.0f, 40.000001}, {20.0000001, 12.0f, 40.0}, {20.0, 12.5f, 40.0}})
+        EXPECT_NE(a, GMSCameraPosition::cameraWithLatitude(10, lng, zoom, 30, angle)) << lng << " " << zoom;
     // Wrapped values compare after wrapping.
     EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(0, 190, 5), GMSCameraPosition::cameraWithLatitude(0, -170, 5));
     EXPECT_EQ(GMSCameraPosition::cameraWithLatitude(52.5, 13.25, 12.0f, 45.0, 10.0).hash(), 3150901292866878273ull);
@@ -50,8 +48,7 @@ TEST(CameraPosition, ZoomForMetersPerPoints) {
 TEST(Services, KeyRules) {
     GMSServices::resetForTests();
     zltest::LogCapture log;
-    EXPECT_EQ(GMSServices::sharedServicesIfActive(), nullptr);
-    EXPECT_EQ(GMSServices::sharedServices(), nullptr);
+    EXPECT_TRUE(!GMSServices::sharedServicesIfActive() && !GMSServices::sharedServices());
     EXPECT_TRUE(log.contains("GMSServices must be initialized via [GMSServices provideAPIKey:...] prior to use"));
     EXPECT_FALSE(GMSServices::provideAPIKey(""));
     EXPECT_TRUE(log.contains("provideAPIKey: requires non-empty API key"));
@@ -59,10 +56,10 @@ TEST(Services, KeyRules) {
     EXPECT_TRUE(GMSServices::provideAPIKey(key));
     EXPECT_FALSE(GMSServices::provideAPIKey("another"));
     EXPECT_TRUE(log.contains("provideAPIKey: should be called at most once"));
+    // Its key and tile source: the tile services' end-to-end test.
     GMSServices* s = GMSServices::sharedServicesSync();
-    ASSERT_NE(s, nullptr);  // its key and tile source: the tile services' end-to-end test
-    EXPECT_EQ(std::tuple(GMSServices::sharedServices(), GMSServices::sharedServicesIfActive()), std::tuple(s, s));
-    EXPECT_NE(s->displayLink(), nullptr);
+    EXPECT_EQ(std::tuple(GMSServices::sharedServices(), GMSServices::sharedServicesIfActive(), s && s->displayLink()),
+              std::tuple(s, s, true));
     GMSServices::resetForTests();
 }
 
@@ -70,12 +67,9 @@ TEST(Projection, RoundTripsAtManyCameras) {
     const QSizeF size(400, 300);
     for (double bearing : {0.0, 30.0, 90.0, 211.0}) {
         for (float zoom : {2.0f, 7.5f, 18.0f, 21.0f}) {
-            const GMSCameraPosition cam({47.3, 8.5}, zoom, bearing, 0);
-            const GMSProjection p(cam, size, QMarginsF(10, 40, 20, 60));
-            for (QPointF pt : {QPointF(0, 0), QPointF(400, 300), QPointF(123.5, 77.25), QPointF(200, 150)}) {
-                const QPointF back = p.pointForCoordinate(p.coordinateForPoint(pt));
-                EXPECT_LT(QLineF(back, pt).length(), 1e-6) << zoom << " " << bearing;
-            }
+            const GMSProjection p(GMSCameraPosition({47.3, 8.5}, zoom, bearing, 0), size, QMarginsF(10, 40, 20, 60));
+            for (QPointF pt : {QPointF(0, 0), QPointF(400, 300), QPointF(123.5, 77.25), QPointF(200, 150)})
+                EXPECT_LT(QLineF(p.pointForCoordinate(p.coordinateForPoint(pt)), pt).length(), 1e-6) << zoom << bearing;
         }
     }
 }

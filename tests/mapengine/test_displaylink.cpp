@@ -44,16 +44,26 @@ struct Clients {
     std::vector<std::unique_ptr<Client>> all;
 };
 
-TEST(DisplayLink, RateIsTheLeastCommonMultipleOfTheWishes) {
+// A wish that doesn't divide 60 counts as 30 for the rate, but its client
+// still ticks by rate / wish; a wish of 0 gets tick 0 only.
+TEST(DisplayLink, RateIsTheLeastCommonMultipleOfTheWishesAndClientsTickByTheirDivisor) {
+    using Ticks = std::vector<std::uint64_t>;
     struct Case {
         std::vector<unsigned> wishes;
         std::uint64_t rate;
+        std::vector<Ticks> ticks = {};  // of each client over 12 frames, where given
     } cases[] = {{{15, 30}, 30}, {{20, 30}, 60}, {{60, 24}, 60}, {{0}, 30}, {{7}, 30},
-                 {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6}};
+                 {{12, 20}, 60}, {{15}, 15},     {{1, 2, 3}, 6},
+                 {{60, 30, 15, 20},
+                  60,
+                  {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {0, 2, 4, 6, 8, 10}, {0, 4, 8}, {0, 3, 6, 9}}},
+                 {{7, 0}, 30, {{0, 4, 8}, {0}}}};
     for (const Case& c : cases) {
         Clients clients(c.wishes);
         ASSERT_NE(ManualFrameTimer::last, nullptr);
         EXPECT_EQ(std::tuple(clients.link.frameRate(), ManualFrameTimer::last->fps), std::tuple(c.rate, c.rate));
+        for (int i = 0; i < 12 && !c.ticks.empty(); ++i) ManualFrameTimer::last->fire();
+        for (std::size_t k = 0; k < c.ticks.size(); ++k) EXPECT_EQ(clients.all[k]->ticks, c.ticks[k]) << c.wishes[k];
     }
     // A changed wish recomputes the rate while its client is on the link.
     Clients clients({15, 15});
@@ -64,41 +74,10 @@ TEST(DisplayLink, RateIsTheLeastCommonMultipleOfTheWishes) {
     EXPECT_EQ(clients.link.frameRate(), 15u);
 }
 
-TEST(DisplayLink, ClientsShareTicksByTheirDivisor) {
-    using Ticks = std::vector<std::uint64_t>;
-    // A wish that doesn't divide the rate is replaced for the rate, but the
-    // client still ticks by rate / wish; a wish of 0 gets tick 0 only.
-    const std::vector<std::pair<std::vector<unsigned>, std::vector<Ticks>>> cases = {
-        {{60, 30, 15, 20}, {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, {0, 2, 4, 6, 8, 10}, {0, 4, 8}, {0, 3, 6, 9}}},
-        {{7, 0}, {{0, 4, 8}, {0}}},
-    };
-    for (const auto& [wishes, expected] : cases) {
-        Clients clients(wishes);
-        for (int i = 0; i < 12; ++i) ManualFrameTimer::last->fire();
-        for (std::size_t k = 0; k < wishes.size(); ++k) EXPECT_EQ(clients.all[k]->ticks, expected[k]) << wishes[k];
-    }
-}
-
-TEST(DisplayLink, TimerLeavesAModeWithItsLastClient) {
-    GMSDisplayLink link(ManualFrameTimer::factory());
-    Client a(30), b(30), c(30);
-    link.addClient(&a, {"default", "tracking"});
-    link.addClient(&b, {"default"});
-    const QStringList& modes = ManualFrameTimer::last->modes;
-    EXPECT_EQ(modes, QStringList({"default", "tracking"}));
-    link.addClient(&c, {"tracking"});
-    link.removeClient(&a);
-    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default")), std::tuple(QStringList({"default", "tracking"}), 1));
-    link.removeClient(&b);
-    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default"), link.hasTimer()),
-              std::tuple(QStringList{"tracking"}, 0, true));
-}
-
-TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
+TEST(DisplayLink, TimerOnlyWhileClientsAreThereAndLeavesAModeWithItsLastClient) {
     GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(60);
     link.removeClient(&a);  // unknown: ignored
-    EXPECT_EQ(state(link), std::tuple(0, false, 0u));
     {
         Client gone(60);
         link.addClient(&gone);
@@ -119,6 +98,19 @@ TEST(DisplayLink, TimerOnlyWhileClientsAreThere) {
     EXPECT_EQ(ManualFrameTimer::made, before + 2);
     ManualFrameTimer::last->fire();
     EXPECT_EQ(a.ticks.back(), 2u) << "the tick count carries on";
+    link.removeClient(&a);
+
+    Client b(30), c(30), d(30);
+    link.addClient(&b, {"default", "tracking"});
+    link.addClient(&c, {"default"});
+    const QStringList& modes = ManualFrameTimer::last->modes;
+    EXPECT_EQ(modes, QStringList({"default", "tracking"}));
+    link.addClient(&d, {"tracking"});
+    link.removeClient(&b);
+    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default")), std::tuple(QStringList({"default", "tracking"}), 1));
+    link.removeClient(&c);
+    EXPECT_EQ(std::tuple(modes, link.modeRefcount("default"), link.hasTimer()),
+              std::tuple(QStringList{"tracking"}, 0, true));
 }
 
 TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
@@ -137,24 +129,18 @@ TEST(DisplayLink, ClientsMayJoinAndLeaveDuringATick) {
     EXPECT_EQ(c.ticks.size(), 1u);
 }
 
-TEST(DisplayLink, RealTimerTicksOnTheEventLoop) {
+// A client added from another thread joins on the link's thread; the real
+// timer ticks on the event loop.
+TEST(DisplayLink, WorkerThreadsJoinOnTheLinkThreadAndTheRealTimerTicks) {
     GMSDisplayLink link;
-    Client a(60);
-    link.addClient(&a);
-    EXPECT_TRUE(zltest::waitFor([&] { return a.ticks.size() >= 3; }, 5000));
-    link.removeClient(&a);
-    EXPECT_FALSE(link.hasTimer());
-}
-
-TEST(DisplayLink, RateChangesFromAnotherThreadRunOnTheLinkThread) {
-    GMSDisplayLink link(ManualFrameTimer::factory());
     Client a(30);
-    QThread* worker = QThread::create([&] { link.addClient(&a); });
+    std::unique_ptr<QThread> worker(QThread::create([&] { link.addClient(&a); }));
     worker->start();
     worker->wait();
-    delete worker;
-    EXPECT_TRUE(zltest::waitFor([&] { return link.hasTimer(); }, 5000));
+    EXPECT_TRUE(zltest::waitFor([&] { return a.ticks.size() >= 3; }, 5000));
     EXPECT_EQ(state(link), std::tuple(1, true, 30u));
+    link.removeClient(&a);
+    EXPECT_FALSE(link.hasTimer());
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ std::vector<Vec2> sector(double start, double sweep, int arcPoints, double radiu
     return r;
 }
 
-TEST(Triangulator, FillsExactlyTheAreaInsideTheRing) {
+TEST(Triangulator, FillsExactlyTheAreaInsideTheRingAndGarbageInputAlwaysEnds) {
     const std::vector<Vec2> square{{0, 0}, {10, 0}, {10, 10}, {0, 10}};
     const std::vector<Vec2> hole{{40, 40}, {60, 40}, {60, 60}, {40, 60}};
     struct Case {
@@ -60,9 +60,8 @@ TEST(Triangulator, FillsExactlyTheAreaInsideTheRing) {
         EXPECT_NEAR(triangleArea(v, idx), std::abs(gms_triangulate::signedArea(ring)), 1e-6 * 3.2e6) << sweep;
         EXPECT_EQ(idx.size(), 3 * (ring.size() - 2)) << sweep;
     }
-}
 
-TEST(Triangulator, GarbageInputAlwaysEnds) {
+    // Garbage input always ends.
     std::mt19937 rng(2024);
     std::uniform_real_distribution<double> d(-100, 100);
     for (int round = 0; round < 300; ++round) {
@@ -80,9 +79,13 @@ TEST(Triangulator, GarbageInputAlwaysEnds) {
 TEST(ShapeGeometry, StrokeQuadsWithMitres) {
     using gmscore::model::Point2D;
     const std::vector<Point2D> pts{{100, 100}, {200, 100}, {200, 200}};
-    std::vector<gms_shape::LineVertex> v;
-    std::vector<std::uint32_t> idx;
-    gms_shape::buildStroke(pts, {100, 100}, false, {QColor(255, 0, 0), QColor(0, 255, 0)}, v, idx);
+    const auto stroke = [](const std::vector<Point2D>& pts, gms_shape::Origin at, bool closed,
+                           const std::vector<QColor>& colours) {
+        std::pair<std::vector<gms_shape::LineVertex>, std::vector<std::uint32_t>> m;
+        gms_shape::buildStroke(pts, at, closed, colours, m.first, m.second);
+        return m;
+    };
+    const auto [v, idx] = stroke(pts, {100, 100}, false, {QColor(255, 0, 0), QColor(0, 255, 0)});
     ASSERT_EQ(std::tuple(v.size(), idx.size()), std::tuple(8u, 12u));
     EXPECT_TRUE(v[0].x == 0.0f && v[0].y == 0.0f);
     EXPECT_NEAR(v[0].ny, 1.0, 1e-6);  // first end: plain normal
@@ -90,15 +93,10 @@ TEST(ShapeGeometry, StrokeQuadsWithMitres) {
     EXPECT_NEAR(std::hypot(v[2].nx, v[2].ny), std::sqrt(2.0), 1e-6);
     EXPECT_TRUE(v[0].r == 255 && v[4].g == 255);
     // A closed ring has as many segments as points.
-    v.clear();
-    idx.clear();
-    gms_shape::buildStroke(pts, {0, 0}, true, {QColor(Qt::black)}, v, idx);
-    EXPECT_EQ(v.size(), 12u);
+    EXPECT_EQ(stroke(pts, {0, 0}, true, {QColor(Qt::black)}).first.size(), 12u);
     // Degenerate input: nothing or finite numbers.
-    v.clear();
-    idx.clear();
-    gms_shape::buildStroke({{5, 5}, {5, 5}, {5, 5}}, {0, 0}, false, {}, v, idx);
-    for (const auto& x : v) EXPECT_TRUE(std::isfinite(x.nx) && std::isfinite(x.ny));
+    for (const auto& x : stroke({{5, 5}, {5, 5}, {5, 5}}, {0, 0}, false, {}).first)
+        EXPECT_TRUE(std::isfinite(x.nx) && std::isfinite(x.ny));
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include "Clock.h"
 #include "GMSCoordinateTileSource.h"
 #include "GMSMapView.h"
-#include "GMSServices.h"
+#include "render_fixture.h"
 #include "GMSProjection.h"
 #include "GMSTileManager.h"
 #include "fakes.h"
@@ -35,10 +35,8 @@ TEST_F(TileManagerTest, KeysHaveParentsAndItAsksForVisibleTilesWrappingColumns) 
     start(GMSTileLayerType::Roadmap);
     // Zoom 2 over the antimeridian: columns wrap into 0..3.
     show(0.0, 179.0, 2.0f, QSizeF(512, 256));
-    EXPECT_EQ(tm.tileZoom(), 2);
-    ASSERT_FALSE(src.asked.isEmpty());
+    EXPECT_EQ(std::tuple(tm.tileZoom(), tm.isLoading(), src.asked.isEmpty()), std::tuple(2, true, false));
     for (const GMSTileKey& k : src.asked) EXPECT_TRUE(k.x >= 0 && k.x < 4 && k.y >= 0 && k.y < 4) << k.x << "," << k.y;
-    EXPECT_TRUE(tm.isLoading());
     // The same view asks for nothing more.
     const int n = src.asked.size();
     show(0.0, 179.0, 2.0f, QSizeF(512, 256));
@@ -47,15 +45,12 @@ TEST_F(TileManagerTest, KeysHaveParentsAndItAsksForVisibleTilesWrappingColumns) 
 
 TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
     start(GMSTileLayerType::Satellite);
-    const GMSProjection z3(GMSCameraPosition(10.0, 10.0, 3.0f), QSizeF(100, 100));
-    tm.update(z3);
+    show(10.0, 10.0, 3.0f, QSizeF(100, 100));
     for (const GMSTileKey& k : QList<GMSTileKey>(src.asked)) src.answer(k);
     EXPECT_FALSE(tm.isLoading());
     src.asked.clear();
     show(10.0, 10.0, 5.0f, QSizeF(100, 100));
-    ASSERT_FALSE(src.asked.isEmpty());
-    ASSERT_EQ(tm.drawList().size(), 1u);
-    ASSERT_FALSE(tm.drawList()[0].empty());
+    ASSERT_TRUE(!src.asked.isEmpty() && tm.drawList().size() == 1u && !tm.drawList()[0].empty());
     for (const auto& t : tm.drawList()[0])
         EXPECT_EQ(std::tuple(t.key.zoom, t.drawnKey, t.sourceRect.width(), t.sourceRect.x()),
                   std::tuple(5, t.key.parent(2), 64.0, (t.key.x - (t.key.parent(2).x << 2)) * 64.0));
@@ -66,8 +61,7 @@ TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
     // An older copy is drawn while the tile stays pending for the current
     // one; if that fails, the older copy stays and no ancestor is asked for.
     const GMSTileKey last = src.asked.last();
-    QImage older(256, 256, QImage::Format_RGB32);
-    older.fill(Qt::red);
+    const QImage older = zltest::filledTile(Qt::red);
     src.reply(last, older, false);
     EXPECT_TRUE(tm.loaded().contains(last) && tm.pending().contains(last));
     const int asked = src.asked.size();
@@ -76,18 +70,7 @@ TEST_F(TileManagerTest, ParentStandsInWhileAChildLoads) {
               std::tuple(false, older.pixel(0, 0), asked));
 }
 
-TEST_F(TileManagerTest, CancelsTilesThatLeftTheViewAndIgnoresLateAnswers) {
-    start(GMSTileLayerType::Roadmap);
-    show(0.0, 0.0, 12.0f, QSizeF(256, 256));
-    const QList<GMSTileKey> first = src.asked;
-    show(40.0, 100.0, 12.0f, QSizeF(256, 256));
-    for (const GMSTileKey& k : first) EXPECT_TRUE(src.cancelled.contains(k));
-    const quint64 gen = tm.generation();
-    src.answer(first.first());  // too late
-    EXPECT_TRUE(tm.generation() == gen && !tm.loaded().contains(first.first()));
-}
-
-TEST_F(TileManagerTest, FailedTileIsNotStoredAndLoadingEnds) {
+TEST_F(TileManagerTest, FailedTilesAreNotStoredAndTilesThatLeftTheViewAreCancelled) {
     QSignalSpy done(&tm, &GMSTileManager::loadingFinished);
     start(GMSTileLayerType::Roadmap);
     show(0.0, 0.0, 2.0f, QSizeF(64, 64));
@@ -96,6 +79,15 @@ TEST_F(TileManagerTest, FailedTileIsNotStoredAndLoadingEnds) {
     EXPECT_EQ(std::tuple(tm.loaded().size(), tm.isLoading(), done.count()), std::tuple(0, false, 1));
     EXPECT_TRUE(src.asked.contains(GMSTileKey{GMSTileLayerType::Roadmap, 0, 0, 0}));
     EXPECT_EQ(QSet<GMSTileKey>(src.asked.begin(), src.asked.end()).size(), src.asked.size());  // each once
+
+    src.asked.clear();
+    show(0.0, 0.0, 12.0f, QSizeF(256, 256));
+    const QList<GMSTileKey> first = src.asked;
+    show(40.0, 100.0, 12.0f, QSizeF(256, 256));
+    for (const GMSTileKey& k : first) EXPECT_TRUE(src.cancelled.contains(k));
+    const quint64 gen = tm.generation();
+    src.answer(first.first());  // too late
+    EXPECT_TRUE(tm.generation() == gen && !tm.loaded().contains(first.first()));
 }
 
 // A source whose data ends at zoom 3, seen at zoom 6: the nearest ancestor
@@ -157,45 +149,41 @@ TEST_F(TileManagerTest, KeepsABoundedNumberOfPictures) {
 // frame rate; the tile that completes the screen, or the failure that ends
 // the load, is drawn at once.
 TEST(MapViewTiles, PartialScreensArePacedTheLastTileIsNot) {
-    GMSServices::resetForTests();
-    GMSServices::provideAPIKey(QString(39, QChar('A')));
+    const zltest::ServicesWithKey services;
     ManualSource src;
     zl::ManualClock clock(50.0);
-    {
-        GMSMapView view(GMSCameraPosition(10.0, 20.0, 10.0f));
-        view.setClock(&clock);
-        view.setSize(QSizeF(600, 600));
-        view.setTileSource(&src);
-        src.asked.clear();
-        view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
-        QList<GMSTileKey> asked = src.asked;
-        ASSERT_GE(asked.size(), 4);
-        // The next tile answered after a while: is the frame it makes waiting?
-        const auto pacedAfter = [&](double seconds) {
-            clock.advanceSeconds(seconds);
-            src.answer(asked.takeFirst());
-            return view.isTileFramePaced();
-        };
-        EXPECT_TRUE(pacedAfter(0.004));
-        EXPECT_TRUE(pacedAfter(0.004));
-        // Its turn came: the next tile alone is drawn at once.
-        ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
-        EXPECT_FALSE(pacedAfter(0.050));
-        EXPECT_EQ(pacedAfter(0.001), !asked.isEmpty());
-        while (!asked.isEmpty()) src.answer(asked.takeFirst());
-        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
+    GMSMapView view(GMSCameraPosition(10.0, 20.0, 10.0f));
+    view.setClock(&clock);
+    view.setSize(QSizeF(600, 600));
+    view.setTileSource(&src);
+    src.asked.clear();
+    view.setCamera(GMSCameraPosition(30.0, 40.0, 12.0f));  // asks for the frame of the move
+    QList<GMSTileKey> asked = src.asked;
+    ASSERT_GE(asked.size(), 4);
+    // The next tile answered after a while: is the frame it makes waiting?
+    const auto pacedAfter = [&](double seconds) {
+        clock.advanceSeconds(seconds);
+        src.answer(asked.takeFirst());
+        return view.isTileFramePaced();
+    };
+    EXPECT_TRUE(pacedAfter(0.004));
+    EXPECT_TRUE(pacedAfter(0.004));
+    // Its turn came: the next tile alone is drawn at once.
+    ASSERT_TRUE(zltest::waitFor([&] { return !view.isTileFramePaced(); }, 2000));
+    EXPECT_FALSE(pacedAfter(0.050));
+    EXPECT_EQ(pacedAfter(0.001), !asked.isEmpty());
+    while (!asked.isEmpty()) src.answer(asked.takeFirst());
+    EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
 
-        // A load that ends in a failure: the waiting frame is due at once.
-        view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
-        asked = view.tileManager()->pending().values();
-        ASSERT_GE(asked.size(), 2);
-        EXPECT_TRUE(pacedAfter(0.001));
-        // Each failure asks for an ancestor to stand in; they fail too.
-        for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
-            for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
-        EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
-    }
-    GMSServices::resetForTests();
+    // A load that ends in a failure: the waiting frame is due at once.
+    view.setCamera(GMSCameraPosition(-30.0, -40.0, 12.0f));
+    asked = view.tileManager()->pending().values();
+    ASSERT_GE(asked.size(), 2);
+    EXPECT_TRUE(pacedAfter(0.001));
+    // Each failure asks for an ancestor to stand in; they fail too.
+    for (int round = 0; round < 20 && view.tileManager()->isLoading(); ++round)
+        for (const GMSTileKey& k : view.tileManager()->pending().values()) src.fail(k);
+    EXPECT_FALSE(view.tileManager()->isLoading() || view.isTileFramePaced());
 }
 
 // Answers come on the requester's thread, once each; a request let go

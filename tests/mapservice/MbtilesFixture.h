@@ -27,7 +27,8 @@ public:
         // The service serves tiles as stored: any bytes will do, a zero among them.
         MbtilesTiles tiles;
         for (const auto& [z, x, y] : {std::tuple{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {2, 3, 1}}) {
-            m_tiles[{z, x, y}] = std::string("tile\0", 5) + std::to_string(z) + "/" + std::to_string(x) + "/" + std::to_string(y);
+            m_tiles[{z, x, y}] =
+                std::string("tile\0", 5) + std::to_string(z) + "/" + std::to_string(x) + "/" + std::to_string(y);
             tiles[{z, x, y}] = QByteArray::fromStdString(m_tiles[{z, x, y}]);
         }
         QString error;
@@ -50,25 +51,21 @@ private:
     std::map<std::tuple<int, int, int>, std::string> m_tiles;
 };
 
-inline zenloft::wire::GMSx_GMMMapTileProto tileProto(int type, int z, int x, int y)
-{
-    zenloft::wire::GMSx_GMMMapTileProto t;
-    t.set_tile_type(static_cast<zenloft::wire::GMSx_GMMTileType>(type));
-    t.set_zoom_level(z);
-    t.set_tile_index_x(x);
-    t.set_tile_index_y(y);
-    return t;
-}
-
-// One batch of satellite tiles (zoom, x, y); a tile size of 0 sends no header.
+// One batch of tiles (zoom, x, y) of one type; a tile size of 0 sends no header.
 inline zenloft::wire::GMSx_GMMMapTileRequestProto tileRequest(std::initializer_list<std::tuple<int, int, int>> tiles,
-                                                              int tileSize = 0)
+                                                              int tileSize = 0,
+                                                              int type = zenloft::wire::TILE_TYPE_SATELLITE)
 {
     zenloft::wire::GMSx_GMMMapTileRequestProto req;
     if (tileSize)
         req.mutable_header()->set_tile_size(tileSize);
-    for (const auto& [z, x, y] : tiles)
-        *req.add_map_tile_array() = tileProto(zenloft::wire::TILE_TYPE_SATELLITE, z, x, y);
+    for (const auto& [z, x, y] : tiles) {
+        auto* t = req.add_map_tile_array();
+        t->set_tile_type(static_cast<zenloft::wire::GMSx_GMMTileType>(type));
+        t->set_zoom_level(z);
+        t->set_tile_index_x(x);
+        t->set_tile_index_y(y);
+    }
     return req;
 }
 

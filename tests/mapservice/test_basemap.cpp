@@ -73,24 +73,22 @@ TEST(Basemap, DecodesQuantisedArcsFindsSharedBordersAndRendersLandAndWater)
 {
     const TopoLayer countries = layer(kCountries, "countries");
     TopoLayer land = layer(kCountries, "land");
-    EXPECT_EQ(countries.polygons.size(), 2u);
-    ASSERT_EQ(countries.borders.size(), 1u);  // only arc 0 is used twice
-    const QPointF top = mercator(10, 10);
-    EXPECT_NEAR(countries.borders[0].maxX, top.x(), 1e-12);
-    ASSERT_EQ(land.polygons.size(), 1u);
+    // Only arc 0 is used twice.
+    ASSERT_EQ(std::tuple(countries.polygons.size(), countries.borders.size(), land.polygons.size()),
+              std::tuple(2u, 1u, 1u));
+    EXPECT_NEAR(countries.borders[0].maxX, mercator(10, 10).x(), 1e-12);
     EXPECT_NEAR(land.polygons[0][0].minX, mercator(0, 0).x(), 1e-12);
     EXPECT_NEAR(land.polygons[0][0].maxX, mercator(20, 0).x(), 1e-12);
 
     QString error;
-    EXPECT_FALSE(readTopoJson("not json", "land", land, error));
-    EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{},"arcs":[]})", "land", land, error));
-    EXPECT_TRUE(error.contains("land"));
     TopoLayer bad;
+    EXPECT_FALSE(readTopoJson("not json", "land", bad, error));
+    EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{},"arcs":[]})", "land", bad, error));
+    EXPECT_TRUE(error.contains("land"));
     EXPECT_FALSE(readTopoJson(R"({"type":"Topology","objects":{"land":{"type":"Polygon","arcs":[[5]]}},"arcs":[]})",
                               "land", bad, error));
 
     // The base map of that land and a ring across the antimeridian.
-    land = layer(kCountries, "land");
     land.polygons.push_back(layer(kWrapped, "land").polygons.at(0));
     const BasemapRenderer renderer(land, land, countries);
 
@@ -114,20 +112,17 @@ TEST(Basemap, DecodesQuantisedArcsFindsSharedBordersAndRendersLandAndWater)
         EXPECT_TRUE(seen.emplace(std::make_tuple(z, x, y), png).second);
     });
     EXPECT_EQ(seen.size(), 1u + 4 + 16 + 64);
-    const auto deep = seen.find({4, int(island.x() * 16), int(island.y() * 16)});
-    ASSERT_NE(deep, seen.end());
-    EXPECT_TRUE(deep->second.has_value());
+    const auto deep = seen[std::make_tuple(4, int(island.x() * 16), int(island.y() * 16))];
+    EXPECT_TRUE(deep && deep == renderer.renderTile(4, int(island.x() * 16), int(island.y() * 16)));
 }
 
 TEST(CountryLabels, LabelPointsAndPlacementBySizeWithoutOverlaps)
 {
     const TopoLayer countries = layer(kNamed, "countries");
-    ASSERT_EQ(countries.names.size(), 5u);  // the nameless geometry is not listed
-
     std::map<QString, LabelCandidate> byName;
     for (const LabelCandidate& c : CountryLabels::candidates(countries))
         byName[c.text] = c;
-    ASSERT_EQ(byName.size(), 5u);
+    ASSERT_EQ(std::tuple(countries.names.size(), byName.size()), std::tuple(5u, 5u));  // the nameless one is not listed
     // The centroid of the U lies in its gap (lon 130-140); the label goes to
     // the middle of the land on that row instead.
     const QPointF u = byName["Crescent"].anchor;
@@ -185,10 +180,8 @@ TEST(CountryLabels, NamesAcrossTileEdgesAreDrawnOnEveryTileTheyTouch)
                 dateline = &p;
     ASSERT_NE(dateline, nullptr);
     --z;
-    const int last = (1 << z) - 1;
     const int row = int(dateline->baseline.y()) / 256;
-    const auto west = labels.renderTile(z, 0, row);
-    const auto east = labels.renderTile(z, last, row);
+    const auto west = labels.renderTile(z, 0, row), east = labels.renderTile(z, (1 << z) - 1, row);
     ASSERT_TRUE(west && east) << z;
     EXPECT_TRUE(inked(*west, QRect(0, 0, 8, 256)) && inked(*east, QRect(248, 0, 8, 256)));
 

@@ -1,7 +1,7 @@
 #include "ServiceConfig.h"
 #include "maptile.pb.h"
+#include "testsupport.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -12,11 +12,7 @@ using namespace zenloft::wire;
 namespace {
 std::string writeConf(QTemporaryDir& dir, const char* text)
 {
-    const QString path = dir.filePath("s.conf");
-    QFile f(path);
-    f.open(QIODevice::WriteOnly);
-    f.write(text);
-    return path.toStdString();
+    return zltest::writeFile(dir.filePath("s.conf"), text).toStdString();
 }
 
 bool parse(std::vector<std::string> args, ServiceConfig& c, std::string& error)
@@ -30,7 +26,7 @@ bool parse(std::vector<std::string> args, ServiceConfig& c, std::string& error)
 }
 }  // namespace
 
-TEST(ServiceConfig, FileThenCommandLine)
+TEST(ServiceConfig, FileThenCommandLineErrorsNameTheLine)
 {
     QTemporaryDir dir;
     ServiceConfig c;
@@ -65,13 +61,8 @@ TEST(ServiceConfig, FileThenCommandLine)
     EXPECT_EQ(paint(), std::tuple(std::string("k2"), std::set<int>{2}, 3)) << "a later list replaces the earlier one";
     ASSERT_TRUE(applySetting("direct_to_paint_types", "", "", c, error));
     EXPECT_TRUE(c.directToPaintTileTypes.empty());
-}
 
-TEST(ServiceConfig, ErrorsNameTheLineAndTileTypesByName)
-{
-    QTemporaryDir dir;
-    ServiceConfig c;
-    std::string error;
+    // Errors name the line; tile types go by name or number.
     const std::pair<const char*, const char*> cases[] = {
         {"port = 8765\nport = lots\n", ":2: port"},
         {"colour = blue\n", "unknown setting 'colour'"},

@@ -12,57 +12,34 @@
 using namespace zenloft::wire;
 using namespace zenloft::mapservice;
 
-namespace {
-
-class ServiceHttpTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        ASSERT_FALSE(zltest::writeFile(styles.filePath("table-1.bin"), "style bytes").isEmpty());
-        config.port = 0;
-        config.threads = 2;
-        config.quiet = true;
-        config.maxBodyBytes = 4096;
-        config.apiKeys = {"key"};
-        config.tilesByType[TILE_TYPE_SATELLITE] = tiles.path();
-        config.styleDir = styles.path().toStdString();
-    }
-    void start(const std::string& paintKey = {})
-    {
-        config.paintSigningKey = paintKey;
-        server = std::make_unique<MapServiceServer>(config);
-        std::string error;
-        ASSERT_TRUE(server->start(error)) << error;
-        ASSERT_GT(server->port(), 0);
-    }
-    httplib::Client client() const
-    {
-        httplib::Client c("127.0.0.1", server->port());
-        c.set_read_timeout(10, 0);
-        return c;
-    }
-    int postTiles(int z, int x, int y)
-    {
-        const auto res =
-            client().Post("/glm/mmap", zltest::framedTileBody("key", zltest::tileRequest({{z, x, y}})), "application/binary");
-        return res ? res->status : -1;
-    }
-
-    zltest::MbtilesFixture tiles;
-    QTemporaryDir styles;
-    ServiceConfig config;
-    std::unique_ptr<MapServiceServer> server;
-};
-
-}  // namespace
-
 // What HTTP adds to the handlers: routes, content types, the size limit, the
 // paint signature header, and style tables as plain files; the server keeps
-// serving after each refusal.
-TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
+// serving after each refusal, and to several clients at once.
+TEST(ServiceHttp, RoutesStatusesBodiesAndConcurrentClients)
 {
-    start("paint-key");
-    EXPECT_EQ(server->endpointUrl(), "http://127.0.0.1:" + std::to_string(server->port()) + "/glm/mmap");
+    zltest::MbtilesFixture tiles;
+    QTemporaryDir styles;
+    ASSERT_FALSE(zltest::writeFile(styles.filePath("table-1.bin"), "style bytes").isEmpty());
+    ServiceConfig config;
+    config.port = 0;
+    config.threads = 2;
+    config.quiet = true;
+    config.maxBodyBytes = 4096;
+    config.apiKeys = {"key"};
+    config.tilesByType[TILE_TYPE_SATELLITE] = tiles.path();
+    config.styleDir = styles.path().toStdString();
+    config.paintSigningKey = "paint-key";
+    MapServiceServer server(config);
+    std::string error;
+    ASSERT_TRUE(server.start(error)) << error;
+    ASSERT_GT(server.port(), 0);
+    const auto client = [&server] {
+        httplib::Client c("127.0.0.1", server.port());
+        c.set_read_timeout(10, 0);
+        return c;
+    };
+
+    EXPECT_EQ(server.endpointUrl(), "http://127.0.0.1:" + std::to_string(server.port()) + "/glm/mmap");
     const std::string tiles000 = zltest::framedTileBody("key", zltest::tileRequest({{0, 0, 0}}), false);
     const std::string paint = zltest::tileRequest({{2, 3, 1}}).SerializeAsString();
     const struct {
@@ -81,6 +58,7 @@ TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
         {"/styles/missing.bin", nullptr, "", 404, ""},
         {"/styles/../test.mbtiles", nullptr, "", 404, ""},
         {"/glm/mmap", nullptr, "", 404, ""},
+        {"/glm/mmap", nullptr, tiles000, 200, tiles.tile(0, 0, 0)},
     };
     auto c = client();
     for (const auto& k : cases) {
@@ -96,43 +74,28 @@ TEST_F(ServiceHttpTest, RoutesStatusesAndBodies)
             EXPECT_EQ(res->get_header_value("Content-Type"), k.contentType);
         }
     }
-    EXPECT_EQ(postTiles(1, 1, 0), 200);
 
-    // Without a signing key the paint route is not there; the framed one is.
-    server.reset();
-    start();
-    const auto off = client().Post("/glm/paint", paint, "application/x-protobuf");
-    ASSERT_TRUE(off);
-    EXPECT_EQ(off->status, 404);
-    EXPECT_EQ(postTiles(1, 0, 0), 200);
-
-    // A store that can't be opened is named before anything is served.
-    config.tilesByType[TILE_TYPE_SATELLITE] = "/nonexistent/x.mbtiles";
-    std::string error;
-    EXPECT_FALSE(MapServiceServer(config).prepare(error));
-    EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos) << error;
-}
-
-TEST_F(ServiceHttpTest, ConcurrentClientsAllGetTheirTiles)
-{
-    start();
+    // Four clients at once, ten bodies of fifty tiles each.
     GMSx_GMMMapTileRequestProto req;
     for (int i = 0; i < 50; ++i)
-        *req.add_map_tile_array() = zltest::tileProto(TILE_TYPE_SATELLITE, 2, 3, 1);
+        *req.add_map_tile_array() = zltest::tileRequest({{2, 3, 1}}).map_tile_array(0);
     const std::string body = zltest::framedTileBody("key", req, false);
     std::vector<std::thread> threads;
     std::atomic<int> good{0};
-    for (int t = 0; t < 4; ++t) {
+    for (int t = 0; t < 4; ++t)
         threads.emplace_back([&] {
             auto c = client();
             for (int i = 0; i < 10; ++i) {
                 const auto res = c.Post("/glm/mmap", body, "application/binary");
-                if (res && res->status == 200 && res->body.size() > 50 * tiles.tile(2, 3, 1).size())
-                    ++good;
+                good += res && res->status == 200 && res->body.size() > 50 * tiles.tile(2, 3, 1).size();
             }
         });
-    }
     for (auto& t : threads)
         t.join();
     EXPECT_EQ(good.load(), 40);
+
+    // A store that can't be opened is named before anything is served.
+    config.tilesByType[TILE_TYPE_SATELLITE] = "/nonexistent/x.mbtiles";
+    EXPECT_FALSE(MapServiceServer(config).prepare(error));
+    EXPECT_NE(error.find("/nonexistent/x.mbtiles"), std::string::npos) << error;
 }

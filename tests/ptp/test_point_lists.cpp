@@ -10,7 +10,9 @@
 #include "ptpSettingsList.h"
 #include "ptpSettingsManageVC.h"
 #include "ptp_fixture.h"
+#include "screens/validationAddMarkerVC.h"
 #include "settings/Units.h"
+#include "ui/UITabBarController.h"
 
 #include <GeographicLib/Geodesic.hpp>
 #include <QAbstractItemModelTester>
@@ -47,28 +49,15 @@ realm_ptp stored(const QString& name, double lat, double lon) {
     return p;
 }
 
-// The marker editor as the management list sees it: the fields it fills.
-class FakeEditor : public UIViewController {
-public:
-    enum class Mode { none = -1, addMarkerForValidation, editMarkerForValidation, addPointForPTP, editPointForPTP };
-    Mode mode = Mode::none;
-    QString id, name, desc;
-    double latitude = 0.0, longitude = 0.0;
-    int valueRed = -1, valueGreen = -1, valueBlue = -1;
-};
-
-// The management list with its step to the editor recorded.
+// The management list with its steps to the editor recorded.
 class RecordingManage : public ptpSettingsManageVC {
 public:
     using ptpSettingsManageVC::ptpSettingsManageVC;
     void prepareForSegue(UIStoryboardSegue& segue, const QVariant& sender) override {
         senders << sender;
-        if (auto* editor = dynamic_cast<FakeEditor*>(segue.destinationViewController))
-            filled << fillEditor(*editor, sender);
         ptpSettingsManageVC::prepareForSegue(segue, sender);
     }
     QVariantList senders;
-    QList<bool> filled;
 };
 
 class PointLists : public ScreenTest {
@@ -82,7 +71,6 @@ protected:
     }
     RecordingManage* showManage() {
         nav->registerScreen("PtpSettingsManageVC", [this] { return new RecordingManage(fake.context); }, QUrl());
-        nav->registerScreen("addPoint", [] { return new FakeEditor; }, QUrl());
         auto* vc = dynamic_cast<RecordingManage*>(open<ptpSettingsManageVC>("PtpSettingsManageVC"));
         EXPECT_TRUE(vc && zltest::waitFor([vc] { return vc->realm != nullptr; }));
         return vc;
@@ -343,10 +331,10 @@ TEST_F(PointLists, TheManagementListReadsTheStoreAtEachAppearanceAndHandsPointsT
     EXPECT_EQ(rows(vc), QStringList{"11.12 km : mast|roof"});
 
     vc->addPoint();
-    auto* editor = dynamic_cast<FakeEditor*>(nav->topViewController());
+    auto* editor = qobject_cast<validationAddMarkerVC*>(nav->topViewController());
     ASSERT_TRUE(editor);
     EXPECT_EQ(vc->senders, QVariantList{"add"});
-    EXPECT_EQ(editor->mode, FakeEditor::Mode::addPointForPTP);
+    EXPECT_EQ(editor->mode, addPointForPTP);
     EXPECT_TRUE(editor->id.isEmpty());
     // Back from the editor, a point added beyond the radius is stored but not listed.
     addPoint("new", 54.0, 19.1, "", 1, 2, 3);
@@ -357,18 +345,31 @@ TEST_F(PointLists, TheManagementListReadsTheStoreAtEachAppearanceAndHandsPointsT
     EXPECT_EQ(vc->entries.size(), 2);
 
     vc->tableView->selectRow(1);
-    editor = dynamic_cast<FakeEditor*>(nav->topViewController());
+    editor = qobject_cast<validationAddMarkerVC*>(nav->topViewController());
     ASSERT_TRUE(editor);
     EXPECT_EQ(vc->senders.last(), QVariant(1));
     EXPECT_EQ(vc->senders.last().typeId(), QMetaType::Int);
-    EXPECT_EQ(editor->mode, FakeEditor::Mode::editPointForPTP);
+    EXPECT_EQ(editor->mode, editPointForPTP);
     EXPECT_EQ((QVariantList{editor->id, editor->name, editor->desc, editor->latitude, editor->longitude,
                             editor->valueRed, editor->valueGreen, editor->valueBlue}),
               (QVariantList{"P-1", "mast", "roof", 54.1, 19.0, 10, 20, 30}));
-    EXPECT_EQ(vc->filled, (QList<bool>{true, true}));
-    FakeEditor untouched;
-    EXPECT_FALSE(vc->fillEditor(untouched, 9));
-    EXPECT_EQ(untouched.mode, FakeEditor::Mode::none);
+    nav->popViewControllerAnimated(false);
+    validationAddMarkerVC untouched(fake.context);
+    EXPECT_FALSE(vc->fillEditor(untouched, 9)) << "no such row";
+    EXPECT_EQ(untouched.mode, addMarkerForValidation);
+}
+
+TEST_F(PointLists, TheLocationContainerGivesTheListItsType) {
+    for (const char* which : {"from", "to"}) {
+        auto* settings = open<UIViewController>("ptpSettings");
+        ASSERT_TRUE(settings);
+        settings->performSegueWithIdentifier("ptpLocation", QString::fromLatin1(which));
+        auto* tabs = qobject_cast<UITabBarController*>(nav->topViewController());
+        ASSERT_TRUE(tabs);
+        auto* list = qobject_cast<ptpSettingsList*>(tabs->viewControllers().value(1));
+        ASSERT_TRUE(list);
+        EXPECT_EQ(list->type, QLatin1String(which) == QLatin1String("to") ? pointType::to : pointType::from);
+    }
 }
 
 TEST_F(PointLists, SwipeDeleteTakesTheRowFromBothListsAndReloadsWhenTheStoreSaysNo) {

@@ -19,10 +19,11 @@ struct Form {
         c.preview = &preview;
         form = std::make_unique<ColorForm>(c, hexEditable);
     }
-    void typeHex(const QString& text) {
-        hex.userEdit(text);
-        hex.endEditing();
+    static void type(UITextField& field, const QString& text) {
+        field.userEdit(text);
+        field.endEditing();
     }
+    void typeHex(const QString& text) { type(hex, text); }
     std::array<int, 3> rgb() const { return {form->red(), form->green(), form->blue()}; }
     UISlider sliders[3];
     UITextField fields[3];
@@ -34,7 +35,7 @@ struct Form {
 
 }  // namespace
 
-TEST(ColorFormTest, SliderTruncatesTowardZeroAndComponentFieldStoresUnclampedOrZeroAndAsksForValidation) {
+TEST(ColorFormTest, SliderTruncatesFieldsStoreUnclampedOrZeroAndTheHexFieldTakesOnlyHashAndSixMore) {
     Form f(true);
     f.sliders[ColorForm::Green].userSlide(200.9f);
     EXPECT_EQ(std::tuple(f.form->green(), f.fields[ColorForm::Green].text(), f.hex.text(), f.preview.backgroundColor()),
@@ -42,23 +43,18 @@ TEST(ColorFormTest, SliderTruncatesTowardZeroAndComponentFieldStoresUnclampedOrZ
 
     int validations = 0;
     QObject::connect(f.form.get(), &ColorForm::componentEdited, [&] { ++validations; });
-    f.fields[ColorForm::Red].userEdit("300");
-    f.fields[ColorForm::Red].endEditing();
+    f.type(f.fields[ColorForm::Red], "300");
     // Not clamped; the slider shows its maximum.
     EXPECT_EQ(std::tuple(f.form->red(), f.sliders[ColorForm::Red].value(), f.hex.text()),
               std::tuple(300, 255.0f, QString("#12CC800")));
-    f.fields[ColorForm::Blue].userEdit("abc");
-    f.fields[ColorForm::Blue].endEditing();
+    f.type(f.fields[ColorForm::Blue], "abc");
     EXPECT_EQ(std::tuple(f.form->blue(), f.sliders[ColorForm::Blue].value(), validations), std::tuple(0, 0.0f, 2));
-}
 
-TEST(ColorFormTest, HexFieldTakesOnlyHashAndSixMoreReadByAScannerLikeThePlatformsOne) {
-    Form f(true);
+    // The hex field takes only "#" and six more, read by a scanner like the platform's one.
     f.form->setColor(1, 2, 3);
     for (const char* ignored : {"#12345", "123456", "#1234567", ""}) {
         f.typeHex(ignored);
-        EXPECT_EQ(f.form->red(), 1) << ignored;
-        EXPECT_EQ(f.hex.text(), ignored) << "the other controls stay: " << ignored;
+        EXPECT_EQ(std::pair(f.form->red(), f.hex.text()), std::pair(1, QString(ignored))) << "the other controls stay";
     }
     f.typeHex("#FF8000");
     EXPECT_EQ(std::pair(f.rgb(), f.fields[ColorForm::Green].text()),

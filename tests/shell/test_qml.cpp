@@ -1,5 +1,4 @@
-// The shell's QML: every page and cell loads without a warning, and a walk
-// through the menu with real clicks opens and closes the screens.
+// The shell's QML in the real window, walked with real clicks.
 
 #include "ShellScreens.h"
 #include "ShellServices.h"

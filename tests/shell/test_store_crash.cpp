@@ -1,5 +1,4 @@
-// A process killed in the middle of a run of writes leaves stores that open
-// with every write it had finished.
+// A process killed amid a run of writes leaves stores that open with every write it had finished.
 
 #include "store/Entities.h"
 #include "store/Realm.h"

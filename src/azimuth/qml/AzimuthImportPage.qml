@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Dialogs
 import QtQuick.Layouts
 import Zenloft.Shell
 
@@ -8,33 +7,6 @@ import Zenloft.Shell
 // copied into the folder first.
 ScreenPage {
     id: page
-
-    Component {
-        id: fileCell
-        Rectangle {
-            readonly property var f: parent ? parent.fields : ({})
-            implicitHeight: 52
-            implicitWidth: 200
-            color: f.selected ? Qt.rgba(0.33333334, 0.33333334, 0.33333334, 1) : "transparent"
-            Label {
-                anchors.verticalCenter: parent.verticalCenter
-                anchors.left: parent.left
-                anchors.right: parent.right
-                anchors.leftMargin: 16
-                anchors.rightMargin: 16
-                elide: Text.ElideMiddle
-                text: parent.f.file || ""
-                color: parent.f.selected ? Qt.rgba(0.81960785, 0.827451, 0.83137256, 1) : "black"
-            }
-        }
-    }
-
-    FileDialog {
-        id: chooser
-        title: qsTr("copy a file into the folder")
-        nameFilters: [qsTr("azimuth files (*.json)"), qsTr("all files (*)")]
-        onAccepted: page.vc.copyFileIntoFolder(selectedFile)
-    }
 
     ColumnLayout {
         anchors.fill: parent
@@ -47,20 +19,11 @@ ScreenPage {
             font.pixelSize: 16
             font.bold: true
         }
-        TableList {
-            objectName: "importTable"
+        ImportFileList {
             Layout.fillWidth: true
             Layout.fillHeight: true
             table: page.vc ? page.vc.tableView : null
-            extraCells: ({ "importCell": fileCell })
-        }
-        Label {
-            Layout.fillWidth: true
-            Layout.margins: 16
-            visible: page.vc ? page.vc.tableView.count === 0 : false
-            text: qsTr("No files in %1 yet.").arg(page.vc ? page.vc.folderPath : "")
-            wrapMode: Text.WrapAnywhere
-            color: "#607D8B"
+            folder: page.vc ? page.vc.folder : null
         }
         RowLayout {
             Layout.fillWidth: true
@@ -91,12 +54,11 @@ ScreenPage {
             Layout.fillWidth: true
             Layout.margins: 16
             spacing: 12
-            Button {
-                objectName: "copyButton"
+            CopyIntoFolderButton {
                 Layout.fillWidth: true
-                text: qsTr("from elsewhere…")
+                nameFilters: [qsTr("azimuth files (*.json)"), qsTr("all files (*)")]
                 enabled: page.vc ? !page.vc.busy : false
-                onClicked: chooser.open()
+                onChosen: (file) => page.vc.copyFileIntoFolder(file)
             }
             Button {
                 objectName: "importButton"

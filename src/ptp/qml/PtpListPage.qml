@@ -1,15 +1,12 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Controls.Material
 import Zenloft.Shell
 
 // The point list tab of the location container: the stored points near the
 // from point, nearest first unless the settings say otherwise; a tap picks
-// one. No bar of its own: the container has it.
-Page {
+// one.
+ScreenPage {
     id: page
-    property UIViewController vc
-    Material.theme: vc && vc.overrideUserInterfaceStyle === 1 ? Material.Light : Material.System
 
     PointListBody {
         anchors.fill: parent

@@ -11,11 +11,14 @@ Page {
     // Extra controls on the right of the bar.
     default property alias content: body.data
     property alias trailing: trailingRow.data
+    // Shown inside a container screen, which has the bar.
+    property bool embedded: false
 
     Material.theme: vc && vc.overrideUserInterfaceStyle === 1 ? Material.Light : Material.System
     title: vc ? vc.title : ""
 
     header: ToolBar {
+        visible: !page.embedded
         Material.foreground: "white"
         implicitHeight: 56
         background: Rectangle { implicitHeight: 56; color: "#37474F" }

@@ -1,5 +1,6 @@
 #include "MapSupport.h"
 
+#include "GMSCameraPosition.h"
 #include "GMSMapView.h"
 #include "GMSUISettings.h"
 #include "LocationManager.h"
@@ -42,6 +43,37 @@ bool enableMyLocation(GMSMapView* map, LocationManager* manager) {
                          if (!fixes.isEmpty()) map->setLocationFix(fixes.last().coordinate);
                      });
     return true;
+}
+
+void showWorkPosition(GMSMapView* map, const GMSMarkerPtr& needle, const GMSMarkerPtr& pin,
+                      CLLocationCoordinate2D position, const QString& title) {
+    map->setCamera(GMSCameraPosition(position.latitude, position.longitude, 18.0f));
+    needle->setPosition(position);
+    needle->setIcon(compassIndicatorIcon());
+    needle->setFlat(true);
+    needle->setMap(map);
+    pin->setPosition(position);
+    pin->setTitle(title);
+    pin->setFlat(false);
+    pin->setMap(map);
+    map->setMapType(GMSMapView::kGMSTypeHybrid);
+    map->settings()->setRotateGestures(false);
+}
+
+void searchAddress(QObject* screen, QPointer<Geocoder>& current, const Geocoder::Config& config,
+                   const QString& address, const Geocoder::CompletionHandler& done) {
+    QPointer<Geocoder> running = current;
+    Geocoder* mine = new Geocoder(config, screen);
+    current = mine;
+    if (running) {
+        running->cancelGeocode();
+        running->deleteLater();
+    }
+    // The geocoder is the screen's child: while it can answer, `current` lives.
+    mine->geocodeAddressString(address, [&current, mine, done](const QList<CLPlacemark>& placemarks,
+                                                               const std::optional<CLError>& error) {
+        if (mine == current) done(placemarks, error);
+    });
 }
 
 bool onBearing(double heading, double bearing) { return std::fabs(heading - bearing) <= kOnBearingDegrees; }

@@ -1,7 +1,13 @@
 #pragma once
 
+#include "CLLocation.h"
+#include "GMSMarker.h"
+
+#include "Geocoder.h"
+
 #include <QColor>
 #include <QImage>
+#include <QPointer>
 
 class GMSMapView;
 class LocationManager;
@@ -19,6 +25,18 @@ QImage compassIndicatorIcon();
 // the device delivers moves the dot; otherwise permission is asked for and
 // the map stays without them. Returns whether the dot shows.
 bool enableMyLocation(GMSMapView* map, LocationManager* manager);
+
+// The work position on a map screen: the camera on it at zoom 18.0, the
+// compass needle (flat) and the position pin with its title standing there,
+// a hybrid map without rotation.
+void showWorkPosition(GMSMapView* map, const GMSMarkerPtr& needle, const GMSMarkerPtr& pin,
+                      CLLocationCoordinate2D position, const QString& title);
+
+// The address search of the map screens: the text goes to a new geocoder
+// owned by `screen`, kept in `current`. A search still running there is
+// cancelled and its answer dropped, so `done` hears the latest search only.
+void searchAddress(QObject* screen, QPointer<Geocoder>& current, const Geocoder::Config& config,
+                   const QString& address, const Geocoder::CompletionHandler& done);
 
 // The compass read-out: green while the heading lies within 5.0 degrees of
 // the bearing (5.0 included), white otherwise. The difference is plain, with

@@ -4,6 +4,7 @@
 
 #include <QDebug>
 #include <QFile>
+#include <QSet>
 
 #include <mutex>
 
@@ -258,6 +259,16 @@ void Realm::update(const realmValidation_tracks& record) {
 void Realm::remove(const realm_ptp& record) {
     removeByPk(store_->points, record.pk);
     if (batch_) batch_->push_back({WriteOp::Delete, kPoints.name, record.pk, {}});
+}
+
+void Realm::remove(const Results<realm_ptp>& records) {
+    QSet<qint64> pks;
+    pks.reserve(records.count());
+    for (const realm_ptp& r : records) {
+        pks.insert(r.pk);
+        if (batch_) batch_->push_back({WriteOp::Delete, kPoints.name, r.pk, {}});
+    }
+    store_->points.removeIf([&pks](const realm_ptp& p) { return pks.contains(p.pk); });
 }
 
 void Realm::remove(const realmValidation_tracks& record) {

@@ -172,6 +172,7 @@ public:
     void update(const realm_ptp& record);
     void update(const realmValidation_tracks& record);
     void remove(const realm_ptp& record);
+    void remove(const Results<realm_ptp>& records);  // all in one pass
     void remove(const realmValidation_tracks& record);
     void remove(const realmValidation_tracksData& record);
 

@@ -135,6 +135,9 @@ LoadResult StoreFile::doLoad() {
 }
 
 bool StoreFile::write(const WriteBatch& batch, QString* error) {
+    // The statement texts, made once per table and batch: a large import is
+    // one batch of many rows.
+    std::map<QString, QString> inserts, deletes;
     const bool ok = zl::sqlite::withTransaction(db_, [&] {
         for (const WriteOp& op : batch) {
             const auto schema =
@@ -142,20 +145,24 @@ bool StoreFile::write(const WriteBatch& batch, QString* error) {
             if (schema == tables_.end()) return db_.fail(QStringLiteral("no table %1").arg(op.table));
             QVariantList bindings{op.pk};
             if (op.kind == WriteOp::Delete) {
-                if (!db_.query(QStringLiteral("DELETE FROM \"%1\" WHERE pk = ?").arg(op.table), bindings)) return false;
+                QString& sql = deletes[op.table];
+                if (sql.isEmpty()) sql = QStringLiteral("DELETE FROM \"%1\" WHERE pk = ?").arg(op.table);
+                if (!db_.query(sql, bindings)) return false;
                 continue;
             }
-            QStringList cols{QStringLiteral("pk")};
-            QStringList marks{QStringLiteral("?")};
-            for (const QString& c : schema->columns) {
-                cols << QStringLiteral("\"%1\"").arg(c);
-                marks << QStringLiteral("?");
+            QString& sql = inserts[op.table];
+            if (sql.isEmpty()) {
+                QStringList cols{QStringLiteral("pk")};
+                QStringList marks{QStringLiteral("?")};
+                for (const QString& c : schema->columns) {
+                    cols << QStringLiteral("\"%1\"").arg(c);
+                    marks << QStringLiteral("?");
+                }
+                sql = QStringLiteral("INSERT OR REPLACE INTO \"%1\" (%2) VALUES (%3)")
+                          .arg(op.table, cols.join(", "), marks.join(", "));
             }
             for (int i = 0; i < schema->columns.size(); ++i) bindings << op.values.value(i);
-            if (!db_.query(QStringLiteral("INSERT OR REPLACE INTO \"%1\" (%2) VALUES (%3)")
-                               .arg(op.table, cols.join(", "), marks.join(", ")),
-                           bindings))
-                return false;
+            if (!db_.query(sql, bindings)) return false;
         }
         return true;
     });

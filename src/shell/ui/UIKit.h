@@ -178,6 +178,47 @@ signals:
     void valueChanged();
 };
 
+// Wheels of rows (a picker view): the rows of each wheel are texts, one row
+// selected per wheel. didSelectRow comes from the user only.
+class UIPickerView : public UIView {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("made by its screen")
+    Q_PROPERTY(QList<QStringList> components READ components NOTIFY componentsChanged)
+    Q_PROPERTY(QList<int> selectedRows READ selectedRows NOTIFY selectedRowsChanged)
+
+public:
+    explicit UIPickerView(QObject* parent = nullptr) : UIView(parent) {}
+    QList<QStringList> components() const { return m_components; }
+    void setComponents(const QList<QStringList>& components) {
+        m_components = components;
+        m_selected = QList<int>(components.size(), 0);
+        emit componentsChanged();
+        emit selectedRowsChanged();
+    }
+    QList<int> selectedRows() const { return m_selected; }
+    int selectedRowInComponent(int component) const { return m_selected.value(component, -1); }
+    void selectRow(int row, int component, bool animated = false) {
+        Q_UNUSED(animated);
+        if (component < 0 || component >= m_selected.size() || row < 0 || row >= m_components[component].size()) return;
+        if (m_selected[component] == row) return;
+        m_selected[component] = row;
+        emit selectedRowsChanged();
+    }
+    Q_INVOKABLE void userSelect(int row, int component) {
+        selectRow(row, component);
+        emit didSelectRow(row, component);
+    }
+signals:
+    void componentsChanged();
+    void selectedRowsChanged();
+    void didSelectRow(int row, int component);
+
+private:
+    QList<QStringList> m_components;
+    QList<int> m_selected;
+};
+
 // Shows an HTML text (the help page).
 class UIWebView : public UIView {
     Q_OBJECT

@@ -88,9 +88,7 @@ void agreesWithBoost(bool geodesic, unsigned seed, double maxLat, double maxRadi
             bg::append(poly.outer(), point(c));
         bg::correct(poly);
         const auto box = ring.bounds();
-        double span = box.northEast().longitude - box.southWest().longitude;
-        if (span < 0)
-            span += 360;
+        const double span = std::fmod(box.northEast().longitude - box.southWest().longitude + 360, 360);
         std::uniform_real_distribution<double> plat(box.southWest().latitude - margin, box.northEast().latitude + margin),
             plng(box.southWest().longitude - margin, box.southWest().longitude + span + margin);
         for (int i = 0; i < samples; ++i, ++all) {

@@ -12,40 +12,22 @@
 
 namespace {
 
-// The engine's sphere as an independent reference.
-const GeographicLib::Geodesic& sphere() {
-    static const GeographicLib::Geodesic g(kGMSEarthRadius, 0);
-    return g;
-}
-
-double angleDiff(double a, double b) {
-    double d = std::fmod(a - b, 360.0);
-    if (d > 180)
-        d -= 360;
-    if (d < -180)
-        d += 360;
-    return d;
-}
-
-struct RandomPairs {
-    std::mt19937_64 rng{20261122};
-    std::uniform_real_distribution<double> lat{-89, 89}, lng{-180, 180};
-    CLLocationCoordinate2D next() { return {lat(rng), lng(rng)}; }
-};
+double angleDiff(double a, double b) { return std::remainder(a - b, 360.0); }
 
 } // namespace
 
 // Random pairs of points: heading, distance, interpolation, offset and rhumb
 // length against GeographicLib on the engine's sphere.
 TEST(GeometryUtilsTest, AgreesWithGeographicLib) {
+    // The engine's sphere as an independent reference.
+    const GeographicLib::Geodesic sphere(kGMSEarthRadius, 0);
     const GeographicLib::Rhumb rhumb(kGMSEarthRadius, 0);
-    RandomPairs r;
-    std::uniform_real_distribution<double> heading(0, 360), angle(0, 3.0);
+    std::mt19937_64 rng(20261122);
+    std::uniform_real_distribution<double> latitude(-89, 89), longitude(-180, 180), heading(0, 360), angle(0, 3.0);
     const auto lngTolerance = [](double lat, double t) { return t / std::max(0.01, std::cos(lat * kGMSDegreesToRadians)); };
     for (int i = 0; i < 2000; ++i) {
-        const auto a = r.next();
-        const auto b = r.next();
-        const GeographicLib::GeodesicLine line = sphere().InverseLine(a.latitude, a.longitude, b.latitude, b.longitude);
+        const CLLocationCoordinate2D a{latitude(rng), longitude(rng)}, b{latitude(rng), longitude(rng)};
+        const GeographicLib::GeodesicLine line = sphere.InverseLine(a.latitude, a.longitude, b.latitude, b.longitude);
         const double s12 = line.Distance();
         EXPECT_NEAR(GMSGeometryDistance(a, b), s12, 1e-6 * std::max(1.0, s12 / 1e6));
         if (s12 < 0.99 * kGMSPi * kGMSEarthRadius) { // near antipodes the bearing is ill-defined
@@ -60,9 +42,9 @@ TEST(GeometryUtilsTest, AgreesWithGeographicLib) {
                 EXPECT_NEAR(angleDiff(p.longitude, lng), 0.0, lngTolerance(lat, 1e-7));
             }
         }
-        const double h = heading(r.rng), delta = angle(r.rng);
+        const double h = heading(rng), delta = angle(rng);
         double lat2, lng2, rhumbLength, azi;
-        sphere().Direct(a.latitude, a.longitude, h, delta * kGMSEarthRadius, lat2, lng2);
+        sphere.Direct(a.latitude, a.longitude, h, delta * kGMSEarthRadius, lat2, lng2);
         const auto p = GMSGeometryOffset(a, delta, h);
         EXPECT_NEAR(p.latitude, lat2, 1e-8) << i;
         EXPECT_NEAR(angleDiff(p.longitude, lng2), 0.0, lngTolerance(lat2, 1e-8));

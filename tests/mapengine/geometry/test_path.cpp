@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
+#include <random>
 #include <thread>
 
 #include "GMSCoordinateBounds.h"
@@ -15,6 +17,21 @@ namespace {
 constexpr double kMetresPerDegree = kGMSEarthRadius * kGMSDegreesToRadians;
 
 using Coords = std::vector<CLLocationCoordinate2D>;
+using gmscore::model::Point2D;
+
+// Independent reading of the framing: a value ends at every character whose
+// code is at most 94 ('^'); the text is whole when it ends on such a
+// character and holds an even number of values.
+std::optional<std::size_t> expectedPairs(std::string_view s) {
+    std::size_t values = 0;
+    for (unsigned char c : s)
+        values += c <= 94 ? 1 : 0;
+    if (s.empty())
+        return 0;
+    if (static_cast<unsigned char>(s.back()) > 94 || values % 2 != 0)
+        return std::nullopt;
+    return values / 2;
+}
 
 } // namespace
 
@@ -27,7 +44,6 @@ TEST(GMSMutablePathTest, EditsPadBeyondTheEndAndOutOfRangeReadsAreInvalid) {
     p.replaceCoordinateAtIndex(0, {5, 5});
     EXPECT_EQ(p.coordinates(), (Coords{{5, 5}, {1, 1}, {2, 2}, {0, 0}, {0, 0}, {9, 9}}));
     EXPECT_EQ(p.coordinateAtIndex(6), kCLLocationCoordinate2DInvalid);
-    EXPECT_FALSE(CLLocationCoordinate2DIsValid(kCLLocationCoordinate2DInvalid));
     GMSMutablePath q;
     q.replaceCoordinateAtIndex(1, {7, 7});
     EXPECT_EQ(q.coordinates(), (Coords{{0, 0}, {7, 7}}));
@@ -76,8 +92,7 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     EXPECT_EQ(std::tuple(snapshot.count(), m.count(), again.count()), std::tuple(1u, 2u, 2u));
 
     GMSPath same = snapshot.copy();
-    same = same; // assigning a path to itself changes nothing
-    EXPECT_EQ(same.count(), 1u);
+    same = same; // assigning a path to itself changes nothing: the move below finds one point
     // Empty paths share one storage until one of them changes.
     GMSMutablePath a, b;
     a.addLatitude(1, 1);
@@ -88,7 +103,7 @@ TEST(GMSMutablePathTest, CopiesAreSnapshots) {
     EXPECT_EQ(std::tuple(moved.count(), same.count()), std::tuple(1u, 0u)); // NOLINT
 }
 
-TEST(GMSPathTest, ThreeKindsOfLengthAndSegmentsForALength) {
+TEST(GMSPathTest, ThreeKindsOfLengthSegmentsForALengthOffsetRectangleAndCircle) {
     GMSPath empty;
     EXPECT_EQ(empty.cummulativeLengthsOfKind(kGMSLengthProjected), std::vector<double>{0.0});
     EXPECT_EQ(empty.lengthOfKind(kGMSLengthGeodesic), 0.0);
@@ -101,13 +116,7 @@ TEST(GMSPathTest, ThreeKindsOfLengthAndSegmentsForALength) {
     meridian.clearCache();
     EXPECT_NEAR(meridian.lengthOfKind(kGMSLengthRhumb), 30 * kMetresPerDegree, 1e-6);
 
-    // Along a parallel a rhumb line is cos(lat) times the longitude span and
-    // crosses the antimeridian the short way.
-    GMSPath parallel{{60, 179}, {60, -179}, {60, 179}};
-    const auto& rhumb = parallel.cummulativeLengthsOfKind(kGMSLengthRhumb);
-    EXPECT_NEAR(rhumb[1], kMetresPerDegree, 1e-6);
-    EXPECT_NEAR(rhumb[2], 2 * kMetresPerDegree, 1e-6);
-
+    // Rhumb lengths off the meridians: against GeographicLib in the geometry utilities' test.
     // Projected: world-square units, round the back when that is shorter.
     GMSPath equator{{0, 0}, {0, 90}, {0, 170}, {0, -170}};
     const auto& proj = equator.cummulativeLengthsOfKind(kGMSLengthProjected);
@@ -136,9 +145,7 @@ TEST(GMSPathTest, ThreeKindsOfLengthAndSegmentsForALength) {
     const double half = north.lengthOfKind(kGMSLengthProjected) / 2;
     const auto m = [](double deg) { return std::log(std::tan(deg * kGMSDegreesToRadians / 2 + kGMSQuarterPi)); };
     EXPECT_NEAR(north.segmentsForLength(half, kGMSLengthProjected), m(30) / m(60), 1e-12);
-}
 
-TEST(GMSPathTest, OffsetRectangleAndCircle) {
     // An offset keeps the class and does not normalise.
     EXPECT_EQ(GMSPath({{80, 170}, {-10, 0}}).pathOffsetByLatitude(20, 20).coordinates(), (Coords{{100, 190}, {10, 20}}));
     GMSMutablePath m2 = GMSMutablePath{{1, 1}}.pathOffsetByLatitude(1, -2);
@@ -184,4 +191,113 @@ TEST(GMSPathTest, CopiesReadLengthsOnManyThreads) {
     const double geodesic = path.lengthOfKind(kGMSLengthGeodesic);
     EXPECT_EQ(results, (std::vector{geodesic, path.lengthOfKind(kGMSLengthRhumb),
                                     path.lengthOfKind(kGMSLengthProjected), geodesic}));
+}
+
+TEST(EncodedPathTest, PublicSampleValuesRoundingAndOddNumbers) {
+    const std::string sample = "_p~iF~ps|U_ulLnnqC_mqNvxq`@";
+    EXPECT_EQ((GMSPath{{38.5, -120.2}, {40.7, -120.95}, {43.252, -126.453}}.encodedPath()), sample);
+    // The running sums are scaled by 1e-5 (a product, not a division); the
+    // receiver's class decides the result's.
+    std::optional<GMSMutablePath> back = GMSMutablePath::pathFromEncodedPath(sample);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->coordinateAtIndex(0).latitude, 3850000.0 * 1e-5);
+    back->addLatitude(1, 1);
+    EXPECT_EQ(back->count(), 4u);
+
+    for (auto [value, text] : {std::pair{-17998321, "`~oia@"}, {0, "?"}, {-1, "@"}, {1, "A"}, {INT32_MIN, "~~~~~~B"},
+                               {INT32_MAX, "}~~~~~B"}})
+        EXPECT_EQ(GMSPath::polylineEncodedSigned(value), text) << value;
+    for (auto [value, text] : {std::pair{0u, "?"}, {31u, "^"}, {32u, "_@"}, {UINT32_MAX, "~~~~~~B"}})
+        EXPECT_EQ(GMSPath::polylineEncodedUnsigned(value), text) << value;
+
+    // Halves go away from zero.
+    EXPECT_EQ((GMSPath{{0.000005, -0.000005}}.encodedPath()), "A@");
+    EXPECT_EQ((GMSPath{{0.000015, -0.000015}}.encodedPath()),
+              GMSPath::polylineEncodedSigned(2) + GMSPath::polylineEncodedSigned(-2));
+    // Out of range saturates, NaN reads 0; the text stays readable.
+    const auto odd = GMSPath::pathFromEncodedPath(GMSPath{{std::nan(""), 1e10}, {-1e10, 0}}.encodedPath());
+    ASSERT_TRUE(odd);
+    ASSERT_EQ(odd->count(), 2u);
+    EXPECT_TRUE(near(odd->coordinateAtIndex(0), {0, 21474.83647}, 1e-9));
+    EXPECT_TRUE(near(odd->coordinateAtIndex(1), {-21474.83648, 0}, 1e-9));
+}
+
+TEST(EncodedPathTest, RandomPathsRoundTripAndRandomBytesNeverBreakTheReader) {
+    std::mt19937_64 rng(42);
+    std::uniform_real_distribution<double> lat(-90, 90), lng(-180, 180);
+    for (int round = 0; round < 200; ++round) {
+        GMSMutablePath p;
+        const int n = int(rng() % 50);
+        for (int i = 0; i < n; ++i)
+            p.addLatitude(lat(rng), lng(rng));
+        const std::string text = p.encodedPath();
+        auto back = GMSPath::pathFromEncodedPath(text);
+        ASSERT_TRUE(back);
+        ASSERT_EQ(back->count(), p.count());
+        for (std::size_t i = 0; i < p.count(); ++i)
+            EXPECT_TRUE(near(back->coordinateAtIndex(i), p.coordinateAtIndex(i), 0.5e-5 + 1e-9));
+        EXPECT_EQ(back->encodedPath(), text);
+    }
+
+    // Random text against an independent reading of the framing: a text that
+    // ends inside a value or holds a latitude without its longitude is absent.
+    for (int round = 0; round < 20000; ++round) {
+        std::string s(rng() % 40, '\0');
+        const bool printable = round % 2 == 0;
+        for (char& c : s)
+            c = printable ? char(63 + rng() % 64) : char(rng() % 256);
+        auto p = GMSPath::pathFromEncodedPath(s);
+        const auto pairs = expectedPairs(s);
+        ASSERT_EQ(bool(p), bool(pairs)) << s;
+        if (p) {
+            ASSERT_EQ(p->count(), *pairs);
+            for (const auto& c : p->coordinates())
+                ASSERT_TRUE(std::isfinite(c.latitude) && std::isfinite(c.longitude));
+        }
+    }
+}
+
+TEST(GMSMapPointTest, ProjectionInverseInterpolationDistanceAndFixedPointWorld) {
+    EXPECT_TRUE(GMSProject({0, 0}).x == 0.0 && std::abs(GMSProject({0, 0}).y) < 1e-16);
+    EXPECT_DOUBLE_EQ(GMSProject({0, 180}).x, 1.0);
+    EXPECT_DOUBLE_EQ(GMSProject({0, -90}).x, -0.5);
+    EXPECT_NEAR(GMSProject({85.0511287798066, 0}).y, 1.0, 1e-12); // the square's top edge
+    EXPECT_LT(GMSProject({-45, 0}).y, 0.0);
+    for (double lat = -85; lat <= 85; lat += 8.5)
+        EXPECT_TRUE(near(GMSUnproject(GMSProject({lat, lat * 2})), {lat, lat * 2}, 1e-12));
+    // Interpolation takes the shorter way, not through longitude 0.
+    EXPECT_NEAR(GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.5).x, 1.0, 1e-12);
+    EXPECT_NEAR(GMSMapPointInterpolate(GMSProject({0, 170}), GMSProject({0, -170}), 0.75).x * 180, -175, 1e-9);
+    const auto plain = GMSMapPointInterpolate({0.2, 0.1}, {0.4, -0.3}, 0.5);
+    EXPECT_TRUE(near(QPointF(plain.x, plain.y), QPointF(0.3, -0.1), 1e-15));
+    EXPECT_NEAR(GMSMapPointDistance({0.9, 0}, {-0.9, 0}), 0.2, 1e-15);
+    EXPECT_NEAR(GMSMapPointDistance({0.3, 0.1}, {-0.1, 0.4}), 0.5, 1e-15);
+
+    // The fixed-point world: rounding, saturation and the round trip.
+    EXPECT_EQ(Point2D::fromCoordinate({0, 180}), (Point2D{536870912, 0}));
+    EXPECT_EQ(Point2D::fromCoordinate({0, -180}), (Point2D{-536870912, 0}));
+    EXPECT_EQ(Point2D::fromCoordinate({0, 90}).x, 268435456);
+    EXPECT_EQ(Point2D::fromCoordinate(kCLLocationCoordinate2DInvalid), (Point2D{0, 0}));
+    // y as ln(tan(lat/2 + pi/4)) x 2^29/pi.
+    const double lat = 52.2297 * kGMSDegreesToRadians;
+    EXPECT_EQ(Point2D::fromCoordinate({52.2297, 21.0122}).y,
+              std::int32_t(std::round(std::log(std::tan(lat / 2 + kGMSQuarterPi)) * 170891318.8941079)));
+    // Poles saturate; NaN and beyond-pole latitudes give INT32_MIN.
+    constexpr auto kMin = std::numeric_limits<std::int32_t>::min(), kMax = std::numeric_limits<std::int32_t>::max();
+    for (auto [c, want] : {std::pair{CLLocationCoordinate2D{90, 0}, Point2D{0, kMax}}, {{-90, 0}, {0, kMin}},
+                           {{100, 0}, {0, kMin}}, {{0, std::nan("")}, {kMin, 0}}, {{0, 1e12}, {kMax, 0}}})
+        EXPECT_EQ(Point2D::fromCoordinate(c), want) << c.latitude << "," << c.longitude;
+
+    using gmscore::model::roundToWorldUnit;
+    // Halves away from zero; out of range saturates.
+    for (auto [in, out] : {std::pair{0.5, 1}, {-0.5, -1}, {2.5, 3}, {-2.5, -3}, {2.4999, 2}, {2147483647.4, kMax},
+                           {-2147483648.4, kMin}, {-1e300, kMin}, {std::numeric_limits<double>::infinity(), kMax}})
+        EXPECT_EQ(roundToWorldUnit(in), out) << in;
+
+    for (double lat = -80; lat <= 80; lat += 7.3) {
+        const CLLocationCoordinate2D c{lat, lat * 2.1};
+        EXPECT_TRUE(near(Point2D::fromCoordinate(c).toCoordinate(), c, 1e-6));
+        const auto mp = Point2D::fromCoordinate(c).toMapPoint();
+        EXPECT_TRUE(near(QPointF(mp.x, mp.y), QPointF(GMSProject(c).x, GMSProject(c).y), 1e-8));
+    }
 }

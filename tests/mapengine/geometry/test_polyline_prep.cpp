@@ -26,15 +26,11 @@ std::size_t total(const std::vector<std::size_t>& v) { return std::accumulate(v.
 
 } // namespace
 
-TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTable) {
+TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTableAndPolesAndAntipodesAreSpecial) {
     // 1.99 degrees is 0.0347 rad, under the first step of 0.0349; no tolerance, no subdivision.
     for (auto [lng, tolerance] : {std::pair{1.0, 100.0}, {1.99, 100.0}, {50.0, 0.0}, {50.0, -1.0}})
         EXPECT_TRUE(subdivide({0, 0}, {0, lng}, tolerance).empty()) << lng << " " << tolerance;
-    const auto eq = subdivide({0, 0}, {0, 10});
-    ASSERT_EQ(eq.size(), 5u);
-    for (std::size_t i = 0; i < eq.size(); ++i)
-        EXPECT_TRUE(near(eq[i], {0, 0.0349 * double(i + 1) / kGMSDegreesToRadians}, 1e-10));
-    // Up a meridian the steps shrink band by band.
+    // Up a meridian the steps shrink band by band (the coarse case below counts them along the equator).
     const CLLocationCoordinate2D start{0, 30};
     const auto up = subdivide(start, {89, 30});
     ASSERT_GT(up.size(), 40u);
@@ -49,9 +45,7 @@ TEST(GeodesicSubdivisionTest, StepsFollowTheLatitudeTable) {
     const auto coarse = subdivide({0, 0}, {0, 10}, 400);
     ASSERT_EQ(coarse.size(), 2u);
     EXPECT_NEAR(coarse[0].longitude * kGMSDegreesToRadians, 0.0698, 1e-12);
-}
 
-TEST(GeodesicSubdivisionTest, PolesAndAntipodes) {
     // From a pole one point, at 0.98888 of the pole's latitude, on the far meridian.
     EXPECT_EQ(subdivide({90, 0}, {0, 10}), (std::vector<CLLocationCoordinate2D>{{90 * 0.9888888888888889, 10}}));
     auto poleToPole = subdivide({90, 0}, {-90, 50});
@@ -68,7 +62,7 @@ TEST(GeodesicSubdivisionTest, PolesAndAntipodes) {
         EXPECT_TRUE(std::fabs(p.latitude) < 1e-9 && p.longitude > 0) << p.latitude << "," << p.longitude;
 }
 
-TEST(SpanSegmentsTest, SpansShareTheSegments) {
+TEST(SpanSegmentsTest, SpansShareTheSegmentsAndPlainLinesAreConvertedAsTheyStand) {
     EXPECT_EQ(GMSSpanSegmentsForPath(nullptr, 5), std::vector<double>{4});
     using V = std::vector<double>;
     const struct {
@@ -82,9 +76,8 @@ TEST(SpanSegmentsTest, SpansShareTheSegments) {
                  {{std::nan(""), 1e-11, -3, 0.5}, 3, {0, 0, 0, 2}}};
     for (const auto& c : cases)
         EXPECT_EQ(GMSSpanSegmentsForPath(&c.spans, c.count), c.expected) << c.spans.size();
-}
 
-TEST(PolylinePrepTest, PlainLinesAreConvertedAsTheyStand) {
+    // Plain lines are converted as they stand.
     EXPECT_TRUE(GMSPrepareVertices(GMSPath(), true).empty());
     EXPECT_TRUE(GMSPrepareVertices(GMSPath{{1, 1}}, false).spanVertexCounts.empty());
     const GMSPath p{{0, 0}, {10, 10}, {-5, 20}};
@@ -98,7 +91,6 @@ TEST(PolylinePrepTest, PlainLinesAreConvertedAsTheyStand) {
     const std::vector<GMSStyleSpan> spans{GMSStyleSpan::spanWithColor({1, 0, 0, 1}, 1.5),
                                           GMSStyleSpan::spanWithStyle(GMSStrokeStyle::gradientFromColor({0, 0, 1, 1}, {0, 1, 0, 1}))};
     EXPECT_EQ(GMSPreparePolylineVertices(q, false, &spans).spanVertexCounts, (std::vector<std::size_t>{3, 1}));
-    EXPECT_TRUE(spans[1].style().isGradient() && spans[1].segments() == 1.0);
     EXPECT_EQ(GMSPreparePolylineVertices(q, false, nullptr).spanVertexCounts, std::vector<std::size_t>{3});
 }
 
@@ -106,8 +98,7 @@ TEST(PolylinePrepTest, SpansSplitSegments) {
     const GMSPath p{{0, 0}, {0, 1}, {0, 2}};
     const auto at = [&](std::vector<double> spans) { return GMSPrepareVertices(p, false, &spans); };
     const auto v = at({0.5, 1.5});
-    ASSERT_EQ(v.coordinates.size(), 4u);
-    EXPECT_EQ(v.coordinates[1], (CLLocationCoordinate2D{0, 0.5}));
+    EXPECT_EQ(v.coordinates, (std::vector<CLLocationCoordinate2D>{{0, 0}, {0, 0.5}, {0, 1}, {0, 2}}));
     EXPECT_EQ(v.spanVertexCounts, (std::vector<std::size_t>{2, 2}));
     EXPECT_EQ(v.spanVertexRanges(), (std::vector<std::pair<std::size_t, std::size_t>>{{0, 1}, {1, 3}}));
 
@@ -129,7 +120,6 @@ TEST(PolylinePrepTest, SpanBordersFollowTheLineKind) {
     const std::vector<double> half{0.5, 0.5};
     const auto geo = GMSPrepareVertices(p, true, &half);
     // The border vertex lies on the great circle, then each half is subdivided.
-    EXPECT_EQ(total(geo.spanVertexCounts), geo.points.size());
     EXPECT_GT(geo.points.size(), 10u);
     const auto border = GMSGeometryInterpolate(p.coordinateAtIndex(0), p.coordinateAtIndex(1), 0.5);
     EXPECT_EQ(geo.coordinates[geo.spanVertexRange(0).second], border);

@@ -1,5 +1,4 @@
 #include "ConnectionTestSupport.h"
-#include "FakeDashServer.h"
 #include "testsupport.h"
 
 #include <zlib.h>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 using namespace zenloft::wire;
+using namespace std::string_literals;
 using zltest::FakeDashServer;
 using zltest::Outcome;
 using zltest::tileRequest;
@@ -33,48 +33,38 @@ std::string gzip(const std::string& raw)
     return out;
 }
 
-std::unique_ptr<GMSDASHConnection> connect(const FakeDashServer& server)
-{
-    GMSDASHClientDescription d;
-    d.apiKey = "KEY";
-    return zltest::connection(server.url(), d, std::make_shared<GMSDASHClientState>(nullptr));
-}
-
-// One tile request per outcome, numbered by its place; sent on `conn` if given.
-std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requestsFor(std::vector<Outcome>& outcomes,
-                                                                    GMSDASHConnection* conn = nullptr)
-{
-    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
-    for (std::size_t i = 0; i < outcomes.size(); ++i) {
-        requests.push_back(tileRequest(outcomes[i], static_cast<int>(i)));
-        if (conn)
-            conn->sendRequest(requests.back());
+// Tile requests numbered by their place, each reporting into its outcome;
+// sent on `conn` if given.
+struct Batch {
+    explicit Batch(std::size_t n, GMSDASHConnection* conn = nullptr) : outcomes(n)
+    {
+        for (std::size_t i = 0; i < n; ++i) {
+            requests.push_back(tileRequest(outcomes[i], static_cast<int>(i)));
+            if (conn)
+                conn->sendRequest(requests.back());
+        }
     }
-    return requests;
-}
+    // Waits until every request ended, then tells each one's outcome: "ok" (its
+    // own message came back) or "domain:code"; " xN" when it ended N != 1 times.
+    std::vector<std::string> ends(int timeoutMs = 5000) const
+    {
+        EXPECT_TRUE(zltest::waitFor(
+            [&] { return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; }); },
+            timeoutMs));
+        std::vector<std::string> out;
+        for (std::size_t i = 0; i < outcomes.size(); ++i) {
+            const Outcome& o = outcomes[i];
+            const std::string s = o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code)
+                : o.payload == requests[i]->message().SerializeAsString() ? "ok"
+                                                                           : "wrong payload";
+            out.push_back(o.done == 1 ? s : s + " x" + std::to_string(o.done));
+        }
+        return out;
+    }
 
-bool allDone(const std::vector<Outcome>& outcomes)
-{
-    return std::all_of(outcomes.begin(), outcomes.end(), [](const Outcome& o) { return o.done >= 1; });
-}
-
-// "ok" (the request's own message came back) or "domain:code"; " xN" when it
-// ended N != 1 times.
-std::string outcomeOf(const Outcome& o, const std::shared_ptr<GMSDASHProtobufferRequest>& request)
-{
-    std::string s = o.error ? o.error->domain.toStdString() + ":" + std::to_string(o.error->code)
-                            : (o.payload == request->message().SerializeAsString() ? "ok" : "wrong payload");
-    return o.done == 1 ? s : s + " x" + std::to_string(o.done);
-}
-
-std::vector<std::string> outcomesOf(const std::vector<Outcome>& outcomes,
-                                    const std::vector<std::shared_ptr<GMSDASHProtobufferRequest>>& requests)
-{
-    std::vector<std::string> out;
-    for (std::size_t i = 0; i < outcomes.size(); ++i)
-        out.push_back(outcomeOf(outcomes[i], requests[i]));
-    return out;
-}
+    std::vector<Outcome> outcomes;
+    std::vector<std::shared_ptr<GMSDASHProtobufferRequest>> requests;
+};
 
 }  // namespace
 
@@ -83,54 +73,49 @@ std::vector<std::string> outcomesOf(const std::vector<Outcome>& outcomes,
 TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads)
 {
     FakeDashServer server;
-    auto conn = connect(server);
-    std::vector<Outcome> outcomes(120);
-    const auto requests = requestsFor(outcomes, conn.get());
+    auto conn = zltest::connection(server.url());
+    Batch first(120, conn.get());
     EXPECT_EQ(conn->pendingRequestCount(), 120);
     EXPECT_EQ(server.postCount(), 0);
     QSignalSpy starting(conn.get(), &GMSDASHConnection::DASHConnectionStartingSendNotification);
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
-    EXPECT_EQ(outcomesOf(outcomes, requests), std::vector<std::string>(120, "ok"));
+    EXPECT_EQ(first.ends(), std::vector<std::string>(120, "ok"));
     ASSERT_EQ(starting.count(), 3);
     EXPECT_TRUE(starting.at(0).at(0).toMap().contains("groupID"));
-    int asking = 0;
-    std::vector<int> tilesPerBody;
+    std::vector<std::string> bodies;  // tiles per body, "cookie" where it asks for one
     for (const auto& body : server.bodies()) {
         DashInput in(body, true);
         readRequestHeader(in);
         int tiles = 0;
+        std::string asks;
         while (!in.atEnd()) {
             const auto id = in.readUInt16();
-            if (id != kDashUserCookieRequest)
+            if (id == kDashUserCookieRequest)
+                asks = "cookie ";
+            else
                 in.readLengthPrefixed();
             tiles += id == kDashMapTileRequest;
-            asking += id == kDashUserCookieRequest;
         }
-        tilesPerBody.push_back(tiles);
+        bodies.push_back(asks + std::to_string(tiles));
     }
-    std::sort(tilesPerBody.begin(), tilesPerBody.end());  // the last two bodies may arrive in either order
-    EXPECT_EQ(tilesPerBody, (std::vector<int>{20, 50, 50}));
-    EXPECT_EQ(asking, 1);
+    std::sort(bodies.begin(), bodies.end());  // the last two may arrive in either order
+    EXPECT_EQ(bodies, (std::vector<std::string>{"20", "50", "cookie 50"}));
     // The cookie and cohort came back and are kept.
     EXPECT_EQ(std::tuple(conn->clientState()->userCookie(), conn->clientState()->snapshot().cohort,
                          conn->outgoingCount() > 0, conn->incomingCount() > 0),
               std::tuple(77u, "test-cohort", true, true));
 
     // Once sending, many threads send at once and each request ends once.
-    std::vector<Outcome> more(200);
-    const auto moreRequests = requestsFor(more);
+    Batch more(200);
     std::vector<std::thread> senders;
-    for (int t = 0; t < 4; ++t) {
+    for (int t = 0; t < 4; ++t)
         senders.emplace_back([&, t] {
             for (int i = t; i < 200; i += 4)
-                conn->sendRequest(moreRequests[static_cast<std::size_t>(i)]);
+                conn->sendRequest(more.requests[static_cast<std::size_t>(i)]);
         });
-    }
     for (auto& s : senders)
         s.join();
-    ASSERT_TRUE(zltest::waitFor([&] { return allDone(more); }));
-    EXPECT_EQ(outcomesOf(more, moreRequests), std::vector<std::string>(200, "ok"));
+    EXPECT_EQ(more.ends(), std::vector<std::string>(200, "ok"));
     EXPECT_EQ(conn->pendingRequestCount(), 0);
     EXPECT_TRUE(zltest::waitFor([&] { return conn->numInProgressConnections() == 0; }));
 }
@@ -139,58 +124,45 @@ TEST(Transport, SuspendedUntilResumedThenSentInBatchesOfFiftyThenFromManyThreads
 // failure, garbage, a wrong content type, a gzip body, a spoilt message.
 TEST(Transport, EachAnswerKindEndsEachRequestOnce)
 {
+    const auto same = [](std::string answer) { return answer; };
     const auto spoilFirstTile = [](std::string answer) {
         // The first tile answer's message bytes (its length kept).
         answer[answer.find(std::string("\x00\x6c", 2)) + 2 + 4] = '\xff';
         return answer;
     };
+    const std::string fail100 = "GMSDASHConnectionErrorDomain:100";
     const struct {
         const char* what;
-        FakeDashServer::Handler handler;
-        std::vector<std::string> outcomes;  // "ok" or "domain:code"
+        int status;
+        const char* contentType;
+        std::function<std::string(std::string)> answer;  // made from the echo answer
+        std::vector<std::string> outcomes;               // "ok" or "domain:code"
     } cases[] = {
-        {"503",
-         [](const httplib::Request&, httplib::Response& res) {
-             res.status = 503;
-             res.set_content("busy", "text/plain");
-         },
+        {"503", 503, "text/plain", [](std::string) { return "busy"; },
          {"GMSDASHHTTPErrorDomain:503", "GMSDASHHTTPErrorDomain:503"}},
-        {"garbage",
-         [](const httplib::Request&, httplib::Response& res) {
-             res.set_content(std::string("\x00\x18garbage-garbage", 17), "application/binary");
-         },
-         {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
-        {"wrong type",
-         [](const httplib::Request& req, httplib::Response& res) {
-             res.set_content(FakeDashServer::echoAnswer(req.body), "text/html");
-         },
-         {"GMSDASHConnectionErrorDomain:100", "GMSDASHConnectionErrorDomain:100"}},
-        {"gzip",
-         [](const httplib::Request& req, httplib::Response& res) {
-             EXPECT_EQ(req.get_header_value("Accept-Encoding"), "gzip");
-             EXPECT_EQ(req.get_header_value("Content-Type"), "application/binary");
-             EXPECT_NE(req.get_header_value("User-Agent").find("(gzip)"), std::string::npos);
-             res.set_header("Content-Encoding", "gzip");
-             res.set_content(gzip(FakeDashServer::echoAnswer(req.body)), "application/binary");
-         },
-         {"ok", "ok"}},
-        {"spoilt message",
-         [&](const httplib::Request& req, httplib::Response& res) {
-             res.set_content(spoilFirstTile(FakeDashServer::echoAnswer(req.body)), "application/binary");
-         },
-         {"GMSDASHConnectionErrorDomain:101", "ok"}},
+        {"garbage", 200, "application/binary", [](std::string) { return "\x00\x18garbage-garbage"s; },
+         {fail100, fail100}},
+        {"wrong type", 200, "text/html", same, {fail100, fail100}},
+        {"gzip", 200, "application/binary", gzip, {"ok", "ok"}},
+        {"spoilt message", 200, "application/binary", spoilFirstTile, {"GMSDASHConnectionErrorDomain:101", "ok"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        FakeDashServer server(c.handler);
-        auto conn = connect(server);
-        std::vector<Outcome> outcomes(2);
-        const auto requests = requestsFor(outcomes, conn.get());
+        FakeDashServer server([&c](const httplib::Request& req, httplib::Response& res) {
+            EXPECT_EQ(req.get_header_value("Accept-Encoding"), "gzip");
+            EXPECT_EQ(req.get_header_value("Content-Type"), "application/binary");
+            EXPECT_NE(req.get_header_value("User-Agent").find("(gzip)"), std::string::npos);
+            res.status = c.status;
+            if (std::string(c.what) == "gzip")
+                res.set_header("Content-Encoding", "gzip");
+            res.set_content(c.answer(FakeDashServer::echoAnswer(req.body)), c.contentType);
+        });
+        auto conn = zltest::connection(server.url());
+        Batch batch(2, conn.get());
         conn->resumeSending();
-        ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }));
-        EXPECT_EQ(outcomesOf(outcomes, requests), c.outcomes);
-        if (outcomes[0].error && outcomes[0].error->code == 503) {
-            EXPECT_EQ(outcomes[0].error->data, QByteArray("busy"));
+        EXPECT_EQ(batch.ends(), c.outcomes);
+        if (batch.outcomes[0].error && batch.outcomes[0].error->code == 503) {
+            EXPECT_EQ(batch.outcomes[0].error->data, QByteArray("busy"));
         }
     }
 }
@@ -210,25 +182,88 @@ TEST(Transport, StalledAnswerTimesOutAfterEarlyRequestsFinishedAndClosingEndsItO
             return false;
         });
     });
-    auto conn = connect(server);
+    auto conn = zltest::connection(server.url());
     conn->setBaseTimeout(0.5);
-    std::vector<Outcome> outcomes(2);
-    const auto requests = requestsFor(outcomes, conn.get());
+    Batch batch(2, conn.get());
     conn->resumeSending();
-    ASSERT_TRUE(zltest::waitFor([&] { return allDone(outcomes); }, 10000));
     const std::string urlError = kGMSDASHURLErrorDomain.toStdString() + ":";
-    EXPECT_EQ(outcomesOf(outcomes, requests), (std::vector<std::string>{"ok", urlError + "-1001"}));
+    EXPECT_EQ(batch.ends(10000), (std::vector<std::string>{"ok", urlError + "-1001"}));
 
     // Closing the connection ends a request still in flight, once.
-    Outcome c;
-    const auto inFlight = tileRequest(c);
+    Batch inFlight(1);
     const int posts = server.postCount();
     {
-        auto closing = connect(server);
+        auto closing = zltest::connection(server.url());
         closing->resumeSending();
-        closing->sendRequest(inFlight);
+        closing->sendRequest(inFlight.requests[0]);
         ASSERT_TRUE(zltest::waitFor([&] { return server.postCount() == posts + 1; }));
     }
-    EXPECT_EQ(outcomeOf(c, inFlight), urlError + std::to_string(kGMSDASHURLErrorCancelled));
+    EXPECT_EQ(inFlight.ends(), std::vector<std::string>{urlError + std::to_string(kGMSDASHURLErrorCancelled)});
     server.release();
+}
+
+TEST(ProtobufferRetry, RetryableErrors)
+{
+    const std::tuple<QString, int, bool> cases[] = {
+        {kGMSDASHHTTPErrorDomain, 408, true},  {kGMSDASHHTTPErrorDomain, 502, true},
+        {kGMSDASHHTTPErrorDomain, 503, true},  {kGMSDASHHTTPErrorDomain, 504, true},
+        {kGMSDASHHTTPErrorDomain, 400, false}, {kGMSDASHHTTPErrorDomain, 403, false},
+        {kGMSDASHHTTPErrorDomain, 404, false}, {kGMSDASHHTTPErrorDomain, 500, false},
+        {kGMSDASHURLErrorDomain, -1001, true}, {kGMSDASHURLErrorDomain, -1005, true},
+        {kGMSDASHURLErrorDomain, -1004, false}, {kGenericServerErrorDomain, 503, false},
+    };
+    for (const auto& [domain, code, retryable] : cases)
+        EXPECT_EQ(GMSDASHProtobufferRequest::isRetryableError({domain, code, {}, {}, {}}), retryable) << code;
+    EXPECT_FALSE(GMSDASHProtobufferRequest::isRetryableError(GMSDASHError::brokenFrame("x")));
+}
+
+TEST(ProtobufferRetry, WaitsOneAndAHalfThenThreeThenGivesUpUnlessTheBlockSaysNo)
+{
+    FakeDashServer server([](const httplib::Request&, httplib::Response& res) { res.status = 503; });
+    const auto conn = zltest::connection(server.url());
+    conn->resumeSending();
+    Outcome o;
+    auto r = tileRequest(o);
+    r->setRetryEnabled(true);
+    r->setStartingRetryInterval(1.5);
+    std::vector<double> waits;
+    r->setRetryScheduler([&](double seconds, QObject*, std::function<void()> resend) {
+        waits.push_back(seconds);
+        resend();  // no real waiting in the test
+    });
+    conn->sendRequest(r);
+    ASSERT_TRUE(zltest::waitFor([&] { return o.done > 0; }));
+    ASSERT_TRUE(o.error);
+    // Twice, each wait twice the last.
+    EXPECT_EQ(std::tuple(waits, o.done.load(), server.postCount(), r->retryCount(), o.error->code),
+              std::tuple(std::vector<double>{1.5, 3.0}, 1, 3, 2, 503));
+
+    // Off by default, with a first wait between one and two seconds.
+    for (int i = 0; i < 50; ++i) {
+        r = tileRequest(o);
+        EXPECT_TRUE(!r->retryEnabled() && r->nextRetryInterval() == 0.0 && r->startingRetryInterval() >= 1.0
+                    && r->startingRetryInterval() <= 2.0)
+            << r->startingRetryInterval();
+    }
+    // The retry block decides, told whether the error was retryable.
+    o.done = 0;
+    r->setRetryEnabled(true);
+    r->setStartingRetryInterval(1.0);
+    std::optional<bool> sawRetryable;
+    r->setRetryBlock([&](const GMSDASHError&, bool retryable) {
+        sawRetryable = retryable;
+        return false;
+    });
+    r->asyncRequestFailed(GMSDASHError::brokenFrame("x"), nullptr);
+    EXPECT_EQ(std::tuple(sawRetryable, o.done.load(), r->retryCount()), std::tuple(std::optional<bool>(false), 1, 0));
+
+    // A handler whose context is gone: no retry interval at all.
+    auto q = tileRequest(o);
+    q->setRetryEnabled(true);
+    {
+        QObject context;
+        q->setHandler(&context, [](GMSDASHProtobufferRequest::Response, std::optional<GMSDASHError>) {});
+        EXPECT_GT(q->nextRetryInterval(), 0.0);
+    }
+    EXPECT_EQ(q->nextRetryInterval(), 0.0);
 }

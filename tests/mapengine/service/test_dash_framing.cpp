@@ -14,16 +14,9 @@
 #include <random>
 
 using namespace zenloft::wire;
+using namespace std::literals;
 
 namespace {
-std::string bytes(std::initializer_list<int> b)
-{
-    std::string s;
-    for (int v : b)
-        s.push_back(static_cast<char>(v));
-    return s;
-}
-
 std::string hex(const std::string& s)
 {
     return QByteArray::fromStdString(s).toHex(' ').toUpper().toStdString();
@@ -61,17 +54,11 @@ TEST(DashFraming, IntegersAreBigEndianAndBlocksCarryTheirLength)
 
 TEST(DashFraming, HeaderByteForByteOrNotAtAllAndFieldNumbersAreTheProtocols)
 {
-    DashRequestHeader h;
-    h.userCookie = 0x1122334455667788ULL;
-    h.language = u"pl";
-    h.platform = u"ios:linux";
-    h.softwareVersion = u"0.1";
+    DashRequestHeader h{kDashProtocolVersion, 0x1122334455667788ULL, u"pl", u"ios:linux", u"0.1"};
     DashOutput out;
     writeRequestHeader(out, h);
-    const std::string expected = bytes({0x00, 0x18, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88})
-        + bytes({0, 2}) + "pl" + bytes({0, 9}) + "ios:linux" + bytes({0, 3}) + "0.1"
-        + bytes({0, 12}) + "iOS-AppStore";
-    EXPECT_EQ(out.bytes(), expected);
+    EXPECT_EQ(out.bytes(), "\x00\x18\x11\x22\x33\x44\x55\x66\x77\x88\x00\x02pl\x00\x09ios:linux\x00\x03"
+                           "0.1\x00\x0CiOS-AppStore"s);
     DashInput in(out.bytes(), true);
     EXPECT_EQ(readRequestHeader(in), h);
     EXPECT_TRUE(in.atEnd());
@@ -93,10 +80,10 @@ TEST(DashFraming, HeaderByteForByteOrNotAtAllAndFieldNumbersAreTheProtocols)
     // repeated int32 unpacked is tag B8 01.
     GMSx_GMMClientPropertiesRequestProto p;
     p.add_experiment_id_array(5);
-    EXPECT_EQ(p.SerializeAsString(), bytes({0xB8, 0x01, 0x05}));
+    EXPECT_EQ(p.SerializeAsString(), "\xB8\x01\x05");
     p.Clear();
     p.mutable_ios_api_app_fingerprint();
-    EXPECT_EQ(p.SerializeAsString(), bytes({0xDA, 0x02, 0x00}));
+    EXPECT_EQ(p.SerializeAsString(), "\xDA\x02\x00"s);
 
     GMSx_GMMMapTileProto t;
     t.set_tile_type(TILE_TYPE_SATELLITE);
@@ -104,30 +91,26 @@ TEST(DashFraming, HeaderByteForByteOrNotAtAllAndFieldNumbersAreTheProtocols)
     t.set_tile_index_y(4);
     t.set_zoom_level(5);
     t.mutable_version_id()->set_supports_tile_hash(true);
-    EXPECT_EQ(t.SerializeAsString(),
-              bytes({0x08, 1, 0x10, 3, 0x18, 4, 0x20, 5, 0xA2, 0x02, 0x02, 0x08, 0x01}));
+    EXPECT_EQ(t.SerializeAsString(), "\x08\x01\x10\x03\x18\x04\x20\x05\xA2\x02\x02\x08\x01");
 }
 
 TEST(DashFraming, OpenInputAsksForMoreAndCompleteInputFails)
 {
-    const std::string two = bytes({0, 24});
-    DashInput open(std::string_view(two).substr(0, 1), false);
+    DashInput open("\x00"sv, false);
     EXPECT_THROW(open.readUInt16(), DashNeedMoreData);
     EXPECT_EQ(open.position(), 0u);
-
-    DashInput closed(std::string_view(two).substr(0, 1), true);
+    DashInput closed("\x00"sv, true);
     EXPECT_THROW(closed.readUInt16(), DashFramingError);
 
     // A string whose count runs past the data rewinds to its start while open.
-    const std::string s = bytes({0, 5, 'a', 'b'});
-    DashInput part(s, false);
+    DashInput part("\x00\x05\x61\x62"sv, false);  // count 5, then "ab"
     EXPECT_THROW(part.readString(), DashNeedMoreData);
     EXPECT_EQ(part.position(), 0u);
-    DashInput lp(bytes({0, 0, 0, 9, 1}), false);
+    DashInput lp("\x00\x00\x00\x09\x01"sv, false);
     EXPECT_THROW(lp.readLengthPrefixed(), DashNeedMoreData);
     EXPECT_EQ(lp.position(), 0u);
     // A whole string that isn't modified UTF-8 is a framing error.
-    DashInput bad(bytes({0, 1, 0xC3}), true);
+    DashInput bad("\x00\x01\xC3"sv, true);
     EXPECT_THROW(bad.readString(), DashFramingError);
 
     // How a reader steps over each request's body.

@@ -2,7 +2,6 @@
 #include "WorldMagneticModel.h"
 #include "testsupport.h"
 
-#include <QFile>
 #include <QTimeZone>
 
 #include <gtest/gtest.h>
@@ -20,10 +19,9 @@ const WorldMagneticModel& wmm() {
 
 }  // namespace
 
-TEST(WorldMagneticModel, MatchesEveryReferenceRowAndTheFieldIsEarthLike) {
-    QFile file(zltest::sourcePath(QStringLiteral("tests/data/wmm2025-reference.csv")));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << qPrintable(file.fileName());
-    const QList<QByteArray> lines = file.readAll().trimmed().split('\n');
+TEST(WorldMagneticModel, MatchesEveryReferenceRow) {
+    const QList<QByteArray> lines =
+        zltest::readFile(zltest::sourcePath(QStringLiteral("tests/data/wmm2025-reference.csv"))).trimmed().split('\n');
     ASSERT_EQ(lines.size(), 11);  // a header and ten rows
     for (const QByteArray& line : lines.mid(1)) {
         const QList<QByteArray> f = line.trimmed().split(',');  // year, latitude, longitude, height km, declination
@@ -33,13 +31,6 @@ TEST(WorldMagneticModel, MatchesEveryReferenceRowAndTheFieldIsEarthLike) {
         EXPECT_NEAR(field.declination, f[4].toDouble(), 0.01 + 0.005) << line.constData();
         EXPECT_FALSE(field.outsideValidity);
     }
-
-    // Warsaw: total intensity near 50 000 nT, steep downward inclination.
-    const auto f = wmm().field(52.2297, 21.0122, 0.0, 2025.0);
-    EXPECT_NEAR(std::sqrt(f.north * f.north + f.east * f.east + f.down * f.down), 50000.0, 2000.0);
-    EXPECT_NEAR(f.inclination, 68.5, 3.5);
-    // Southern hemisphere: the field points up.
-    EXPECT_LT(wmm().field(-33.8688, 151.2093, 0.0, 2027.0).inclination, 0.0);
 }
 
 TEST(WorldMagneticModel, DatesOutsideTheModelAreExtrapolatedAndFlaggedPolesStayFiniteAndDecimalYearsCountDays) {
@@ -72,9 +63,7 @@ TEST(WorldMagneticModel, DatesOutsideTheModelAreExtrapolatedAndFlaggedPolesStayF
 }
 
 TEST(WorldMagneticModelParse, SurvivesRandomAndTruncatedInputAndRejectsFilesThatAreNotModels) {
-    QFile file(zltest::sourcePath(QStringLiteral("resources/wmm/WMM2025.COF")));
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray cof = file.readAll();
+    const QByteArray cof = zltest::readFile(zltest::sourcePath(QStringLiteral("resources/wmm/WMM2025.COF")));
     ASSERT_TRUE(WorldMagneticModel::parse(cof));
     // A file cut anywhere before its end marker is refused.
     const qsizetype end = cof.indexOf("\n9999");
@@ -101,8 +90,9 @@ TEST(WorldMagneticModelParse, SurvivesRandomAndTruncatedInputAndRejectsFilesThat
 TEST(TrueNorth, TrueHeadingIsMagneticPlusDeclinationWrapped) {
     const QDateTime t(QDate(2026, 3, 1), QTime(8, 0), Qt::UTC);
     auto h = makeHeading(350.0, 5.0, t, Declination{15.5, false});
-    EXPECT_EQ((std::array{h.magneticHeading, h.declination, h.headingAccuracy}), (std::array{350.0, 15.5, 5.0}));
-    EXPECT_EQ(std::tuple(h.isTrueHeading, h.timestamp, h.declinationOutsideModel), std::tuple(true, t, false));
+    EXPECT_EQ(std::tuple(h.magneticHeading, h.declination, h.headingAccuracy, h.isTrueHeading, h.timestamp,
+                         h.declinationOutsideModel),
+              std::tuple(350.0, 15.5, 5.0, true, t, false));
     EXPECT_TRUE(makeHeading(100.0, 1.0, t, Declination{2.0, true}).declinationOutsideModel);
     // magnetic, declination, true
     for (auto [magnetic, declination, expected] : {std::tuple{350.0, 15.5, 5.5}, {3.0, -12.47, 350.53}, {0.0, 0.0, 0.0},
@@ -114,8 +104,8 @@ TEST(TrueNorth, TrueHeadingIsMagneticPlusDeclinationWrapped) {
 
     // An unknown declination passes the heading through.
     h = makeHeading(123.25, -1.0, QDateTime(), std::nullopt);
-    EXPECT_FALSE(h.isTrueHeading);
-    EXPECT_EQ((std::array{h.trueHeading, h.magneticHeading, h.declination}), (std::array{123.25, 123.25, 0.0}));
+    EXPECT_EQ(std::tuple(h.isTrueHeading, h.trueHeading, h.magneticHeading, h.declination),
+              std::tuple(false, 123.25, 123.25, 0.0));
     // A fix off the globe has none. (The declination at a good fix is checked through the location manager.)
     CLLocation off;
     off.coordinate = {91.0, 0.0};

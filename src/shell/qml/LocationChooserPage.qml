@@ -4,7 +4,7 @@ import QtQuick.Layouts
 import Zenloft.Shell
 import Zenloft.Map
 
-// The manual position: long press on the map or search an address; the
+// A location chosen on the map: long press or search an address; the
 // segments switch between the device's position and the manual one.
 ScreenPage {
     id: page
@@ -60,6 +60,7 @@ ScreenPage {
                 id: segments
                 objectName: "picker"
                 anchors.fill: parent
+                enabled: page.vc ? page.vc.picker.enabled : true
                 currentIndex: page.vc ? page.vc.picker.selectedSegmentIndex : 0
                 Repeater {
                     model: page.vc ? page.vc.picker.titles : []
@@ -80,12 +81,12 @@ ScreenPage {
             visible: point.text.length > 0
             Label {
                 id: point
-                objectName: "pointLocationTXT"
+                objectName: "pointLabel"
                 anchors.verticalCenter: parent.verticalCenter
                 anchors.left: parent.left
                 anchors.leftMargin: 12
-                text: page.vc ? page.vc.pointLocationTXT.text : ""
-                color: page.vc ? page.vc.pointLocationTXT.textColor : "white"
+                text: page.vc ? page.vc.pointLabel.text : ""
+                color: page.vc ? page.vc.pointLabel.textColor : "white"
             }
         }
     }

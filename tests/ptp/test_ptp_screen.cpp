@@ -1,0 +1,151 @@
+// The point-to-point screen through its object: the bearing against an
+// independent geodesic library, the from point's choice, the texts, the
+// line, the long press and the read-out's colour.
+
+#include "GMSMapView.h"
+#include "PtpVC.h"
+#include "ptp_fixture.h"
+#include "screens/MapSupport.h"
+
+#include <GeographicLib/Geodesic.hpp>
+
+#include <QRandomGenerator>
+
+#include <cmath>
+
+using ptptest::ScreenTest;
+
+TEST(InitialBearing, AgreesWithGeographicLibOnASphereAndHoldsAtThePolesAndTheAntimeridian) {
+    const GeographicLib::Geodesic sphere(6371000.0, 0.0);
+    QRandomGenerator rng(20261125);
+    for (int i = 0; i < 5000; ++i) {
+        const double lat1 = rng.bounded(178.0) - 89.0, lon1 = rng.bounded(360.0) - 180.0;
+        const double lat2 = rng.bounded(178.0) - 89.0, lon2 = rng.bounded(360.0) - 180.0;
+        double s12, azi1, azi2;
+        const double arc = sphere.Inverse(lat1, lon1, lat2, lon2, s12, azi1, azi2);
+        if (arc < 1e-6 || arc > 179.0) continue;  // the bearing is ill-defined there
+        const double expected = std::fmod(azi1 + 360.0, 360.0);
+        const double got = PtpVC::initialBearing(lat1, lon1, lat2, lon2);
+        ASSERT_GE(got, 0.0);
+        ASSERT_LT(got, 360.0);
+        ASSERT_NEAR(std::remainder(got - expected, 360.0), 0.0, 1e-8) << lat1 << "," << lon1 << " " << lat2 << "," << lon2;
+    }
+    struct Case { double lat1, lon1, lat2, lon2, bearing; };
+    for (const Case c : {Case{0, 0, 90, 0, 0}, Case{0, 0, -90, 0, 180}, Case{90, 0, 0, 0, 180},
+                         Case{-90, 0, 0, 0, 0}, Case{0, 179, 0, -179, 90}, Case{0, -179, 0, 179, 270},
+                         Case{52, 21, 52, 21, 0}}) {
+        EXPECT_NEAR(PtpVC::initialBearing(c.lat1, c.lon1, c.lat2, c.lon2), c.bearing, 1e-9)
+            << c.lat1 << "," << c.lon1 << " -> " << c.lat2 << "," << c.lon2;
+    }
+}
+
+namespace {
+
+class PtpScreen : public ScreenTest {
+protected:
+    PtpVC* show() { return open<PtpVC>("ptpVC"); }
+    void setTarget(double lat, double lon, const QString& name = QString()) {
+        defaults().setDouble(lat, SettingsKey::toLatitude);
+        defaults().setDouble(lon, SettingsKey::toLongitude);
+        defaults().setObject(name, SettingsKey::toName);
+        defaults().setObject(QStringLiteral("the description"), SettingsKey::toDesc);
+    }
+    static bool green(PtpVC* vc, double heading) {
+        vc->didUpdateHeading(CLHeading{heading, heading, 1.0, {}, true, 0.0, false});
+        return vc->kompasTXT->textColor() == MapSupport::onBearingColor();
+    }
+};
+
+}  // namespace
+
+TEST_F(PtpScreen, TheFromPointIsManualUnlessItIsExactlyZeroThenTheFixThenNothing) {
+    struct Case {
+        const char* name;
+        bool manual;
+        double lat, lon;
+        bool fix;
+        QString fromText;  // empty: no from point
+    };
+    const Case cases[] = {
+        {"manual", true, 10.0, 20.0, true, "from: 10.000000, 20.000000"},
+        {"manual on the equator", true, 0.0, 20.0, true, "from: 0.000000, 20.000000"},
+        {"manual at (0, 0) falls back to the fix", true, 0.0, 0.0, true, "from: 50.000000, 19.000000"},
+        {"automatic", false, 10.0, 20.0, true, "from: 50.000000, 19.000000"},
+        {"neither", false, 10.0, 20.0, false, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        zltest::FakeScreenContext other;
+        NavigationController stack;
+        PtpScreens::registerScreens(stack, other.context);
+        auto* root = new ptptest::Root;
+        stack.setRootViewController(root, QUrl());
+        other.defaults.setBool(c.manual, SettingsKey::useGeocoder);
+        other.defaults.setDouble(c.lat, SettingsKey::latitude);
+        other.defaults.setDouble(c.lon, SettingsKey::longitude);
+        other.defaults.setDouble(51.0, SettingsKey::toLatitude);
+        other.defaults.setDouble(19.0, SettingsKey::toLongitude);
+        if (c.fix) other.backend->fix(50.0, 19.0);
+        ASSERT_TRUE(root->performSegueWithIdentifier("ptpVC"));
+        auto* vc = qobject_cast<PtpVC*>(stack.topViewController());
+        ASSERT_TRUE(vc);
+        EXPECT_EQ(vc->fromTXT->text(), c.fromText);
+        EXPECT_EQ(vc->userOnMap, !c.fromText.isEmpty());
+        EXPECT_EQ(vc->punktyLinii.count(), c.fromText.isEmpty() ? 1u : 2u);
+        if (c.fromText.isEmpty()) {
+            EXPECT_EQ(vc->azimuth, -360.0);
+            EXPECT_EQ(vc->pinUzytkownik->map(), nullptr);
+        } else {
+            EXPECT_EQ(vc->pinUzytkownik->map(), vc->mapView());
+            EXPECT_EQ(vc->mapView()->cameraZoom(), 18.0);
+        }
+    }
+}
+
+TEST_F(PtpScreen, TextsLineLongPressAndTheReadOutWithoutWrapAtNorth) {
+    // A first run: the target is (0, 0) with the plain title, and with no
+    // from point no bearing ever matches.
+    PtpVC* vc = show();
+    ASSERT_TRUE(vc);
+    EXPECT_EQ(vc->title(), "point to point");
+    EXPECT_EQ(vc->toTXT->text(), "to: 0.000000, 0.000000");
+    EXPECT_EQ(vc->pinCel->title(), "target location");
+    EXPECT_EQ(vc->azimuth, -360.0);
+    EXPECT_FALSE(green(vc, 0.0));
+
+    setTarget(52.1, 21.1, "Mast");
+    setManual(true, 52.0, 21.0);
+    defaults().setBool(true, SettingsKey::hideCompassIndicator);
+    vc = show();
+    EXPECT_EQ(vc->toTXT->text(), "to: 52.100000, 21.100000 / Mast") << "the description is never shown";
+    EXPECT_EQ(vc->pinCel->title(), "Mast");
+    EXPECT_EQ(std::tuple(vc->linia->strokeColor(), vc->linia->strokeWidth(), vc->linia->geodesic()),
+              std::tuple(QColor(255, 0, 0), 2.0f, true));
+    EXPECT_EQ(vc->linia->map(), vc->mapView());
+    EXPECT_EQ(vc->linia->path().coordinateAtIndex(0).latitude, 52.1) << "the target comes first";
+    EXPECT_EQ(vc->pinKompas->opacity(), 0.0f);
+    EXPECT_EQ(vc->azimuth, PtpVC::initialBearing(52.0, 21.0, 52.1, 21.1));
+
+    // Green up to exactly 5.0 degrees, with no wrap at north.
+    vc->azimuth = 10.0;
+    for (auto [heading, on] : {std::pair{15.0, true}, {5.0, true}, {15.000001, false}, {370.0, false}}) {
+        EXPECT_EQ(green(vc, heading), on) << heading;
+        EXPECT_EQ(vc->pinKompas->rotation(), heading);
+    }
+    vc->azimuth = 1.0;
+    EXPECT_FALSE(green(vc, 359.0)) << "358 apart";
+    EXPECT_EQ(vc->kompasTXT->text(), "359°");
+
+    // A long press makes the pressed point the manual from point for good.
+    setTarget(52.0, 22.0, "Mast");
+    vc->viewWillAppear(false);
+    defaults().setBool(false, SettingsKey::useGeocoder);
+    vc->didLongPressAtCoordinate(vc->mapView(), {52.0, 20.0});
+    EXPECT_EQ(player->played, QList<int>({1520}));
+    EXPECT_EQ(std::tuple(defaults().boolForKey(SettingsKey::useGeocoder), defaults().doubleForKey(SettingsKey::latitude),
+                         defaults().doubleForKey(SettingsKey::longitude)),
+              std::tuple(true, 52.0, 20.0));
+    EXPECT_EQ(vc->fromTXT->text(), "from: 52.000000, 20.000000");
+    EXPECT_EQ(vc->azimuth, PtpVC::initialBearing(52.0, 20.0, 52.0, 22.0));
+    EXPECT_EQ(vc->linia->path().count(), 2u);
+}
