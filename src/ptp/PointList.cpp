@@ -52,39 +52,43 @@ QString composed(const QString& s) {
     return s;
 }
 
-// The order of n rows under the setting, as positions: one stable pass by
-// distance, then for the orders by name a stable pass by name. The passes
-// sort keys with their positions, which break ties as a stable sort keeps
-// them.
+// The order of n rows under the setting, as positions: a stable sort by
+// distance, then for the orders by name a stable sort by name. Two stable
+// passes come to one sort by name, then distance, then position; and a
+// sort that breaks its last ties by position is stable.
 template <class Distance, class Name>
 std::vector<qsizetype> orderOf(qsizetype n, Distance distanceAt, Name nameAt, qint64 setting) {
     clearUpperVectorState();
     const bool byName = setting == 2 || setting == 3;
     const bool ascending = setting != 1 && setting != 3;
-    std::vector<std::pair<double, qsizetype>> byDistance;
-    byDistance.reserve(size_t(n));
-    for (qsizetype i = 0; i < n; ++i) byDistance.emplace_back(distanceAt(i), i);
-    std::sort(byDistance.begin(), byDistance.end(), [ascending](const auto& a, const auto& b) {
-        if (a.first != b.first) return ascending ? a.first < b.first : a.first > b.first;
-        return a.second < b.second;
-    });
+    const auto closer = [ascending](double a, double b) { return ascending ? a < b : a > b; };
     std::vector<qsizetype> order;
     order.reserve(size_t(n));
-    for (const auto& d : byDistance) order.push_back(d.second);
-    if (!byName) return order;
+    if (!byName) {
+        std::vector<std::pair<double, qsizetype>> byDistance;
+        byDistance.reserve(size_t(n));
+        for (qsizetype i = 0; i < n; ++i) byDistance.emplace_back(distanceAt(i), i);
+        std::sort(byDistance.begin(), byDistance.end(), [&](const auto& a, const auto& b) {
+            if (a.first != b.first) return closer(a.first, b.first);
+            return a.second < b.second;
+        });
+        for (const auto& d : byDistance) order.push_back(d.second);
+        return order;
+    }
 
     // The names side by side (read in their own order, which is the order
     // they lie in memory), each unit mapped to its code point order so that
-    // plain comparisons of units order them; the first four units packed
-    // into each of two numbers settle most comparisons.
-    struct NameKey {
+    // plain comparisons of units order them; the first eight units, packed
+    // into two numbers, settle most comparisons.
+    struct Named {
         quint64 prefix[2];
-        qsizetype offset, size;
+        double distance;
+        qsizetype row, offset, size;
     };
     std::vector<char16_t> units;
     units.reserve(size_t(n) * 16);
-    std::vector<NameKey> keys;
-    keys.reserve(size_t(n));
+    std::vector<Named> byNames;
+    byNames.reserve(size_t(n));
     for (qsizetype i = 0; i < n; ++i) {
         const QString name = composed(nameAt(i));
         const qsizetype offset = qsizetype(units.size());
@@ -94,34 +98,20 @@ std::vector<qsizetype> orderOf(qsizetype n, Distance distanceAt, Name nameAt, qi
             units.push_back(unit);
             if (u < 8) prefix[u / 4] |= quint64(unit) << (48 - 16 * (u % 4));
         }
-        keys.push_back({{prefix[0], prefix[1]}, offset, name.size()});
+        byNames.push_back({{prefix[0], prefix[1]}, distanceAt(i), i, offset, name.size()});
     }
-    // Each row with its prefixes and its place after the distance pass.
-    struct Named {
-        quint64 prefix[2];
-        qsizetype row, place;
-    };
-    std::vector<Named> byNames;
-    byNames.reserve(size_t(n));
-    for (qsizetype k = 0; k < n; ++k) {
-        const NameKey& key = keys[size_t(order[size_t(k)])];
-        byNames.push_back({{key.prefix[0], key.prefix[1]}, order[size_t(k)], k});
-    }
-    std::sort(byNames.begin(), byNames.end(), [&](const Named& l, const Named& r) {
+    std::sort(byNames.begin(), byNames.end(), [&](const Named& a, const Named& b) {
         for (int p = 0; p < 2; ++p)
-            if (l.prefix[p] != r.prefix[p]) return ascending ? l.prefix[p] < r.prefix[p] : l.prefix[p] > r.prefix[p];
-        const NameKey& a = keys[size_t(l.row)];
-        const NameKey& b = keys[size_t(r.row)];
+            if (a.prefix[p] != b.prefix[p]) return ascending ? a.prefix[p] < b.prefix[p] : a.prefix[p] > b.prefix[p];
         const char16_t* x = units.data() + a.offset;
         const char16_t* y = units.data() + b.offset;
         const auto c = std::lexicographical_compare_three_way(x, x + a.size, y, y + b.size);
         if (c != 0) return ascending ? c < 0 : c > 0;
-        return l.place < r.place;
+        if (a.distance != b.distance) return closer(a.distance, b.distance);
+        return a.row < b.row;
     });
-    std::vector<qsizetype> result;
-    result.reserve(size_t(n));
-    for (const Named& k : byNames) result.push_back(k.row);
-    return result;
+    for (const Named& k : byNames) order.push_back(k.row);
+    return order;
 }
 
 bool isAscii(QStringView s) {
