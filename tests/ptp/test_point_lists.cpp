@@ -277,11 +277,12 @@ TEST_F(PointLists, WithoutAManualPointTheListTakesTheKnownFixOrWaitsForOne) {
     EXPECT_FALSE(failed->labelBottomLbl->hidden());
 }
 
-TEST_F(PointLists, ChoosingAPointWritesTheTargetOrTheFromPointAndAlwaysTheTargetsName) {
+TEST_F(PointLists, TheSearchBarFiltersAndAChoiceWritesTheTargetOrTheFromPointAndAlwaysTheTargetsName) {
     setManual(true, 54.0, 19.0);
     defaults().setDouble(100.0, SettingsKey::maxDistance);
-    addPoint("target", 54.2, 19.1, "north mast");
+    defaults().setInteger(3, SettingsKey::ptpListSortBy);
     addPoint("start", 54.1, 19.0, "roof");
+    addPoint("target", 54.2, 19.1, "North mast");
     const auto settings = [this] {
         return QVariantList{defaults().doubleForKey(SettingsKey::latitude),
                             defaults().doubleForKey(SettingsKey::longitude),
@@ -292,10 +293,16 @@ TEST_F(PointLists, ChoosingAPointWritesTheTargetOrTheFromPointAndAlwaysTheTarget
     };
 
     ptpSettingsList* to = showList(pointType::to);
-    to->tableView->selectRow(1);
-    EXPECT_EQ(settings(), (QVariantList{54.0, 19.0, 54.2, 19.1, "target", "north mast"}));
+    to->tableView->selectRow(0);
+    EXPECT_EQ(settings(), (QVariantList{54.0, 19.0, 54.2, 19.1, "target", "North mast"}));
 
     ptpSettingsList* from = showList(pointType::from);
+    QSignalSpy endEditing(from, &PointListScreen::endEditing);
+    addPoint("north hill", 54.0, 19.1);  // a search doesn't read the store
+    type(from, "NORTH");
+    EXPECT_EQ(rows(from).size(), 1);
+    type(from, "");
+    EXPECT_EQ(rows(from).size(), 2);
     type(from, "ROOF");
     from->tableView->selectRow(0);
     EXPECT_EQ(settings(), (QVariantList{54.1, 19.0, 54.2, 19.1, "start", "roof"}))
@@ -303,22 +310,7 @@ TEST_F(PointLists, ChoosingAPointWritesTheTargetOrTheFromPointAndAlwaysTheTarget
     EXPECT_FALSE(defaults().boolForKey(SettingsKey::toUseGeocoder));
     from->didSelectRowAtIndexPath(0, 5);  // no such row
     EXPECT_EQ(settings().value(4), "start");
-}
-
-TEST_F(PointLists, TheSearchBarFiltersTheLoadedRowsAndClearingRestoresThem) {
-    setManual(true, 54.0, 19.0);
-    defaults().setDouble(100.0, SettingsKey::maxDistance);
-    defaults().setInteger(2, SettingsKey::ptpListSortBy);
-    addPoint("b", 54.1, 19.0, "North mast");
-    addPoint("a", 54.2, 19.0);
-    ptpSettingsList* vc = showList(pointType::to);
-    QSignalSpy endEditing(vc, &PointListScreen::endEditing);
-    addPoint("c north", 54.0, 19.1);  // a search doesn't read the store
-    type(vc, "NORTH");
-    EXPECT_EQ(rows(vc), QStringList{"11.12 km : b|North mast"});
-    type(vc, "");
-    EXPECT_EQ(rows(vc), (QStringList{"22.24 km : a|", "11.12 km : b|North mast"}));
-    vc->searchBar->endEditing();
+    from->searchBar->endEditing();
     EXPECT_EQ(endEditing.count(), 1);
 }
 
