@@ -1,6 +1,7 @@
 #include "Drivers.h"
 
 #include "ui/NavigationController.h"
+#include "ui/UITabBarController.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -76,12 +77,16 @@ void takeScreenshot(QQmlApplicationEngine& engine, NavigationController& navigat
         for (const QString& segue : open) {
             UIViewController* top = navigation.topViewController();
             const QByteArray method = segue.toLatin1() + "()";
+            auto* tabs = qobject_cast<UITabBarController*>(top);
             if (segue == QLatin1String("back"))
                 navigation.popViewControllerAnimated(false);
+            else if (tabs && segue.startsWith(QLatin1String("tab")))
+                tabs->setSelectedIndex(segue.mid(3).toInt());  // "tab1": the container's second tab
             else if (top && top->metaObject()->indexOfMethod(method.constData()) >= 0)
                 QMetaObject::invokeMethod(top, segue.toLatin1().constData());  // a button of the screen
-            else if (top)
-                top->performSegueWithIdentifier(segue);
+            else if (top)  // "identifier" or "identifier=sender"
+                top->performSegueWithIdentifier(segue.section(u'=', 0, 0),
+                                                segue.contains(u'=') ? QVariant(segue.section(u'=', 1)) : QVariant());
         }
         QTimer::singleShot(delayMs, &navigation, [&engine, file] {
             QQuickWindow* window = mainWindow(engine);

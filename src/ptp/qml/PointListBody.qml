@@ -29,8 +29,6 @@ ColumnLayout {
         Layout.fillWidth: true
         Layout.fillHeight: true
         table: body.vc ? body.vc.tableView : null
-        // One section without a header: ListView would show its empty bar.
-        section.property: ""
     }
 
     Connections {

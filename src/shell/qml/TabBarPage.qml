@@ -19,6 +19,7 @@ ScreenPage {
             Repeater {
                 model: page.vc ? page.vc.pages.length : 0
                 Loader {
+                    id: tab
                     required property int index
                     objectName: "tab" + index
                     // Made once the tab is first shown, then kept.
@@ -27,7 +28,7 @@ ScreenPage {
                     Component.onCompleted: showIfChosen()
                     Connections {
                         target: page.vc
-                        function onSelectedIndexChanged() { parent.showIfChosen() }
+                        function onSelectedIndexChanged() { tab.showIfChosen() }
                     }
                     source: page.vc ? page.vc.pages[index] : ""
                     onLoaded: {

@@ -18,8 +18,10 @@ ListView {
     section.delegate: SectionHeader {
         required property string section
         text: section.substring(section.indexOf("|") + 1)
-        visible: text.length > 0
-        height: visible ? 40 : 0
+        // ListView shows every section header: one without a title takes
+        // no room instead.
+        height: text.length > 0 ? 40 : 0
+        visible: height > 0
     }
     ScrollIndicator.vertical: ScrollIndicator { }
 

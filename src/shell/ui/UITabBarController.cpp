@@ -21,7 +21,9 @@ QList<QObject*> UITabBarController::tabs() const {
 }
 
 void UITabBarController::followTitle() {
-    if (UIViewController* shown = selectedViewController()) setTitle(shown->title());
+    // A screen without a title of its own goes by its tab's.
+    if (UIViewController* shown = selectedViewController())
+        setTitle(shown->title().isEmpty() ? titles_.value(selected_) : shown->title());
 }
 
 void UITabBarController::setSelectedIndex(int index) {
