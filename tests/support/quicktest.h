@@ -16,12 +16,17 @@
 
 namespace zltest {
 
-// The last visible item with this object name (the topmost page's).
-inline QQuickItem* findVisible(QQuickWindow* window, const char* name) {
-    QQuickItem* found = nullptr;
-    for (QQuickItem* item : window->findChildren<QQuickItem*>(name))
-        if (item->isVisible()) found = item;
+// The last visible item with this object name (the topmost page's). Walks
+// the items as drawn, since views and repeaters give their items no QObject
+// parent.
+inline QQuickItem* findVisible(QQuickItem* root, const char* name) {
+    QQuickItem* found = root->isVisible() && root->objectName() == QLatin1String(name) ? root : nullptr;
+    for (QQuickItem* child : root->childItems())
+        if (QQuickItem* inner = findVisible(child, name)) found = inner;
     return found;
+}
+inline QQuickItem* findVisible(QQuickWindow* window, const char* name) {
+    return findVisible(window->contentItem(), name);
 }
 
 // A left click in the middle of the item; false when there is none.

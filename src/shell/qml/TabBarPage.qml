@@ -8,6 +8,17 @@ import Zenloft.Shell
 ScreenPage {
     id: page
 
+    // A tab's page is made once the tab is first shown, then kept.
+    function showChosen() {
+        const chosen = page.vc ? tabPages.itemAt(page.vc.selectedIndex) : null
+        if (chosen) chosen.active = true
+    }
+    Connections {
+        target: page.vc
+        ignoreUnknownSignals: true
+        function onSelectedIndexChanged() { page.showChosen() }
+    }
+
     ColumnLayout {
         anchors.fill: parent
         spacing: 0
@@ -17,19 +28,13 @@ ScreenPage {
             Layout.fillHeight: true
             currentIndex: page.vc ? page.vc.selectedIndex : 0
             Repeater {
+                id: tabPages
                 model: page.vc ? page.vc.pages.length : 0
+                onItemAdded: page.showChosen()
                 Loader {
-                    id: tab
                     required property int index
                     objectName: "tab" + index
-                    // Made once the tab is first shown, then kept.
                     active: false
-                    function showIfChosen() { if (page.vc && page.vc.selectedIndex === index) active = true }
-                    Component.onCompleted: showIfChosen()
-                    Connections {
-                        target: page.vc
-                        function onSelectedIndexChanged() { tab.showIfChosen() }
-                    }
                     source: page.vc ? page.vc.pages[index] : ""
                     onLoaded: {
                         item.embedded = true

@@ -1,0 +1,119 @@
+// The point-to-point pages in the real window, walked with real clicks and
+// a real long press: from the menu to a new point, chosen as the target
+// from the list, and drawn as the line on the work screen.
+
+#include "PtpSettingsVC.h"
+#include "PtpVC.h"
+#include "ShellScreens.h"
+#include "ShellServices.h"
+#include "ptpSettingsList.h"
+#include "ptpSettingsManageVC.h"
+#include "ptp_fixture.h"
+#include "quicktest.h"
+#include "screens/MainVC.h"
+#include "screens/validationAddMarkerVC.h"
+#include "ui/UITabBarController.h"
+
+#include <QQuickStyle>
+#include <QtQml/QQmlExtensionPlugin>
+
+Q_IMPORT_QML_PLUGIN(Zenloft_ShellPlugin)
+Q_IMPORT_QML_PLUGIN(Zenloft_MapPlugin)
+Q_IMPORT_QML_PLUGIN(Zenloft_PtpPlugin)
+
+namespace {
+
+class Pages : public ptptest::ScreenTest {
+protected:
+    static void SetUpTestSuite() { QQuickStyle::setStyle("Material"); }
+    void SetUp() override {
+        ScreenTest::SetUp();
+        mainVC.loadViewIfNeeded();
+        ShellScreens::registerScreens(*nav);
+        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, &fake.appDelegate);
+        engine = std::make_unique<QQmlApplicationEngine>();
+        window = zltest::loadMainWindow(*engine, [&] { ShellScreens::showMenu(*nav, fake.context); });
+        ASSERT_TRUE(window);
+    }
+    void TearDown() override {
+        engine.reset();
+        shell.reset();
+        ScreenTest::TearDown();
+    }
+    bool settled() { return zltest::waitForPage(window, nav->topViewController(), nav->depth()); }
+    bool clickTo(const char* name) { return zltest::clickItem(window, name) && settled(); }
+    template <class T>
+    T* top() { return qobject_cast<T*>(nav->topViewController()); }
+    // A tap on a row of a table page, as the finger gives it.
+    void tapRow(const char* table, int row) {
+        QQuickItem* list = zltest::findVisible(window, table);
+        ASSERT_TRUE(list);
+        QTest::mouseClick(window, Qt::LeftButton, {}, list->mapToScene(QPointF(list->width() / 2, 30 + row * 60)).toPoint());
+    }
+
+    MainVC mainVC;
+    std::unique_ptr<ShellServices> shell;
+    std::unique_ptr<QQmlApplicationEngine> engine;
+    QQuickWindow* window = nullptr;
+};
+
+}  // namespace
+
+TEST_F(Pages, APointAddedByLongPressBecomesTheTargetFromTheListAndTheLineIsDrawn) {
+    setManual(true, 52.0, 21.0);
+    fake.backend->fix(52.0, 21.0);
+    zltest::LogCapture log;
+    ASSERT_TRUE(clickTo("button_ptp"));
+    ASSERT_TRUE(top<PtpVC>());
+    ASSERT_TRUE(clickTo("settingsButton"));
+    auto* settings = top<PtpSettingsVC>();
+    ASSERT_TRUE(settings);
+    settings->tableView()->selectRow(settings->tableView()->indexOf(1, 0));  // "manage"
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(top<ptpSettingsManageVC>());
+
+    ASSERT_TRUE(clickTo("addPointButton"));
+    auto* editor = top<validationAddMarkerVC>();
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(editor->title(), "add point");
+    ASSERT_TRUE(zltest::typeInto(window, "nameTXT", "Mast"));
+    // A long press a little off the map's centre, where the fix is.
+    QQuickItem* map = editor->mapView();
+    const QPoint press = map->mapToScene(QPointF(map->width() / 2 + 40, map->height() / 2 - 40)).toPoint();
+    QTest::mousePress(window, Qt::LeftButton, {}, press);
+    ASSERT_TRUE(zltest::waitFor([&] { return fake.player.played.contains(1520); }));
+    QTest::mouseRelease(window, Qt::LeftButton, {}, press);
+    const CLLocationCoordinate2D pressed = editor->markerLocalisation.value();
+    EXPECT_NE(std::pair(pressed.latitude, pressed.longitude), std::pair(52.0, 21.0));
+    ASSERT_TRUE(clickTo("addButton"));
+    auto* manage = top<ptpSettingsManageVC>();
+    ASSERT_TRUE(manage);
+    ASSERT_EQ(manage->filtred.size(), 1) << "the list reloads when the editor closes";
+    EXPECT_EQ(manage->filtred[0].name, "Mast");
+
+    ASSERT_TRUE(clickTo("backButton"));
+    settings->tableView()->selectRow(settings->tableView()->indexOf(0, 1));  // "to"
+    ASSERT_TRUE(settled());
+    ASSERT_TRUE(top<UITabBarController>());
+    QQuickItem* tabs = zltest::findVisible(window, "tabBar");
+    ASSERT_TRUE(tabs);
+    QTest::mouseClick(window, Qt::LeftButton, {}, tabs->mapToScene(QPointF(tabs->width() * 0.75, tabs->height() / 2)).toPoint());
+    auto* list = qobject_cast<ptpSettingsList*>(top<UITabBarController>()->selectedViewController());
+    ASSERT_TRUE(list);
+    ASSERT_TRUE(zltest::waitFor([&] { return list->filtred.size() == 1 && zltest::findVisible(window, "pointTable"); }));
+    tapRow("pointTable", 0);
+    EXPECT_EQ(std::tuple(defaults().doubleForKey(SettingsKey::toLatitude), defaults().doubleForKey(SettingsKey::toLongitude),
+                         defaults().stringForKey(SettingsKey::toName).value_or("")),
+              std::tuple(pressed.latitude, pressed.longitude, QString("Mast")));
+
+    ASSERT_TRUE(clickTo("backButton"));
+    ASSERT_TRUE(clickTo("backButton"));
+    auto* work = top<PtpVC>();
+    ASSERT_TRUE(work);
+    ASSERT_EQ(work->linia->path().count(), 2u);
+    EXPECT_EQ(work->linia->map(), work->mapView());
+    EXPECT_EQ(work->azimuth, PtpVC::initialBearing(52.0, 21.0, pressed.latitude, pressed.longitude));
+    EXPECT_EQ(zltest::findVisible(window, "toTXT")->property("text").toString(),
+              QStringLiteral("to: %1, %2 / Mast").arg(pressed.latitude, 0, 'f', 6).arg(pressed.longitude, 0, 'f', 6));
+    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
+}
