@@ -2,15 +2,17 @@
 
 using namespace cachetest;
 
+// The clock starts at the epoch; set() moves it to a wall time in ms.
 class GMSTileDataCacheExpiry : public CacheTest {
 protected:
-    FakeClock clock;
+    void set(qint64 ms) { clock.advance(ms - clock.wallMs()); }
+    zl::ManualClock clock{QDateTime::fromMSecsSinceEpoch(0, Qt::UTC)};
 };
 
 // counts(): count, size, next validation time, scans.
 TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
-    GMSTileDataCache& cache = open(1, 0, 0, clock.clock());
-    clock.set(900);
+    GMSTileDataCache& cache = open(1, 0, 0, &clock);
+    set(900);
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 1000), tile(1, 1, 0, "b", 2000)}));
     EXPECT_EQ(cache.stats().expirationScans, 0) << "no period known yet";
 
@@ -31,7 +33,7 @@ TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
     };
     for (const Step& s : steps) {
         SCOPED_TRACE(s.now);
-        clock.set(s.now);
+        set(s.now);
         EXPECT_EQ(load(cache, s.key).found, s.found);
         EXPECT_EQ(counts(cache), s.counts);
     }
@@ -41,33 +43,33 @@ TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
 TEST_F(GMSTileDataCacheExpiry, NoPeriodOrNoClockMeansNoScan) {
     for (const bool withClock : {true, false}) {
         SCOPED_TRACE(withClock);
-        GMSTileDataCache& cache = open(withClock ? 1 : 2, 0, 0, withClock ? clock.clock() : nullptr);
+        GMSTileDataCache& cache = open(withClock ? 1 : 2, 0, 0, withClock ? &clock : nullptr);
         cache.setExpirationPeriodMS(withClock ? -1 : 1);
         ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
-        clock.set(1LL << 40);
+        set(1LL << 40);
         EXPECT_TRUE(load(cache, {1, 0, 0}).found);
         EXPECT_EQ(cache.stats().expirationScans, 0);
     }
 }
 
 TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBoundAndExpiredTilesGoAtStart) {
-    GMSTileDataCache& cache = open(1, 0, 0, clock.clock());
+    GMSTileDataCache& cache = open(1, 0, 0, &clock);
     cache.setExpirationPeriodMS(100);
-    clock.set(500);
+    set(500);
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "new", 450)}));
     EXPECT_EQ(cache.stats().nextValidationTimeMS, 450);
     ASSERT_TRUE(store(cache, {tile(1, 1, 0, "old", 300)}));  // expired when it comes: removed in the same save
     EXPECT_FALSE(load(cache, {1, 1, 0}).found);
     ASSERT_TRUE(store(cache, {tile(1, 2, 0, "older", 420)}));
     EXPECT_EQ(cache.stats().nextValidationTimeMS, 420);
-    clock.set(521);  // t = 421: the bound is below t, so the scan runs
+    set(521);  // t = 421: the bound is below t, so the scan runs
     EXPECT_EQ(loads(cache, {{1, 2, 0}, {1, 0, 0}}), QStringList({"miss", "new t450 v e0/0"}));
 
     ASSERT_TRUE(store(cache, {tile(1, 3, 0, "b", 520)}));
     close();
-    GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0, clock.clock());
+    GMSTileDataCache reopened(tilesDescriptor(root.path()), 1, 0, 0, &clock);
     reopened.setExpirationPeriodMS(100);
-    clock.set(600);
+    set(600);
     ASSERT_TRUE(startCache(reopened));
     EXPECT_EQ(reopened.lruOrder(), (QList<GMSCacheTileKey>{{1, 3, 0}}));
 }

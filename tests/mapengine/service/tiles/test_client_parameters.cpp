@@ -25,23 +25,20 @@ struct Harness {
     };
     std::vector<Sent> sent;
     std::unique_ptr<GMSCoreClientParameters> params;
+    std::unique_ptr<QSignalSpy> updated;
     std::vector<std::optional<GMSDASHError>> startups;
 
     QString path() const { return dir.filePath("ServerControlledParams"); }
 
-    void make()
+    // Makes new parameters over the file and starts them.
+    void start()
     {
         params = std::make_unique<GMSCoreClientParameters>(
             [this](std::shared_ptr<const GMSClientParameters::Request> r, GMSClientParameters::ResponseHandler h) {
                 sent.push_back({r, h});
             },
             path(), &clock);
-    }
-    // Makes the parameters if the test has not, and starts them.
-    void start()
-    {
-        if (!params)
-            make();
+        updated = std::make_unique<QSignalSpy>(params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
         params->startWithCompletionHandler([this](std::optional<GMSDASHError> e) { startups.push_back(e); });
         QCoreApplication::sendPostedEvents();
     }
@@ -85,20 +82,18 @@ struct Harness {
 TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
 {
     Harness h;
-    h.make();
-    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
     h.start();
     ASSERT_EQ(h.sent.size(), 1u);  // nothing saved: asks at once
     EXPECT_EQ(h.sent[0].request->parameter_group_array_size(), 12);
     EXPECT_FALSE(h.sent[0].request->parameter_group_array(0).has_hash_p());
     EXPECT_TRUE(h.startups.empty());  // startup waits for the answer
-    EXPECT_EQ(updated.count(), 1);    // every group, at start
+    EXPECT_EQ(h.updated->count(), 1);    // every group, at start
 
     h.answerLast(h.fullAnswer(*h.sent[0].request, 3));
     ASSERT_EQ(h.startups.size(), 1u);
     EXPECT_FALSE(h.startups[0].has_value());
     EXPECT_EQ(std::tuple(h.params->lastUpdateTimeMs(), h.params->areParamsFresh(),
-                         h.params->diskCacheServerSchemaVersion(), updated.count()),
+                         h.params->diskCacheServerSchemaVersion(), h.updated->count()),
               std::tuple(h.clock.monotonicMs(), true, 3, 2));
     h.params->flushPendingWrites();
     EXPECT_TRUE(QFile::exists(h.path()));
@@ -126,7 +121,7 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     EXPECT_EQ(zltest::readFile(h.path()), bytes);
     EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
     EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
-    EXPECT_EQ(updated.count(), 2);
+    EXPECT_EQ(h.updated->count(), 2);
 
     // Inactive stops the schedule; active resumes it where it was.
     h.params->applicationWillResignActive();
@@ -174,7 +169,6 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBac
 
     // An unreadable file: defaults, and startup waits for the network.
     ASSERT_FALSE(zltest::writeFile(h.path(), "\xff\xff\xff not a message").isEmpty());
-    h.params.reset();
     h.sent.clear();
     h.startups.clear();
     h.start();
@@ -186,8 +180,6 @@ TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBac
 TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
 {
     Harness h;
-    h.make();
-    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
     h.start();
     ASSERT_EQ(h.sent.size(), 1u);
     h.failLast();
@@ -217,11 +209,11 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     EXPECT_FALSE(h.params->isRetryWaiting());
     h.params->applicationDidBecomeActive();
     ASSERT_EQ(h.sent.size(), before + 2);
-    const int notes = updated.count();
+    const int notes = h.updated->count();
     h.answerLast(h.fullAnswer(*h.sent.back().request));
     EXPECT_FALSE(h.params->isDesperatelyRetrying());
     EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
-    EXPECT_EQ(updated.count(), notes + 1);
+    EXPECT_EQ(h.updated->count(), notes + 1);
     h.params->networkFound();
     EXPECT_EQ(h.sent.size(), before + 2);
 }
@@ -229,10 +221,8 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
 TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
 {
     Harness h;
-    h.make();
-    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
-    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
     h.start();
+    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
     EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray().size(),
                          h.params->paintServerBaseURL(), h.params->requestSigningKey(),
                          h.params->directToPaintEnabledTileTypes().size()),
@@ -260,8 +250,8 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
         }
     }
     h.answerLast(resp);
-    ASSERT_EQ(updated.count(), 2);
-    EXPECT_TRUE(updated.at(1).at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
+    ASSERT_EQ(h.updated->count(), 2);
+    EXPECT_TRUE(h.updated->at(1).at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
     const QList<GMSCoreClientParameters::StyleTableMapping> expected = {
         {QUrl("http://127.0.0.1:8765/styles/base.tbl"), 2, 1}, {QUrl("https://cdn.example/t?x=1"), 0, 0}};
     EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray(), h.params->paintServerBaseURL(),
