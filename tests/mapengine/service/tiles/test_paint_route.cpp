@@ -129,7 +129,7 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_EQ(h.transport->posts.size(), 2u);
 }
 
-TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
+TEST(PaintRoute, OffWithoutServerKeyPaintTypeDirectToPaintOrEndpoint)
 {
     struct Case {
         const char* name;
@@ -163,22 +163,12 @@ TEST(PaintRoute, OffWithoutServerKeyPaintTypeOrDirectToPaint)
     EXPECT_FALSE(h.service->paintService());
     h.request(2, 0, 0);
     EXPECT_EQ(h.sent.size(), 1u);
-}
 
-TEST(PaintRoute, RelativeServerURLIsTakenFromTheEndpoint)
-{
-    auto o = paintable();
-    o.dashEndpointURL = QUrl(QStringLiteral("http://127.0.0.1:8765/glm/mmap"));
-    PaintHarness h(o);
-    h.service->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kKey);
-    ASSERT_TRUE(h.service->paintService());
-    EXPECT_EQ(h.service->paintService()->paintServerBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:8765/glm/paint")));
-    EXPECT_EQ(GMSPaintService::resolvedPaintServerURL(o.dashEndpointURL, kPaintURL), kPaintURL);
-
+    // A relative server URL with no endpoint to resolve it against (the end
+    // to end test resolves one).
     zltest::LogCapture log;
-    PaintHarness lost;  // no endpoint to resolve against
-    lost.service->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kKey);
-    EXPECT_FALSE(lost.service->usesPaintRoute());
+    h.service->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kKey);
+    EXPECT_FALSE(h.service->usesPaintRoute());
     EXPECT_TRUE(log.contains("paint route off"));
 }
 
