@@ -64,6 +64,11 @@ struct Harness {
             a->set_hash_p(quint64(g.type()) * 1000 + quint64(schema));
             if (g.type() == PARAMETER_GROUP_VECTOR_MAPS)
                 a->mutable_vector_maps()->set_disk_cache_server_schema_version(schema);
+            if (g.type() == PARAMETER_GROUP_EXPIRATIONS) {
+                auto* c = a->mutable_expirations()->add_custom_expire_array();
+                c->set_tile_type(TILE_TYPE_SATELLITE);
+                c->set_expiration_seconds(30);
+            }
         }
         return resp;
     }
@@ -79,7 +84,7 @@ struct Harness {
 
 }  // namespace
 
-TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
+TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHoursALaterRunLoadsTheFile)
 {
     Harness h;
     h.start();
@@ -130,42 +135,26 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     h.params->applicationDidBecomeActive();
     EXPECT_EQ(h.sent.size(), 2u);
     EXPECT_TRUE(h.asksAgainAfter(7'200'000));
-}
 
-TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBackToDefaults)
-{
-    Harness h;
-    {
-        GMSClientParameters::Response saved;
-        auto* g = saved.add_parameter_group_array();
-        g->set_type(PARAMETER_GROUP_VECTOR_MAPS);
-        g->set_hash_p(42);
-        g->mutable_vector_maps()->set_disk_cache_server_schema_version(7);
-        auto* e = saved.add_parameter_group_array();
-        e->set_type(PARAMETER_GROUP_EXPIRATIONS);
-        e->set_hash_p(43);
-        auto* c = e->mutable_expirations()->add_custom_expire_array();
-        c->set_tile_type(TILE_TYPE_SATELLITE);
-        c->set_expiration_seconds(30);
-        ASSERT_FALSE(zltest::writeFile(h.path(), QByteArray::fromStdString(saved.SerializeAsString())).isEmpty());
-        ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
-            QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 4 * 3'600'000), h.path()));
-    }
+    // A later run with the file a day old, from before the boot: it loads,
+    // startup does not wait for the network, and a request with the hashes
+    // goes at once.
+    ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
+        QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 24 * 3'600'000), h.path()));
+    h.sent.clear();
     h.start();
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 7);
     GMSTileType sat;
     sat.mapTileType = 1;
-    EXPECT_EQ(h.params->tileTypeExpirations().expirationPeriodMSForTileType(sat), 30'000);
-    EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
-    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.clock.monotonicMs() - 4 * 3'600'000), 1000.0);
-    ASSERT_EQ(h.sent.size(), 1u);  // stale: a request at once
+    EXPECT_EQ(std::tuple(h.params->diskCacheServerSchemaVersion(), h.params->haveParamsEverBeenFetched(),
+                         h.params->tileTypeExpirations().expirationPeriodMSForTileType(sat), h.startups.size()),
+              std::tuple(3, true, 30'000, std::size_t(2)));
+    EXPECT_FALSE(h.startups[1].has_value());
+    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.clock.monotonicMs() - 24 * 3'600'000), 1000.0);
+    ASSERT_EQ(h.sent.size(), 1u);
     const auto& groups = h.sent[0].request->parameter_group_array();
     EXPECT_TRUE(std::any_of(groups.begin(), groups.end(), [](const auto& g) {
-        return g.type() == PARAMETER_GROUP_VECTOR_MAPS && g.has_hash_p() && g.hash_p() == 42;
+        return g.type() == PARAMETER_GROUP_VECTOR_MAPS && g.hash_p() == PARAMETER_GROUP_VECTOR_MAPS * 1000 + 3;
     }));
-    // Startup does not wait for the network.
-    ASSERT_EQ(h.startups.size(), 1u);
-    EXPECT_FALSE(h.startups[0].has_value());
 
     // An unreadable file: defaults, and startup waits for the network.
     ASSERT_FALSE(zltest::writeFile(h.path(), "\xff\xff\xff not a message").isEmpty());
