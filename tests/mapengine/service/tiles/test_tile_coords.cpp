@@ -70,14 +70,13 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
 {
     GMSx_GMMTileExpirationsProto e;
     e.add_non_expiring_tile_type_array(TILE_TYPE_TERRAIN);
-    auto* zero = e.add_custom_expire_array();
-    zero->set_tile_type(TILE_TYPE_ROADMAP);
-    zero->set_expiration_seconds(0);  // not positive: the type keeps the default
-    auto* sat = e.add_custom_expire_array();
-    sat->set_tile_type(TILE_TYPE_SATELLITE);
-    sat->set_expiration_seconds(60);
-    auto* missing = e.add_custom_expire_array();
-    missing->set_tile_type(TILE_TYPE_TRAFFIC);
+    // Roadmap's 0 is not positive and traffic has none: both keep the default.
+    for (auto [type, seconds] : {std::pair{TILE_TYPE_ROADMAP, 0}, {TILE_TYPE_SATELLITE, 60}, {TILE_TYPE_TRAFFIC, -2}}) {
+        auto* c = e.add_custom_expire_array();
+        c->set_tile_type(type);
+        if (seconds > -2)
+            c->set_expiration_seconds(seconds);
+    }
     auto x = GMSTileTypeExpirations::expirationsWithNoExpiry();
     x._defaultExpirationMS = 5000;
     x = x.copyWithExpirationsProto(e);
@@ -93,10 +92,10 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
 
     // Validation time plus the period equal to now is still good.
     GMSTileExpirationState state(1000, satellite);
-    EXPECT_FALSE(state.hasExpiredForClock(61000, x));
-    EXPECT_TRUE(state.hasExpiredForClock(61001, x));
-    EXPECT_FALSE(state.hasPerTileExpiredForClock(qint64(1) << 40, x));
-    EXPECT_FALSE(GMSTileExpirationState(0, terrain).hasExpiredForClock(qint64(1) << 50, x));
+    EXPECT_EQ(QList<bool>({state.hasExpiredForClock(61000, x), state.hasExpiredForClock(61001, x),
+                           state.hasPerTileExpiredForClock(qint64(1) << 40, x),
+                           GMSTileExpirationState(0, terrain).hasExpiredForClock(qint64(1) << 50, x)}),
+              QList<bool>({false, true, false, false}));
 
     GMSx_GMMVectorMapsParametersProto vm;
     vm.set_pertile_duration_in_minutes(2);
@@ -107,8 +106,8 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
                              v.perTileExpirationPeriodMSForTileType(satellite)}),
               QList<qint64>({120000, -1, 120000, -1}));
     GMSPerTileExpirationState per(0, vector);
-    EXPECT_FALSE(per.hasPerTileExpiredForClock(120000, v));
-    EXPECT_TRUE(per.hasPerTileExpiredForClock(120001, v));
+    EXPECT_EQ(std::pair(per.hasPerTileExpiredForClock(120000, v), per.hasPerTileExpiredForClock(120001, v)),
+              std::pair(false, true));
 
     GMSx_GMMPaintRequestTemplateProto t;
     t.set_tile_type(TILE_TYPE_SATELLITE);
