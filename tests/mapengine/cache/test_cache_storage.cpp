@@ -169,10 +169,9 @@ TEST(GMSTileDataCacheLimits, SizesByTileType) {
     EXPECT_EQ(limit(true, 6, false, false, 0), "none");
     EXPECT_TRUE(log.contains("Shouldn't be using roads in the SDK"));
 
-    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(0), 41943040);
-    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(100LL << 20), 41943040);
-    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(1000LL << 20), (1000LL << 20) / 10);
-    EXPECT_EQ(vectorCacheMaxSizeForFreeBytes(100LL << 30), 1073741824);
+    QList<qint64> vector;
+    for (qint64 free : {0LL, 100LL << 20, 1000LL << 20, 100LL << 30}) vector << vectorCacheMaxSizeForFreeBytes(free);
+    EXPECT_EQ(vector, QList<qint64>({41943040, 41943040, (1000LL << 20) / 10, 1073741824}));
     const qint64 first = vectorCacheMaxSize(QDir::tempPath());
     EXPECT_EQ(vectorCacheMaxSize(QStringLiteral("/")), first) << "computed once and kept";
 }

@@ -12,17 +12,32 @@ namespace {
 QList<GMSCacheTileKey> keys(std::initializer_list<GMSCacheTileKey> k) { return QList<GMSCacheTileKey>(k); }
 }  // namespace
 
-TEST_F(GMSTileDataCacheTest, StoresAndLoadsBothFormsAndSurvivesReopening) {
+// Tiles in both forms, and properties with their types (shared by the tile
+// types of the store).
+TEST_F(GMSTileDataCacheTest, TilesAndPropertiesSurviveReopening) {
     GMSCacheableTileData proto = tile(5, 1, 2, "proto-bytes", 111, "v7");
     proto.perTileEpoch = 3;
     proto.serverPerTileEpoch = 4;
-    ASSERT_TRUE(store(open(), {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
+    GMSTileDataCache& first = open();
+    ASSERT_TRUE(store(first, {tile(5, 0, 0, "wire-bytes", 100), proto, tile(5, 2, 2, QByteArray(), 5)}));
+    first.setProperty(42, "TileDataVersion");
+    first.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
+    first.setProperty(QByteArray("\x01\x02", 2), "Blob");
+    first.setProperty(1.5, "Real");
+    first.setProperty(7, "Gone");
+    first.setProperty(QVariant(), "Gone");
+    EXPECT_EQ(first.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
     close();
     GMSTileDataCache& cache = open();
     EXPECT_EQ(loads(cache, {{5, 0, 0}, {5, 1, 2}, {5, 2, 2}, {5, 9, 9}}),
               QStringList({"wire-bytes t100 v e0/0", "proto-bytes t111 vv7 e3/4", " t5 v e0/0", "miss"}));
     EXPECT_EQ(QList<qint64>({cache.hitCount(), cache.missCount()}), QList<qint64>({3, 1}));
     EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({3, 10 + 11}));
+    GMSTileDataCache& other = open(2);
+    QVariantList read;
+    for (const char* key : {"TileDataVersion", "KrotraLocale", "Blob", "Real", "Gone", "PaintMajorEpoch"})
+        read << other.propertyForKey(key);
+    EXPECT_EQ(read, QVariantList({qint64(42), QStringLiteral("pl_PL"), QByteArray("\x01\x02", 2), 1.5, {}, {}}));
 }
 
 TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyRevalidates) {
@@ -84,23 +99,6 @@ TEST_F(GMSTileDataCacheTest, PruningBySizeFromTheOldEnd) {
     ASSERT_TRUE(store(cache, {tile(9, 4, 0, QByteArray(600, 'y'))}));
     EXPECT_EQ(cache.lruOrder(), keys({{9, 4, 0}, {9, 2, 0}}));
     EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({2, 1600}));
-}
-
-TEST_F(GMSTileDataCacheTest, PropertiesAreKeptWithTheirTypes) {
-    GMSTileDataCache& first = open();
-    first.setProperty(42, "TileDataVersion");
-    first.setProperty(QStringLiteral("pl_PL"), "KrotraLocale");
-    first.setProperty(QByteArray("\x01\x02", 2), "Blob");
-    first.setProperty(1.5, "Real");
-    first.setProperty(7, "Gone");
-    first.setProperty(QVariant(), "Gone");
-    EXPECT_EQ(first.propertyForKey("TileDataVersion").toInt(), 42);  // at once, from memory
-    close();
-    GMSTileDataCache& cache = open(2);
-    QVariantList read;
-    for (const char* key : {"TileDataVersion", "KrotraLocale", "Blob", "Real", "Gone", "PaintMajorEpoch"})
-        read << cache.propertyForKey(key);
-    EXPECT_EQ(read, QVariantList({qint64(42), QStringLiteral("pl_PL"), QByteArray("\x01\x02", 2), 1.5, {}, {}}));
 }
 
 TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {

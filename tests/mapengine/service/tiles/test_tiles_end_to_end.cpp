@@ -100,12 +100,9 @@ protected:
     // Whether terrain and satellite go by the paint route, and terrain's paint type.
     static std::tuple<bool, int, bool> paintRoutes(MapServiceSetup& setup)
     {
-        auto* terrain = setup.tileServiceForType(kTerrain);
-        auto* satellite = setup.tileServiceForType(kSatellite);
-        EXPECT_TRUE(terrain && satellite);
-        if (!terrain || !satellite)
-            return {};
-        return {terrain->usesPaintRoute(), terrain->options().tileType.paintTileType, satellite->usesPaintRoute()};
+        const auto* terrain = setup.tileServiceForType(kTerrain);
+        return {terrain->usesPaintRoute(), terrain->options().tileType.paintTileType,
+                setup.tileServiceForType(kSatellite)->usesPaintRoute()};
     }
 
     QTemporaryDir dir;
