@@ -65,7 +65,7 @@ TEST(SerialQueue, ManyProducersKeepTheirOrderAndSyncWaitsForTheirPosts) {
     }
 }
 
-TEST(SerialQueue, StoppingRunsWhatIsPostedAndWhatThatPosts) {
+TEST(SerialQueue, StoppingRunsWhatIsPostedSyncOnTheQueueRunsAtOnceAndTheWaiterHandsBack) {
     std::atomic<int> ran{0};
     {
         std::function<void(int)> chain;  // outlives the queue
@@ -79,9 +79,7 @@ TEST(SerialQueue, StoppingRunsWhatIsPostedAndWhatThatPosts) {
         queue.async([&] { chain(50); });
     }
     EXPECT_EQ(ran.load(), 100 + 51);
-}
 
-TEST(SerialQueue, SyncOnTheQueueRunsAtOnceSyncFromOutsideWaitsAndTheWaiterHandsBack) {
     SerialQueue queue(QStringLiteral("sync"), SerialQueue::kCacheSpinMicroseconds);
     EXPECT_FALSE(queue.isCurrent());
     int value = 0;

@@ -72,7 +72,7 @@ TEST_F(GMSTileDataCacheTest, ChangingFormReplacesTheRowAndAnEmptyMarkerOnlyReval
     });
 }
 
-TEST_F(GMSTileDataCacheTest, LruOrderFollowsUseAndIsKeptAcrossRuns) {
+TEST_F(GMSTileDataCacheTest, LruOrderFollowsUseIsKeptAcrossRunsAndPrunesByCountAndSize) {
     GMSTileDataCache& first = open();
     ASSERT_TRUE(store(first, {tile(1, 0, 0, "a"), tile(1, 1, 0, "b"), tile(1, 2, 0, "c")}));
     EXPECT_EQ(first.lruOrder(), keys({{1, 2, 0}, {1, 1, 0}, {1, 0, 0}}));
@@ -87,21 +87,19 @@ TEST_F(GMSTileDataCacheTest, LruOrderFollowsUseAndIsKeptAcrossRuns) {
     ASSERT_TRUE(store(cache, {tile(1, 3, 0, "d")}));
     EXPECT_EQ(cache.lruOrder(), keys({{1, 3, 0}, {1, 1, 0}}));
     EXPECT_EQ(cache.ejectCount(), 2);
-}
 
-TEST_F(GMSTileDataCacheTest, PruningBySizeFromTheOldEnd) {
-    GMSTileDataCache& cache = open(1, 0, 2500);
-    for (int i = 0; i < 4; ++i) ASSERT_TRUE(store(cache, {tile(9, i, 0, QByteArray(1000, 'x'))}));
-    EXPECT_EQ(cache.lruOrder(), keys({{9, 3, 0}, {9, 2, 0}}));
-    EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({2, 2000}));
+    GMSTileDataCache& sized = open(3, 0, 2500);
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(store(sized, {tile(9, i, 0, QByteArray(1000, 'x'))}));
+    EXPECT_EQ(sized.lruOrder(), keys({{9, 3, 0}, {9, 2, 0}}));
+    EXPECT_EQ(counts(sized).mid(0, 2), QList<qint64>({2, 2000}));
     // A used tile outlives a younger one.
-    load(cache, {9, 2, 0});
-    ASSERT_TRUE(store(cache, {tile(9, 4, 0, QByteArray(600, 'y'))}));
-    EXPECT_EQ(cache.lruOrder(), keys({{9, 4, 0}, {9, 2, 0}}));
-    EXPECT_EQ(counts(cache).mid(0, 2), QList<qint64>({2, 1600}));
+    load(sized, {9, 2, 0});
+    ASSERT_TRUE(store(sized, {tile(9, 4, 0, QByteArray(600, 'y'))}));
+    EXPECT_EQ(sized.lruOrder(), keys({{9, 4, 0}, {9, 2, 0}}));
+    EXPECT_EQ(counts(sized).mid(0, 2), QList<qint64>({2, 1600}));
 }
 
-TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {
+TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTilesDeleteCheckAndInvalidate) {
     GMSTileDataCache& a = open(1);
     GMSTileDataCache& b = open(2);
     ASSERT_TRUE(store(a, {tile(1, 1, 1, "A")}));
@@ -116,10 +114,8 @@ TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTiles) {
     // b's rows went under it: its index notices at the next load.
     EXPECT_FALSE(load(b, {1, 1, 1}).found);
     EXPECT_EQ(b.stats().count, 0);
-}
 
-TEST_F(GMSTileDataCacheTest, DeleteCheckAndInvalidate) {
-    GMSTileDataCache& cache = open();
+    GMSTileDataCache& cache = open(3);
     GMSCacheableTileData t = tile(6, 0, 0, "zero", 10);
     t.perTileEpoch = 8;
     ASSERT_TRUE(store(cache, {t, tile(6, 1, 0, "one", 20), tile(6, 2, 0, "two", 30)}));

@@ -172,7 +172,7 @@ TEST(PaintRoute, OffWithoutServerKeyPaintTypeDirectToPaintOrEndpoint)
     EXPECT_TRUE(log.contains("paint route off"));
 }
 
-TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
+TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAloneAndAGoneServiceDoesNothing)
 {
     struct Case {
         const char* name;
@@ -199,10 +199,7 @@ TEST(PaintRoute, FailuresFailTheBatchAndLeaveTheCachesAlone)
         h.request(3, 1, 1);
         EXPECT_EQ(std::pair(h.answers.size(), h.clock.pendingCount()), std::pair(std::size_t(0), 1));
     }
-}
 
-TEST(PaintRoute, ServiceGoneBeforeTheSendOrTheAnswer)
-{
     PaintHarness h;
     h.request(1, 0, 0);
     h.gather();

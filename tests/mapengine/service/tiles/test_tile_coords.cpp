@@ -15,7 +15,7 @@ namespace {
 constexpr qint64 kHalf = qint64(1) << 29;
 }
 
-TEST(TileCoords, CornersHashesAndIdentity)
+TEST(TileCoords, CornersIdentityClosestToZoomZoomShiftAndMemoryCacheSizes)
 {
     const GMSTileCoords c(2, 1, 3);
     const qint64 s = qint64(1) << 28;
@@ -27,17 +27,14 @@ TEST(TileCoords, CornersHashesAndIdentity)
     EXPECT_TRUE(c.isEqualWithoutParams(withParams));
     EXPECT_EQ(withParams, GMSTileCoords(2, 1, 3, QVariantMap{{"lang", "pl"}}));
     EXPECT_FALSE(withParams == GMSTileCoords(2, 1, 3, QVariantMap{{"lang", "de"}}));
-}
 
-TEST(TileCoords, ClosestToZoomWrapsXAndClampsY)
-{
     // The point just east of the world's east edge is column 2^z wrapped to 0.
     // East, west, north, south, zoom 0, and a zoom above the deepest.
     QStringList closest;
     for (auto [z, x, y] : {std::tuple{3, kHalf, qint64(0)}, {3, -kHalf - 1, 0}, {3, 0, kHalf + 12345},
                            {3, 0, -kHalf * 2}, {0, 123, 456}, {40, 0, 0}}) {
-        const auto c = GMSTileCoords::coordsClosestToZoom(z, qint32(x), qint32(y));
-        closest << QStringLiteral("%1/%2/%3").arg(c.zoom()).arg(c.x()).arg(c.y());
+        const auto t = GMSTileCoords::coordsClosestToZoom(z, qint32(x), qint32(y));
+        closest << QStringLiteral("%1/%2/%3").arg(t.zoom()).arg(t.x()).arg(t.y());
     }
     EXPECT_EQ(closest, QStringList({"3/0/4", "3/7/4", "3/4/0", "3/4/7", "0/0/0", "30/536870912/536870912"}));
 
@@ -47,10 +44,7 @@ TEST(TileCoords, ClosestToZoomWrapsXAndClampsY)
     const auto unbounded = GMSTileCoords::unboundedCoordsClosestToZoom(3, kHalf, kHalf * 2);
     EXPECT_EQ(std::pair(unbounded.x(), unbounded.y()), std::pair(8, -4));
     EXPECT_EQ(GMSTileCoords(5, 13, 22).coordsForParentZoom(3), GMSTileCoords(3, 3, 5));
-}
 
-TEST(TileCoords, ZoomShiftAndMemoryCacheSizes)
-{
     for (auto [edge, shift] : {std::pair{256, 0}, {512, 1}, {1024, 2}, {128, 0}, {64, -1}})
         EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(edge), shift) << edge;
 
