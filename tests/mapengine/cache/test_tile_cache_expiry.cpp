@@ -39,20 +39,7 @@ TEST_F(GMSTileDataCacheExpiry, ScanIsSkippedUntilTheOldestTileCanHaveExpired) {
     }
 }
 
-// A negative period, or no clock at all: tiles never expire.
-TEST_F(GMSTileDataCacheExpiry, NoPeriodOrNoClockMeansNoScan) {
-    for (const bool withClock : {true, false}) {
-        SCOPED_TRACE(withClock);
-        GMSTileDataCache& cache = open(withClock ? 1 : 2, 0, 0, withClock ? &clock : nullptr);
-        cache.setExpirationPeriodMS(withClock ? -1 : 1);
-        ASSERT_TRUE(store(cache, {tile(1, 0, 0, "a", 0)}));
-        set(1LL << 40);
-        EXPECT_TRUE(load(cache, {1, 0, 0}).found);
-        EXPECT_EQ(cache.stats().expirationScans, 0);
-    }
-}
-
-TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBoundAndExpiredTilesGoAtStart) {
+TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBoundExpiredTilesGoAtStartAndNoPeriodMeansNoScan) {
     GMSTileDataCache& cache = open(1, 0, 0, &clock);
     cache.setExpirationPeriodMS(100);
     set(500);
@@ -72,4 +59,15 @@ TEST_F(GMSTileDataCacheExpiry, StoringAnOlderTileLowersTheBoundAndExpiredTilesGo
     set(600);
     ASSERT_TRUE(startCache(reopened));
     EXPECT_EQ(reopened.lruOrder(), (QList<GMSCacheTileKey>{{1, 3, 0}}));
+
+    // A negative period, or no clock at all: tiles never expire.
+    for (const bool withClock : {true, false}) {
+        SCOPED_TRACE(withClock);
+        GMSTileDataCache& other = open(withClock ? 4 : 2, 0, 0, withClock ? &clock : nullptr);
+        other.setExpirationPeriodMS(withClock ? -1 : 1);
+        ASSERT_TRUE(store(other, {tile(1, 0, 0, "a", 0)}));
+        set(1LL << 40);
+        EXPECT_TRUE(load(other, {1, 0, 0}).found);
+        EXPECT_EQ(other.stats().expirationScans, 0);
+    }
 }
