@@ -98,7 +98,6 @@ TEST(PaintRoute, BatchWaitsTenMillisecondsThenGoesSignedToThePaintServer)
     EXPECT_EQ(std::tuple(post.url, post.headers["Content-Type"], post.headers["X-Paint-Signature"].toStdString()),
               std::tuple(kPaintURL, QByteArray("application/x-protobuf"),
                          paintSignature(kKey.toStdString(), post.body.toStdString())));
-    EXPECT_EQ(post.headers["X-Paint-Signature"].size(), 64);
     EXPECT_GT(post.timeoutMs, 0) << "a stalled paint server must not hold tiles forever";
 
     // No epoch known yet; the paint type is described once.

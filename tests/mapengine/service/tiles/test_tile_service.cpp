@@ -100,7 +100,9 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
     h.sent.clear();
     h.request(2, 0, 0);
     h.request(2, 0, 0);
-    h.fail(h.sent[0]);
+    h.service->handleServerResponse(h.sent[0], nullptr,
+                                    GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "t", {}, {}});
+    h.pump();
     EXPECT_EQ(h.rows(), QStringList(2, "2/0/0 failed"));
     h.request(2, 0, 0);  // not remembered as not found: asked again
     ASSERT_EQ(h.sent.size(), 2u);
@@ -136,7 +138,7 @@ TEST(TileService, ExpiredOrOlderDataVersionTilesAreAskedForAgain)
     EXPECT_EQ(proto.map_tile_array(0).version_id().version_id(), "ver-7");
     h.respond(h.sent[1], {{{1, 0, 1}, {"", "ver-7"}}});
     EXPECT_EQ(h.rows(), QStringList({"1/0/1 net tile-x ver-7 m0"}));
-    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now());
+    EXPECT_EQ(h.answers[0].tile->validationTime(), h.clock.wallMs());
 
     // A newer data version shows the old tile while the new one comes.
     h.request(1, 0, 0);
@@ -158,7 +160,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     e._defaultExpirationMS = 10'000;
     e._perTileExpirationMS = 1'000;
     h.service->setTileTypeExpirations(e);
-    const qint64 now = h.now();
+    const qint64 now = h.clock.wallMs();
 
     auto tile = [&](qint64 validation) {
         GMSTile t;
@@ -288,7 +290,7 @@ TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
     EXPECT_EQ(h.answers.size(), 18u);
 }
 
-TEST(TileServiceDisk, FetchedTilesComeBackFromDiskInANewService)
+TEST(TileServiceDisk, FetchedTilesComeBackFromDiskAndSettingsThatChangeEmptyTheCache)
 {
     QTemporaryDir dir;
     zl::ManualClock clock;
@@ -325,17 +327,10 @@ TEST(TileServiceDisk, FetchedTilesComeBackFromDiskInANewService)
     h.service->verifyDiskCacheServerSchemaVersion(4);
     ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 0; }));
     EXPECT_EQ(cache.propertyForKey("ServerSchemaVersion").toInt(), 4);
-}
 
-TEST(TileServiceDisk, LocaleAndLegalCountryChangesEmptyTheCacheOnlyWhenKnownBefore)
-{
-    QTemporaryDir dir;
-    GMSTileDataCache cache(tilesDescriptor(dir.path()), 1, 0, 0);
-    ASSERT_TRUE(startCache(cache));
+    // Locale and legal country changes empty the cache only when known before.
     cache.storeTileCoords({3, 1, 1}, 1, "v", QByteArray(TileServiceHarness::png().c_str()));
     ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 1; }));
-
-    TileServiceHarness h(TileServiceHarness::satellite(), &cache);
     h.service->updateLocale("en");  // nothing known yet: kept
     h.service->updateLegalCountry("PL");
     h.service->updateLocale("en");
@@ -348,11 +343,11 @@ TEST(TileServiceDisk, LocaleAndLegalCountryChangesEmptyTheCacheOnlyWhenKnownBefo
 
     // A tile in memory from another legal country is asked for again.
     h.request(2, 1, 1);
-    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 1; }));
-    h.respond(h.sent[0], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 2; }));
+    h.respond(h.sent[1], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
     h.service->updateLegalCountry("DE");
     h.answers.clear();
     h.request(2, 1, 1);
-    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 2; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 3; }));
     EXPECT_TRUE(h.answers.empty());  // the memory cache was dropped first
 }
