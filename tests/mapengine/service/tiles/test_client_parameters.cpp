@@ -166,10 +166,17 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHoursALaterRunL
     EXPECT_EQ(std::pair(h.sent.size(), h.startups.size()), std::pair(std::size_t(1), std::size_t(0)));
 }
 
-TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
+TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturnsThenStyleTablesAndPaintRoute)
 {
     Harness h;
     h.start();
+    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
+    EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray().size(),
+                         h.params->paintServerBaseURL(), h.params->requestSigningKey(),
+                         h.params->directToPaintEnabledTileTypes().size()),
+              std::tuple(0, 0, QUrl(), QByteArray(), 0))
+        << "defaults: no epoch, no tables, no paint route";
+
     ASSERT_EQ(h.sent.size(), 1u);
     h.failLast();
     for (qint64 seconds : {1, 2, 4, 8, 16, 32, 64}) {
@@ -205,20 +212,12 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     EXPECT_EQ(h.updated->count(), notes + 1);
     h.params->networkFound();
     EXPECT_EQ(h.sent.size(), before + 2);
-}
 
-TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
-{
-    Harness h;
-    h.start();
-    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
-    EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray().size(),
-                         h.params->paintServerBaseURL(), h.params->requestSigningKey(),
-                         h.params->directToPaintEnabledTileTypes().size()),
-              std::tuple(0, 0, QUrl(), QByteArray(), 0))
-        << "defaults: no epoch, no tables, no paint route";
-
-    auto resp = h.fullAnswer(*h.sent[0].request);
+    // Style tables and the paint route, resolved against the endpoint; an
+    // epoch not in hand is asked for at once.
+    h.params->refetchClientParametersExpectingPaintEpoch(9);
+    ASSERT_EQ(h.sent.size(), before + 3);
+    auto resp = h.fullAnswer(*h.sent.back().request, 2);
     for (auto& g : *resp->mutable_parameter_group_array()) {
         if (g.type() == PARAMETER_GROUP_STYLE_TABLES) {
             auto* st = g.mutable_style_tables();
@@ -239,8 +238,8 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
         }
     }
     h.answerLast(resp);
-    ASSERT_EQ(h.updated->count(), 2);
-    EXPECT_TRUE(h.updated->at(1).at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
+    ASSERT_EQ(h.updated->count(), notes + 2);
+    EXPECT_TRUE(h.updated->last().at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
     const QList<GMSCoreClientParameters::StyleTableMapping> expected = {
         {QUrl("http://127.0.0.1:8765/styles/base.tbl"), 2, 1}, {QUrl("https://cdn.example/t?x=1"), 0, 0}};
     EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray(), h.params->paintServerBaseURL(),
@@ -248,15 +247,14 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
               std::tuple(9, expected, QUrl("http://127.0.0.1:8765/glm/paint"), QByteArray("k\0y", 3), QSet<int>{1, 2}));
 
     // The epoch in hand: no new request. Another one: asked for at once.
-    const auto before = h.sent.size();
     h.params->refetchClientParametersExpectingPaintEpoch(9);
-    EXPECT_EQ(h.sent.size(), before);
+    EXPECT_EQ(h.sent.size(), before + 3);
     h.params->refetchClientParametersExpectingPaintEpoch(10);
-    EXPECT_EQ(h.sent.size(), before + 1);
+    EXPECT_EQ(h.sent.size(), before + 4);
 
     // Tables without an epoch could never become active: the group is refused
     // and the one in hand stays.
-    auto noEpoch = h.fullAnswer(*h.sent.back().request, 2);
+    auto noEpoch = h.fullAnswer(*h.sent.back().request, 3);
     for (auto& g : *noEpoch->mutable_parameter_group_array())
         if (g.type() == PARAMETER_GROUP_STYLE_TABLES)
             g.mutable_style_tables()->add_style_table_mapping_array()->set_url("/styles/other.tbl");
@@ -265,3 +263,4 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
     EXPECT_EQ(h.params->styleTableMappingArray(), expected);
     EXPECT_TRUE(h.params->paintServerBaseURL().isEmpty()) << "the new paint group has no server";
 }
+

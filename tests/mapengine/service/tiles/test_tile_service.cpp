@@ -218,7 +218,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
 
 // A request let go is not told; the others of its chain are. One let go
 // before its turn is not fetched at all.
-TEST(TileService, ARequestLetGoIsNotCalledBack)
+TEST(TileService, ARequestLetGoIsNotCalledBackAndTheCoordinatorRunsAtMostSixteen)
 {
     TileServiceHarness h(TileServiceHarness::satellite(), nullptr, false);
     h.request(3, 3, 3);
@@ -236,6 +236,32 @@ TEST(TileService, ARequestLetGoIsNotCalledBack)
     h.pump();
     EXPECT_EQ(h.sent.size(), 1u);
     EXPECT_FALSE(h.service->hasRequestsInFlight());
+
+    // The coordinator runs at most sixteen at once: one waiting and let go is
+    // dropped, one running finishes without calling back.
+    h.sent.clear();
+    h.answers.clear();
+    auto coordinator = std::make_shared<GMSTileRequestCoordinator>();
+    EXPECT_EQ(coordinator->requestMax(), 16);
+    std::vector<zl::RequestHandle> handles;
+    for (int i = 0; i < 20; ++i)
+        handles.push_back(coordinator->requestTile(GMSTileCoords(5, i, 0), h.service, h.callback()));
+    h.pump();
+    const auto load = [&] { return std::pair(coordinator->inFlightCount(), coordinator->pendingCount()); };
+    EXPECT_EQ(load(), std::pair(16, 4));
+    handles[19].reset();  // waiting: dropped
+    handles[0].reset();   // running: finishes without calling back
+    EXPECT_EQ(load(), std::pair(16, 3));
+    ASSERT_EQ(h.sent.size(), 1u);
+    std::map<TileServiceHarness::Key, TileServiceHarness::Reply> all;
+    for (int i = 0; i < 20; ++i)
+        all[{5, i, 0}] = {TileServiceHarness::png(), "v"};
+    h.respond(h.sent[0], all);
+    EXPECT_EQ(load(), std::pair(3, 0));
+    ASSERT_EQ(h.sent.size(), 2u);
+    h.respond(h.sent[1], all);
+    EXPECT_EQ(load(), std::pair(0, 0));
+    EXPECT_EQ(h.answers.size(), 18u);
 }
 
 TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
@@ -264,31 +290,6 @@ TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
     }
 }
 
-TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
-{
-    TileServiceHarness h(TileServiceHarness::satellite());
-    auto coordinator = std::make_shared<GMSTileRequestCoordinator>();
-    EXPECT_EQ(coordinator->requestMax(), 16);
-    std::vector<zl::RequestHandle> handles;
-    for (int i = 0; i < 20; ++i)
-        handles.push_back(coordinator->requestTile(GMSTileCoords(5, i, 0), h.service, h.callback()));
-    h.pump();
-    const auto load = [&] { return std::pair(coordinator->inFlightCount(), coordinator->pendingCount()); };
-    EXPECT_EQ(load(), std::pair(16, 4));
-    handles[19].reset();  // waiting: dropped
-    handles[0].reset();   // running: finishes without calling back
-    EXPECT_EQ(load(), std::pair(16, 3));
-    ASSERT_EQ(h.sent.size(), 1u);
-    std::map<TileServiceHarness::Key, TileServiceHarness::Reply> all;
-    for (int i = 0; i < 20; ++i)
-        all[{5, i, 0}] = {TileServiceHarness::png(), "v"};
-    h.respond(h.sent[0], all);
-    EXPECT_EQ(load(), std::pair(3, 0));
-    ASSERT_EQ(h.sent.size(), 2u);
-    h.respond(h.sent[1], all);
-    EXPECT_EQ(load(), std::pair(0, 0));
-    EXPECT_EQ(h.answers.size(), 18u);
-}
 
 TEST(TileServiceDisk, FetchedTilesComeBackFromDiskAndSettingsThatChangeEmptyTheCache)
 {
