@@ -81,9 +81,8 @@ TEST_F(GMSCacheStorageTest, LostOrUnopenableStoreIsRebuiltQuietly) {
         bool didReset = !c.rebuilt;
         auto s = GMSCacheStorage::open(d, &didReset);
         ASSERT_TRUE(s);
-        EXPECT_EQ(didReset, c.rebuilt);
-        EXPECT_EQ(resets, c.rebuilt ? 1 : 0);
-        EXPECT_EQ(s->db().userVersion(), GMSCacheStorage::kSchemaVersion);
+        EXPECT_EQ(std::tuple(didReset, resets, s->db().userVersion()),
+                  std::tuple(c.rebuilt, c.rebuilt ? 1 : 0, GMSCacheStorage::kSchemaVersion));
         auto* mode = s->db().statement("PRAGMA journal_mode");
         ASSERT_TRUE(mode && mode->step());
         EXPECT_EQ(mode->text(0), QStringLiteral("wal"));

@@ -89,8 +89,9 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHoursALaterRunL
     Harness h;
     h.start();
     ASSERT_EQ(h.sent.size(), 1u);  // nothing saved: asks at once
-    EXPECT_EQ(h.sent[0].request->parameter_group_array_size(), 12);
-    EXPECT_FALSE(h.sent[0].request->parameter_group_array(0).has_hash_p());
+    EXPECT_EQ(std::pair(h.sent[0].request->parameter_group_array_size(),
+                        h.sent[0].request->parameter_group_array(0).has_hash_p()),
+              std::pair(12, false));
     EXPECT_TRUE(h.startups.empty());  // startup waits for the answer
     EXPECT_EQ(h.updated->count(), 1);    // every group, at start
 
@@ -125,8 +126,7 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHoursALaterRunL
     h.params->flushPendingWrites();
     EXPECT_EQ(zltest::readFile(h.path()), bytes);
     EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
-    EXPECT_EQ(h.updated->count(), 2);
+    EXPECT_EQ(std::pair(h.params->diskCacheServerSchemaVersion(), h.updated->count()), std::pair(3, qsizetype(2)));
 
     // Inactive stops the schedule; active resumes it where it was.
     h.params->applicationWillResignActive();
@@ -161,8 +161,8 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHoursALaterRunL
     h.sent.clear();
     h.startups.clear();
     h.start();
-    EXPECT_FALSE(h.params->haveParamsEverBeenFetched());
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), -1);
+    EXPECT_EQ(std::pair(h.params->haveParamsEverBeenFetched(), h.params->diskCacheServerSchemaVersion()),
+              std::pair(false, -1));
     EXPECT_EQ(std::pair(h.sent.size(), h.startups.size()), std::pair(std::size_t(1), std::size_t(0)));
 }
 
@@ -193,8 +193,7 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturnsThenS
     }
     EXPECT_FALSE(h.params->isRetryWaiting());
     ASSERT_EQ(h.startups.size(), 1u);
-    EXPECT_TRUE(h.startups[0].has_value());
-    EXPECT_TRUE(h.params->isDesperatelyRetrying());
+    EXPECT_EQ(std::pair(h.startups[0].has_value(), h.params->isDesperatelyRetrying()), std::pair(true, true));
 
     // Each return of the network is one attempt, without waiting.
     const std::size_t before = h.sent.size();
@@ -207,9 +206,8 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturnsThenS
     ASSERT_EQ(h.sent.size(), before + 2);
     const int notes = h.updated->count();
     h.answerLast(h.fullAnswer(*h.sent.back().request));
-    EXPECT_FALSE(h.params->isDesperatelyRetrying());
-    EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
-    EXPECT_EQ(h.updated->count(), notes + 1);
+    EXPECT_EQ(std::tuple(h.params->isDesperatelyRetrying(), h.params->haveParamsEverBeenFetched(), h.updated->count()),
+              std::tuple(false, true, notes + 1));
     h.params->networkFound();
     EXPECT_EQ(h.sent.size(), before + 2);
 
@@ -259,8 +257,7 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturnsThenS
         if (g.type() == PARAMETER_GROUP_STYLE_TABLES)
             g.mutable_style_tables()->add_style_table_mapping_array()->set_url("/styles/other.tbl");
     h.answerLast(noEpoch);
-    EXPECT_EQ(h.params->paintEpoch(), 9);
-    EXPECT_EQ(h.params->styleTableMappingArray(), expected);
+    EXPECT_EQ(std::pair(h.params->paintEpoch(), h.params->styleTableMappingArray()), std::pair(9, expected));
     EXPECT_TRUE(h.params->paintServerBaseURL().isEmpty()) << "the new paint group has no server";
 }
 

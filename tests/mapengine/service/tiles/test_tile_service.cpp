@@ -52,9 +52,9 @@ TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
     for (int i = 0; i < 51; ++i)
         h.request(6, i % 64, i / 64);
     ASSERT_EQ(h.sent.size(), 2u) << "the 51st tile opens a new batch";
-    EXPECT_EQ(h.sent[0]->tileRequests().size(), 50u);
-    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 50);
-    EXPECT_EQ(h.sent[1]->tileRequests().size(), 1u);
+    EXPECT_EQ(std::tuple(h.sent[0]->tileRequests().size(), h.sent[0]->buildRequestProto().map_tile_array_size(),
+                         h.sent[1]->tileRequests().size()),
+              std::tuple(50u, 50, 1u));
     h.request(7, 0, 0);  // another zoom closes the open batch
     ASSERT_EQ(h.sent.size(), 3u);
     h.request(7, 1, 0);
@@ -234,8 +234,7 @@ TEST(TileService, ARequestLetGoIsNotCalledBackAndTheCoordinatorRunsAtMostSixteen
 
     h.service->requestTile(GMSTileCoords(3, 4, 4), h.callback());  // the handle is dropped at once
     h.pump();
-    EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_FALSE(h.service->hasRequestsInFlight());
+    EXPECT_EQ(std::pair(h.sent.size(), h.service->hasRequestsInFlight()), std::pair(std::size_t(1), false));
 
     // The coordinator runs at most sixteen at once: one waiting and let go is
     // dropped, one running finishes without calling back.
@@ -260,8 +259,7 @@ TEST(TileService, ARequestLetGoIsNotCalledBackAndTheCoordinatorRunsAtMostSixteen
     EXPECT_EQ(load(), std::pair(3, 0));
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], all);
-    EXPECT_EQ(load(), std::pair(0, 0));
-    EXPECT_EQ(h.answers.size(), 18u);
+    EXPECT_EQ(std::tuple(load(), h.answers.size()), std::tuple(std::pair(0, 0), std::size_t(18)));
 }
 
 TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
