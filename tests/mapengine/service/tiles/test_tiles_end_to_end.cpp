@@ -1,9 +1,9 @@
 // The real map service as a child process, with imagery, a small style folder
 // and the paint route on for terrain. The real engine asks for a screen of
 // tiles through the tile source while its setup fetches the style tables and
-// hands the paint settings to the tile services; then the same with the
-// service gone, from the disk caches. A tile service on the paint route gets
-// its tiles over a signed POST.
+// hands the paint settings to the tile services; a tile service on the paint
+// route gets its tiles over a signed POST; then the same screen and tables
+// with the service gone, from the disk caches.
 #include "../../cache/CacheTestHelpers.h"
 #include "GMSCameraPosition.h"
 #include "GMSCoreClientParameters.h"
@@ -112,7 +112,7 @@ protected:
 
 }  // namespace
 
-TEST_F(TilesEndToEnd, AScreenAndStyleTablesFromTheServiceThenFromTheDiskCachesWithTheServiceGone)
+TEST_F(TilesEndToEnd, AScreenStyleTablesAndThePaintRouteFromTheServiceThenFromTheDiskCachesWithTheServiceGone)
 {
     zltest::LogCapture log;
     int first = 0;
@@ -138,7 +138,55 @@ TEST_F(TilesEndToEnd, AScreenAndStyleTablesFromTheServiceThenFromTheDiskCachesWi
     EXPECT_TRUE(QFile::exists(dir.filePath("caches/ServerControlledParams")));
     EXPECT_TRUE(QFile::exists(dir.filePath("caches/GMSCacheStorage-Tiles/Tiles.sqlite")));
 
+    // A tile service with the paint route on gets its tiles over a signed
+    // POST, marked with mode 3, and nothing over the framed connection.
+    GMSDASHTileServiceOptions o;
+    o.tileType.mapTileType = kSatellite;
+    o.tileType.paintTileType = kSatellite;
+    o.dashEndpointURL = endpoint;
+    QObject queue;
+    int framedBatches = 0;
+    auto tiles = GMSDASHTileService::create(
+        o, &queue, [&](const std::shared_ptr<GMSDASHRequest>&) { ++framedBatches; }, nullptr);
+    tiles->setDirectToPaint(true);
+    // The client parameters name the paint server relative to the endpoint.
+    tiles->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kPaintKey);
+    tiles->startRequestQueue();
+    ASSERT_TRUE(tiles->usesPaintRoute());
+    EXPECT_EQ(tiles->paintService()->paintServerBaseURL().path(), "/glm/paint");
+
+    std::map<std::tuple<int, int, int>, std::pair<int, GMSTilePtr>> answers;
+    std::vector<zl::RequestHandle> held;
+    const auto ask = [&](int z, int x, int y) {
+        held.push_back(tiles->requestTile(GMSTileCoords(z, x, y),
+                                          [&](const GMSTileCoords& c, int status, const GMSTilePtr& tile) {
+                                              answers[{c.zoom(), c.x(), c.y()}] = {status, tile};
+                                          }));
+    };
+    const std::vector<std::tuple<int, int, int>> wanted = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {1, 0, 1}, {1, 1, 1}};
+    for (const auto& [z, x, y] : wanted)
+        ask(z, x, y);
+    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == wanted.size(); }, 20000)) << answers.size();
+    for (const auto& [z, x, y] : wanted) {
+        const auto& [status, tile] = answers.at({z, x, y});
+        ASSERT_TRUE(tile) << z << "/" << x << "/" << y;
+        EXPECT_EQ(std::tuple(status, tile->mode, tile->data, tile->versionID.isEmpty()),
+                  std::tuple(int(kGMSTileStatusFromNetwork), 3, pngTile(z, x, y), false));
+    }
+    EXPECT_EQ(framedBatches, 0);
+
+    // A tile the store lacks fails alone.
+    answers.clear();
+    ask(5, 3, 3);
+    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == 1; }, 20000));
+    EXPECT_EQ(answers.begin()->second.first, kGMSTileStatusFailed);
+
+    tiles.reset();
     service.stop();
+    // The zooms went in two batches; each POST has its line in the log.
+    const QString serviceLog = service.standardError();
+    EXPECT_GE(serviceLog.count(QRegularExpression(QStringLiteral("POST /glm/paint \\S+ 200 .*tiles=\\d+/\\d+"))), 3)
+        << serviceLog.toStdString();
     {
         MapServiceSetup setup(options());
         ASSERT_TRUE(setup.startServices(false));
@@ -187,59 +235,6 @@ TEST_F(TilesEndToEnd, StartInstallsTheSourceForNewMapViewsAndStopTakesItBack)
     setup.reset();
     EXPECT_NE(GMSServices::sharedServicesIfActive()->tileSource(), nullptr);  // the built-in pattern again
     GMSServices::resetForTests();
-}
-
-// A tile service with the paint route on gets its tiles over a signed POST,
-// marked with mode 3, and nothing over the framed connection.
-TEST_F(TilesEndToEnd, TilesArriveByThePaintRouteWithMode3)
-{
-    GMSDASHTileServiceOptions o;
-    o.tileType.mapTileType = kSatellite;
-    o.tileType.paintTileType = kSatellite;
-    o.dashEndpointURL = endpoint;
-    QObject queue;
-    int framedBatches = 0;
-    auto tiles = GMSDASHTileService::create(
-        o, &queue, [&](const std::shared_ptr<GMSDASHRequest>&) { ++framedBatches; }, nullptr);
-    tiles->setDirectToPaint(true);
-    // The client parameters name the paint server relative to the endpoint.
-    tiles->setPaintServer(QUrl(QStringLiteral("/glm/paint")), kPaintKey);
-    tiles->startRequestQueue();
-    ASSERT_TRUE(tiles->usesPaintRoute());
-    EXPECT_EQ(tiles->paintService()->paintServerBaseURL().path(), "/glm/paint");
-
-    std::map<std::tuple<int, int, int>, std::pair<int, GMSTilePtr>> answers;
-    std::vector<zl::RequestHandle> held;
-    const auto ask = [&](int z, int x, int y) {
-        held.push_back(tiles->requestTile(GMSTileCoords(z, x, y),
-                                          [&](const GMSTileCoords& c, int status, const GMSTilePtr& tile) {
-                                              answers[{c.zoom(), c.x(), c.y()}] = {status, tile};
-                                          }));
-    };
-    const std::vector<std::tuple<int, int, int>> wanted = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {1, 0, 1}, {1, 1, 1}};
-    for (const auto& [z, x, y] : wanted)
-        ask(z, x, y);
-    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == wanted.size(); }, 20000)) << answers.size();
-    for (const auto& [z, x, y] : wanted) {
-        const auto& [status, tile] = answers.at({z, x, y});
-        ASSERT_TRUE(tile) << z << "/" << x << "/" << y;
-        EXPECT_EQ(std::tuple(status, tile->mode, tile->data, tile->versionID.isEmpty()),
-                  std::tuple(int(kGMSTileStatusFromNetwork), 3, pngTile(z, x, y), false));
-    }
-    EXPECT_EQ(framedBatches, 0);
-
-    // A tile the store lacks fails alone.
-    answers.clear();
-    ask(5, 3, 3);
-    ASSERT_TRUE(zltest::waitFor([&] { return answers.size() == 1; }, 20000));
-    EXPECT_EQ(answers.begin()->second.first, kGMSTileStatusFailed);
-
-    // The zooms went in two batches; each POST has its line in the log.
-    tiles.reset();
-    service.stop();
-    const QString log = service.standardError();
-    EXPECT_GE(log.count(QRegularExpression(QStringLiteral("POST /glm/paint \\S+ 200 .*tiles=\\d+/\\d+"))), 3)
-        << log.toStdString();
 }
 
 // A stalled server times out; posts still running when the transport ends are
