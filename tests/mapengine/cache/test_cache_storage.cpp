@@ -46,7 +46,7 @@ TEST_F(GMSCacheStorageTest, StoreOlderThanItsBoundaryIsDeleted) {
 // A store that went, or one that won't open: it is made again empty (in
 // WAL mode, at the schema's version), the reset handler runs for a rebuilt
 // one, and the tile cache on it works, with nothing to tell.
-TEST_F(GMSCacheStorageTest, LostOrUnopenableStoreIsRebuiltQuietly) {
+TEST_F(GMSCacheStorageTest, LostOrUnopenableStoreIsRebuiltQuietlyAndAFolderThatCannotBeMadeMeansNoStore) {
     struct Case {
         const char* what;
         std::function<void(const QString& file)> damage;
@@ -97,9 +97,7 @@ TEST_F(GMSCacheStorageTest, LostOrUnopenableStoreIsRebuiltQuietly) {
         EXPECT_TRUE(posted.isEmpty());
         close();
     }
-}
 
-TEST_F(GMSCacheStorageTest, FolderThatCannotBeMadeMeansNoStore) {
     writeFile(root.filePath("notadir"), "file");
     zltest::LogCapture log;
     EXPECT_EQ(GMSCacheStorage::open(tilesDescriptor(root.filePath("notadir"))), nullptr);

@@ -136,24 +136,22 @@ TEST_F(GMSTileDataCacheTest, TileTypesShareTheStoreButNotTheirTilesDeleteCheckAn
     EXPECT_EQ(load(cache, {6, 0, 0}).perTileEpoch, -1);
 }
 
-TEST_F(GMSTileDataCacheTest, CallsBeforeStartAreMissesAndRunWhenStartedWaits) {
-    GMSTileDataCache cache(tilesDescriptor(root.path()), 1, 0, 0);
+TEST_F(GMSTileDataCacheTest, CallsBeforeStartOrDuringADeleteAreMissesAndOthersKeepTheirPlace) {
+    GMSTileDataCache unstarted(tilesDescriptor(root.path()), 2, 0, 0);
     zltest::LogCapture log;
-    EXPECT_FALSE(load(cache, {1, 0, 0}).found);
+    EXPECT_FALSE(load(unstarted, {1, 0, 0}).found);
     EXPECT_TRUE(log.contains("GMSTileDataCache start not called or failed"));
 
     std::atomic<bool> ran{false};
-    cache.runWhenStarted([&] { ran = true; });
-    cache.blockWorkQueueWhile([] {});
+    unstarted.runWhenStarted([&] { ran = true; });
+    unstarted.blockWorkQueueWhile([] {});
     EXPECT_FALSE(ran.load());
-    ASSERT_TRUE(startCache(cache));
+    ASSERT_TRUE(startCache(unstarted));
     EXPECT_TRUE(ran.load());
     std::atomic<bool> ranAfter{false};
-    cache.runWhenStarted([&] { ranAfter = true; });
+    unstarted.runWhenStarted([&] { ranAfter = true; });
     EXPECT_TRUE(zltest::waitFor([&] { return ranAfter.load(); }));
-}
 
-TEST_F(GMSTileDataCacheTest, LoadsDuringADeleteAreMissesAtOnceAndOthersKeepTheirPlace) {
     GMSTileDataCache& cache = open();
     ASSERT_TRUE(store(cache, {tile(1, 0, 0, "x")}));
     std::atomic<bool> release{false};

@@ -13,7 +13,7 @@ using zltest::TileServiceHarness;
 
 // Duplicates fold into one tile of one batch; 512-pixel tiles are asked one
 // zoom up and read back at the zoom asked for.
-TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
+TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoomAndBatchesHoldFiftyTilesOfOneZoom)
 {
     struct Case {
         int edge;
@@ -44,10 +44,7 @@ TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
         EXPECT_EQ(h.rows(), QStringList(3, "7/10/20 net tile-a v1 m0"));
         EXPECT_FALSE(h.service->hasRequestsInFlight());
     }
-}
 
-TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
-{
     TileServiceHarness h(TileServiceHarness::satellite());
     for (int i = 0; i < 51; ++i)
         h.request(6, i % 64, i / 64);
