@@ -64,7 +64,7 @@ TEST_F(GMSStyleTableServiceTest, TwoRequestsForOneUrlMakeOneFetchAndFailuresAreT
 
 // A table stored broken removes itself and is fetched the next time; one the
 // application bundles is stored without a fetch.
-TEST_F(GMSStyleTableServiceTest, BrokenTableOnDiskRemovesItselfAndABundledOneIsStored) {
+TEST_F(GMSStyleTableServiceTest, BrokenTableOnDiskRemovesItselfABundledOneIsStoredAndTheActiveEpochIsKept) {
     struct Loader : GMSStyleTableServiceResourceLoader {
         QByteArray styleTableForURLString(const QString& url) override { return url == kUrlB ? "bundled" : ""; }
     };
@@ -83,21 +83,19 @@ TEST_F(GMSStyleTableServiceTest, BrokenTableOnDiskRemovesItselfAndABundledOneIsS
     EXPECT_EQ(dataOf(loadTable(service, kUrlA)) + "+" + dataOf(loadTable(service, kUrlB)), "GOOD+bundled");
     EXPECT_EQ(std::pair(fetcher->fetches(kUrlA), fetcher->fetches(kUrlB)), std::pair(1, 0));
     EXPECT_EQ(gmsRawInflate(loadObject(service.styleTableDiskCache(), kUrlB).data), "bundled");
-}
 
-TEST_F(GMSStyleTableServiceTest, ActiveEpochIsKeptAndAnUnchangedValueWritesNothing) {
-    GMSStyleTableService& first = make();
-    first.setActiveEpoch(7);
-    EXPECT_EQ(loadObject(first.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
+    // The active epoch is kept; setting the same value again writes nothing.
+    service.setActiveEpoch(7);
+    EXPECT_EQ(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").data, "7");
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) {
-        first.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
+        service.epochResourcesDiskCache().deleteObjectDataWithName("ActiveEpochKey", c, fn);
     }));
-    first.setActiveEpoch(7);
-    EXPECT_FALSE(loadObject(first.epochResourcesDiskCache(), "ActiveEpochKey").found);
-    first.setActiveEpoch(8);
+    service.setActiveEpoch(7);
+    EXPECT_FALSE(loadObject(service.epochResourcesDiskCache(), "ActiveEpochKey").found);
+    service.setActiveEpoch(8);
     close();
-    GMSStyleTableService& service = make();
-    EXPECT_TRUE(zltest::waitFor([&] { return service.activeEpoch() == 8; }));
+    GMSStyleTableService& reopened = make();
+    EXPECT_TRUE(zltest::waitFor([&] { return reopened.activeEpoch() == 8; }));
 }
 
 // The real fetcher against a loopback server: an HTTP error is an error
