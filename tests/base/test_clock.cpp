@@ -26,11 +26,9 @@ TEST(ManualClock, RunsDueTimersInTimeOrderWithTheTimeSetToTheirDueTimeFromTheGiv
     clock.schedule(30, &context, [&] { order.push_back(4); });  // same time as 3, scheduled later
     clock.cancel(h);
     clock.advance(25);
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-    EXPECT_EQ(clock.now(), t0.addMSecs(25));
+    EXPECT_EQ(std::pair(order, clock.now()), std::pair(std::vector<int>{1, 2}, t0.addMSecs(25)));
     clock.advanceSeconds(0.005);
-    EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
-    EXPECT_EQ(clock.pendingCount(), 0);
+    EXPECT_EQ(std::pair(order, clock.pendingCount()), std::pair(std::vector<int>{1, 2, 3, 4}, 0));
     EXPECT_DOUBLE_EQ(clock.monotonicSeconds() - double(m0) / 1e9, 0.030);
 
     // A timer whose context is gone is dropped.

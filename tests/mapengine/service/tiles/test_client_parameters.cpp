@@ -72,10 +72,7 @@ struct Harness {
         }
         return resp;
     }
-    void answerLast(std::shared_ptr<GMSClientParameters::Response> resp)
-    {
-        sent.back().handler(resp, std::nullopt);
-    }
+    void answerLast(std::shared_ptr<GMSClientParameters::Response> resp) { sent.back().handler(resp, std::nullopt); }
     void failLast()
     {
         sent.back().handler(nullptr, GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "t", {}, {}});
