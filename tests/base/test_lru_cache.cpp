@@ -54,7 +54,7 @@ QString contents(const Cache& cache) {
 
 }  // namespace
 
-TEST(LruCache, Scripts) {
+TEST(LruCache, ScriptsTrimmingAroundWhatIsKeptWalkingBothWaysAndValuesThatOnlyMove) {
     struct Case {
         const char* what;
         std::size_t capacity;
@@ -83,22 +83,20 @@ TEST(LruCache, Scripts) {
         EXPECT_EQ(contents(cache), c.contents);
         EXPECT_EQ(cache.size(), std::size_t(cache.keys().size()));
     }
-}
 
-// Owners that must keep some entries (tiles on screen) trim around them.
-TEST(LruCache, TrimStepsOverWhatIsKeptWalksBothWaysAndHoldsValuesThatOnlyMove) {
-    Cache cache;
-    run(cache, "a1 b2 c3 d4 e5");
+    // Owners that must keep some entries (tiles on screen) trim around them.
+    Cache kept;
+    run(kept, "a1 b2 c3 d4 e5");
     const auto even = [](const Cache::Entry& e) { return e.value % 2 == 0; };
-    EXPECT_EQ(cache.trimTo(1, even), 3u);
-    EXPECT_EQ(contents(cache), "d4 b2") << "above the target: all that is left is kept";
-    EXPECT_EQ(cache.keys<QList<QString>>(), (QList<QString>{"d", "b"}));
+    EXPECT_EQ(kept.trimTo(1, even), 3u);
+    EXPECT_EQ(contents(kept), "d4 b2") << "above the target: all that is left is kept";
+    EXPECT_EQ(kept.keys<QList<QString>>(), (QList<QString>{"d", "b"}));
     QStringList oldestFirst;
-    for (auto it = cache.rbegin(); it != cache.rend(); ++it) oldestFirst << it->key;
+    for (auto it = kept.rbegin(); it != kept.rend(); ++it) oldestFirst << it->key;
     EXPECT_EQ(oldestFirst, (QStringList{"b", "d"}));
     // Values may be changed in place; keys are const.
-    for (auto& [key, value] : cache) value *= 10;
-    EXPECT_EQ(contents(cache), "d40 b20");
+    for (auto& [key, value] : kept) value *= 10;
+    EXPECT_EQ(contents(kept), "d40 b20");
 
     // Values that only move.
     LruCache<int, std::unique_ptr<int>> moving(2);

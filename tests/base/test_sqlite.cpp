@@ -71,9 +71,8 @@ TEST(SqliteConnection, ValuesKeepTheirKindFailuresComeBackAsTextAndTransactionsR
     {
         Transaction t(db);
         ASSERT_TRUE(withTransaction(db, [&] { return db.exec("INSERT INTO x VALUES ('b')"); })) << "joins the open one";
-        EXPECT_TRUE(db.inTransaction());
-        EXPECT_TRUE(t.commit());
-        EXPECT_FALSE(t.commit());
+        // Braced lists run left to right: the second commit finds nothing open.
+        EXPECT_EQ(QList<bool>({db.inTransaction(), t.commit(), t.commit()}), QList<bool>({true, true, false}));
     }
     EXPECT_FALSE(db.inTransaction());
     EXPECT_EQ(count(db, "SELECT group_concat(v) = 'b' FROM x"), 1);
@@ -111,22 +110,15 @@ TEST(SqliteMigrate, StepsRunOnceInOrderAndNewerOrFailingFilesStayAsTheyWere) {
         if (c.startVersion >= 0) {
             // The file as the earlier program left it.
             ASSERT_TRUE(db.exec("CREATE TABLE one (v); INSERT INTO one VALUES (7)"));
-            if (c.startVersion >= 2) {
-                ASSERT_TRUE(db.exec("CREATE TABLE two (v)"));
-            }
+            ASSERT_TRUE(c.startVersion < 2 || db.exec("CREATE TABLE two (v)"));
             ASSERT_TRUE(db.setUserVersion(c.startVersion));
         }
         EXPECT_EQ(migrate(db, c.steps), c.ok);
-        if (!c.ok) {
-            EXPECT_TRUE(db.error().contains(c.errorPart)) << db.error().toStdString();
-        }
-        EXPECT_EQ(db.userVersion(), c.endVersion);
-        EXPECT_FALSE(db.inTransaction());
-        const bool hasTwo = count(db, "SELECT count(*) FROM sqlite_master WHERE name = 'two'") == 1;
-        EXPECT_EQ(hasTwo, c.endVersion >= 2);
-        if (c.startVersion >= 0) {
-            EXPECT_EQ(count(db, "SELECT count(*) FROM one"), 1) << "rows stay";
-        }
+        EXPECT_TRUE(c.ok || db.error().contains(c.errorPart)) << db.error().toStdString();
+        EXPECT_EQ(std::tuple(db.userVersion(), db.inTransaction(),
+                             count(db, "SELECT count(*) FROM sqlite_master WHERE name = 'two'")),
+                  std::tuple(c.endVersion, false, c.endVersion >= 2 ? 1 : 0));
+        EXPECT_TRUE(c.startVersion < 0 || count(db, "SELECT count(*) FROM one") == 1) << "rows stay";
     }
 }
 

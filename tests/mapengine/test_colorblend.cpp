@@ -12,17 +12,16 @@ void expectRGB(const RGB& got, const RGB& want) {
 }
 
 TEST(ColorBlend, HandComputedValuesAndBackdropLuminosity) {
-    // Red pin pixel under blue: Lum 0.38, clipped above 1.
-    expectRGB(gms_blend::colorBlend({0.8, 0.2, 0.2}, {0, 0, 1}), {0.38 - 0.11 * 0.62 / 0.89, 0.38 - 0.11 * 0.62 / 0.89, 1.0});
-    // Grey under red.
-    expectRGB(gms_blend::colorBlend({0.5, 0.5, 0.5}, {1, 0, 0}), {1.0, 0.5 - 0.3 * 0.5 / 0.7, 0.5 - 0.3 * 0.5 / 0.7});
-    // Dark grey under green: clipped below 0.
-    expectRGB(gms_blend::colorBlend({0.1, 0.1, 0.1}, {0, 1, 0}), {0.0, 0.1 + 0.41 * 0.1 / 0.59, 0.0});
-    // Black stays black, white stays white.
-    expectRGB(gms_blend::colorBlend({0, 0, 0}, {1, 0, 0}), {0, 0, 0});
-    expectRGB(gms_blend::colorBlend({1, 1, 1}, {0.2, 0.7, 0.1}), {1, 1, 1});
-    // A grey source gives the backdrop's luminosity as grey.
-    expectRGB(gms_blend::colorBlend({0.9, 0.1, 0.3}, {0.5, 0.5, 0.5}), {0.362, 0.362, 0.362});
+    // Backdrop, source, result.
+    const RGB cases[][3] = {
+        {{0.8, 0.2, 0.2}, {0, 0, 1}, {0.38 - 0.11 * 0.62 / 0.89, 0.38 - 0.11 * 0.62 / 0.89, 1.0}},  // clipped above 1
+        {{0.5, 0.5, 0.5}, {1, 0, 0}, {1.0, 0.5 - 0.3 * 0.5 / 0.7, 0.5 - 0.3 * 0.5 / 0.7}},
+        {{0.1, 0.1, 0.1}, {0, 1, 0}, {0.0, 0.1 + 0.41 * 0.1 / 0.59, 0.0}},  // clipped below 0
+        {{0, 0, 0}, {1, 0, 0}, {0, 0, 0}},                                   // black stays black
+        {{1, 1, 1}, {0.2, 0.7, 0.1}, {1, 1, 1}},                             // white stays white
+        {{0.9, 0.1, 0.3}, {0.5, 0.5, 0.5}, {0.362, 0.362, 0.362}},           // a grey source: the luminosity as grey
+    };
+    for (const auto& c : cases) expectRGB(gms_blend::colorBlend(c[0], c[1]), c[2]);
 
     // Random colours: the result keeps the backdrop's luminosity, within range.
     std::uint32_t seed = 7;

@@ -5,11 +5,9 @@
 #include <QWheelEvent>
 
 #include "Clock.h"
-#include "GMSMapView.h"
-#include "GMSServices.h"
 #include "fakes.h"
 #include "geometry/near.h"
-#include "testsupport.h"
+#include "render_fixture.h"
 
 namespace {
 
@@ -20,8 +18,6 @@ protected:
     void SetUp() override {
         // Deliver every touch move at once instead of once a frame.
         qputenv("QML_NO_TOUCH_COMPRESSION", "1");
-        GMSServices::resetForTests();
-        GMSServices::provideAPIKey(QString(39, QChar('I')));
         window.resize(400, 300);
         map = new GMSMapView(GMSCameraPosition(10.0, 20.0, 10.0f), window.contentItem());
         map->setSize(QSizeF(400, 300));
@@ -31,10 +27,8 @@ protected:
         window.show();
         ASSERT_TRUE(zltest::waitFor([&] { return window.isExposed(); }));
     }
-    void TearDown() override {
-        delete map;
-        GMSServices::resetForTests();
-    }
+    void TearDown() override { delete map; }
+    zltest::ServicesWithKey services;
     ManualSource tiles;
     zl::ManualClock clock{50.0};
     GMSDisplayLink link{ManualFrameTimer::factory()};

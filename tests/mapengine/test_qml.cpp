@@ -4,17 +4,14 @@
 #include <QQmlEngine>
 #include <QtQml/qqmlextensionplugin.h>
 
-#include "GMSMapView.h"
-#include "GMSServices.h"
-#include "testsupport.h"
+#include "render_fixture.h"
 
 Q_IMPORT_QML_PLUGIN(Zenloft_MapPlugin)
 
 namespace {
 
 TEST(MapQml, ModuleImportsAndMakesAMapView) {
-    GMSServices::resetForTests();
-    GMSServices::provideAPIKey(QString(39, QChar('Q')));
+    zltest::ServicesWithKey services;
     zltest::LogCapture log;
     QQmlEngine engine;
     engine.addImportPath(QStringLiteral("qrc:/"));
@@ -28,8 +25,6 @@ TEST(MapQml, ModuleImportsAndMakesAMapView) {
     ASSERT_NE(map, nullptr);
     EXPECT_EQ(map->mapType(), 4);
     EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
-    root.reset();
-    GMSServices::resetForTests();
 }
 
 }  // namespace

@@ -6,8 +6,7 @@
 namespace {
 
 TEST(SoftwareRender, HybridLayersAreDrawnOneByOneToTheSamePicture) {
-    GMSServices::resetForTests();
-    GMSServices::provideAPIKey(QString(39, QChar('R')));
+    zltest::ServicesWithKey services;
     QQuickWindow window;
     zltest::HybridSource source(5);
     GMSMapView map(GMSCameraPosition(zltest::tileMiddle(6, 32, 20), 6.0f), window.contentItem());
@@ -20,7 +19,6 @@ TEST(SoftwareRender, HybridLayersAreDrawnOneByOneToTheSamePicture) {
     EXPECT_EQ(GMSMapRenderer::totals().stackedTiles, before);
     // Labels end at zoom 5: its west half covers all of tile 32 and none of 33.
     zltest::expectHybridRow(shot, {{-64, true}, {64, true}, {256, false}});
-    GMSServices::resetForTests();
 }
 
 }  // namespace

@@ -30,27 +30,14 @@ T await(Call call) {
     return result.value_or(T{});
 }
 
-// A clock at the start of the epoch that tests move forward by hand to a
-// wall time in milliseconds; read on the cache's thread.
-struct FakeClock {
-    zl::ManualClock manual{QDateTime::fromMSecsSinceEpoch(0, Qt::UTC)};
-    const zl::Clock* clock() const { return &manual; }
-    void set(qint64 ms) { manual.advance(ms - manual.wallMs()); }
-};
-
 // The engine's two stores below a test's folder.
-inline GMSCacheStorageDescriptor descriptor(const QString& name, const QString& boundaryVersion, const QString& root) {
-    GMSCacheStorageDescriptor d;
-    d.name = name;
-    d.boundaryVersion = boundaryVersion;
-    d.cachesDir = root;
-    return d;
-}
 inline GMSCacheStorageDescriptor tilesDescriptor(const QString& root) {
-    return descriptor(kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, root);
+    return GMSCacheStorageDescriptor::cacheStorageDescriptorForName(kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion,
+                                                                    root, kGMSTilesCacheBoundaryVersion);
 }
 inline GMSCacheStorageDescriptor objectsDescriptor(const QString& root) {
-    return descriptor(kGMSObjectsCacheName, kGMSObjectsCacheBoundaryVersion, root);
+    return GMSCacheStorageDescriptor::cacheStorageDescriptorForName(
+        kGMSObjectsCacheName, kGMSObjectsCacheBoundaryVersion, root, kGMSObjectsCacheBoundaryVersion);
 }
 
 inline GMSCacheableTileData tile(int zoom, int x, int y, const QByteArray& data, qint64 validationTime = 0,

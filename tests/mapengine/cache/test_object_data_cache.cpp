@@ -33,34 +33,26 @@ TEST(GMSObjectDataCache, StoresLoadsAndKeepsAcrossRuns) {
     EXPECT_EQ(cache.lruOrder(), QStringList{"https://x/style/1"});
 }
 
-TEST(GMSObjectDataCache, PrunesTheLeastRecentlyUsedWhenLimited) {
+// A limited cache prunes the least recently used; two object types in one
+// store never meet; the notification empties them.
+TEST(GMSObjectDataCache, PruningAndTypesThatShareTheStore) {
     QTemporaryDir root;
-    GMSObjectDataCache cache(objectsDescriptor(root.path()), 2);
-    ASSERT_TRUE(storeObject(cache, "one", "1"));
-    ASSERT_TRUE(storeObject(cache, "two", "2"));
-    EXPECT_TRUE(loadObject(cache, "one").found);  // "two" is now the oldest
-    ASSERT_TRUE(storeObject(cache, "three", "3"));
-    EXPECT_EQ(cache.lruOrder(), (QStringList{"three", "one"}));
-    ASSERT_TRUE(storeObject(cache, "one", "1b"));  // replacing doesn't prune
-    EXPECT_EQ(cache.lruOrder(), (QStringList{"one", "three"}));
-    EXPECT_EQ(loadObject(cache, "one").data, "1b");
-}
-
-// Two object types in one store never meet; the notification empties them.
-TEST(GMSObjectDataCache, TypesShareTheStoreWithoutMeetingAndTheDeleteNotificationEmptiesThem) {
-    QTemporaryDir root;
-    GMSObjectDataCache tables(objectsDescriptor(root.path()), 0, 1);
+    GMSObjectDataCache tables(objectsDescriptor(root.path()), 2, 1);
     GMSObjectDataCache epochs(objectsDescriptor(root.path()), 0, 2);
-    ASSERT_TRUE(storeObject(tables, "same-name", "table"));
-    ASSERT_TRUE(storeObject(epochs, "same-name", "epoch"));
-    const auto both = [&] {
-        return std::pair(loadObject(tables, "same-name").data, loadObject(epochs, "same-name").data);
-    };
+    ASSERT_TRUE(storeObject(tables, "one", "1"));
+    ASSERT_TRUE(storeObject(tables, "two", "2"));
+    EXPECT_TRUE(loadObject(tables, "one").found);  // "two" is now the oldest
+    ASSERT_TRUE(storeObject(tables, "three", "3"));
+    EXPECT_EQ(tables.lruOrder(), (QStringList{"three", "one"}));
+    ASSERT_TRUE(storeObject(tables, "one", "table"));  // replacing doesn't prune
+    EXPECT_EQ(tables.lruOrder(), (QStringList{"one", "three"}));
+
+    ASSERT_TRUE(storeObject(epochs, "one", "epoch"));
+    const auto both = [&] { return std::pair(loadObject(tables, "one").data, loadObject(epochs, "one").data); };
     EXPECT_EQ(both(), std::pair(QByteArray("table"), QByteArray("epoch")));
     ASSERT_TRUE(await<bool>([&](QObject* c, auto fn) { tables.deleteObjectDataCacheWithCompletionHandler(c, fn); }));
     EXPECT_EQ(both(), std::pair(QByteArray(), QByteArray("epoch")));
 
     GMSCacheNotificationCenter::instance()->post(kGMSObjectDataCacheDeleteCaches);
-    EXPECT_FALSE(loadObject(epochs, "same-name").found);
-    EXPECT_TRUE(epochs.lruOrder().isEmpty());
+    EXPECT_EQ(std::pair(loadObject(epochs, "one").found, epochs.lruOrder()), std::pair(false, QStringList()));
 }

@@ -56,9 +56,8 @@ TEST_F(GMSStyleTableServiceParameters, StyleTablesGroupLoadsEachTableOnceAndSwit
     // the epoch does not change again.
     service.clientParametersNotification({37});
     ASSERT_TRUE(zltest::waitFor([&] { return params->reads.load() == 2; }));
-    EXPECT_EQ(dataOf(tableFor(service, 1, 2)), "B");
-    EXPECT_EQ(fetcher->fetches(kUrlB), 1);
-    EXPECT_EQ(updates, QList<qint32>{2});
+    EXPECT_EQ(std::tuple(dataOf(tableFor(service, 1, 2)), fetcher->fetches(kUrlB), updates),
+              std::tuple(QByteArray("B"), 1, QList<qint32>{2}));
 }
 
 TEST_F(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotificationTriesAgain) {
@@ -68,8 +67,7 @@ TEST_F(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotification
     GMSStyleTableService& service = make({0, 1});
     service.setClientParameters(params);
     zltest::LogCapture log;
-    EXPECT_FALSE(service.hasActiveEpoch());
-    EXPECT_FALSE(service.isTileEpochStale(true, 99));
+    EXPECT_EQ(std::pair(service.hasActiveEpoch(), service.isTileEpochStale(true, 99)), std::pair(false, false));
 
     service.clientParametersNotification({37});
     const QString failed = QStringLiteral("A StyleTable fetch/validation failed for epoch 4, %1").arg(kUrlA);
@@ -80,8 +78,7 @@ TEST_F(GMSStyleTableServiceParameters, FailedFetchIsLoggedAndTheNextNotification
 
     service.clientParametersNotification({37});
     ASSERT_TRUE(zltest::waitFor([&] { return fetcher->fetches(kUrlA) == 4; }));
-    EXPECT_EQ(dataOf(tableFor(service, 0, 4)), "A");
-    EXPECT_EQ(fetcher->fetches(kUrlB), 1);
+    EXPECT_EQ(std::pair(dataOf(tableFor(service, 0, 4)), fetcher->fetches(kUrlB)), std::pair(QByteArray("A"), 1));
 }
 
 TEST_F(GMSStyleTableServiceParameters, EpochUnknownToTheParametersAsksForThemAgain) {
@@ -142,10 +139,8 @@ TEST(GMSStyleTableEpochResources, RoundTripsAndRefusesGarbage) {
     EXPECT_EQ(GMSStyleTableEpochResources::parse(r.serialized()), r);
     EXPECT_EQ(r.mappingForMapStyle(9)->styleTableFormat, 0);
     EXPECT_FALSE(r.mappingForMapStyle(1));
-    EXPECT_FALSE(GMSStyleTableEpochResources::parse(""));
-    EXPECT_FALSE(GMSStyleTableEpochResources::parse("[]"));
-    EXPECT_FALSE(GMSStyleTableEpochResources::parse(R"({"epoch":"1","styleTables":[]})"));
-    EXPECT_FALSE(GMSStyleTableEpochResources::parse(R"({"epoch":1,"styleTables":[{"url":5}]})"));
+    for (const char* bad : {"", "[]", R"({"epoch":"1","styleTables":[]})", R"({"epoch":1,"styleTables":[{"url":5}]})"})
+        EXPECT_FALSE(GMSStyleTableEpochResources::parse(bad)) << bad;
     // Truncations and random bytes: refused or read, never a crash.
     const QByteArray good = r.serialized();
     for (int n = 0; n < good.size(); ++n) EXPECT_FALSE(GMSStyleTableEpochResources::parse(good.left(n)));

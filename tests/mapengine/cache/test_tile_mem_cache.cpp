@@ -12,7 +12,7 @@
 using MemCache = GMSTileMemCache<GMSCacheTileKey, int>;
 constexpr int kNotFound = -1;
 
-TEST(GMSTileMemCache, NotFoundSetAnswersWithTheMarkerWithoutTouching) {
+TEST(GMSTileMemCache, NotFoundSetAnswersWithTheMarkerWithoutTouchingAndTheLruStaysWholeUnderManyThreads) {
     zltest::LogCapture log;
     EXPECT_EQ(MemCache::create(0, kNotFound), nullptr);
     EXPECT_TRUE(log.contains("refused"));
@@ -46,10 +46,8 @@ TEST(GMSTileMemCache, NotFoundSetAnswersWithTheMarkerWithoutTouching) {
         kept << mem->objectForKey({0, 0, 0}).value_or(0);
     }
     EXPECT_EQ(kept, QList<int>({5, 5, 6}));
-}
 
-TEST(GMSTileMemCache, MonitorKeepsTheLruWholeUnderManyThreads) {
-    auto mem = MemCache::create(64, kNotFound);
+    mem = MemCache::create(64, kNotFound);
     std::vector<std::thread> threads;
     std::atomic<int> bad{0};
     for (int t = 0; t < 4; ++t) {

@@ -53,13 +53,11 @@ struct TileServiceHarness {
             answers.push_back({c, status, tile});
         };
     }
-    // The handle is held until the harness ends.
     void request(int z, int x, int y)
     {
         held.push_back(service->requestTile(GMSTileCoords(z, x, y), callback()));
         pump();
     }
-    qint64 now() const { return clock.wallMs(); }
 
     using Key = std::tuple<int, int, int>;  // zoom as sent on the wire
     struct Reply {
@@ -94,12 +92,6 @@ struct TileServiceHarness {
         auto resp =
             std::make_shared<zenloft::wire::GMSx_GMMMapTileResponseProto>(tileResponse(tiles, responseCode, edition));
         service->handleServerResponse(batch, resp, std::nullopt);
-        pump();
-    }
-    void fail(const std::shared_ptr<GMSDASHBatchedTileRequest>& batch)
-    {
-        service->handleServerResponse(batch, nullptr,
-                                      GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "timed out", {}, {}});
         pump();
     }
 

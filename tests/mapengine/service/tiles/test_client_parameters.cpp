@@ -25,23 +25,20 @@ struct Harness {
     };
     std::vector<Sent> sent;
     std::unique_ptr<GMSCoreClientParameters> params;
+    std::unique_ptr<QSignalSpy> updated;
     std::vector<std::optional<GMSDASHError>> startups;
 
     QString path() const { return dir.filePath("ServerControlledParams"); }
 
-    void make()
+    // Makes new parameters over the file and starts them.
+    void start()
     {
         params = std::make_unique<GMSCoreClientParameters>(
             [this](std::shared_ptr<const GMSClientParameters::Request> r, GMSClientParameters::ResponseHandler h) {
                 sent.push_back({r, h});
             },
             path(), &clock);
-    }
-    // Makes the parameters if the test has not, and starts them.
-    void start()
-    {
-        if (!params)
-            make();
+        updated = std::make_unique<QSignalSpy>(params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
         params->startWithCompletionHandler([this](std::optional<GMSDASHError> e) { startups.push_back(e); });
         QCoreApplication::sendPostedEvents();
     }
@@ -67,13 +64,15 @@ struct Harness {
             a->set_hash_p(quint64(g.type()) * 1000 + quint64(schema));
             if (g.type() == PARAMETER_GROUP_VECTOR_MAPS)
                 a->mutable_vector_maps()->set_disk_cache_server_schema_version(schema);
+            if (g.type() == PARAMETER_GROUP_EXPIRATIONS) {
+                auto* c = a->mutable_expirations()->add_custom_expire_array();
+                c->set_tile_type(TILE_TYPE_SATELLITE);
+                c->set_expiration_seconds(30);
+            }
         }
         return resp;
     }
-    void answerLast(std::shared_ptr<GMSClientParameters::Response> resp)
-    {
-        sent.back().handler(resp, std::nullopt);
-    }
+    void answerLast(std::shared_ptr<GMSClientParameters::Response> resp) { sent.back().handler(resp, std::nullopt); }
     void failLast()
     {
         sent.back().handler(nullptr, GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "t", {}, {}});
@@ -82,23 +81,22 @@ struct Harness {
 
 }  // namespace
 
-TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
+TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHoursALaterRunLoadsTheFile)
 {
     Harness h;
-    h.make();
-    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
     h.start();
     ASSERT_EQ(h.sent.size(), 1u);  // nothing saved: asks at once
-    EXPECT_EQ(h.sent[0].request->parameter_group_array_size(), 12);
-    EXPECT_FALSE(h.sent[0].request->parameter_group_array(0).has_hash_p());
+    EXPECT_EQ(std::pair(h.sent[0].request->parameter_group_array_size(),
+                        h.sent[0].request->parameter_group_array(0).has_hash_p()),
+              std::pair(12, false));
     EXPECT_TRUE(h.startups.empty());  // startup waits for the answer
-    EXPECT_EQ(updated.count(), 1);    // every group, at start
+    EXPECT_EQ(h.updated->count(), 1);    // every group, at start
 
     h.answerLast(h.fullAnswer(*h.sent[0].request, 3));
     ASSERT_EQ(h.startups.size(), 1u);
     EXPECT_FALSE(h.startups[0].has_value());
     EXPECT_EQ(std::tuple(h.params->lastUpdateTimeMs(), h.params->areParamsFresh(),
-                         h.params->diskCacheServerSchemaVersion(), updated.count()),
+                         h.params->diskCacheServerSchemaVersion(), h.updated->count()),
               std::tuple(h.clock.monotonicMs(), true, 3, 2));
     h.params->flushPendingWrites();
     EXPECT_TRUE(QFile::exists(h.path()));
@@ -125,8 +123,7 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     h.params->flushPendingWrites();
     EXPECT_EQ(zltest::readFile(h.path()), bytes);
     EXPECT_NEAR(double(QFileInfo(h.path()).lastModified().toMSecsSinceEpoch()), double(h.clock.wallMs()), 1000.0);
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 3);
-    EXPECT_EQ(updated.count(), 2);
+    EXPECT_EQ(std::pair(h.params->diskCacheServerSchemaVersion(), h.updated->count()), std::pair(3, qsizetype(2)));
 
     // Inactive stops the schedule; active resumes it where it was.
     h.params->applicationWillResignActive();
@@ -135,60 +132,48 @@ TEST(ClientParameters, FirstRunFetchesSavesAndIsDueAtExactlyThreeHours)
     h.params->applicationDidBecomeActive();
     EXPECT_EQ(h.sent.size(), 2u);
     EXPECT_TRUE(h.asksAgainAfter(7'200'000));
-}
 
-TEST(ClientParameters, FileFourHoursOldLoadsAndAsksAtOnceAnUnreadableOneFallsBackToDefaults)
-{
-    Harness h;
-    {
-        GMSClientParameters::Response saved;
-        auto* g = saved.add_parameter_group_array();
-        g->set_type(PARAMETER_GROUP_VECTOR_MAPS);
-        g->set_hash_p(42);
-        g->mutable_vector_maps()->set_disk_cache_server_schema_version(7);
-        auto* e = saved.add_parameter_group_array();
-        e->set_type(PARAMETER_GROUP_EXPIRATIONS);
-        e->set_hash_p(43);
-        auto* c = e->mutable_expirations()->add_custom_expire_array();
-        c->set_tile_type(TILE_TYPE_SATELLITE);
-        c->set_expiration_seconds(30);
-        ASSERT_FALSE(zltest::writeFile(h.path(), QByteArray::fromStdString(saved.SerializeAsString())).isEmpty());
-        ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
-            QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 4 * 3'600'000), h.path()));
-    }
+    // A later run with the file a day old, from before the boot: it loads,
+    // startup does not wait for the network, and a request with the hashes
+    // goes at once.
+    ASSERT_TRUE(GMSClientParameters::setLastUpdateTimestamp(
+        QDateTime::fromMSecsSinceEpoch(h.clock.wallMs() - 24 * 3'600'000), h.path()));
+    h.sent.clear();
     h.start();
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), 7);
     GMSTileType sat;
     sat.mapTileType = 1;
-    EXPECT_EQ(h.params->tileTypeExpirations().expirationPeriodMSForTileType(sat), 30'000);
-    EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
-    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.clock.monotonicMs() - 4 * 3'600'000), 1000.0);
-    ASSERT_EQ(h.sent.size(), 1u);  // stale: a request at once
+    EXPECT_EQ(std::tuple(h.params->diskCacheServerSchemaVersion(), h.params->haveParamsEverBeenFetched(),
+                         h.params->tileTypeExpirations().expirationPeriodMSForTileType(sat), h.startups.size()),
+              std::tuple(3, true, 30'000, std::size_t(2)));
+    EXPECT_FALSE(h.startups[1].has_value());
+    EXPECT_NEAR(double(h.params->lastUpdateTimeMs()), double(h.clock.monotonicMs() - 24 * 3'600'000), 1000.0);
+    ASSERT_EQ(h.sent.size(), 1u);
     const auto& groups = h.sent[0].request->parameter_group_array();
     EXPECT_TRUE(std::any_of(groups.begin(), groups.end(), [](const auto& g) {
-        return g.type() == PARAMETER_GROUP_VECTOR_MAPS && g.has_hash_p() && g.hash_p() == 42;
+        return g.type() == PARAMETER_GROUP_VECTOR_MAPS && g.hash_p() == PARAMETER_GROUP_VECTOR_MAPS * 1000 + 3;
     }));
-    // Startup does not wait for the network.
-    ASSERT_EQ(h.startups.size(), 1u);
-    EXPECT_FALSE(h.startups[0].has_value());
 
     // An unreadable file: defaults, and startup waits for the network.
     ASSERT_FALSE(zltest::writeFile(h.path(), "\xff\xff\xff not a message").isEmpty());
-    h.params.reset();
     h.sent.clear();
     h.startups.clear();
     h.start();
-    EXPECT_FALSE(h.params->haveParamsEverBeenFetched());
-    EXPECT_EQ(h.params->diskCacheServerSchemaVersion(), -1);
+    EXPECT_EQ(std::pair(h.params->haveParamsEverBeenFetched(), h.params->diskCacheServerSchemaVersion()),
+              std::pair(false, -1));
     EXPECT_EQ(std::pair(h.sent.size(), h.startups.size()), std::pair(std::size_t(1), std::size_t(0)));
 }
 
-TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
+TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturnsThenStyleTablesAndPaintRoute)
 {
     Harness h;
-    h.make();
-    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
     h.start();
+    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
+    EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray().size(),
+                         h.params->paintServerBaseURL(), h.params->requestSigningKey(),
+                         h.params->directToPaintEnabledTileTypes().size()),
+              std::tuple(0, 0, QUrl(), QByteArray(), 0))
+        << "defaults: no epoch, no tables, no paint route";
+
     ASSERT_EQ(h.sent.size(), 1u);
     h.failLast();
     for (qint64 seconds : {1, 2, 4, 8, 16, 32, 64}) {
@@ -205,8 +190,7 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     }
     EXPECT_FALSE(h.params->isRetryWaiting());
     ASSERT_EQ(h.startups.size(), 1u);
-    EXPECT_TRUE(h.startups[0].has_value());
-    EXPECT_TRUE(h.params->isDesperatelyRetrying());
+    EXPECT_EQ(std::pair(h.startups[0].has_value(), h.params->isDesperatelyRetrying()), std::pair(true, true));
 
     // Each return of the network is one attempt, without waiting.
     const std::size_t before = h.sent.size();
@@ -217,29 +201,18 @@ TEST(ClientParameters, RetriesDoubleThenDesperateModeUntilTheNetworkReturns)
     EXPECT_FALSE(h.params->isRetryWaiting());
     h.params->applicationDidBecomeActive();
     ASSERT_EQ(h.sent.size(), before + 2);
-    const int notes = updated.count();
+    const int notes = h.updated->count();
     h.answerLast(h.fullAnswer(*h.sent.back().request));
-    EXPECT_FALSE(h.params->isDesperatelyRetrying());
-    EXPECT_TRUE(h.params->haveParamsEverBeenFetched());
-    EXPECT_EQ(updated.count(), notes + 1);
+    EXPECT_EQ(std::tuple(h.params->isDesperatelyRetrying(), h.params->haveParamsEverBeenFetched(), h.updated->count()),
+              std::tuple(false, true, notes + 1));
     h.params->networkFound();
     EXPECT_EQ(h.sent.size(), before + 2);
-}
 
-TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
-{
-    Harness h;
-    h.make();
-    h.params->setServiceEndpoint(QUrl("http://127.0.0.1:8765/glm/mmap"));
-    QSignalSpy updated(h.params.get(), &GMSClientParameters::kGMSClientParametersUpdated);
-    h.start();
-    EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray().size(),
-                         h.params->paintServerBaseURL(), h.params->requestSigningKey(),
-                         h.params->directToPaintEnabledTileTypes().size()),
-              std::tuple(0, 0, QUrl(), QByteArray(), 0))
-        << "defaults: no epoch, no tables, no paint route";
-
-    auto resp = h.fullAnswer(*h.sent[0].request);
+    // Style tables and the paint route, resolved against the endpoint; an
+    // epoch not in hand is asked for at once.
+    h.params->refetchClientParametersExpectingPaintEpoch(9);
+    ASSERT_EQ(h.sent.size(), before + 3);
+    auto resp = h.fullAnswer(*h.sent.back().request, 2);
     for (auto& g : *resp->mutable_parameter_group_array()) {
         if (g.type() == PARAMETER_GROUP_STYLE_TABLES) {
             auto* st = g.mutable_style_tables();
@@ -260,8 +233,8 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
         }
     }
     h.answerLast(resp);
-    ASSERT_EQ(updated.count(), 2);
-    EXPECT_TRUE(updated.at(1).at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
+    ASSERT_EQ(h.updated->count(), notes + 2);
+    EXPECT_TRUE(h.updated->last().at(0).value<QList<int>>().contains(PARAMETER_GROUP_STYLE_TABLES));
     const QList<GMSCoreClientParameters::StyleTableMapping> expected = {
         {QUrl("http://127.0.0.1:8765/styles/base.tbl"), 2, 1}, {QUrl("https://cdn.example/t?x=1"), 0, 0}};
     EXPECT_EQ(std::tuple(h.params->paintEpoch(), h.params->styleTableMappingArray(), h.params->paintServerBaseURL(),
@@ -269,20 +242,19 @@ TEST(ClientParameters, StyleTablesAndPaintRouteResolvedAgainstTheEndpoint)
               std::tuple(9, expected, QUrl("http://127.0.0.1:8765/glm/paint"), QByteArray("k\0y", 3), QSet<int>{1, 2}));
 
     // The epoch in hand: no new request. Another one: asked for at once.
-    const auto before = h.sent.size();
     h.params->refetchClientParametersExpectingPaintEpoch(9);
-    EXPECT_EQ(h.sent.size(), before);
+    EXPECT_EQ(h.sent.size(), before + 3);
     h.params->refetchClientParametersExpectingPaintEpoch(10);
-    EXPECT_EQ(h.sent.size(), before + 1);
+    EXPECT_EQ(h.sent.size(), before + 4);
 
     // Tables without an epoch could never become active: the group is refused
     // and the one in hand stays.
-    auto noEpoch = h.fullAnswer(*h.sent.back().request, 2);
+    auto noEpoch = h.fullAnswer(*h.sent.back().request, 3);
     for (auto& g : *noEpoch->mutable_parameter_group_array())
         if (g.type() == PARAMETER_GROUP_STYLE_TABLES)
             g.mutable_style_tables()->add_style_table_mapping_array()->set_url("/styles/other.tbl");
     h.answerLast(noEpoch);
-    EXPECT_EQ(h.params->paintEpoch(), 9);
-    EXPECT_EQ(h.params->styleTableMappingArray(), expected);
+    EXPECT_EQ(std::pair(h.params->paintEpoch(), h.params->styleTableMappingArray()), std::pair(9, expected));
     EXPECT_TRUE(h.params->paintServerBaseURL().isEmpty()) << "the new paint group has no server";
 }
+

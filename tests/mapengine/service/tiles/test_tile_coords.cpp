@@ -15,7 +15,7 @@ namespace {
 constexpr qint64 kHalf = qint64(1) << 29;
 }
 
-TEST(TileCoords, CornersHashesAndIdentity)
+TEST(TileCoords, CornersIdentityClosestToZoomZoomShiftAndMemoryCacheSizes)
 {
     const GMSTileCoords c(2, 1, 3);
     const qint64 s = qint64(1) << 28;
@@ -23,21 +23,18 @@ TEST(TileCoords, CornersHashesAndIdentity)
               std::tuple(qint32(s * 1 - kHalf), qint32(kHalf - s * 4), 16, quint64((2 * 31 + 1) * 31 + 3)));
     EXPECT_EQ(c, GMSTileCoords(2, 1, 3));
     const GMSTileCoords withParams(2, 1, 3, QVariantMap{{"lang", "pl"}});
-    EXPECT_FALSE(c == withParams);
-    EXPECT_TRUE(c.isEqualWithoutParams(withParams));
-    EXPECT_EQ(withParams, GMSTileCoords(2, 1, 3, QVariantMap{{"lang", "pl"}}));
-    EXPECT_FALSE(withParams == GMSTileCoords(2, 1, 3, QVariantMap{{"lang", "de"}}));
-}
+    EXPECT_EQ(QList<bool>({c == withParams, c.isEqualWithoutParams(withParams),
+                           withParams == GMSTileCoords(2, 1, 3, QVariantMap{{"lang", "pl"}}),
+                           withParams == GMSTileCoords(2, 1, 3, QVariantMap{{"lang", "de"}})}),
+              QList<bool>({false, true, true, false}));
 
-TEST(TileCoords, ClosestToZoomWrapsXAndClampsY)
-{
     // The point just east of the world's east edge is column 2^z wrapped to 0.
     // East, west, north, south, zoom 0, and a zoom above the deepest.
     QStringList closest;
     for (auto [z, x, y] : {std::tuple{3, kHalf, qint64(0)}, {3, -kHalf - 1, 0}, {3, 0, kHalf + 12345},
                            {3, 0, -kHalf * 2}, {0, 123, 456}, {40, 0, 0}}) {
-        const auto c = GMSTileCoords::coordsClosestToZoom(z, qint32(x), qint32(y));
-        closest << QStringLiteral("%1/%2/%3").arg(c.zoom()).arg(c.x()).arg(c.y());
+        const auto t = GMSTileCoords::coordsClosestToZoom(z, qint32(x), qint32(y));
+        closest << QStringLiteral("%1/%2/%3").arg(t.zoom()).arg(t.x()).arg(t.y());
     }
     EXPECT_EQ(closest, QStringList({"3/0/4", "3/7/4", "3/4/0", "3/4/7", "0/0/0", "30/536870912/536870912"}));
 
@@ -47,10 +44,7 @@ TEST(TileCoords, ClosestToZoomWrapsXAndClampsY)
     const auto unbounded = GMSTileCoords::unboundedCoordsClosestToZoom(3, kHalf, kHalf * 2);
     EXPECT_EQ(std::pair(unbounded.x(), unbounded.y()), std::pair(8, -4));
     EXPECT_EQ(GMSTileCoords(5, 13, 22).coordsForParentZoom(3), GMSTileCoords(3, 3, 5));
-}
 
-TEST(TileCoords, ZoomShiftAndMemoryCacheSizes)
-{
     for (auto [edge, shift] : {std::pair{256, 0}, {512, 1}, {1024, 2}, {128, 0}, {64, -1}})
         EXPECT_EQ(GMSDASHTileService::zoomShiftForTileEdgeLength(edge), shift) << edge;
 
@@ -70,14 +64,13 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
 {
     GMSx_GMMTileExpirationsProto e;
     e.add_non_expiring_tile_type_array(TILE_TYPE_TERRAIN);
-    auto* zero = e.add_custom_expire_array();
-    zero->set_tile_type(TILE_TYPE_ROADMAP);
-    zero->set_expiration_seconds(0);  // not positive: the type keeps the default
-    auto* sat = e.add_custom_expire_array();
-    sat->set_tile_type(TILE_TYPE_SATELLITE);
-    sat->set_expiration_seconds(60);
-    auto* missing = e.add_custom_expire_array();
-    missing->set_tile_type(TILE_TYPE_TRAFFIC);
+    // Roadmap's 0 is not positive and traffic has none: both keep the default.
+    for (auto [type, seconds] : {std::pair{TILE_TYPE_ROADMAP, 0}, {TILE_TYPE_SATELLITE, 60}, {TILE_TYPE_TRAFFIC, -2}}) {
+        auto* c = e.add_custom_expire_array();
+        c->set_tile_type(type);
+        if (seconds > -2)
+            c->set_expiration_seconds(seconds);
+    }
     auto x = GMSTileTypeExpirations::expirationsWithNoExpiry();
     x._defaultExpirationMS = 5000;
     x = x.copyWithExpirationsProto(e);
@@ -93,10 +86,10 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
 
     // Validation time plus the period equal to now is still good.
     GMSTileExpirationState state(1000, satellite);
-    EXPECT_FALSE(state.hasExpiredForClock(61000, x));
-    EXPECT_TRUE(state.hasExpiredForClock(61001, x));
-    EXPECT_FALSE(state.hasPerTileExpiredForClock(qint64(1) << 40, x));
-    EXPECT_FALSE(GMSTileExpirationState(0, terrain).hasExpiredForClock(qint64(1) << 50, x));
+    EXPECT_EQ(QList<bool>({state.hasExpiredForClock(61000, x), state.hasExpiredForClock(61001, x),
+                           state.hasPerTileExpiredForClock(qint64(1) << 40, x),
+                           GMSTileExpirationState(0, terrain).hasExpiredForClock(qint64(1) << 50, x)}),
+              QList<bool>({false, true, false, false}));
 
     GMSx_GMMVectorMapsParametersProto vm;
     vm.set_pertile_duration_in_minutes(2);
@@ -107,8 +100,8 @@ TEST(TileExpirations, PeriodsFromTheParametersAndTheBoundary)
                              v.perTileExpirationPeriodMSForTileType(satellite)}),
               QList<qint64>({120000, -1, 120000, -1}));
     GMSPerTileExpirationState per(0, vector);
-    EXPECT_FALSE(per.hasPerTileExpiredForClock(120000, v));
-    EXPECT_TRUE(per.hasPerTileExpiredForClock(120001, v));
+    EXPECT_EQ(std::pair(per.hasPerTileExpiredForClock(120000, v), per.hasPerTileExpiredForClock(120001, v)),
+              std::pair(false, true));
 
     GMSx_GMMPaintRequestTemplateProto t;
     t.set_tile_type(TILE_TYPE_SATELLITE);

@@ -1,21 +1,19 @@
-#include "GMSTileDataCache.h"
+#include "../../cache/CacheTestHelpers.h"
 #include "GMSTileRequestCoordinator.h"
 #include "TileServiceHarness.h"
-#include "testsupport.h"
-
-#include <gtest/gtest.h>
 
 #include <QRandomGenerator>
-#include <QTemporaryDir>
 
 #include <tuple>
 
 using namespace zenloft::wire;
+using cachetest::startCache;
+using cachetest::tilesDescriptor;
 using zltest::TileServiceHarness;
 
 // Duplicates fold into one tile of one batch; 512-pixel tiles are asked one
 // zoom up and read back at the zoom asked for.
-TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
+TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoomAndBatchesHoldFiftyTilesOfOneZoom)
 {
     struct Case {
         int edge;
@@ -46,17 +44,14 @@ TEST(TileService, DuplicatesFoldIntoOneTileAtTheEdgesZoom)
         EXPECT_EQ(h.rows(), QStringList(3, "7/10/20 net tile-a v1 m0"));
         EXPECT_FALSE(h.service->hasRequestsInFlight());
     }
-}
 
-TEST(TileService, BatchesHoldFiftyTilesOfOneZoomAndCloseWhenBuilt)
-{
     TileServiceHarness h(TileServiceHarness::satellite());
     for (int i = 0; i < 51; ++i)
         h.request(6, i % 64, i / 64);
     ASSERT_EQ(h.sent.size(), 2u) << "the 51st tile opens a new batch";
-    EXPECT_EQ(h.sent[0]->tileRequests().size(), 50u);
-    EXPECT_EQ(h.sent[0]->buildRequestProto().map_tile_array_size(), 50);
-    EXPECT_EQ(h.sent[1]->tileRequests().size(), 1u);
+    EXPECT_EQ(std::tuple(h.sent[0]->tileRequests().size(), h.sent[0]->buildRequestProto().map_tile_array_size(),
+                         h.sent[1]->tileRequests().size()),
+              std::tuple(50u, 50, 1u));
     h.request(7, 0, 0);  // another zoom closes the open batch
     ASSERT_EQ(h.sent.size(), 3u);
     h.request(7, 1, 0);
@@ -102,7 +97,9 @@ TEST(TileService, MemoryHitsNotFoundAndFailures)
     h.sent.clear();
     h.request(2, 0, 0);
     h.request(2, 0, 0);
-    h.fail(h.sent[0]);
+    h.service->handleServerResponse(h.sent[0], nullptr,
+                                    GMSDASHError{kGMSDASHURLErrorDomain, kGMSDASHURLErrorTimedOut, "t", {}, {}});
+    h.pump();
     EXPECT_EQ(h.rows(), QStringList(2, "2/0/0 failed"));
     h.request(2, 0, 0);  // not remembered as not found: asked again
     ASSERT_EQ(h.sent.size(), 2u);
@@ -126,19 +123,17 @@ TEST(TileService, ExpiredOrOlderDataVersionTilesAreAskedForAgain)
 
     h.clock.advance(1000);  // equal: still good
     h.request(1, 0, 1);
-    ASSERT_EQ(h.answers.size(), 1u);
-    EXPECT_EQ(h.sent.size(), 1u);
+    EXPECT_EQ(std::pair(h.answers.size(), h.sent.size()), std::pair(std::size_t(1), std::size_t(1)));
 
     h.answers.clear();
     h.clock.advance(1);  // expired: not shown, asked again with the version in hand
     h.request(1, 0, 1);
-    EXPECT_TRUE(h.answers.empty());
-    ASSERT_EQ(h.sent.size(), 2u);
+    ASSERT_EQ(std::pair(h.answers.size(), h.sent.size()), std::pair(std::size_t(0), std::size_t(2)));
     const auto proto = h.sent[1]->buildRequestProto();
     EXPECT_EQ(proto.map_tile_array(0).version_id().version_id(), "ver-7");
     h.respond(h.sent[1], {{{1, 0, 1}, {"", "ver-7"}}});
     EXPECT_EQ(h.rows(), QStringList({"1/0/1 net tile-x ver-7 m0"}));
-    EXPECT_EQ(h.answers[0].tile->validationTime(), h.now());
+    EXPECT_EQ(h.answers[0].tile->validationTime(), h.clock.wallMs());
 
     // A newer data version shows the old tile while the new one comes.
     h.request(1, 0, 0);
@@ -160,7 +155,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     e._defaultExpirationMS = 10'000;
     e._perTileExpirationMS = 1'000;
     h.service->setTileTypeExpirations(e);
-    const qint64 now = h.now();
+    const qint64 now = h.clock.wallMs();
 
     auto tile = [&](qint64 validation) {
         GMSTile t;
@@ -177,10 +172,7 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
     // Last of all, and only with an offline cache: a tile whose epoch the
     // style tables call stale.
     QTemporaryDir dir;
-    GMSTileDataCache offline(GMSCacheStorageDescriptor::cacheStorageDescriptorForName(
-                                 kGMSTilesCacheName, kGMSTilesCacheBoundaryVersion, dir.path(),
-                                 kGMSTilesCacheBoundaryVersion),
-                             TILE_TYPE_BASEMAP, 0, 0);
+    GMSTileDataCache offline(tilesDescriptor(dir.path()), TILE_TYPE_BASEMAP, 0, 0);
     h.service->setTileEpochStalenessCheck([](const GMSTile& t) { return t.majorEpoch != 4; });
     GMSTile stale = tile(now);
     stale.majorEpoch = 3;
@@ -221,62 +213,28 @@ TEST(TileService, UpdateReasonsInTheOrderOfTheTable)
 
 // A request let go is not told; the others of its chain are. One let go
 // before its turn is not fetched at all.
-TEST(TileService, ARequestLetGoIsNotCalledBack)
+TEST(TileService, ARequestLetGoIsNotCalledBackAndTheCoordinatorRunsAtMostSixteen)
 {
     TileServiceHarness h(TileServiceHarness::satellite(), nullptr, false);
-    int otherCalls = 0;
     h.request(3, 3, 3);
     EXPECT_TRUE(h.sent.empty()) << "requests wait for the start";
     h.service->startRequestQueue();
     h.pump();
     ASSERT_EQ(h.sent.size(), 1u);
-    zl::RequestHandle other = h.service->requestTile(
-        GMSTileCoords(3, 3, 3), [&](const GMSTileCoords&, int, const GMSTilePtr&) { ++otherCalls; });
+    zl::RequestHandle other = h.service->requestTile(GMSTileCoords(3, 3, 3), h.callback());
     h.pump();
     other.reset();
     h.respond(h.sent[0], {{{3, 3, 3}, {TileServiceHarness::png(), "v"}}});
-    EXPECT_EQ(otherCalls, 0);
-    EXPECT_EQ(h.answers.size(), 1u);
+    EXPECT_EQ(h.answers.size(), 1u) << "only the one still held";
 
     h.service->requestTile(GMSTileCoords(3, 4, 4), h.callback());  // the handle is dropped at once
     h.pump();
-    EXPECT_EQ(h.sent.size(), 1u);
-    EXPECT_FALSE(h.service->hasRequestsInFlight());
-}
+    EXPECT_EQ(std::pair(h.sent.size(), h.service->hasRequestsInFlight()), std::pair(std::size_t(1), false));
 
-TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
-{
-    zltest::LogCapture quiet;
-    QRandomGenerator rng(20261122);
-    for (int round = 0; round < 200; ++round) {
-        TileServiceHarness h(TileServiceHarness::satellite());
-        const int n = 1 + int(rng.bounded(8));
-        for (int i = 0; i < n; ++i)
-            h.request(4, int(rng.bounded(4)), int(rng.bounded(4)));
-        std::map<TileServiceHarness::Key, TileServiceHarness::Reply> replies;
-        const int m = int(rng.bounded(10));
-        for (int i = 0; i < m; ++i) {
-            TileServiceHarness::Reply r;
-            const int kind = int(rng.bounded(3));
-            if (kind == 0)
-                r.data = TileServiceHarness::png();
-            else if (kind == 1)
-                r.data = std::string(rng.bounded(20), char(rng.bounded(256)));
-            if (rng.bounded(2))
-                r.version = "v";
-            replies[{int(rng.bounded(6)), int(rng.bounded(5)), int(rng.bounded(5))}] = r;
-        }
-        const int code = rng.bounded(5) == 0 ? 1 : 0;
-        for (const auto& batch : h.sent)
-            h.respond(batch, replies, code);
-        ASSERT_EQ(int(h.answers.size()), n) << "round " << round;
-        EXPECT_FALSE(h.service->hasRequestsInFlight());
-    }
-}
-
-TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
-{
-    TileServiceHarness h(TileServiceHarness::satellite());
+    // The coordinator runs at most sixteen at once: one waiting and let go is
+    // dropped, one running finishes without calling back.
+    h.sent.clear();
+    h.answers.clear();
     auto coordinator = std::make_shared<GMSTileRequestCoordinator>();
     EXPECT_EQ(coordinator->requestMax(), 16);
     std::vector<zl::RequestHandle> handles;
@@ -296,6 +254,95 @@ TEST(TileRequestCoordinator, AtMostSixteenRunAtOnce)
     EXPECT_EQ(load(), std::pair(3, 0));
     ASSERT_EQ(h.sent.size(), 2u);
     h.respond(h.sent[1], all);
-    EXPECT_EQ(load(), std::pair(0, 0));
-    EXPECT_EQ(h.answers.size(), 18u);
+    EXPECT_EQ(std::tuple(load(), h.answers.size()), std::tuple(std::pair(0, 0), std::size_t(18)));
+}
+
+TEST(TileService, RandomAnswersCompleteEveryRequestOnce)
+{
+    zltest::LogCapture quiet;
+    QRandomGenerator rng(20261122);
+    for (int round = 0; round < 200; ++round) {
+        TileServiceHarness h(TileServiceHarness::satellite());
+        const int n = 1 + int(rng.bounded(8));
+        for (int i = 0; i < n; ++i)
+            h.request(4, int(rng.bounded(4)), int(rng.bounded(4)));
+        std::map<TileServiceHarness::Key, TileServiceHarness::Reply> replies;
+        const int m = int(rng.bounded(10));
+        for (int i = 0; i < m; ++i) {
+            // An image, garbage or nothing; with or without a version.
+            const int kind = int(rng.bounded(3));
+            const std::string data = kind == 0 ? TileServiceHarness::png()
+                                               : std::string(kind == 1 ? rng.bounded(20) : 0, char(rng.bounded(256)));
+            const TileServiceHarness::Key key{int(rng.bounded(6)), int(rng.bounded(5)), int(rng.bounded(5))};
+            replies[key] = {data, rng.bounded(2) ? "v" : ""};
+        }
+        const int code = rng.bounded(5) == 0 ? 1 : 0;
+        for (const auto& batch : h.sent)
+            h.respond(batch, replies, code);
+        ASSERT_EQ(int(h.answers.size()), n) << "round " << round;
+        EXPECT_FALSE(h.service->hasRequestsInFlight());
+    }
+}
+
+
+TEST(TileServiceDisk, FetchedTilesComeBackFromDiskAndSettingsThatChangeEmptyTheCache)
+{
+    QTemporaryDir dir;
+    zl::ManualClock clock;
+    {
+        GMSTileDataCache cache(tilesDescriptor(dir.path()), 1, 0, 0, &clock);
+        ASSERT_TRUE(startCache(cache));
+        TileServiceHarness h(TileServiceHarness::satellite(), &cache);
+        h.request(6, 10, 11);
+        h.request(6, 10, 12);
+        // Both missed on disk (its answers come from its own thread) and share a batch.
+        ASSERT_TRUE(zltest::waitFor([&] { return h.service->hasRequestsInFlight() && h.sent.size() == 1 &&
+                                                 h.sent[0]->tileRequests().size() == 2; }));
+        h.respond(h.sent[0], {{{6, 10, 11}, {TileServiceHarness::png('d'), "v-d"}}, {{6, 10, 12}, {"", ""}}});
+        ASSERT_EQ(h.answers.size(), 2u);
+        h.service->verifyDiskCacheServerSchemaVersion(3);
+        ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 1; }));
+    }
+    GMSTileDataCache cache(tilesDescriptor(dir.path()), 1, 0, 0, &clock);
+    ASSERT_TRUE(startCache(cache));
+    EXPECT_EQ(QVariantList({cache.propertyForKey("TileDataVersion"), cache.propertyForKey("ServerSchemaVersion")}),
+              QVariantList({qint64(1), qint64(3)}));
+
+    TileServiceHarness h(TileServiceHarness::satellite(), &cache);
+    h.request(6, 10, 11);
+    ASSERT_TRUE(zltest::waitFor([&] { return !h.answers.empty(); }));
+    EXPECT_EQ(std::pair(h.rows(), h.sent.size()),
+              std::pair(QStringList({"6/10/11 net tile-d v-d m0"}), std::size_t(0)));
+
+    // A tile not on disk goes to the service.
+    h.request(6, 10, 12);
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 1; }));
+
+    // Another schema version from the service empties the disk cache.
+    h.service->verifyDiskCacheServerSchemaVersion(4);
+    ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 0; }));
+    EXPECT_EQ(cache.propertyForKey("ServerSchemaVersion").toInt(), 4);
+
+    // Locale and legal country changes empty the cache only when known before.
+    cache.storeTileCoords({3, 1, 1}, 1, "v", QByteArray(TileServiceHarness::png().c_str()));
+    ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 1; }));
+    h.service->updateLocale("en");  // nothing known yet: kept
+    h.service->updateLegalCountry("PL");
+    h.service->updateLocale("en");
+    EXPECT_EQ(cache.stats().count, 1);
+    EXPECT_EQ(QVariantList({cache.propertyForKey("KrotraLocale"), cache.propertyForKey("KrotraLegalCountry")}),
+              QVariantList({"en", "PL"}));
+    h.service->updateLocale("pl");
+    ASSERT_TRUE(zltest::waitFor([&] { return cache.stats().count == 0; }));
+    EXPECT_EQ(cache.propertyForKey("KrotraLocale").toString(), "pl");
+
+    // A tile in memory from another legal country is asked for again.
+    h.request(2, 1, 1);
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 2; }));
+    h.respond(h.sent[1], {{{2, 1, 1}, {TileServiceHarness::png(), "v"}}});
+    h.service->updateLegalCountry("DE");
+    h.answers.clear();
+    h.request(2, 1, 1);
+    ASSERT_TRUE(zltest::waitFor([&] { return h.sent.size() == 3; }));
+    EXPECT_TRUE(h.answers.empty());  // the memory cache was dropped first
 }
