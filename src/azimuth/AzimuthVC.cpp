@@ -38,18 +38,8 @@ AzimuthVC::~AzimuthVC() {
 
 void AzimuthVC::viewDidLoad() {
     forceLightStyle();
-    mapView_->setDelegate(this);
-    QMarginsF padding = mapView_->padding();
-    padding.setBottom(50.0);
-    mapView_->setPadding(padding);
-
-    locationManager = new LocationManager(context_.location, this);
+    locationManager = MapSupport::setUpCompassMap(mapView_, this, context_.location, this);
     connect(locationManager, &LocationManager::didUpdateHeading, this, &AzimuthVC::didUpdateHeading);
-    locationManager->requestWhenInUseAuthorization();
-    locationManager->setDesiredAccuracy(kCLLocationAccuracyBest);
-    locationManager->startUpdatingHeading();
-
-    MapSupport::enableMyLocation(mapView_, locationManager);
 }
 
 void AzimuthVC::viewWillAppear(bool) {

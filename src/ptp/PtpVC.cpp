@@ -44,22 +44,13 @@ double PtpVC::initialBearing(double lat1, double lon1, double lat2, double lon2)
 
 void PtpVC::viewDidLoad() {
     forceLightStyle();
-    mapView_->setDelegate(this);
-    QMarginsF padding = mapView_->padding();
-    padding.setBottom(50.0);
-    mapView_->setPadding(padding);
-
-    locationManager = new LocationManager(context_.location, this);
+    locationManager = MapSupport::setUpCompassMap(mapView_, this, context_.location, this);
     connect(locationManager, &LocationManager::didUpdateHeading, this, &PtpVC::didUpdateHeading);
-    locationManager->requestWhenInUseAuthorization();
-    locationManager->setDesiredAccuracy(kCLLocationAccuracyBest);
-    locationManager->startUpdatingHeading();
-    MapSupport::enableMyLocation(mapView_, locationManager);
     readPoints();
 }
 
-// Steps 6 to 8 of the first load, again at each appearance: an unset key
-// reads 0, so a point never chosen is (0, 0).
+// The points, read when the screen loads and at each appearance: an unset
+// key reads 0, so a point never chosen is (0, 0).
 void PtpVC::readPoints() {
     const UserDefaults& defaults = *context_.defaults;
     useGeocoder = defaults.boolForKey(SettingsKey::useGeocoder);

@@ -45,6 +45,20 @@ bool enableMyLocation(GMSMapView* map, LocationManager* manager) {
     return true;
 }
 
+LocationManager* setUpCompassMap(GMSMapView* map, GMSMapViewDelegate* screen, LocationServices* services,
+                                 QObject* owner) {
+    map->setDelegate(screen);
+    QMarginsF padding = map->padding();
+    padding.setBottom(50.0);
+    map->setPadding(padding);
+    auto* manager = new LocationManager(services, owner);
+    manager->requestWhenInUseAuthorization();
+    manager->setDesiredAccuracy(kCLLocationAccuracyBest);
+    manager->startUpdatingHeading();
+    enableMyLocation(map, manager);
+    return manager;
+}
+
 void showWorkPosition(GMSMapView* map, const GMSMarkerPtr& needle, const GMSMarkerPtr& pin,
                       CLLocationCoordinate2D position, const QString& title) {
     map->setCamera(GMSCameraPosition(position.latitude, position.longitude, 18.0f));

@@ -10,6 +10,8 @@
 #include <QPointer>
 
 class GMSMapView;
+class GMSMapViewDelegate;
+class LocationServices;
 class LocationManager;
 
 // Pieces the map screens of the work areas share.
@@ -25,6 +27,13 @@ QImage compassIndicatorIcon();
 // the device delivers moves the dot; otherwise permission is asked for and
 // the map stays without them. Returns whether the dot shows.
 bool enableMyLocation(GMSMapView* map, LocationManager* manager);
+
+// What the compass map screens set up when they load: the screen as the
+// map's delegate, 50 points of padding at the bottom, a location manager of
+// the screen's own (asking for permission, best accuracy, compass running)
+// and the my-location switch. Returns the manager.
+LocationManager* setUpCompassMap(GMSMapView* map, GMSMapViewDelegate* screen, LocationServices* services,
+                                 QObject* owner);
 
 // The work position on a map screen: the camera on it at zoom 18.0, the
 // compass needle (flat) and the position pin with its title standing there,
