@@ -33,6 +33,7 @@ Seen seen(const realm_ptp& p) {
 class PointFiles : public ScreenTest {
 protected:
     QString folder(const char* name) const { return DocumentFolder::path(fake.context.paths, QLatin1String(name)); }
+    QString inMarkers(const QString& file) const { return QDir(folder("markers")).filePath(file); }
     QList<Seen> stored() const {
         QList<Seen> out;
         if (const auto realm = fake.realm.open(nullptr))
@@ -66,11 +67,7 @@ protected:
         return vc;
     }
     void choose(ptpSettingsImport* vc, const QString& name, bool clearFirst) {
-        int row = -1;
-        for (int i = 0; i < vc->files.size(); ++i)
-            if (vc->files[i].fileName() == name) row = i;
-        ASSERT_GE(row, 0) << name.toStdString();
-        vc->tableView->selectRow(row);
+        vc->tableView->selectRow(int(vc->files.indexOf(QUrl::fromLocalFile(inMarkers(name)))));
         vc->deleteAllPoints->userToggle(clearFirst);
     }
     // Imports a file of "markers" by a tap; true when its points were stored.
@@ -85,13 +82,13 @@ protected:
         return ok;
     }
     void put(const QString& name, const QByteArray& bytes) {
-        ASSERT_FALSE(zltest::writeFile(QDir(folder("markers")).filePath(name), bytes).isEmpty());
+        ASSERT_FALSE(zltest::writeFile(inMarkers(name), bytes).isEmpty());
     }
 };
 
 }  // namespace
 
-TEST_F(PointFiles, ExportWritesTheTextByteForByteAndTheCountWithItsWarning) {
+TEST_F(PointFiles, ExportWritesByteForByteClashesIntoAzimuthsKeepsNamesInTheFolderAndSaysWhenItCant) {
     for (int n = 0; n <= 2; ++n) {
         if (n == 1) addPoint("Mast A", 54.0, 21.00123, "roof, north side", 255, 128, 0);
         if (n == 2) addPoint(QString::fromUtf8("Zażółć"), -33.8688, 151.2093, "", 0, 0, 255);
@@ -99,48 +96,39 @@ TEST_F(PointFiles, ExportWritesTheTextByteForByteAndTheCountWithItsWarning) {
         EXPECT_EQ(vc->titleTXT->text(), QStringLiteral("found %1 entries").arg(n));
         const auto [ok, path] = exportAs(QStringLiteral("p%1").arg(n), vc);
         ASSERT_TRUE(ok) << path.toStdString();
-        EXPECT_EQ(path, QDir(folder("markers")).filePath(QStringLiteral("p%1.json").arg(n)));
+        EXPECT_EQ(path, inMarkers(QStringLiteral("p%1.json").arg(n)));
         EXPECT_EQ(readFile(path).toStdString(), golden(n).toStdString()) << n;
         EXPECT_TRUE(vc->statusLabel->text().contains(path));
         EXPECT_EQ(vc->titleTXT->text(), "done");
     }
-    for (int i = 2; i < 99; ++i) addPoint(QStringLiteral("p%1").arg(i), 1.0, 2.0);
-    EXPECT_EQ(showExport()->titleTXT->text(), "found 99 entries");
-    addPoint("p99", 1.0, 2.0);
-    EXPECT_EQ(showExport()->titleTXT->text(), "found 100 entries\nexport can take a while");
-
-    QList<std::pair<qsizetype, qsizetype>> heard;
-    PointFile::exportText(QList<realm_ptp>(25), [&](qsizetype done, qsizetype total) { heard.append({done, total}); });
-    EXPECT_EQ(heard, (QList<std::pair<qsizetype, qsizetype>>{{10, 25}, {20, 25}})) << "every tenth record";
-}
-
-TEST_F(PointFiles, AClashGoesToAzimuthsWithTheDateAThirdOrAFailedWriteIsRefusedAndNamesStayInTheFolder) {
-    addTwo();
-    const auto [ok, path] = exportAs("two");
-    ASSERT_TRUE(ok);
-    const auto [stampedOk, stamped] = exportAs("two");
+    const auto [stampedOk, stamped] = exportAs("p2");
     ASSERT_TRUE(stampedOk) << stamped.toStdString();
-    EXPECT_EQ(stamped, QDir(folder("azimuths")).filePath("two_" + DocumentFolder::stamp(clock.now()) + ".json"));
+    EXPECT_EQ(stamped, QDir(folder("azimuths")).filePath("p2_" + DocumentFolder::stamp(clock.now()) + ".json"));
     EXPECT_EQ(readFile(stamped), golden(2));
     // Both taken: nothing is overwritten, the screen stays and says so.
     addPoint("third", 1.0, 1.0);
     auto* vc = showExport();
-    EXPECT_FALSE(exportAs("two", vc).first);
-    EXPECT_EQ(std::pair(readFile(path), readFile(stamped)), std::pair(golden(2), golden(2)));
+    EXPECT_FALSE(exportAs("p2", vc).first);
+    EXPECT_EQ(std::pair(readFile(inMarkers("p2.json")), readFile(stamped)), std::pair(golden(2), golden(2)));
     EXPECT_TRUE(vc->statusLabel->text().contains("already exist")) << vc->statusLabel->text().toStdString();
 
     const QDir documents(fake.context.paths.documentsDir());
     const QStringList outsideBefore = documents.entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    for (auto [typed, file] : {std::pair{"../evil", ".._evil.json"},
-                               {"a/b", "a_b.json"},
-                               {"..", "...json"},
-                               {"/abs", "_abs.json"},
-                               {"", ".json"}}) {
+    for (auto [typed, file] : {std::pair{"../evil", ".._evil.json"}, {"a/b", "a_b.json"}, {"..", "...json"},
+                               {"/abs", "_abs.json"}, {"", ".json"}}) {
         const auto [typedOk, typedPath] = exportAs(typed);
         ASSERT_TRUE(typedOk) << typed << ": " << typedPath.toStdString();
-        EXPECT_EQ(typedPath, QDir(folder("markers")).filePath(file)) << typed;
+        EXPECT_EQ(typedPath, inMarkers(file)) << typed;
     }
     EXPECT_EQ(documents.entryList(QDir::AllEntries | QDir::NoDotAndDotDot), outsideBefore);
+
+    for (int i = 3; i < 99; ++i) addPoint(QStringLiteral("p%1").arg(i), 1.0, 2.0);
+    EXPECT_EQ(showExport()->titleTXT->text(), "found 99 entries");
+    addPoint("p99", 1.0, 2.0);
+    EXPECT_EQ(showExport()->titleTXT->text(), "found 100 entries\nexport can take a while");
+    QList<std::pair<qsizetype, qsizetype>> heard;
+    PointFile::exportText(QList<realm_ptp>(25), [&](qsizetype done, qsizetype total) { heard.append({done, total}); });
+    EXPECT_EQ(heard, (QList<std::pair<qsizetype, qsizetype>>{{10, 25}, {20, 25}})) << "every tenth record";
 
     ASSERT_TRUE(QDir(folder("markers")).removeRecursively());
     ASSERT_FALSE(zltest::writeFile(folder("markers"), "a file where the folder should be").isEmpty());
@@ -151,7 +139,7 @@ TEST_F(PointFiles, AClashGoesToAzimuthsWithTheDateAThirdOrAFailedWriteIsRefusedA
     EXPECT_FALSE(vc->busy());
 }
 
-TEST_F(PointFiles, WhatWeWriteReadsBackQuotesAndAllAndEachImportGivesNewIds) {
+TEST_F(PointFiles, WhatWeWriteReadsBackAndOtherInstallationsFilesMarkerFilesAndEmptyOnesAreRead) {
     addPoint("say \"hi\" \\ there", 52.123456789012, -0.000123, "two\nlines\t\"quoted\"", 1, 2, 3);
     addPoint(QString::fromUtf8("Zażółć"), -89.9, 179.99999, "", 0, 0, 255);
     const QList<Seen> before = stored();
@@ -163,31 +151,23 @@ TEST_F(PointFiles, WhatWeWriteReadsBackQuotesAndAllAndEachImportGivesNewIds) {
     QSet<QString> ids;
     for (const realm_ptp& p : fake.realm.open(nullptr)->points()) ids << p.id;
     EXPECT_EQ(std::pair(ids.size(), ids.begin()->size()), std::pair(qsizetype(4), qsizetype(36)));
-}
 
-TEST_F(PointFiles, ImportTakesOtherInstallationsFilesMarkerFilesAndEmptyOnes) {
-    addPoint("old", 1.0, 2.0);
     // The validation area's marker export shares name, latitude and longitude.
-    put("markers.json",
-        "{\n\"markers\": [\n{\n\"name\": \"A\",\"desc\": "
-        "\"B\",\"latitude\": \"52.1\",\"longitude\": "
-        "\"21.0\",\"colorRed\" : \"255\",\"colorGreen\" : "
-        "\"0\",\"colorBlue\" : \"0\"}]\n}");
+    put("markers.json", "{\n\"markers\": [\n{\n\"name\": \"A\",\"desc\": \"B\",\"latitude\": \"52.1\",\"longitude\": "
+                        "\"21.0\",\"colorRed\" : \"255\",\"colorGreen\" : \"0\",\"colorBlue\" : \"0\"}]\n}");
     // Numbers as numbers, texts holding numbers, a missing "blue", unknown
     // keys, something that isn't an entry, a comma behind the last one.
-    put("other.json",
-        R"({"version": 3, "markers": [{"name": 12, "description": true, "latitude": 48.5,
+    put("other.json", R"({"version": 3, "markers": [{"name": 12, "description": true, "latitude": 48.5,
         "longitude": "-3.25", "red": "7.9", "green": 300, "extra": {"x": []}}, "stray", ]})");
     put("missing.json", R"({"points": [{"name": "x"}]})");
     put("empty.json", R"({"markers": []})");
-    ASSERT_TRUE(importFile("markers.json"));
+    ASSERT_TRUE(importFile("markers.json", /*clearFirst=*/true));
     ASSERT_TRUE(importFile("other.json"));
-    EXPECT_EQ(stored(), (QList<Seen>{{"old", "", 1.0, 2.0, 255, 0, 0},
-                                     {"A", "", 52.1, 21.0, 0, 0, 0},
-                                     {"12", "true", 48.5, -3.25, 7, 300, 0},
-                                     {"", "", 0.0, 0.0, 0, 0, 0}}));
     ASSERT_TRUE(importFile("missing.json"));
-    EXPECT_EQ(stored().size(), 4) << "a file without the list adds nothing";
+    EXPECT_EQ(stored(), (QList<Seen>{{"A", "", 52.1, 21.0, 0, 0, 0},
+                                     {"12", "true", 48.5, -3.25, 7, 300, 0},
+                                     {"", "", 0.0, 0.0, 0, 0, 0}}))
+        << "a file without the list adds nothing";
     ASSERT_TRUE(importFile("empty.json", /*clearFirst=*/true));
     EXPECT_TRUE(stored().isEmpty()) << "clearing first with an empty list empties the store";
 }
@@ -197,10 +177,10 @@ TEST_F(PointFiles, FilesThatCantBeReadLeaveTheStoreAsItWasAndSayWhyThenOneCopied
     const QList<Seen> before = stored();
     put("text.json", "this is not JSON");
     put("huge.json", R"({"markers": [{"name": "a"}, {"red": 1e19}]})");
-    QDir().mkpath(QDir(folder("markers")).filePath("sub.json"));
+    QDir().mkpath(inMarkers("sub.json"));
     put("gone.json", "{}");
     ptpSettingsImport* vc = showImport();
-    ASSERT_TRUE(QFile::remove(QDir(folder("markers")).filePath("gone.json")));  // between listing and reading
+    ASSERT_TRUE(QFile::remove(inMarkers("gone.json")));  // between listing and reading
     for (const char* name : {"text.json", "huge.json", "sub.json", "gone.json"}) {
         EXPECT_FALSE(importFile(name, /*clearFirst=*/true, vc)) << name;
         EXPECT_EQ(stored(), before) << name;
@@ -218,14 +198,14 @@ TEST_F(PointFiles, FilesThatCantBeReadLeaveTheStoreAsItWasAndSayWhyThenOneCopied
     vc->copyFileIntoFolder(QUrl::fromLocalFile(source));
     ASSERT_TRUE(copied.wait(5000));
     ASSERT_TRUE(listed.wait(5000));
-    EXPECT_EQ(vc->files.value(vc->selectedFile).toLocalFile(), QDir(folder("markers")).filePath("site list.json"));
+    EXPECT_EQ(vc->files.value(vc->selectedFile).toLocalFile(), inMarkers("site list.json"));
     EXPECT_TRUE(importFile("site list.json", /*clearFirst=*/true, vc)) << "another import after the failures";
     EXPECT_EQ(stored().size(), 1);
 }
 
 TEST_F(PointFiles, RandomAndTruncatedFilesNeverCrashAndNeverHalfWrite) {
     addTwo();
-    const QString path = QDir(folder("markers")).filePath("f.json");
+    const QString path = inMarkers("f.json");
     std::mt19937 rng(4711);
     const QByteArray good = golden(2);
     for (int round = 0; round < 200; ++round) {
@@ -252,7 +232,7 @@ TEST_F(PointFiles, ACancelLeavesTheStoreAsItWasEvenHalfwayThroughTheWriteAndTheI
     QByteArray many = "{\"markers\": [";
     for (int i = 0; i < 100; ++i) many += QStringLiteral("%1{\"name\": \"n%2\"}").arg(i ? "," : "").arg(i).toUtf8();
     put("many.json", many + "]}");
-    const QString path = QDir(folder("markers")).filePath("many.json");
+    const QString path = inMarkers("many.json");
     const QList<Seen> before = stored();
     PointFile::Job cancelled;
     const auto outcome = ptpSettingsImport::importFile(fake.realm, path, /*clearFirst=*/true, cancelled, [&] {
@@ -270,9 +250,7 @@ TEST_F(PointFiles, ACancelLeavesTheStoreAsItWasEvenHalfwayThroughTheWriteAndTheI
         const auto s = job.state();
         shown << (s.total ? QStringLiteral("%1 %2/%3").arg(s.phase).arg(s.done).arg(s.total) : s.phase);
     };
-    ASSERT_TRUE(ptpSettingsImport::importFile(fake.realm, path,
-                                              /*clearFirst=*/true, job, wake)
-                    .ok);
+    ASSERT_TRUE(ptpSettingsImport::importFile(fake.realm, path, /*clearFirst=*/true, job, wake).ok);
     QStringList expected{"processing file, please wait...", "I'm clearing database..."};
     for (int i = 0; i < 100; i += 10) expected << QStringLiteral("saving data %1/100").arg(i);
     EXPECT_EQ(shown, expected);
