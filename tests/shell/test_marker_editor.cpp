@@ -95,7 +95,7 @@ TEST_F(MarkerEditor, EachModeShowsItsTextsAndWritesItsStoreAnEditKeepingIdAndAct
     }
 }
 
-TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedAndALongPressOrAnAddressGivesOne) {
+TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedALongPressOrAnAddressGivesOneAndTheFormGivesTheColour) {
     fake.location.setAuthorizationStatus(kCLAuthorizationStatusDenied);
     fake.backend->fix(50.0, 19.0);
     for (addPointType mode : {addMarkerForValidation, addPointForPTP}) {
@@ -118,16 +118,25 @@ TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedAndALongPressOrAnAddressGiv
     }
     EXPECT_EQ(stored(), (QStringList{"M|<new>|||-33.25,151|127,127,127|on", "P|<new>|||-33.25,151|127,127,127"}));
 
-    // An address found sets the position but puts no marker on the map.
-    validationAddMarkerVC* vc = open(addMarkerForValidation);
+    // An address found sets the position but puts no marker on the map. The colour comes from the
+    // sliders and decimal fields, never from the hex, and recolours the marker.
+    validationAddMarkerVC* vc = open(addPointForPTP);
     CLLocation found;
     found.coordinate = {40.0, -3.5};
     vc->geocodeFinished({CLPlacemark{found, "somewhere"}}, std::nullopt);
     EXPECT_EQ(std::tuple(vc->marker->map(), vc->marker->position().longitude, vc->mapView()->cameraLatitude(),
                          vc->mapView()->cameraZoom()),
               std::tuple((GMSMapView*)nullptr, -3.5, 40.0, 18.0));
+    vc->colorHex->userEdit("#FF0000");
+    vc->colorHex->endEditing();
+    vc->sliderGreen->userSlide(200.7f);
+    vc->decBlue->userEdit("300");
+    vc->decBlue->endEditing();
+    EXPECT_EQ(std::tuple(vc->valueRed, vc->decGreen->text(), vc->sliderBlue->value(), vc->colorHex->text()),
+              std::tuple(127, QString("200"), 255.0f, QString("#7FC812C")));
+    EXPECT_EQ(vc->marker->icon(), GMSMarker::markerImageWithColor(Palette::fromComponents(127, 200, 300)));
     EXPECT_TRUE(vc->addMarker());
-    EXPECT_EQ(stored().value(1), "M|<new>|||40,-3.5|127,127,127|on");
+    EXPECT_EQ(stored().last(), "P|<new>|||40,-3.5|127,200,300");
 
     // A second search replaces the first: one answer (here: no service) comes
     // back.
@@ -139,21 +148,6 @@ TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedAndALongPressOrAnAddressGiv
     ASSERT_TRUE(zltest::waitFor([&] { return !done.isEmpty(); }));
     QCoreApplication::processEvents();
     EXPECT_EQ(std::pair(done.size(), keyboard.size()), std::pair(qsizetype(1), qsizetype(2)));
-}
-
-TEST_F(MarkerEditor, TheColourComesFromSlidersAndDecimalFieldsNeverFromTheHexAndRecoloursTheMarker) {
-    validationAddMarkerVC* vc = open(addPointForPTP);
-    vc->didLongPressAtCoordinate(vc->mapView(), {1.0, 2.0});
-    vc->colorHex->userEdit("#FF0000");
-    vc->colorHex->endEditing();
-    vc->sliderGreen->userSlide(200.7f);
-    vc->decBlue->userEdit("300");
-    vc->decBlue->endEditing();
-    EXPECT_EQ(std::tuple(vc->valueRed, vc->decGreen->text(), vc->sliderBlue->value(), vc->colorHex->text()),
-              std::tuple(127, QString("200"), 255.0f, QString("#7FC812C")));
-    EXPECT_EQ(vc->marker->icon(), GMSMarker::markerImageWithColor(Palette::fromComponents(127, 200, 300)));
-    EXPECT_TRUE(vc->addMarker());
-    EXPECT_EQ(stored(), QStringList{"P|<new>|||1,2|127,200,300"});
 }
 
 TEST_F(MarkerEditor, AColourBeyond32BitsIsRefusedForMarkersOnlyAndStoresThatFailKeepTheScreen) {
