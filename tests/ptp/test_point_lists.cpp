@@ -184,7 +184,7 @@ TEST(PointSearch, LooksAtNameAndDescriptionLowerCasedAndKeepsTheOrder) {
         EXPECT_EQ(order(PointList::search(rows, text)), expected) << text.toStdString();
 }
 
-TEST_F(PointLists, TheListMeasuresFromTheManualPointInKmFiltersAndWritesTheChoice) {
+TEST_F(PointLists, TheListMeasuresFromTheManualPointOrTheFixInKmFiltersAndWritesTheChoice) {
     setManual(true, 54.0, 19.0);
     defaults().setDouble(20.0, SettingsKey::maxDistance);
     EXPECT_FALSE(showList(pointType::to)->labelBottomLbl->hidden()) << "nothing stored: the label stays";
@@ -222,24 +222,21 @@ TEST_F(PointLists, TheListMeasuresFromTheManualPointInKmFiltersAndWritesTheChoic
         << "the target keeps its place but takes the from point's name";
     from->searchBar->endEditing();
     EXPECT_EQ(endEditing.count(), 1);
-}
 
-TEST_F(PointLists, WithoutAManualPointTheListTakesTheKnownFixOrWaitsForOne) {
-    addPoint("mast", 52.0, 21.0);
-    setManual(false, 54.0, 19.0);
+    // Without a manual point the list takes the known fix, or waits for one.
+    setManual(false, 0.0, 0.0);
     defaults().setDouble(5.0, SettingsKey::maxDistance);
-
-    backend->fix(52.0, 21.01);
-    EXPECT_EQ(rows(showList(pointType::from)), QStringList{"0.68 km : mast|"});
+    backend->fix(54.0, 19.01);
+    EXPECT_EQ(rows(showList(pointType::from)), QStringList{"0.65 km : here|roof"});
 
     // No fix yet: one is asked for, and the list loads when it comes, once.
     fake.location.setAuthorizationStatus(kCLAuthorizationStatusNotDetermined);
     ptpSettingsList* waiting = showList(pointType::from);
     fake.location.setAuthorizationStatus(kCLAuthorizationStatusAuthorizedWhenInUse);
     EXPECT_TRUE(rows(waiting).isEmpty());
-    backend->fix(52.0, 21.0);
-    EXPECT_EQ(rows(waiting), QStringList{"0.00 km : mast|"});
-    backend->fix(52.0, 21.02);
+    backend->fix(54.0, 19.0);
+    EXPECT_EQ(rows(waiting), QStringList{"0.00 km : here|roof"});
+    backend->fix(54.0, 19.02);
     EXPECT_EQ(waiting->entries.size(), 1) << "one load per screen";
 
     // No fix at all: the failure is logged, the list stays empty.
@@ -266,8 +263,7 @@ TEST_F(PointLists, TheManagementListReloadsAtEachAppearanceOpensTheEditorAndDele
     auto* editor = qobject_cast<validationAddMarkerVC*>(nav->topViewController());
     ASSERT_TRUE(editor);
     EXPECT_EQ(std::pair(editor->mode, editor->id), std::pair(addPointForPTP, QString()));
-    // Back from the editor, a point added beyond the radius is stored but not
-    // listed.
+    // Back from the editor, a point added beyond the radius is stored but not listed.
     addPoint("new", 54.0, 19.1, "", 1, 2, 3);
     addPoint("c mast", 54.3, 19.0);
     addPoint("beyond", 60.0, 19.0);
@@ -284,8 +280,7 @@ TEST_F(PointLists, TheManagementListReloadsAtEachAppearanceOpensTheEditorAndDele
               (QVariantList{int(editPointForPTP), "P-1", "mast", "roof", 54.1, 19.0, 10, 20, 30}));
     nav->popViewControllerAnimated(false);
     validationAddMarkerVC untouched(fake.context);
-    EXPECT_FALSE(vc->fillEditor(untouched, 9)) << "no such row";
-    EXPECT_EQ(untouched.mode, addMarkerForValidation);
+    EXPECT_EQ(std::pair(vc->fillEditor(untouched, 9), untouched.mode), std::pair(false, addMarkerForValidation));
 
     const auto names = [](const QList<dbEntries>& list) { return column(list, &dbEntries::name); };
     // During a search: the row goes from the store, the shown rows and all rows.
@@ -296,20 +291,17 @@ TEST_F(PointLists, TheManagementListReloadsAtEachAppearanceOpensTheEditorAndDele
     type(vc, "MAST");
     EXPECT_EQ(rows(vc), QStringList{"33.36 km : c mast|"}) << "the search follows the deletion";
 
-    // Two records of one id: the store deletes neither, and the list shows what
-    // it holds.
+    // Two records of one id: the store deletes neither, and the list shows what it holds.
     realm_ptp::addPoint(fake.realm, "twin", "", 54.05, 19.0, 0, 0, 0, "TWIN");
     realm_ptp::addPoint(fake.realm, "twin", "", 54.05, 19.0, 0, 0, 0, "TWIN");
     vc->viewWillAppear(false);
-    for (int i = 0; i < 2; ++i) {
-        vc->tableView->deleteRow(0);
-        EXPECT_EQ(std::tuple(names(vc->filtred), names(vc->entries), vc->tableView->rowCount(), points().size()),
-                  std::tuple(QString("twin,twin,new,c mast"), QString("twin,twin,new,c mast"), 4, qsizetype(5)));
-    }
+    vc->tableView->deleteRow(0);
+    EXPECT_EQ(std::tuple(names(vc->filtred), names(vc->entries), vc->tableView->rowCount(), points().size()),
+              std::tuple(QString("twin,twin,new,c mast"), QString("twin,twin,new,c mast"), 4, qsizetype(5)));
 
     // Records deleted elsewhere: the list drops them; the last one here leaves an empty table.
     fake.realm.open(nullptr)->write([](Realm& r, QString*) {
-        for (const realm_ptp& p : r.points().filter("id = %@", "TWIN")) r.remove(p);
+        r.remove(r.points().filter("id = %@", "TWIN"));
         return true;
     }, nullptr);
     vc->tableView->deleteRow(0);
