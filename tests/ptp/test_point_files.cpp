@@ -40,10 +40,6 @@ protected:
             for (const realm_ptp& p : realm->points()) out << seen(p);
         return out;
     }
-    void addTwo() {
-        addPoint("Mast A", 54.0, 21.00123, "roof, north side", 255, 128, 0);
-        addPoint(QString::fromUtf8("Zażółć"), -33.8688, 151.2093, "", 0, 0, 255);
-    }
     ptpMarkersExport* showExport() {
         auto* vc = open<ptpMarkersExport>("ptpMarkersExport");
         QSignalSpy counted(vc, &ptpMarkersExport::counted);
@@ -173,7 +169,7 @@ TEST_F(PointFiles, WhatWeWriteReadsBackAndOtherInstallationsFilesMarkerFilesAndE
 }
 
 TEST_F(PointFiles, FilesThatCantBeReadLeaveTheStoreAsItWasAndSayWhyThenOneCopiedInIsReadAndRandomOnesNeverHalfWrite) {
-    addTwo();
+    addPoint("Mast A", 54.0, 21.00123, "roof, north side", 255, 128, 0);
     const QList<Seen> before = stored();
     put("text.json", "this is not JSON");
     put("huge.json", R"({"markers": [{"name": "a"}, {"red": 1e19}]})");
@@ -183,9 +179,8 @@ TEST_F(PointFiles, FilesThatCantBeReadLeaveTheStoreAsItWasAndSayWhyThenOneCopied
     ASSERT_TRUE(QFile::remove(inMarkers("gone.json")));  // between listing and reading
     for (const char* name : {"text.json", "huge.json", "sub.json", "gone.json"}) {
         EXPECT_FALSE(importFile(name, /*clearFirst=*/true, vc)) << name;
-        EXPECT_EQ(stored(), before) << name;
+        EXPECT_EQ(std::pair(stored(), vc->importInfo->hidden() && !vc->busy()), std::pair(before, true)) << name;
         EXPECT_TRUE(vc->statusLbl->text().contains("Nothing was changed")) << name;
-        EXPECT_EQ(std::pair(vc->importInfo->hidden(), vc->busy()), std::pair(true, false)) << name;
     }
     // The folder kept for later point files is made on a worker of its own.
     EXPECT_TRUE(zltest::waitFor([&] { return QDir(folder("ptp")).exists(); }));
@@ -226,7 +221,7 @@ TEST_F(PointFiles, FilesThatCantBeReadLeaveTheStoreAsItWasAndSayWhyThenOneCopied
 }
 
 TEST_F(PointFiles, ACancelLeavesTheStoreAsItWasEvenHalfwayThroughTheWriteTheImportTellsHowFarItIsAndRunsOncePerTap) {
-    addTwo();
+    addPoint("Mast A", 54.0, 21.00123, "roof, north side", 255, 128, 0);
     QByteArray many = "{\"markers\": [";
     for (int i = 0; i < 100; ++i) many += QStringLiteral("%1{\"name\": \"n%2\"}").arg(i ? "," : "").arg(i).toUtf8();
     put("many.json", many + "]}");
