@@ -1,6 +1,5 @@
-// The point files: the export byte for byte, its clash, hostile names and
-// failed write; the import of what we and others write, of files that can't
-// be read, cancelled or tapped twice, and of random bytes.
+// The point files: the export byte for byte, its clash, hostile names and failed write; the import of what we and
+// others write, of files that can't be read, cancelled or tapped twice, and of random bytes.
 
 #include "PointFile.h"
 #include "files/DocumentFolder.h"
@@ -151,8 +150,8 @@ TEST_F(PointFiles, WhatWeWriteReadsBackAndOtherInstallationsFilesMarkerFilesAndE
     // The validation area's marker export shares name, latitude and longitude.
     put("markers.json", "{\n\"markers\": [\n{\n\"name\": \"A\",\"desc\": \"B\",\"latitude\": \"52.1\",\"longitude\": "
                         "\"21.0\",\"colorRed\" : \"255\",\"colorGreen\" : \"0\",\"colorBlue\" : \"0\"}]\n}");
-    // Numbers as numbers, texts holding numbers, a missing "blue", unknown
-    // keys, something that isn't an entry, a comma behind the last one.
+    // Numbers as numbers, texts holding numbers, a missing "blue", unknown keys, something that isn't an entry, a comma
+    // behind the last one.
     put("other.json", R"({"version": 3, "markers": [{"name": 12, "description": true, "latitude": 48.5,
         "longitude": "-3.25", "red": "7.9", "green": 300, "extra": {"x": []}}, "stray", ]})");
     put("missing.json", R"({"points": [{"name": "x"}]})");

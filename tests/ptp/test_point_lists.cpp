@@ -1,6 +1,5 @@
-// The point lists: the distance against an independent sphere, the radius
-// edge, the four stable orders and the search; then the chooser and the
-// management list through their screen objects on a real store.
+// The point lists: the distance against an independent sphere, the radius edge, the four stable orders and the search;
+// then the chooser and the management list through their screen objects on a real store.
 
 #include "LocationManager.h"
 #include "PointList.h"
@@ -53,8 +52,7 @@ realm_ptp stored(const QString& name, double lat, double lon) {
 
 class PointLists : public ScreenTest {
 protected:
-    // The list tab of the location container, opened from the settings for the
-    // given point.
+    // The list tab of the location container, opened from the settings for the given point.
     ptpSettingsList* showList(pointType type) {
         open<UIViewController>("ptpSettings")
             ->performSegueWithIdentifier("ptpLocation", type == pointType::to ? "to" : "from");
@@ -128,8 +126,8 @@ TEST(PointOrder, TheSettingPicksOneOfFourStableOrders) {
         EXPECT_EQ(order(rows), expected) << "ptpListSortBy " << setting;
     }
 
-    // By code points after composition: U+FF21 stands below U+1F600, though its UTF-16 unit is above
-    // the surrogate; equal names go nearest first.
+    // By code points after composition: U+FF21 stands below U+1F600, though its UTF-16 unit is above the surrogate;
+    // equal names go nearest first.
     const QString composedE = QString::fromUtf8("caf\u00e9"), decomposedE = QString::fromUtf8("cafe\u0301");
     const QString fullwidthA = QString::fromUtf8("\uff21"), smiley = QString::fromUtf8("\U0001F600");
     QList<dbEntries> rows{row(decomposedE, 2.0), row(smiley, 4.0), row("cafe", 3.0), row(fullwidthA, 5.0),

@@ -1,6 +1,5 @@
-// The marker editor: its four modes and the two stores they write, the
-// position from the device, a long press or an address search, the colour
-// through the shared form, and the saves it refuses.
+// The marker editor: its four modes and the two stores they write, the position from the device, a long press or an
+// address search, the colour through the shared form, and the saves it refuses.
 
 #include "screen_fixture.h"
 #include "screens/validationAddMarkerVC.h"
@@ -16,8 +15,7 @@ void registerNothing(NavigationController&, const ScreenContext&) {}
 
 class MarkerEditor : public zltest::ScreenTest<&registerNothing> {
 protected:
-    // Opens the editor as the lists do; with an id, as an edit of an entry at
-    // (10, 20) coloured (1, green, 3).
+    // Opens the editor as the lists do; with an id, as an edit of an entry at (10, 20) coloured (1, green, 3).
     validationAddMarkerVC* open(addPointType mode, const QString& id = {}, qint64 green = 2) {
         while (nav->depth() > 1) nav->popViewControllerAnimated(false);
         auto* vc = new validationAddMarkerVC(fake.context);
@@ -32,19 +30,17 @@ protected:
     bool stayed() const { return nav->depth() == 2; }
 
     NSManagedObjectContext* context() const { return fake.appDelegate.persistentContainer()->viewContext(); }
-    // One line per record of both stores: "M|id|name|desc|lat,lon|r,g,b|on" or
-    // "P|id|name|desc|lat,lon|r,g,b"; a new (36-character) id shows as "<new>".
+    // One line per record of both stores: "M|id|name|desc|lat,lon|r,g,b|on" or "P|id|name|desc|lat,lon|r,g,b"; a new
+    // (36-character) id shows as "<new>".
     QStringList stored() const {
         QStringList out;
-        auto id = [](const QString& id) {
-            return (id.size() == 36 && id == id.toUpper() ? QStringLiteral("<new>") : id).toUtf8();
-        };
+        auto id = [](const QString& s) { return s.size() == 36 && s == s.toUpper() ? QStringLiteral("<new>") : s; };
         for (const Marker* m : context()->fetchAll<Marker>(nullptr))
-            out << QString::asprintf("M|%s|%s|%s|%g,%g|%d,%d,%d|%s", id(m->id()).constData(), qPrintable(m->name()),
+            out << QString::asprintf("M|%s|%s|%s|%g,%g|%d,%d,%d|%s", qPrintable(id(m->id())), qPrintable(m->name()),
                                      qPrintable(m->desc()), m->latitude(), m->longitude(), m->colorRed(),
                                      m->colorGreen(), m->colorBlue(), m->isActive() ? "on" : "off");
         for (const realm_ptp& p : fake.realm.open(nullptr)->points())
-            out << QString::asprintf("P|%s|%s|%s|%g,%g|%lld,%lld,%lld", id(p.id).constData(), qPrintable(p.name),
+            out << QString::asprintf("P|%s|%s|%s|%g,%g|%lld,%lld,%lld", qPrintable(id(p.id)), qPrintable(p.name),
                                      qPrintable(p.ptp_description), p.latitude, p.longitude, p.markerRed, p.markerGreen,
                                      p.markerBlue);
         return out;
@@ -82,8 +78,8 @@ TEST_F(MarkerEditor, EachModeWritesItsStoreAnEditKeepsIdAndActivityAndOnlyPoints
                             "P|P-1|new|d|10,20|1,2,3", "P|<new>|new|d|50,19|127,127,127"};
     EXPECT_EQ(stored(), saved);
 
-    // The markers keep colours in 32 bits: wider ones are refused; a marker that is gone needs no
-    // conversion; the point list keeps 64 bits.
+    // The markers keep colours in 32 bits: wider ones are refused; a marker that is gone needs no conversion; the point
+    // list keeps 64 bits.
     const qint64 wide = qint64(1) << 33;
     for (addPointType mode : {addMarkerForValidation, editMarkerForValidation}) {
         validationAddMarkerVC* vc = open(mode, "M-1", wide);
@@ -96,7 +92,7 @@ TEST_F(MarkerEditor, EachModeWritesItsStoreAnEditKeepsIdAndActivityAndOnlyPoints
     EXPECT_EQ(stored().value(2), "P|P-1|old|d|10,20|1,8589934592,3");
 }
 
-TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedALongPressOrAnAddressGivesOneAndTheFormGivesTheColour) {
+TEST_F(MarkerEditor, WithoutAPositionOrAStoreTheSaveIsRefusedALongPressOrAnAddressGivesOneAndTheFormTheColour) {
     fake.location.setAuthorizationStatus(kCLAuthorizationStatusDenied);
     fake.backend->fix(50.0, 19.0);
     validationAddMarkerVC* vc = open(addMarkerForValidation);
@@ -115,8 +111,8 @@ TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedALongPressOrAnAddressGivesO
     EXPECT_TRUE(vc->statusLbl->text().isEmpty());
     EXPECT_EQ(stored(), QStringList{"M|<new>|||-33.25,151|127,127,127|on"});
 
-    // An address found sets the position but puts no marker on the map. The colour comes from the
-    // sliders and decimal fields, never from the hex, and recolours the marker.
+    // An address found sets the position but puts no marker on the map. The colour comes from the sliders and decimal
+    // fields, never from the hex, and recolours the marker.
     vc = open(addPointForPTP);
     CLLocation found;
     found.coordinate = {40.0, -3.5};
@@ -135,8 +131,7 @@ TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedALongPressOrAnAddressGivesO
     EXPECT_TRUE(vc->addMarker());
     EXPECT_EQ(stored().last(), "P|<new>|||40,-3.5|127,200,300");
 
-    // A second search replaces the first: one answer (here: no service) comes
-    // back.
+    // A second search replaces the first: one answer (here: no service) comes back.
     vc = open(addMarkerForValidation);
     QSignalSpy done(vc, &validationAddMarkerVC::searchFinished);
     QSignalSpy keyboard(vc, &validationAddMarkerVC::endEditing);
@@ -145,9 +140,8 @@ TEST_F(MarkerEditor, WithoutAPositionTheSaveIsRefusedALongPressOrAnAddressGivesO
     ASSERT_TRUE(zltest::waitFor([&] { return !done.isEmpty(); }));
     QCoreApplication::processEvents();
     EXPECT_EQ(std::pair(done.size(), keyboard.size()), std::pair(qsizetype(1), qsizetype(2)));
-}
 
-TEST_F(MarkerEditor, StoresThatFailKeepTheScreen) {
+    // Stores that fail keep the screen.
     zltest::LogCapture log;
     zltest::FakeScreenContext broken;  // neither of its stores opens
     zltest::writeFile(broken.dir.filePath("Zenloft.sqlite"), QByteArray(2048, 'z'));
