@@ -108,7 +108,7 @@ TEST(PointDistance, AgreesWithTheSphereOfItsConstantsACoincidentPointIsZeroOrNot
     }
 }
 
-TEST(PointOrder, TheSettingPicksOneOfFourStableOrders) {
+TEST(PointOrder, TheSettingPicksOneOfFourStableOrdersOfWhatTheSearchKeeps) {
     // Two "Mast" rows, an equal distance for "beta" and "Beta", case apart.
     const QList<dbEntries> store{row("beta", 2.0), row("Mast", 5.0), row("alpha", 1.0),
                                  row("Mast", 3.0), row("Beta", 2.0), row("Zulu", 4.0)};
@@ -136,9 +136,8 @@ TEST(PointOrder, TheSettingPicksOneOfFourStableOrders) {
     EXPECT_EQ(order(rows),
               (QStringList{"caf@6", "cafe@3", composedE + "@1", decomposedE + "@2", fullwidthA + "@5", smiley + "@4"}))
         << "equal after composition: nearest first";
-}
 
-TEST(PointOrder, TheOnePassLoadGivesWhatAppendingAndSortingGiveAndManyEqualKeysKeepTheirOrder) {
+    // The one-pass load gives what appending and sorting give, and many equal keys keep their order.
     std::mt19937 random(11);
     std::uniform_int_distribution<int> pick(0, 5);
     QList<realm_ptp> points;
@@ -163,10 +162,9 @@ TEST(PointOrder, TheOnePassLoadGivesWhatAppendingAndSortingGiveAndManyEqualKeysK
             }
         }
     }
-}
 
-TEST(PointSearch, LooksAtNameAndDescriptionLowerCasedAndKeepsTheOrder) {
-    const QList<dbEntries> rows{row("Tower", 1.0, "north mast"), row("52", 2.0, "roof"),
+    // The search looks at name and description, lower-cased, and keeps the order.
+    const QList<dbEntries> hits{row("Tower", 1.0, "north mast"), row("52", 2.0, "roof"),
                                 row(QString::fromUtf8("\u0141\u00f3d\u017a"), 3.0, ""), row("MAST B", 4.0, "south"),
                                 row("Hill", 5.0, QString::fromUtf8("Caf\u00c9"))};
     for (auto [text, expected] : {
@@ -178,7 +176,7 @@ TEST(PointSearch, LooksAtNameAndDescriptionLowerCasedAndKeepsTheOrder) {
              {"cafe", {}},
              {"", {"Tower@1", "52@2", QString::fromUtf8("\u0141\u00f3d\u017a@3"), "MAST B@4", "Hill@5"}},
          })
-        EXPECT_EQ(order(PointList::search(rows, text)), expected) << text.toStdString();
+        EXPECT_EQ(order(PointList::search(hits, text)), expected) << text.toStdString();
 }
 
 TEST_F(PointLists, TheListMeasuresFromTheManualPointOrTheFixInKmFiltersAndWritesTheChoice) {
