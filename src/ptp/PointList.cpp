@@ -35,15 +35,6 @@ int codePointOrder(char16_t unit) {
     return unit;
 }
 
-int compareCodePoints(QStringView a, QStringView b) {
-    const qsizetype n = std::min(a.size(), b.size());
-    for (qsizetype i = 0; i < n; ++i) {
-        const char16_t x = a[i].unicode(), y = b[i].unicode();
-        if (x != y) return codePointOrder(x) < codePointOrder(y) ? -1 : 1;
-    }
-    return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
-}
-
 // Nothing below U+0300 changes under canonical composition; most names
 // are such text and skip the normaliser.
 QString composed(const QString& s) {
@@ -206,8 +197,6 @@ QList<dbEntries> load(const QList<realm_ptp>& points, double latitude, double lo
     for (qsizetype k : order) entries.append(entryOf(kept[size_t(k)].first, points[kept[size_t(k)].second]));
     return entries;
 }
-
-int compareNames(const QString& a, const QString& b) { return compareCodePoints(composed(a), composed(b)); }
 
 QList<dbEntries> search(const QList<dbEntries>& entries, const QString& text) {
     return SearchText(entries).search(entries, text);

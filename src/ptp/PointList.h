@@ -55,10 +55,6 @@ void appendWithin(QList<dbEntries>& entries, const QList<realm_ptp>& points, dou
 // compare equal keep their order.
 void sortEntries(QList<dbEntries>& entries, qint64 ptpListSortBy);
 
-// Names compared code point by code point after canonical composition: no
-// locale, so upper case stands before lower case. <0, 0 or >0.
-int compareNames(const QString& a, const QString& b);
-
 // Every point within maxDistance km of the reference point, sorted by the
 // setting: what appendWithin and sortEntries give on an empty list, in one
 // pass over the store.

@@ -20,20 +20,10 @@ protected:
         realm_ptp::addPoint(fake.realm, name, desc, lat, lon, r, g, b, id);
         return id;
     }
-    // One line per stored point, in store order: "name|desc|lat,lon|r,g,b".
-    QStringList points() const {
-        QStringList out;
+    // The stored points, in store order.
+    QList<realm_ptp> points() const {
         const auto realm = fake.realm.open(nullptr);
-        if (!realm) return out;
-        for (const realm_ptp& p : realm->points())
-            out << QStringLiteral("%1|%2|%3,%4|%5,%6,%7")
-                       .arg(p.name, p.ptp_description)
-                       .arg(p.latitude)
-                       .arg(p.longitude)
-                       .arg(p.markerRed)
-                       .arg(p.markerGreen)
-                       .arg(p.markerBlue);
-        return out;
+        return realm ? realm->points().toList() : QList<realm_ptp>();
     }
 
     zl::ManualClock& clock = fake.clock;

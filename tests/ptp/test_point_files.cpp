@@ -35,8 +35,7 @@ protected:
     QString inMarkers(const QString& file) const { return QDir(folder("markers")).filePath(file); }
     QList<Seen> stored() const {
         QList<Seen> out;
-        if (const auto realm = fake.realm.open(nullptr))
-            for (const realm_ptp& p : realm->points()) out << seen(p);
+        for (const realm_ptp& p : points()) out << seen(p);
         return out;
     }
     // Opens a screen and waits for its first answer from the worker.
@@ -143,7 +142,7 @@ TEST_F(PointFiles, WhatWeWriteReadsBackAndOtherInstallationsFilesMarkerFilesAndE
     ASSERT_TRUE(importFile("round.json"));
     EXPECT_EQ(stored(), before + before) << "a file read twice doubles the points";
     QSet<QString> ids;
-    for (const realm_ptp& p : fake.realm.open(nullptr)->points()) ids << p.id;
+    for (const realm_ptp& p : points()) ids << p.id;
     EXPECT_EQ(std::pair(ids.size(), ids.begin()->size()), std::pair(qsizetype(4), qsizetype(36)));
 
     // The validation area's marker export shares name, latitude and longitude.
