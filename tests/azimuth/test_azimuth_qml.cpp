@@ -1,71 +1,19 @@
 // The azimuth pages in the real window, walked with real clicks.
 
-#include "AzimuthScreens.h"
 #include "AzimuthVC.h"
-#include "screens/MapSupport.h"
 #include "NewAzimuthVC.h"
-#include "ShellScreens.h"
-#include "ShellServices.h"
-#include "azimuth_fixture.h"
 #include "azimuthSettingsVC.h"
-#include "quicktest.h"
-#include "screens/MainVC.h"
+#include "azimuth_fixture.h"
+#include "page_fixture.h"
+#include "screens/MapSupport.h"
 
-#include <QQuickStyle>
 #include <QtQml/QQmlExtensionPlugin>
 
 Q_IMPORT_QML_PLUGIN(Zenloft_ShellPlugin)
 Q_IMPORT_QML_PLUGIN(Zenloft_MapPlugin)
 Q_IMPORT_QML_PLUGIN(Zenloft_AzimuthPlugin)
 
-namespace {
-
-class Pages : public aztest::ScreenTest {
-protected:
-    static void SetUpTestSuite() { QQuickStyle::setStyle("Material"); }
-    void SetUp() override {
-        ScreenTest::SetUp();
-        mainVC.loadViewIfNeeded();
-        ShellScreens::registerScreens(*nav);
-        AzimuthScreens::registerScreens(*nav, fake.context);
-        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, &fake.appDelegate);
-        engine = std::make_unique<QQmlApplicationEngine>();
-        window = zltest::loadMainWindow(*engine, [&] { ShellScreens::showMenu(*nav, fake.context); });
-        ASSERT_TRUE(window);
-    }
-    void TearDown() override {
-        engine.reset();
-        shell.reset();
-        ScreenTest::TearDown();
-    }
-    // Waits until the page stack shows the navigation's top screen.
-    bool settled() { return zltest::waitForPage(window, nav->topViewController(), nav->depth()); }
-    bool clickTo(const char* name) { return zltest::clickItem(window, name) && settled(); }
-    bool segue(const char* id, const QVariant& sender = QVariant()) {
-        return nav->performSegue(nav->topViewController(), id, sender) && settled();
-    }
-
-    MainVC mainVC;
-    std::unique_ptr<ShellServices> shell;
-    std::unique_ptr<QQmlApplicationEngine> engine;
-    QQuickWindow* window = nullptr;
-};
-
-}  // namespace
-
-TEST_F(Pages, EveryAzimuthPageOpensWithoutWarnings) {
-    setManual(true, 52.0, 21.0);
-    addAzimuth(10.0, 1.0, "a");
-    zltest::LogCapture log;
-    for (const char* id : {"azimuthVC", "settingsVC", "azimuth_settings", "newAzimuth", "importAzimuths",
-                           "exportAzimuths", "changeLocation"}) {
-        ASSERT_TRUE(segue(id)) << id;
-        EXPECT_EQ(nav->depth(), 2) << id;
-        nav->popToRootViewControllerAnimated(false);
-        ASSERT_TRUE(settled()) << id;
-    }
-    EXPECT_TRUE(log.warnings().isEmpty()) << log.warnings().join("\n").toStdString();
-}
+using Pages = zltest::PageTest<aztest::ScreenTest>;
 
 TEST_F(Pages, FromTheMenuAnAddedAzimuthEndsUpAsALineOnTheMapPageWithItsReadOut) {
     setManual(true, 52.0, 21.0);

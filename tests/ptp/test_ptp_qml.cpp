@@ -4,17 +4,13 @@
 
 #include "PtpSettingsVC.h"
 #include "PtpVC.h"
-#include "ShellScreens.h"
-#include "ShellServices.h"
+#include "page_fixture.h"
 #include "ptpSettingsList.h"
 #include "ptpSettingsManageVC.h"
 #include "ptp_fixture.h"
-#include "quicktest.h"
-#include "screens/MainVC.h"
 #include "screens/validationAddMarkerVC.h"
 #include "ui/UITabBarController.h"
 
-#include <QQuickStyle>
 #include <QtQml/QQmlExtensionPlugin>
 
 Q_IMPORT_QML_PLUGIN(Zenloft_ShellPlugin)
@@ -23,25 +19,8 @@ Q_IMPORT_QML_PLUGIN(Zenloft_PtpPlugin)
 
 namespace {
 
-class Pages : public ptptest::ScreenTest {
+class Pages : public zltest::PageTest<ptptest::ScreenTest> {
 protected:
-    static void SetUpTestSuite() { QQuickStyle::setStyle("Material"); }
-    void SetUp() override {
-        ScreenTest::SetUp();
-        mainVC.loadViewIfNeeded();
-        ShellScreens::registerScreens(*nav);
-        shell = std::make_unique<ShellServices>(nav.get(), &mainVC, &fake.appDelegate);
-        engine = std::make_unique<QQmlApplicationEngine>();
-        window = zltest::loadMainWindow(*engine, [&] { ShellScreens::showMenu(*nav, fake.context); });
-        ASSERT_TRUE(window);
-    }
-    void TearDown() override {
-        engine.reset();
-        shell.reset();
-        ScreenTest::TearDown();
-    }
-    bool settled() { return zltest::waitForPage(window, nav->topViewController(), nav->depth()); }
-    bool clickTo(const char* name) { return zltest::clickItem(window, name) && settled(); }
     template <class T>
     T* top() { return qobject_cast<T*>(nav->topViewController()); }
     // A tap on a row of a table page, as the finger gives it.
@@ -50,11 +29,6 @@ protected:
         ASSERT_TRUE(list);
         QTest::mouseClick(window, Qt::LeftButton, {}, list->mapToScene(QPointF(list->width() / 2, 30 + row * 60)).toPoint());
     }
-
-    MainVC mainVC;
-    std::unique_ptr<ShellServices> shell;
-    std::unique_ptr<QQmlApplicationEngine> engine;
-    QQuickWindow* window = nullptr;
 };
 
 }  // namespace
