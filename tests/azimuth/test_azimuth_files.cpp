@@ -99,17 +99,9 @@ TEST_F(Files, ExportWritesTheTextByteForByteAClashGetsTheStampAThirdIsRefusedAnd
     EXPECT_TRUE(exportAs("two", vc).first);
     EXPECT_EQ(QDir(folder()).entryList(QDir::Files).size(), 3);
 
-    // Names with slashes or dots stay in the folder.
-    const QDir documents(fake.context.paths.documentsDir());
-    const QStringList outsideBefore = documents.entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    for (auto [typed, file] : {std::pair{"../evil", ".._evil.json"}, {"a/b", "a_b.json"}, {"..", "...json"},
-                               {"/abs", "_abs.json"}, {"", ".json"}}) {
-        const auto [typedOk, typedPath] = exportAs(typed);
-        ASSERT_TRUE(typedOk) << typed << ": " << typedPath.toStdString();
-        EXPECT_EQ(QFileInfo(typedPath).absolutePath(), QDir(folder()).absolutePath()) << typed;
-        EXPECT_EQ(QFileInfo(typedPath).fileName(), file) << typed;
-    }
-    EXPECT_EQ(documents.entryList(QDir::AllEntries | QDir::NoDotAndDotDot), outsideBefore) << "only the folder is there";
+    // A name that would lead out stays in the folder (the point export walks
+    // the other hostile names through the same writer).
+    EXPECT_EQ(exportAs("../evil"), std::pair(true, QDir(folder()).filePath(".._evil.json")));
 }
 
 TEST_F(Files, ImportReadsTheExportedTextTakesItsPositionGivesNewIdsAndDeleteFirstReplaces) {

@@ -90,24 +90,21 @@ TEST_F(PtpScreen, TextsLineLongPressAndTheReadOutWithoutWrapAtNorth) {
     // from point no bearing ever matches.
     PtpVC* vc = show();
     ASSERT_TRUE(vc);
-    EXPECT_EQ(vc->title(), "point to point");
-    EXPECT_EQ(vc->toTXT->text(), "to: 0.000000, 0.000000");
-    EXPECT_EQ(vc->pinCel->title(), "target location");
-    EXPECT_EQ(vc->azimuth, -360.0);
-    EXPECT_FALSE(green(vc, 0.0));
+    EXPECT_EQ(std::tuple(vc->title(), vc->toTXT->text(), vc->pinCel->title(), vc->azimuth, green(vc, 0.0)),
+              std::tuple(QString("point to point"), QString("to: 0.000000, 0.000000"), QString("target location"),
+                         std::optional(-360.0), false));
 
+    // The description is never shown; the target comes first in the line.
     setTarget(52.1, 21.1, "Mast");
     setManual(true, 52.0, 21.0);
     defaults().setBool(true, SettingsKey::hideCompassIndicator);
     vc = show();
-    EXPECT_EQ(vc->toTXT->text(), "to: 52.100000, 21.100000 / Mast") << "the description is never shown";
-    EXPECT_EQ(vc->pinCel->title(), "Mast");
-    EXPECT_EQ(std::tuple(vc->linia->strokeColor(), vc->linia->strokeWidth(), vc->linia->geodesic()),
-              std::tuple(QColor(255, 0, 0), 2.0f, true));
-    EXPECT_EQ(vc->linia->map(), vc->mapView());
-    EXPECT_EQ(vc->linia->path().coordinateAtIndex(0).latitude, 52.1) << "the target comes first";
-    EXPECT_EQ(vc->pinKompas->opacity(), 0.0f);
-    EXPECT_EQ(vc->azimuth, PtpVC::initialBearing(52.0, 21.0, 52.1, 21.1));
+    EXPECT_EQ(std::tuple(vc->toTXT->text(), vc->pinCel->title(), vc->pinKompas->opacity(), vc->azimuth),
+              std::tuple(QString("to: 52.100000, 21.100000 / Mast"), QString("Mast"), 0.0f,
+                         std::optional(PtpVC::initialBearing(52.0, 21.0, 52.1, 21.1))));
+    EXPECT_EQ(std::tuple(vc->linia->strokeColor(), vc->linia->strokeWidth(), vc->linia->geodesic(), vc->linia->map(),
+                         vc->linia->path().coordinateAtIndex(0).latitude),
+              std::tuple(QColor(255, 0, 0), 2.0f, true, vc->mapView(), 52.1));
 
     // Green up to exactly 5.0 degrees, with no wrap at north.
     vc->azimuth = 10.0;
@@ -124,11 +121,9 @@ TEST_F(PtpScreen, TextsLineLongPressAndTheReadOutWithoutWrapAtNorth) {
     vc->viewWillAppear(false);
     defaults().setBool(false, SettingsKey::useGeocoder);
     vc->didLongPressAtCoordinate(vc->mapView(), {52.0, 20.0});
-    EXPECT_EQ(player->played, QList<int>({1520}));
-    EXPECT_EQ(std::tuple(defaults().boolForKey(SettingsKey::useGeocoder), defaults().doubleForKey(SettingsKey::latitude),
-                         defaults().doubleForKey(SettingsKey::longitude)),
-              std::tuple(true, 52.0, 20.0));
-    EXPECT_EQ(vc->fromTXT->text(), "from: 52.000000, 20.000000");
+    EXPECT_EQ(std::tuple(player->played, defaults().boolForKey(SettingsKey::useGeocoder),
+                         defaults().doubleForKey(SettingsKey::latitude), defaults().doubleForKey(SettingsKey::longitude),
+                         vc->fromTXT->text(), vc->linia->path().count()),
+              std::tuple(QList<int>({1520}), true, 52.0, 20.0, QString("from: 52.000000, 20.000000"), 2u));
     EXPECT_EQ(vc->azimuth, PtpVC::initialBearing(52.0, 20.0, 52.0, 22.0));
-    EXPECT_EQ(vc->linia->path().count(), 2u);
 }

@@ -85,10 +85,6 @@ TEST_F(PtpSettings, TheMapTabSetsTheFromPointOrTheTargetUnderItsOwnKeys) {
     EXPECT_EQ(std::tuple(map->type, nav->topViewController()->title(), map->picker->selectedSegmentIndex(),
                          map->picker->enabled(), map->pinUzytkownika->position().latitude),
               std::tuple(pointType::from, QString("from"), 0, true, 52.0));
-    map->didLongPressAtCoordinate(map->mapView(), {50.5, 19.5});
-    EXPECT_EQ(std::tuple(stored(SettingsKey::latitude), stored(SettingsKey::longitude),
-                         defaults().boolForKey(SettingsKey::useGeocoder)),
-              std::tuple(50.5, 19.5, true));
 
     // To: always manual; a search keeps the target's name, a press clears it.
     defaults().setObject(QString("Mast"), SettingsKey::toName);
@@ -106,29 +102,21 @@ TEST_F(PtpSettings, TheMapTabSetsTheFromPointOrTheTargetUnderItsOwnKeys) {
     map->didLongPressAtCoordinate(map->mapView(), {51.5, 18.5});
     EXPECT_EQ(std::tuple(stored(SettingsKey::toLatitude), defaults().stringForKey(SettingsKey::toName).value_or("-"),
                          defaults().stringForKey(SettingsKey::toDesc).value_or("-"), stored(SettingsKey::latitude)),
-              std::tuple(51.5, QString(""), QString(""), 50.5));
+              std::tuple(51.5, QString(""), QString(""), 52.0));
 }
 
 TEST_F(PtpSettings, TheWheelsStoreKilometresAndShowTheChosenUnit) {
-    struct Case {
-        const char* name;
-        double storedKm;
-        bool imperial;
-        QList<int> wheels;  // as shown at load
-    };
-    const Case cases[] = {
-        {"unset becomes 10 km", 0.0, false, {0, 1, 0, 0}},
-        {"1 km in miles rounds up", 1.0, true, {0, 0, 1, 1}},
-        {"999 mi read back", 999.0 / 0.6213711922, true, {9, 9, 9, 1}},
-        {"1000 or more leaves the digits", 999.6, false, {0, 0, 0, 0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        defaults().setDouble(c.storedKm, SettingsKey::maxDistance);
-        defaults().setBool(c.imperial, SettingsKey::useImperialUnits);
+    // Stored km and unit -> the wheels at load: unset becomes 10 km, 1 km
+    // in miles rounds up, 999 mi reads back, 1000 or more leaves the digits.
+    for (auto [km, imperial, wheels] : {std::tuple{0.0, false, QList<int>{0, 1, 0, 0}},
+                                        {1.0, true, {0, 0, 1, 1}},
+                                        {999.0 / 0.6213711922, true, {9, 9, 9, 1}},
+                                        {999.6, false, {0, 0, 0, 0}}}) {
+        defaults().setDouble(km, SettingsKey::maxDistance);
+        defaults().setBool(imperial, SettingsKey::useImperialUnits);
         auto* vc = open<ptpSettingsMaxDistance>("ptpSettingsMaxDistance");
         ASSERT_TRUE(vc);
-        EXPECT_EQ(vc->picker->selectedRows(), c.wheels);
+        EXPECT_EQ(vc->picker->selectedRows(), wheels) << km;
     }
     auto* vc = open<ptpSettingsMaxDistance>("ptpSettingsMaxDistance");
     for (int wheel : {0, 1, 2}) vc->picker->userSelect(0, wheel);

@@ -4,8 +4,7 @@
 #include "screens/IntroVC.h"
 #include "screens/MainVC.h"
 #include "screens/SettingsVC.h"
-#include "fake_context.h"
-#include "testsupport.h"
+#include "screen_fixture.h"
 #include "ui/NavigationController.h"
 #include "ui/UITableView.h"
 
@@ -17,21 +16,20 @@ namespace {
 
 class Blank : public UIViewController {};
 
-struct Menu : ::testing::Test {
-    void SetUp() override {
-        for (const char* id : {"azimuthVC", "ptpVC", "validationVC", "settings", "help", "azimuth_settings",
-                               "ptp_settings", "validation_settings"})
-            nav.registerScreen(id, [] { return new Blank; }, QUrl());
-    }
+void workScreens(NavigationController& nav, const ScreenContext&) {
+    for (const char* id : {"azimuthVC", "ptpVC", "validationVC", "settings", "help", "azimuth_settings",
+                           "ptp_settings", "validation_settings"})
+        nav.registerScreen(id, [] { return new Blank; }, QUrl());
+}
+
+struct Menu : zltest::ScreenTest<&workScreens> {
     IntroVC* showMenu() {
         auto* intro = new IntroVC(fake.context);
-        nav.setRootViewController(intro, QUrl());
+        nav->setRootViewController(intro, QUrl());
         QCoreApplication::processEvents();  // the manager's first callback
         return intro;
     }
-    zltest::FakeScreenContext fake;
     LocationServices& services = fake.location;
-    NavigationController nav;
 };
 
 }  // namespace
@@ -46,31 +44,31 @@ TEST_F(Menu, EachPermissionStatusOpensTheChosenScreen) {
         EXPECT_EQ(intro->selected(), -1);
         intro->button_ptp();
         if (status == 0) {
-            EXPECT_EQ(nav.depth(), 1) << "the segue waits for the answer";
-            ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; })) << "status " << status;
+            EXPECT_EQ(nav->depth(), 1) << "the segue waits for the answer";
+            ASSERT_TRUE(zltest::waitFor([&] { return nav->depth() == 2; })) << "status " << status;
         }
-        EXPECT_EQ(nav.depth(), 2) << "status " << status << ": a refusal doesn't block the screen";
+        EXPECT_EQ(nav->depth(), 2) << "status " << status << ": a refusal doesn't block the screen";
         QCoreApplication::processEvents();
-        EXPECT_EQ(nav.depth(), 2) << "opened once";
+        EXPECT_EQ(nav->depth(), 2) << "opened once";
     }
 }
 
 TEST_F(Menu, ButtonsPickTheirWorkScreensSettingsAndHelpLeaveTheChoiceAndAPermissionChangeReopensIt) {
     services.setAuthorizationStatus(4);
     IntroVC* intro = showMenu();
-    QSignalSpy pushed(&nav, &NavigationController::pushed);
+    QSignalSpy pushed(nav.get(), &NavigationController::pushed);
     for (auto [button, index] : {std::pair{&IntroVC::button_azimuth, 0}, {&IntroVC::button_ptp, 1},
                                  {&IntroVC::button_validation, 2}, {&IntroVC::button_settings, 2},
                                  {&IntroVC::button_help, 2}}) {
         (intro->*button)();
-        EXPECT_EQ(std::tuple(intro->selected(), nav.depth()), std::tuple(index, 2));
-        nav.popViewControllerAnimated(false);
+        EXPECT_EQ(std::tuple(intro->selected(), nav->depth()), std::tuple(index, 2));
+        nav->popViewControllerAnimated(false);
     }
     EXPECT_EQ(pushed.size(), 5);
 
     // A later permission change opens the last work screen again.
     services.setAuthorizationStatus(2);
-    ASSERT_TRUE(zltest::waitFor([&] { return nav.depth() == 2; }));
+    ASSERT_TRUE(zltest::waitFor([&] { return nav->depth() == 2; }));
 }
 
 TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaintAndOneThatCantBeMadeIsLogged) {
@@ -80,7 +78,7 @@ TEST_F(Menu, FoldersAreMadeAtEveryAppearanceWithoutComplaintAndOneThatCantBeMade
     // are made before the first event pass is over.
     auto* intro = new IntroVC(fake.context);
     QSignalSpy ready(intro, &IntroVC::foldersReady);
-    nav.setRootViewController(intro, QUrl());
+    nav->setRootViewController(intro, QUrl());
     ASSERT_TRUE(ready.count() > 0 || ready.wait(5000));
     for (const QString& name : IntroVC::folderNames())
         EXPECT_TRUE(QDir(fake.context.paths.documentsPath(name)).exists()) << name.toStdString();

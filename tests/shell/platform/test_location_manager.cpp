@@ -232,14 +232,10 @@ TEST_F(LocationTest, ARecordedWalkPlaysThroughTheManagerWithTrueHeadings) {
     EXPECT_TRUE(log.contains("Position source not changed"));
 }
 
-TEST(WorkPosition, ManualDeviceOrPrevious) {
-    const CLLocation device = at(52.0, 21.0);
-    const CLLocationCoordinate2D manual{10.0, 20.0}, previous{1.0, 2.0};
-    EXPECT_EQ(workPosition(true, manual, device, previous), manual);
-    EXPECT_EQ(workPosition(false, manual, device, previous), device.coordinate);
-    // (0, 0) by hand falls back to the device; the equator alone doesn't.
-    EXPECT_EQ(workPosition(true, {0.0, 0.0}, device, previous), device.coordinate);
-    EXPECT_EQ(workPosition(true, {0.0, 15.0}, device, previous), (CLLocationCoordinate2D{0.0, 15.0}));
+// The manual, device and (0, 0) cases run through the work screens; what
+// they can't reach is the position kept from before.
+TEST(WorkPosition, WithoutManualPointOrDeviceThePreviousStays) {
+    const CLLocationCoordinate2D previous{1.0, 2.0};
     EXPECT_EQ(workPosition(true, {-0.0, 0.0}, std::nullopt, previous), previous);
-    EXPECT_EQ(workPosition(false, manual, std::nullopt, std::nullopt), std::nullopt);
+    EXPECT_EQ(workPosition(false, {10.0, 20.0}, std::nullopt, std::nullopt), std::nullopt);
 }
