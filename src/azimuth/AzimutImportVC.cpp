@@ -24,10 +24,7 @@ AzimutImportVC::AzimutImportVC(const ScreenContext& context, QObject* parent)
     importButtons->setTitle(tr("import"));
     connect(importButtons, &UIButton::touchUpInside, this, &AzimutImportVC::importAzimuths);
     connect(folder_, &ImportFolder::selectedFileChanged, this, &AzimutImportVC::selectedFileChanged);
-    connect(folder_, &ImportFolder::filesListed, this, [this] {
-        tableView->reloadData();
-        emit filesListed();
-    });
+    connect(folder_, &ImportFolder::filesListed, this, &AzimutImportVC::filesListed);
     connect(folder_, &ImportFolder::copyingChanged, this, [this] { setBusy(folder_->copying()); });
     connect(folder_, &ImportFolder::copyFinished, this, [this](bool ok, const QString& message) {
         if (ok)
@@ -62,7 +59,7 @@ void AzimutImportVC::viewDidLoad() {
     selectFileToImport->setText(tr("select file to import"));
     deleteAllBeforeImportLabel->setText(tr("delete existing azimuths before import"));
     setTitle(tr("import"));
-    tableView->setDataSource(this);
+    folder_->showIn(tableView);
     folder_->list();
 }
 
@@ -75,18 +72,6 @@ void AzimutImportVC::setBusy(bool busy) {
 void AzimutImportVC::fail(const QString& message) {
     statusLbl->setText(message);
     qDebug().noquote() << "azimuth import:" << message;
-}
-
-int AzimutImportVC::numberOfRowsInSection(int) const { return int(files.size()); }
-
-// The list shows what lies in the one folder files are read from.
-QString AzimutImportVC::titleForHeaderInSection(int) const { return QStringLiteral("azimuths"); }
-
-UITableViewCell AzimutImportVC::cellForRowAtIndexPath(int, int row) const { return folder_->cell(row); }
-
-void AzimutImportVC::didSelectRowAtIndexPath(int, int row) {
-    folder_->select(row);
-    tableView->reloadData();
 }
 
 void AzimutImportVC::importAzimuths() {

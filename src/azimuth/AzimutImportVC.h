@@ -20,7 +20,7 @@ class AppDelegate;
 // folder. Disk work runs on a worker thread; the store is changed on the
 // GUI thread once the file has been read and understood, so a file that
 // can't be read leaves every stored azimuth as it was.
-class AzimutImportVC : public UIViewController, public UITableViewDataSource {
+class AzimutImportVC : public UIViewController {
     Q_OBJECT
     ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
@@ -45,11 +45,6 @@ public:
     // A file chosen in the platform's dialog: copied into the folder, then
     // listed and chosen.
     Q_INVOKABLE void copyFileIntoFolder(const QUrl& file);
-
-    int numberOfRowsInSection(int section) const override;
-    QString titleForHeaderInSection(int section) const override;
-    UITableViewCell cellForRowAtIndexPath(int section, int row) const override;
-    void didSelectRowAtIndexPath(int section, int row) override;
 
     // Deletes every stored azimuth; false when the store refused.
     bool deleteAll();

@@ -33,10 +33,7 @@ ptpSettingsImport::ptpSettingsImport(const ScreenContext& context, QObject* pare
     connect(cancelBtn, &UIButton::touchUpInside, this, &ptpSettingsImport::cancelImport);
 
     connect(folder_, &ImportFolder::selectedFileChanged, this, &ptpSettingsImport::selectedFileChanged);
-    connect(folder_, &ImportFolder::filesListed, this, [this] {
-        tableView->reloadData();
-        emit filesListed();
-    });
+    connect(folder_, &ImportFolder::filesListed, this, &ptpSettingsImport::filesListed);
     connect(folder_, &ImportFolder::copyFinished, this, [this](bool ok, const QString& message) {
         statusLbl->setText(message);
         if (!ok) qDebug().noquote() << "point import:" << message;
@@ -73,25 +70,13 @@ void ptpSettingsImport::viewDidLoad() {
     clearDbLbl->setText(tr("clear database before import"));
     selectFileLbl->setText(tr("select file to import"));
     pleaseWaitLbl->setText(tr("please wait"));
-    tableView->setDataSource(this);
+    folder_->showIn(tableView);
     // "ptp" is kept for point files to come; nothing is read from it yet.
     const QString ptp = DocumentFolder::path(context_.paths, QStringLiteral("ptp"));
     (void)QtConcurrent::run([ptp] {
         if (!QDir().mkpath(ptp)) qDebug().noquote() << "Unable to create directory " + ptp;
     });
     folder_->list();
-}
-
-int ptpSettingsImport::numberOfRowsInSection(int) const { return folder_->count(); }
-
-// The list shows what lies in the one folder files are read from.
-QString ptpSettingsImport::titleForHeaderInSection(int) const { return QStringLiteral("markers"); }
-
-UITableViewCell ptpSettingsImport::cellForRowAtIndexPath(int, int row) const { return folder_->cell(row); }
-
-void ptpSettingsImport::didSelectRowAtIndexPath(int, int row) {
-    folder_->select(row);
-    tableView->reloadData();
 }
 
 void ptpSettingsImport::copyFileIntoFolder(const QUrl& file) {

@@ -21,7 +21,7 @@ class AppDelegate;
 // understood: a file that can't be read, or a cancelled import, leaves every
 // stored point as it was. A file from elsewhere is first copied into the
 // folder.
-class ptpSettingsImport : public UIViewController, public UITableViewDataSource {
+class ptpSettingsImport : public UIViewController {
     Q_OBJECT
     ScreenContext context_;  // first, so that every member after it may use it
     QML_ELEMENT
@@ -55,11 +55,6 @@ public:
     // A file chosen in the platform's dialog: copied into the folder, then
     // listed and chosen.
     Q_INVOKABLE void copyFileIntoFolder(const QUrl& file);
-
-    int numberOfRowsInSection(int section) const override;
-    QString titleForHeaderInSection(int section) const override;
-    UITableViewCell cellForRowAtIndexPath(int section, int row) const override;
-    void didSelectRowAtIndexPath(int section, int row) override;
 
     struct Outcome {
         bool ok = false;

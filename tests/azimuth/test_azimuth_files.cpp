@@ -108,8 +108,8 @@ TEST_F(Files, ImportReadsTheExportedTextTakesItsPositionGivesNewIdsAndDeleteFirs
     writeFile("two.json", reference("two_azimuths.json"));
     writeFile("b-other.txt", "x");
     AzimutImportVC* vc = showImport();
-    ASSERT_EQ(vc->numberOfRowsInSection(0), 2) << "no filter by extension";
-    EXPECT_EQ(vc->cellForRowAtIndexPath(0, 0).fields.value("file"), "b-other.txt");
+    ASSERT_EQ(vc->folder()->numberOfRowsInSection(0), 2) << "no filter by extension";
+    EXPECT_EQ(vc->folder()->cellForRowAtIndexPath(0, 0).fields.value("file"), "b-other.txt");
 
     addAzimuth(5.0, 5.0, "kept");
     ASSERT_TRUE(importFile("two.json"));
@@ -149,7 +149,7 @@ TEST_F(Files, FilesThatCantBeReadLeaveTheStoreAsItWas) {
 TEST_F(Files, AnEmptyFolderOrNoChosenFileImportsNothingAndASecondTapWhileWorkingIsIgnored) {
     zltest::LogCapture log;
     AzimutImportVC* vc = showImport();
-    EXPECT_EQ(vc->numberOfRowsInSection(0), 0);
+    EXPECT_EQ(vc->folder()->numberOfRowsInSection(0), 0);
     EXPECT_TRUE(log.contains("Error while enumerating files " + folder()));
 
     writeFile("two.json", reference("two_azimuths.json"));

@@ -27,7 +27,6 @@ protected:
     }
 
     zl::ManualClock& clock = fake.clock;
-    LocationServices* services = &fake.location;
     zltest::FakeBackend* backend = fake.backend;
     zltest::RecordingPlayer* player = &fake.player;
 

@@ -32,13 +32,11 @@ TEST_F(Pages, APointAddedByLongPressBecomesTheTargetFromTheListAndTheLineIsDrawn
     fake.backend->fix(52.0, 21.0);
     zltest::LogCapture log;
     ASSERT_TRUE(clickTo("button_ptp"));
-    ASSERT_TRUE(top<PtpVC>());
     ASSERT_TRUE(clickTo("settingsButton"));
     auto* settings = top<PtpSettingsVC>();
     ASSERT_TRUE(settings);
     settings->tableView()->selectRow(settings->tableView()->indexOf(1, 0));  // "manage"
     ASSERT_TRUE(settled());
-    ASSERT_TRUE(top<ptpSettingsManageVC>());
 
     ASSERT_TRUE(clickTo("addPointButton"));
     auto* editor = top<validationAddMarkerVC>();
@@ -54,8 +52,7 @@ TEST_F(Pages, APointAddedByLongPressBecomesTheTargetFromTheListAndTheLineIsDrawn
     EXPECT_NE(std::pair(pressed.latitude, pressed.longitude), std::pair(52.0, 21.0));
     ASSERT_TRUE(clickTo("addButton"));
     auto* manage = top<ptpSettingsManageVC>();
-    ASSERT_TRUE(manage);
-    ASSERT_EQ(manage->filtred.size(), 1) << "the list reloads when the editor closes";
+    ASSERT_TRUE(manage && manage->filtred.size() == 1) << "the list reloads when the editor closes";
     EXPECT_EQ(manage->filtred[0].name, "Mast");
 
     ASSERT_TRUE(clickTo("backButton"));
@@ -77,8 +74,7 @@ TEST_F(Pages, APointAddedByLongPressBecomesTheTargetFromTheListAndTheLineIsDrawn
     ASSERT_TRUE(clickTo("backButton"));
     ASSERT_TRUE(clickTo("backButton"));
     auto* work = top<PtpVC>();
-    ASSERT_TRUE(work);
-    ASSERT_EQ(work->linia->path().count(), 2u);
+    ASSERT_TRUE(work && work->linia->path().count() == 2u);
     EXPECT_EQ(work->azimuth, PtpVC::initialBearing(52.0, 21.0, pressed.latitude, pressed.longitude));
     EXPECT_EQ(zltest::findVisible(window, "toTXT")->property("text").toString(),
               QStringLiteral("to: %1, %2 / Mast").arg(pressed.latitude, 0, 'f', 6).arg(pressed.longitude, 0, 'f', 6));

@@ -13,14 +13,6 @@ namespace {
 
 class PtpSettings : public ScreenTest {
 protected:
-    // The right-hand texts of the table, section by section.
-    static QStringList descriptors(const PtpSettingsVC* vc) {
-        QStringList out;
-        for (int s = 0; s < vc->numberOfSections(); ++s)
-            for (int r = 0; r < vc->numberOfRowsInSection(s); ++r)
-                out << vc->cellForRowAtIndexPath(s, r).fields.value("descriptionName").toString();
-        return out;
-    }
     void tap(PtpSettingsVC* vc, int section, int row) {
         vc->tableView()->selectRow(vc->tableView()->indexOf(section, row));
     }
@@ -40,8 +32,12 @@ TEST_F(PtpSettings, FirstLoadDescriptorsTheOrderCycleAndTheUnits) {
     PtpSettingsVC* vc = open<PtpSettingsVC>("ptpSettings");
     ASSERT_TRUE(vc);
     EXPECT_EQ(stored(SettingsKey::maxDistance), 10.0) << "the radius comes into being here";
-    EXPECT_EQ(descriptors(vc), QStringList({"manual", "manual", "", "", "", "10 km", "distance ↓", "", "km"}));
-    EXPECT_EQ(vc->cellForRowAtIndexPath(2, 0).cellClass, "settingsCellTypeII");
+    EXPECT_EQ(vc->OpisDeskryptorow, (QList<QStringList>{{"manual", "manual"},
+                                                        {"", "", "", "10 km", "distance ↓"},
+                                                        {"", "km", "", ""}}));
+    EXPECT_EQ(std::pair(vc->cellForRowAtIndexPath(2, 0).cellClass,
+                        vc->cellForRowAtIndexPath(1, 3).fields.value("descriptionName").toString()),
+              std::pair(QString("settingsCellTypeII"), QString("10 km")));
 
     // 0 -> 1 -> 2 -> 3 -> 0, each text at once.
     QStringList texts;

@@ -18,6 +18,7 @@ ImportFolder::ImportFolder(const AppPaths& paths, zl::Clock* clock, const QStrin
             if (!pendingSelect_.isEmpty() && files[i].toLocalFile() == pendingSelect_) chosen = i;
         pendingSelect_.clear();
         select(chosen);
+        if (table_) table_->reloadData();
         emit filesListed();
     });
     connect(copyWatcher_, &QFutureWatcherBase::finished, this, [this] {
@@ -52,13 +53,22 @@ void ImportFolder::copyFileIntoFolder(const QUrl& file) {
         QtConcurrent::run([folder, source, stamp] { return DocumentFolder::copyInto(folder, source, stamp); }));
 }
 
-UITableViewCell ImportFolder::cell(int row) const {
+void ImportFolder::showIn(UITableView* table) {
+    table_ = table;
+    table_->setDataSource(this);
+    table_->reloadData();
+}
+
+QString ImportFolder::titleForHeaderInSection(int) const { return QFileInfo(path_).fileName(); }
+
+UITableViewCell ImportFolder::cellForRowAtIndexPath(int, int row) const {
     return {QStringLiteral("importCell"), {{"file", files.value(row).fileName()}, {"selected", row == selectedFile}}};
 }
 
 void ImportFolder::select(qint64 row) {
     if (selectedFile == row) return;
     selectedFile = row;
+    if (table_) table_->reloadData();
     emit selectedFileChanged();
 }
 

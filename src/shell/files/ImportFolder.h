@@ -16,9 +16,9 @@ class Clock;
 
 // The file list of an import screen: one folder below the documents, listed
 // on a worker thread, the row the user chose, and a file from elsewhere
-// copied into the folder (then listed and chosen). The screen stays its
-// table's data source and hands the rows' questions to this object.
-class ImportFolder : public QObject {
+// copied into the folder (then listed and chosen). It is the data source of
+// the screen's file table, headed by the folder's name.
+class ImportFolder : public QObject, public UITableViewDataSource {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("made by its screen")
@@ -30,6 +30,8 @@ public:
     ImportFolder(const AppPaths& paths, zl::Clock* clock, const QString& folder, QObject* parent = nullptr);
 
     QString path() const { return path_; }
+    // The table that shows the files; reloaded whenever they or the choice change.
+    void showIn(UITableView* table);
 
     // Lists the folder on a worker; filesListed once the list is in.
     // `select` is the path of a file to choose when it is listed.
@@ -40,8 +42,10 @@ public:
     Q_INVOKABLE void copyFileIntoFolder(const QUrl& file);
 
     // The rows: the last path component of each file, and whether it is chosen.
-    int count() const { return int(files.size()); }
-    UITableViewCell cell(int row) const;
+    int numberOfRowsInSection(int section) const override { return int(files.size()); }
+    QString titleForHeaderInSection(int section) const override;
+    UITableViewCell cellForRowAtIndexPath(int section, int row) const override;
+    void didSelectRowAtIndexPath(int section, int row) override { select(row); }
     void select(qint64 row);
     // The chosen file's path, or empty when no row is chosen.
     QString selectedPath() const;
@@ -64,6 +68,7 @@ private:
     void setCopying(bool copying);
 
     const QString path_;
+    UITableView* table_ = nullptr;
     zl::Clock* clock_;
     QString pendingSelect_;
     bool copying_ = false;
