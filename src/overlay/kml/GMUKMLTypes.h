@@ -1,0 +1,119 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "CLLocationCoordinate2D.h"
+#include "GMSPath.h"
+
+// The values a KML file turns into. Plain immutable values: built once by the
+// parser, compared whole with ==. Absent is a normal value throughout.
+
+// A colour as four 0.0-1.0 components.
+struct GMUColor {
+    double red = 0.0;
+    double green = 0.0;
+    double blue = 0.0;
+    double alpha = 0.0;
+    friend bool operator==(const GMUColor&, const GMUColor&) = default;
+};
+
+// An icon's hot spot as fractions of its size.
+struct GMUAnchor {
+    double x = 0.0;
+    double y = 0.0;
+    friend bool operator==(const GMUAnchor&, const GMUAnchor&) = default;
+};
+
+struct GMUPoint {
+    CLLocationCoordinate2D coordinate;
+    static constexpr const char* type = "Point";
+    friend bool operator==(const GMUPoint&, const GMUPoint&) = default;
+};
+
+struct GMULineString {
+    std::optional<GMSPath> path; // absent when the line had no coordinates
+    static constexpr const char* type = "LineString";
+    friend bool operator==(const GMULineString&, const GMULineString&);
+};
+
+struct GMUPolygon {
+    std::vector<GMSPath> paths; // outer ring first, then the holes
+    static constexpr const char* type = "Polygon";
+    friend bool operator==(const GMUPolygon&, const GMUPolygon&);
+};
+
+struct GMUGroundOverlay {
+    CLLocationCoordinate2D northEast;
+    CLLocationCoordinate2D southWest;
+    int zIndex = 0;
+    double rotation = 0.0; // degrees clockwise
+    std::optional<std::string> href;
+    static constexpr const char* type = "GroundOverlay";
+    friend bool operator==(const GMUGroundOverlay&, const GMUGroundOverlay&) = default;
+};
+
+class GMUGeometry;
+
+struct GMUGeometryCollection {
+    std::vector<GMUGeometry> geometries;
+    static constexpr const char* type = "GeometryCollection";
+    friend bool operator==(const GMUGeometryCollection&, const GMUGeometryCollection&);
+};
+
+// One of the geometry kinds; `type()` gives the kind's literal.
+class GMUGeometry {
+public:
+    using Kind = std::variant<GMUPoint, GMULineString, GMUPolygon, GMUGeometryCollection, GMUGroundOverlay>;
+    template <typename T>
+    GMUGeometry(T value) : kind_(std::move(value)) {}
+
+    std::string type() const;
+    const Kind& kind() const { return kind_; }
+    template <typename T>
+    const T* as() const { return std::get_if<T>(&kind_); }
+
+    friend bool operator==(const GMUGeometry&, const GMUGeometry&);
+
+private:
+    Kind kind_;
+};
+
+// Fields in the order of the style's initialiser.
+struct GMUStyle {
+    std::optional<std::string> styleID; // "#" and the id; absent only for a style built outside any <Style>
+    std::optional<GMUColor> strokeColor;
+    std::optional<GMUColor> fillColor;
+    double width = 0.0;
+    double scale = 0.0;
+    double heading = 0.0;
+    GMUAnchor anchor;
+    std::optional<std::string> iconUrl;
+    std::optional<std::string> title;
+    bool hasFill = true;
+    bool hasStroke = true;
+    friend bool operator==(const GMUStyle&, const GMUStyle&) = default;
+};
+
+struct GMUPair {
+    std::string key;
+    std::string styleUrl;
+    friend bool operator==(const GMUPair&, const GMUPair&) = default;
+};
+
+struct GMUStyleMap {
+    std::string styleMapId;
+    std::vector<GMUPair> pairs;
+    friend bool operator==(const GMUStyleMap&, const GMUStyleMap&) = default;
+};
+
+struct GMUPlacemark {
+    std::optional<GMUGeometry> geometry;
+    std::optional<GMUStyle> style; // the inline style
+    std::optional<std::string> title;
+    std::optional<std::string> snippet;
+    std::optional<std::string> styleUrl;
+    friend bool operator==(const GMUPlacemark&, const GMUPlacemark&) = default;
+};
