@@ -51,17 +51,17 @@ T readNumber(std::string_view text) {
     return value;
 }
 
-double readDouble(const std::optional<std::string>& text) {
+double readDouble(const std::string* text) {
     return text ? readNumber<double>(*text) : 0.0;
 }
 
 // A 32-bit float widened, as the style's sizes are read.
-double readFloat(const std::optional<std::string>& text) {
+double readFloat(const std::string* text) {
     return text ? double(readNumber<float>(*text)) : 0.0;
 }
 
 // Saturates at the 32-bit bounds.
-int readInt(const std::optional<std::string>& text) {
+int readInt(const std::string* text) {
     if (!text)
         return 0;
     std::string_view s = skipBlanks(*text);
@@ -87,7 +87,7 @@ int readInt(const std::optional<std::string>& text) {
 }
 
 // True for a leading Y, y, T, t, or a non-zero digit after sign and zeros.
-bool readBool(const std::optional<std::string>& text) {
+bool readBool(const std::string* text) {
     if (!text)
         return false;
     std::string_view s = skipBlanks(*text);
@@ -112,7 +112,7 @@ int hexDigit(char c) {
 }
 
 // KML's aabbggrr. Text with no hex digit reads as 0: transparent black.
-GMUColor colorFromText(const std::optional<std::string>& text) {
+GMUColor colorFromText(const std::string* text) {
     std::uint32_t value = 0; // wraps: the low 32 bits of the scanned number
     if (text) {
         std::string_view s = skipBlanks(*text);
@@ -278,10 +278,17 @@ void GMUKMLParser::fail(GMUKMLError::Kind kind, std::string message) {
 }
 
 unsigned GMUKMLParser::namePatterns(std::string_view name) {
-    auto it = nameCache_.find(std::string(name));
-    if (it != nameCache_.end())
-        return it->second;
+    RecentName& recent = recentNames_[name.empty() ? 0
+                                                   : (name.size() * 7 + unsigned(name.front()) * 3 +
+                                                      unsigned(name.back())) % recentNames_.size()];
+    if (!recent.name.empty() && recent.name == name)
+        return recent.patterns;
     std::string key(name);
+    auto it = nameCache_.find(key);
+    if (it != nameCache_.end()) {
+        recent = {std::move(key), it->second};
+        return it->second;
+    }
     unsigned bits = 0;
     const std::pair<const std::regex*, unsigned> patterns[] = {
         {&styleRegex_, kMatchStyle},
@@ -296,7 +303,8 @@ unsigned GMUKMLParser::namePatterns(std::string_view name) {
         if (std::regex_search(key, *regex))
             bits |= bit;
     if (nameCache_.size() < kNameCacheLimit)
-        nameCache_.emplace(std::move(key), bits);
+        nameCache_.emplace(key, bits);
+    recent = {std::move(key), bits};
     return bits;
 }
 
@@ -304,7 +312,7 @@ void GMUKMLParser::startElement(const char* rawName, const char** attributes) {
     if (error_)
         return;
     std::string_view name(rawName);
-    characters_.reset();
+    dropCharacters();
     unsigned match = namePatterns(name);
     if (match & kMatchStyle) {
         beginStyle(name, attribute(attributes, "id"));
@@ -330,9 +338,8 @@ void GMUKMLParser::startElement(const char* rawName, const char** attributes) {
 void GMUKMLParser::characters(const char* text, int length) {
     if (error_ || inCdata_ || !isParsing(kParsingLeafNode))
         return;
-    if (!characters_)
-        characters_.emplace();
-    characters_->append(text, std::size_t(length));
+    hasCharacters_ = true;
+    characters_.append(text, std::size_t(length));
 }
 
 void GMUKMLParser::endElement(const char* rawName) {
@@ -353,9 +360,9 @@ void GMUKMLParser::endElement(const char* rawName) {
     else if (match & kMatchGeometryAttribute)
         storeGeometryAttribute(name);
     else if (match & kMatchCompass)
-        attributes_[std::string(name)] = readDouble(characters_);
+        attributes_[std::string(name)] = readDouble(text());
     parserState_ &= ~std::uint64_t(kParsingLeafNode);
-    characters_.reset();
+    dropCharacters();
 }
 
 void GMUKMLParser::beginStyle(std::string_view name, const char* styleID) {
@@ -418,30 +425,34 @@ void GMUKMLParser::endStyle() {
 void GMUKMLParser::storeStyleAttribute(std::string_view name) {
     bool line = isParsing(kParsingLineStyle);
     if (name == "text")
-        styleTitle_ = characters_;
+        styleTitle_ = copyOfText();
     else if (name == "scale")
-        scale_ = readFloat(characters_);
+        scale_ = readFloat(text());
     else if (name == "heading")
-        heading_ = readFloat(characters_);
+        heading_ = readFloat(text());
     else if (name == "width")
-        width_ = readFloat(characters_);
+        width_ = readFloat(text());
     else if (name == "fill")
-        hasFill_ = readBool(characters_);
+        hasFill_ = readBool(text());
     else if (name == "outline")
-        hasStroke_ = readBool(characters_);
+        hasStroke_ = readBool(text());
     else if (name == "color")
-        (line ? strokeColor_ : fillColor_) = colorFromText(characters_);
+        (line ? strokeColor_ : fillColor_) = colorFromText(text());
     else if (name == "colorMode")
-        (line ? strokeColorMode_ : fillColorMode_) = characters_;
+        (line ? strokeColorMode_ : fillColorMode_) = copyOfText();
 }
 
 void GMUKMLParser::readHotSpot(const char** attributes) {
-    auto text = [&](const char* key) {
+    auto number = [&](const char* key) {
         const char* value = attribute(attributes, key);
-        return value ? std::optional<std::string>(value) : std::nullopt;
+        return value ? readNumber<double>(value) : 0.0;
     };
-    if (text("xunits") == "fraction" && text("yunits") == "fraction")
-        anchor_ = {readDouble(text("x")), readDouble(text("y"))};
+    auto isFraction = [&](const char* key) {
+        const char* value = attribute(attributes, key);
+        return value && std::string_view(value) == "fraction";
+    };
+    if (isFraction("xunits") && isFraction("yunits"))
+        anchor_ = {number("x"), number("y")};
     else
         anchor_ = {0.5, 1.0};
 }
@@ -450,28 +461,28 @@ void GMUKMLParser::storeGeometryAttribute(std::string_view name) {
     if (name == "coordinates") {
         readCoordinates();
     } else if (name == "name") {
-        title_ = characters_;
+        title_ = copyOfText();
     } else if (name == "description") {
-        snippet_ = characters_;
+        snippet_ = copyOfText();
     } else if (name == "rotation") {
         // KML turns counter-clockwise; stored as a clockwise bearing.
-        double x = readDouble(characters_);
+        double x = readDouble(text());
         if (x < -180.0 || x > 180.0)
             x = 0.0;
         attributes_["rotation"] = x > 0 ? 360.0 - x : -x;
     } else if (name == "drawOrder") {
-        attributes_["ZIndex"] = readInt(characters_);
+        attributes_["ZIndex"] = readInt(text());
     } else if (name == "href") {
         if (isParsing(kParsingStyle))
-            iconUrl_ = characters_;
-        else if (characters_)
-            attributes_["href"] = *characters_;
+            iconUrl_ = copyOfText();
+        else if (text())
+            attributes_["href"] = characters_;
         else
             attributes_.erase("href");
     } else if (name == "styleUrl") {
         // Unanchored: "styles.kml#a" is kept whole.
-        if (characters_ && std::regex_search(*characters_, styleUrlRegex_))
-            styleUrl_ = characters_;
+        if (text() && std::regex_search(characters_, styleUrlRegex_))
+            styleUrl_ = copyOfText();
     }
 }
 
@@ -487,13 +498,12 @@ std::optional<CLLocationCoordinate2D> GMUKMLParser::locationFromText(std::string
     return CLLocationCoordinate2D{readNumber<double>(latitude), readNumber<double>(s.substr(0, comma))};
 }
 
-std::optional<GMSPath> GMUKMLParser::pathFromText(const std::optional<std::string>& text) {
-    GMSMutablePath path;
+std::optional<GMSPath> GMUKMLParser::pathFromText(const std::string* text) {
     if (!text)
-        return path;
+        return GMSPath();
+    std::vector<CLLocationCoordinate2D> coordinates;
     std::string_view s = *text;
     std::size_t i = 0;
-    bool any = false;
     for (;;) {
         while (i < s.size() && isBlank(s[i]))
             ++i;
@@ -505,28 +515,27 @@ std::optional<GMSPath> GMUKMLParser::pathFromText(const std::optional<std::strin
         auto location = locationFromText(s.substr(i, end - i));
         if (!location)
             return std::nullopt;
-        path.addCoordinate(*location);
-        any = true;
+        coordinates.push_back(*location);
         i = end;
     }
     // Blank text splits into one empty piece, which has no comma.
-    if (!any && !locationFromText(""))
+    if (coordinates.empty() && !locationFromText(""))
         return std::nullopt;
-    return path;
+    return GMSPath(std::move(coordinates));
 }
 
 void GMUKMLParser::readCoordinates() {
     if (geometryType_ == "Point") {
         CLLocationCoordinate2D coordinate{};
-        if (characters_) {
-            auto location = locationFromText(*characters_);
+        if (text()) {
+            auto location = locationFromText(characters_);
             if (!location)
                 return;
             coordinate = *location;
         }
         attributes_["coordinates"] = coordinate;
     } else if (geometryType_ == "LineString" || geometryType_ == "Polygon") {
-        auto path = pathFromText(characters_);
+        auto path = pathFromText(text());
         if (!path)
             return;
         if (geometryType_ == "LineString") {
@@ -591,7 +600,8 @@ void GMUKMLParser::endGroundOverlay() {
 
 void GMUKMLParser::endPlacemark() {
     parserState_ &= ~std::uint64_t(kParsingPlacemark);
-    placemarks_.push_back(GMUPlacemark{std::move(geometry_), std::move(inlineStyle_), std::move(title_),
+    GMUBoxed<GMUStyle> style = inlineStyle_ ? GMUBoxed<GMUStyle>(std::move(*inlineStyle_)) : std::nullopt;
+    placemarks_.push_back(GMUPlacemark{std::move(geometry_), std::move(style), std::move(title_),
                                        std::move(snippet_), std::move(styleUrl_)});
     geometryType_.clear();
     geometry_.reset();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -111,7 +112,7 @@ private:
     void endPlacemark();
     void readHotSpot(const char** attributes);
     std::optional<CLLocationCoordinate2D> locationFromText(std::string_view text);
-    std::optional<GMSPath> pathFromText(const std::optional<std::string>& text);
+    std::optional<GMSPath> pathFromText(const std::string* text);
     GMUColor randomColorFrom(const GMUColor& color);
     void fail(GMUKMLError::Kind kind, std::string message);
 
@@ -129,12 +130,28 @@ private:
     // The patterns' verdicts per element name, so that each distinct name is
     // matched once; bounded so that a file of endless new names can't grow it.
     std::unordered_map<std::string, unsigned> nameCache_;
+    // In front of it, the last names seen by a cheap slot of length and end
+    // letters, so that the common names skip hashing.
+    struct RecentName {
+        std::string name;
+        unsigned patterns = 0;
+    };
+    std::array<RecentName, 64> recentNames_;
 
     std::vector<GMUPlacemark> placemarks_;
     std::vector<GMUStyle> styles_;
     std::vector<GMUStyleMap> styleMaps_;
     std::vector<GMUPair> pairs_;
-    std::optional<std::string> characters_;
+    // The text of the leaf being read; absent until a character arrives. The
+    // buffer is kept between leaves so that reading costs no allocation.
+    std::string characters_;
+    bool hasCharacters_ = false;
+    const std::string* text() const { return hasCharacters_ ? &characters_ : nullptr; }
+    std::optional<std::string> copyOfText() const { return text() ? std::optional(characters_) : std::nullopt; }
+    void dropCharacters() {
+        hasCharacters_ = false;
+        characters_.clear();
+    }
     std::optional<GMUGeometry> geometry_;
     std::vector<GMUGeometry> geometries_;
     std::optional<std::string> title_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -109,9 +110,32 @@ struct GMUStyleMap {
     friend bool operator==(const GMUStyleMap&, const GMUStyleMap&) = default;
 };
 
+// An optional value kept on the heap and shared by copies, compared by
+// value. Few placemarks carry an inline style, and a style is large: boxed,
+// it keeps a file of many placemarks small in memory.
+template <typename T>
+class GMUBoxed {
+public:
+    GMUBoxed() = default;
+    GMUBoxed(std::nullopt_t) {}
+    GMUBoxed(T value) : value_(std::make_shared<const T>(std::move(value))) {}
+
+    bool has_value() const { return value_ != nullptr; }
+    explicit operator bool() const { return has_value(); }
+    const T& operator*() const { return *value_; }
+    const T* operator->() const { return value_.get(); }
+
+    friend bool operator==(const GMUBoxed& a, const GMUBoxed& b) {
+        return a.value_ == b.value_ || (a.value_ && b.value_ && *a.value_ == *b.value_);
+    }
+
+private:
+    std::shared_ptr<const T> value_;
+};
+
 struct GMUPlacemark {
     std::optional<GMUGeometry> geometry;
-    std::optional<GMUStyle> style; // the inline style
+    GMUBoxed<GMUStyle> style; // the inline style
     std::optional<std::string> title;
     std::optional<std::string> snippet;
     std::optional<std::string> styleUrl;
