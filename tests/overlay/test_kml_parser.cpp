@@ -62,14 +62,14 @@ void checkCases(const std::vector<Case>& cases) {
     }
 }
 
-const GMUColor kRed{1, 0, 0, 1};
-const GMUColor kGreen{0, 1, 0, 1};
+const GMSColor kRed{1, 0, 0, 1};
+const GMSColor kGreen{0, 1, 0, 1};
 const GMUPlacemark kKept{std::nullopt, std::nullopt, "kept", std::nullopt, std::nullopt};
 
 } // namespace
 
 TEST(KMLParser, Styles) {
-    GMUStyle full{"#s", kRed, GMUColor{0, 0, 1, 128 / 255.0}, 3.5, 1.25, 90, {0.25, 0.75}, "icon.png", "hello", false, true};
+    GMUStyle full{"#s", kRed, GMSColor{0, 0, 1, 128 / 255.0}, 3.5, 1.25, 90, {0.25, 0.75}, "icon.png", "hello", false, true};
     GMUStyle inlineStyle{"#inline", std::nullopt, kGreen};
     checkCases({
         {"all fields, then a fresh style", R"(
@@ -98,14 +98,14 @@ TEST(KMLParser, RandomColourModeSticksToLaterStyles) {
         <Style id="b"><PolyStyle><color>ff010101</color></PolyStyle><LineStyle><color>ff0000ff</color></LineStyle></Style>
         <Style id="c"><PolyStyle><color>ff000000</color><colorMode>normal</colorMode></PolyStyle></Style>)"));
     ASSERT_EQ(p.styles().size(), 3u);
-    const GMUColor a = *p.styles()[0].fillColor;
+    const GMSColor a = *p.styles()[0].fillColor;
     EXPECT_EQ(a.alpha, 128 / 255.0);
     for (double component : {a.red, a.green, a.blue})
         EXPECT_TRUE(component >= 0 && component < 1 && component * 255 == std::round(component * 255)) << component;
     // 1/255 truncates to n = 1, so the random pick in [0, 1) is 0.
-    EXPECT_EQ(p.styles()[1].fillColor, (GMUColor{0, 0, 0, 1}));
+    EXPECT_EQ(p.styles()[1].fillColor, (GMSColor{0, 0, 0, 1}));
     EXPECT_EQ(p.styles()[1].strokeColor, kRed); // no stroke mode was read
-    EXPECT_EQ(p.styles()[2].fillColor, (GMUColor{0, 0, 0, 1}));
+    EXPECT_EQ(p.styles()[2].fillColor, (GMSColor{0, 0, 0, 1}));
 }
 
 TEST(KMLParser, Geometry) {
@@ -215,7 +215,7 @@ TEST(KMLParser, StyleMaps) {
 }
 
 TEST(KMLParser, NumbersAndColours) {
-    struct Row { const char* text; double rotation; int drawOrder; double width; bool fill; GMUColor color; };
+    struct Row { const char* text; double rotation; int drawOrder; double width; bool fill; GMSColor color; };
     const Row rows[] = {
         {"0", 0, 0, 0, false, {0, 0, 0, 0}},
         {"180", 180, 180, 180, true, {128 / 255.0, 1 / 255.0, 0, 0}},

@@ -112,7 +112,7 @@ int hexDigit(char c) {
 }
 
 // KML's aabbggrr. Text with no hex digit reads as 0: transparent black.
-GMUColor colorFromText(const std::string* text) {
+GMSColor colorFromText(const std::string* text) {
     std::uint32_t value = 0; // wraps: the low 32 bits of the scanned number
     if (text) {
         std::string_view s = skipBlanks(*text);
@@ -378,7 +378,7 @@ void GMUKMLParser::beginStyle(std::string_view name, const char* styleID) {
     }
 }
 
-GMUColor GMUKMLParser::randomColorFrom(const GMUColor& color) {
+GMSColor GMUKMLParser::randomColorFrom(const GMSColor& color) {
     auto randomComponent = [this](double component) {
         int n = int(component * 255.0);
         if (n <= 0)

@@ -113,7 +113,7 @@ private:
     void readHotSpot(const char** attributes);
     std::optional<CLLocationCoordinate2D> locationFromText(std::string_view text);
     std::optional<GMSPath> pathFromText(const std::string* text);
-    GMUColor randomColorFrom(const GMUColor& color);
+    GMSColor randomColorFrom(const GMSColor& color);
     void fail(GMUKMLError::Kind kind, std::string message);
 
     std::unique_ptr<Impl> parser_; // the event source and its reader
@@ -159,8 +159,8 @@ private:
     std::optional<GMUStyle> inlineStyle_;
     std::optional<std::string> styleUrl_;
     std::optional<std::string> styleID_;
-    std::optional<GMUColor> strokeColor_;
-    std::optional<GMUColor> fillColor_;
+    std::optional<GMSColor> strokeColor_;
+    std::optional<GMSColor> fillColor_;
     double width_ = 0.0;
     double scale_ = 0.0;
     double heading_ = 0.0;

@@ -8,18 +8,10 @@
 
 #include "CLLocationCoordinate2D.h"
 #include "GMSPath.h"
+#include "GMSStyleSpan.h" // GMSColor, the engine's colour
 
 // The values a KML file turns into. Plain immutable values: built once by the
 // parser, compared whole with ==. Absent is a normal value throughout.
-
-// A colour as four 0.0-1.0 components.
-struct GMUColor {
-    double red = 0.0;
-    double green = 0.0;
-    double blue = 0.0;
-    double alpha = 0.0;
-    friend bool operator==(const GMUColor&, const GMUColor&) = default;
-};
 
 // An icon's hot spot as fractions of its size.
 struct GMUAnchor {
@@ -85,8 +77,8 @@ private:
 // Fields in the order of the style's initialiser.
 struct GMUStyle {
     std::optional<std::string> styleID; // "#" and the id; absent only for a style built outside any <Style>
-    std::optional<GMUColor> strokeColor;
-    std::optional<GMUColor> fillColor;
+    std::optional<GMSColor> strokeColor;
+    std::optional<GMSColor> fillColor;
     double width = 0.0;
     double scale = 0.0;
     double heading = 0.0;
