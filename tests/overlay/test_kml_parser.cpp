@@ -115,8 +115,10 @@ TEST(KMLParser, Geometry) {
             <Placemark><LineString><tessellate>1</tessellate><altitudeMode>absolute</altitudeMode>
               <coordinates>
                 1,2,3   4,5
-                6,7</coordinates></LineString></Placemark>)",
-         {mark(GMUPoint{ll(47.25, 8.5)}, "p"), mark(GMULineString{GMSPath{ll(2, 1), ll(5, 4), ll(7, 6)}})}},
+                6,7</coordinates></LineString></Placemark>
+            <Placemark><LineString><coordinates>)" "1,2\u00A03,4\u3000" R"(</coordinates></LineString></Placemark>)",
+         {mark(GMUPoint{ll(47.25, 8.5)}, "p"), mark(GMULineString{GMSPath{ll(2, 1), ll(5, 4), ll(7, 6)}}),
+          mark(GMULineString{GMSPath{ll(2, 1), ll(4, 3)}})}},
         {"empty coordinates, no coordinates, no geometry", R"(
             <Placemark><Point><coordinates></coordinates></Point></Placemark>
             <Placemark><LineString><coordinates/></LineString></Placemark><Placemark><LineString/></Placemark><Placemark/>)",

@@ -22,21 +22,55 @@ enum : unsigned {
 };
 constexpr std::size_t kNameCacheLimit = 1024;
 
-bool isBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
+// Byte length of the white space that starts at `i` (ASCII, or Unicode in
+// UTF-8), 0 when none does: text pasted from documents brings no-break
+// spaces into coordinates.
+std::size_t blankAt(std::string_view s, std::size_t i) {
+    const auto c = static_cast<unsigned char>(s[i]);
+    if (c == ' ' || (c >= '\t' && c <= '\r'))
+        return 1;
+    if (c == 0xC2 && i + 1 < s.size()) {
+        const auto d = static_cast<unsigned char>(s[i + 1]);
+        return d == 0x85 || d == 0xA0 ? 2 : 0;
+    }
+    if (c >= 0xE1 && c <= 0xE3 && i + 2 < s.size()) {
+        const auto d = static_cast<unsigned char>(s[i + 1]), e = static_cast<unsigned char>(s[i + 2]);
+        const bool blank = (c == 0xE1 && d == 0x9A && e == 0x80) ||                    // U+1680
+                           (c == 0xE2 && d == 0x80 && ((e >= 0x80 && e <= 0x8A) ||     // U+2000-200A
+                                                       e == 0xA8 || e == 0xA9 || e == 0xAF)) ||
+                           (c == 0xE2 && d == 0x81 && e == 0x9F) ||                    // U+205F
+                           (c == 0xE3 && d == 0x80 && e == 0x80);                      // U+3000
+        return blank ? 3 : 0;
+    }
+    return 0;
+}
+
+// Never white space: the common case, decided without looking further.
+bool isPrintableAscii(char c) {
+    return static_cast<unsigned char>(c) > ' ' && static_cast<unsigned char>(c) < 0x80;
 }
 
 std::string_view skipBlanks(std::string_view text) {
     std::size_t i = 0;
-    while (i < text.size() && isBlank(text[i]))
-        ++i;
+    while (i < text.size() && !isPrintableAscii(text[i]))
+        if (std::size_t n = blankAt(text, i))
+            i += n;
+        else
+            break;
     return text.substr(i);
 }
 
 std::string_view trim(std::string_view text) {
     text = skipBlanks(text);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
+    for (bool more = !text.empty() && !isPrintableAscii(text.back()); more;) {
+        more = false;
+        for (std::size_t n = 1; n <= 3 && n <= text.size(); ++n)
+            if (blankAt(text, text.size() - n) == n) {
+                text.remove_suffix(n);
+                more = true;
+                break;
+            }
+    }
     return text;
 }
 
@@ -502,21 +536,18 @@ std::optional<GMSPath> GMUKMLParser::pathFromText(const std::string* text) {
     if (!text)
         return GMSPath();
     std::vector<CLLocationCoordinate2D> coordinates;
-    std::string_view s = *text;
-    std::size_t i = 0;
-    for (;;) {
-        while (i < s.size() && isBlank(s[i]))
-            ++i;
-        if (i == s.size())
-            break;
-        std::size_t end = i;
-        while (end < s.size() && !isBlank(s[end]))
-            ++end;
-        auto location = locationFromText(s.substr(i, end - i));
+    // Split at runs of white space.
+    for (std::string_view s = skipBlanks(*text); !s.empty();) {
+        std::size_t end = 0;
+        for (; end < s.size(); ++end) {
+            if (!isPrintableAscii(s[end]) && blankAt(s, end))
+                break;
+        }
+        auto location = locationFromText(s.substr(0, end));
         if (!location)
             return std::nullopt;
         coordinates.push_back(*location);
-        i = end;
+        s = skipBlanks(s.substr(end));
     }
     // Blank text splits into one empty piece, which has no comma.
     if (coordinates.empty() && !locationFromText(""))
