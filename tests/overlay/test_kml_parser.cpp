@@ -303,6 +303,16 @@ TEST(KMLParserFailures, StopWithWhatAndWhereKeepingEarlierResults) {
     }
 }
 
+TEST(KMLParserFailures, AnElementsTextBeyondTheBoundStopsTheParse) {
+    auto p = GMUKMLParser::withData("<kml><Document><Placemark><name>kept</name></Placemark>\n<Placemark><name>" +
+                                    std::string(65, 'x') + "</name></Placemark></Document></kml>");
+    p.setMaxLeafText(64);
+    p.parse();
+    ASSERT_TRUE(p.error());
+    EXPECT_EQ(std::pair(p.error()->kind, p.error()->line), std::pair(GMUKMLError::kLeafTextTooLong, std::uint64_t(2)));
+    EXPECT_EQ(p.placemarks(), std::vector<GMUPlacemark>{kKept});
+}
+
 TEST(KMLParserFailures, MissingFileIsReported) {
     auto p = GMUKMLParser::withFile("/nonexistent/plan.kml");
     p.parse();

@@ -373,6 +373,12 @@ void GMUKMLParser::characters(const char* text, int length) {
     if (error_ || inCdata_ || !isParsing(kParsingLeafNode))
         return;
     hasCharacters_ = true;
+    if (characters_.size() + std::size_t(length) > maxLeafText_) {
+        fail(GMUKMLError::kLeafTextTooLong,
+             "the text of one element is longer than " + std::to_string(maxLeafText_) + " bytes");
+        characters_.clear();
+        return;
+    }
     characters_.append(text, std::size_t(length));
 }
 

@@ -24,6 +24,7 @@ struct GMUKMLError {
         kMalformedXML,          // expat's complaint, including entity limits
         kTupleWithoutComma,     // a coordinate tuple or point text with no ","
         kPolygonWithoutOuterBoundary,
+        kLeafTextTooLong,       // one element's text beyond the parser's bound
     };
     Kind kind = kMalformedXML;
     std::string message;
@@ -49,7 +50,8 @@ struct GMUKMLError {
 // "0x") reads as the value 0: transparent black.
 //
 // Hostile files: external entities are never loaded, entity expansion stays
-// within expat's amplification limits, nesting depth costs no stack.
+// within expat's amplification limits, nesting depth costs no stack, and the
+// text of one element is bounded (kMaxLeafText), since it is held whole.
 class GMUKMLParser {
 public:
     enum ParserState : std::uint64_t {
@@ -91,6 +93,10 @@ public:
 
     // Size of the blocks fed to expat.
     static constexpr std::size_t kBlockSize = 64 * 1024;
+    // The longest text of one element; beyond it the parse stops. Room for
+    // some eight million coordinate tuples.
+    static constexpr std::size_t kMaxLeafText = 256 * 1024 * 1024;
+    void setMaxLeafText(std::size_t bytes) { maxLeafText_ = bytes; }
 
 private:
     struct Impl;
@@ -145,6 +151,7 @@ private:
     // The text of the leaf being read; absent until a character arrives. The
     // buffer is kept between leaves so that reading costs no allocation.
     std::string characters_;
+    std::size_t maxLeafText_ = kMaxLeafText;
     bool hasCharacters_ = false;
     const std::string* text() const { return hasCharacters_ ? &characters_ : nullptr; }
     std::optional<std::string> copyOfText() const { return text() ? std::optional(characters_) : std::nullopt; }
